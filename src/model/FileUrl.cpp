@@ -1,0 +1,66 @@
+#include "FileUrl.h"
+
+#include <QDir>
+#include <QUrl>
+
+namespace kestrava {
+
+FileUrl FileUrl::fromLocalPath(const QString& path)
+{
+    if (path.isEmpty())
+        return {};
+    // cleanPath is costly on hot paths; most paths from enumeration are already clean.
+    const bool needsCleaning = path.contains(QLatin1String("/.")) || path.contains(QLatin1String("//"))
+        || (path.size() > 1 && path.endsWith(QLatin1Char('/')));
+    return FileUrl(needsCleaning ? QDir::cleanPath(path) : path);
+}
+
+std::optional<FileUrl> FileUrl::fromUrlString(const QString& text)
+{
+    const QUrl url(text, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme() != QLatin1String("file") || !url.host().isEmpty())
+        return std::nullopt;
+    const QString local = url.toLocalFile();
+    if (!local.startsWith(QLatin1Char('/')))
+        return std::nullopt;
+    return fromLocalPath(local);
+}
+
+QString FileUrl::toUrlString() const
+{
+    if (path_.isEmpty())
+        return {};
+    return QUrl::fromLocalFile(path_).toString(QUrl::FullyEncoded);
+}
+
+QString FileUrl::fileName() const
+{
+    const qsizetype slash = path_.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? path_ : path_.mid(slash + 1);
+}
+
+QString FileUrl::suffix() const
+{
+    const QString name = fileName();
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    return dot <= 0 ? QString() : name.mid(dot + 1);
+}
+
+FileUrl FileUrl::parent() const
+{
+    const qsizetype slash = path_.lastIndexOf(QLatin1Char('/'));
+    if (slash <= 0)
+        return FileUrl(QStringLiteral("/"));
+    return FileUrl(path_.left(slash));
+}
+
+FileUrl FileUrl::appending(const QString& relativePath) const
+{
+    if (relativePath.isEmpty())
+        return *this;
+    if (path_ == QLatin1String("/"))
+        return fromLocalPath(path_ + relativePath);
+    return fromLocalPath(path_ + QLatin1Char('/') + relativePath);
+}
+
+} // namespace kestrava

@@ -1,0 +1,67 @@
+#pragma once
+
+// Writes that must survive a crash or a power cut. Every function returns only after the
+// data (and, where a name appeared or changed, its directory) reached stable storage, or
+// throws FileSystemError. After a failed flush nothing is retried on the same data: the
+// page state is unknown, so callers redo the whole write.
+
+#include "FileOps.h"
+#include "FileSystemError.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace kestrava {
+
+// Owns a file descriptor; closes it (ignoring the result) if not closed explicitly.
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd, FileOps& ops = FileOps::system()) : fd_(fd), ops_(&ops) {}
+    UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()), ops_(other.ops_) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept;
+    UniqueFd(const UniqueFd&) = delete;
+    UniqueFd& operator=(const UniqueFd&) = delete;
+    ~UniqueFd();
+
+    int get() const { return fd_; }
+    bool isValid() const { return fd_ >= 0; }
+    int release() { int fd = fd_; fd_ = -1; return fd; }
+    // Closes and reports the result (close can report a delayed write error).
+    void close(const QString& pathForErrors);
+
+private:
+    int fd_ = -1;
+    FileOps* ops_ = &FileOps::system();
+};
+
+// Open (creating with `mode` if missing), seek to end, write all of `data`, fsync, close.
+// When the file was created, its directory is flushed too.
+void durableAppend(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
+
+// Temporary file in the same folder, fsync, rename over `path`, fsync the folder.
+// Readers see the old or the new content, never a mixture.
+void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
+
+// Writes all bytes, retrying short writes and EINTR; throws on any other failure.
+void writeAll(int fd, const char* data, qint64 size, const QString& pathForErrors, FileOps& ops = FileOps::system());
+
+void flushFile(const QString& path, FileOps& ops = FileOps::system());
+void flushDirectory(const QString& directory, FileOps& ops = FileOps::system());
+
+// open(O_CREAT|O_EXCL|O_NOFOLLOW|O_CLOEXEC) with `flags` added (O_WRONLY by default).
+// Fails with EEXIST when anything, a symbolic link included, already has the name.
+UniqueFd createExclusive(const QString& path, FileOps& ops = FileOps::system(), int flags = 0, mode_t mode = 0600);
+
+// Moves `from` to `to` only if nothing exists at `to`: renameat2(RENAME_NOREPLACE), and where
+// the file system answers EINVAL, link + unlink. Never a plain rename, which could replace a
+// file. Throws FileSystemError (EEXIST when the target exists). Does not flush directories.
+void renameExclusive(const QString& from, const QString& to, FileOps& ops = FileOps::system());
+
+// Whole file into memory; throws FileSystemError. Refuses files larger than `maxBytes`.
+QByteArray readWholeFile(const QString& path, qint64 maxBytes = qint64(1) << 32, FileOps& ops = FileOps::system());
+
+// Creates the folder and missing parents (mode 0700 for new ones); throws FileSystemError.
+void ensureDirectory(const QString& path, FileOps& ops = FileOps::system());
+
+} // namespace kestrava
