@@ -13,6 +13,8 @@ for argument in "$@"; do
 done
 "$root/scripts/setup.sh"
 export QT_QPA_PLATFORM=offscreen
+# Paths relative to the checkout let ccache reuse objects across clones (CI builds a fresh one).
+export CCACHE_BASEDIR="$root"
 jobs="$(nproc)"
 
 run_suite() { # build-dir cmake-args...
