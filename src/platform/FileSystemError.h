@@ -8,7 +8,7 @@ namespace kestrava {
 // can tell the user why: "„/x/y“ konnte nicht geschrieben werden: Auf dem Gerät ist kein Speicherplatz mehr verfügbar".
 class FileSystemError : public ErrorBase<FileSystemError> {
 public:
-    enum class Operation { open, read, write, flush, close, rename, link, remove, createFolder, inspect, resize };
+    enum class Operation { open, read, write, flush, close, rename, link, remove, createFolder, inspect, resize, create };
 
     FileSystemError(Operation operation, QString path, int errorNumber);
 

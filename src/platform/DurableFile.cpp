@@ -1,0 +1,297 @@
+#include "DurableFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace kestrava {
+
+namespace {
+
+using Op = FileSystemError::Operation;
+
+[[noreturn]] void fail(Op operation, const QString& path, int errorNumber)
+{
+    throw FileSystemError(operation, path, errorNumber);
+}
+
+QByteArray encoded(const QString& path)
+{
+    return QFile::encodeName(path);
+}
+
+QString parentOf(const QString& path)
+{
+    const QString parent = QFileInfo(path).path();
+    return parent.isEmpty() ? QStringLiteral(".") : parent;
+}
+
+// Opens an existing file for appending, or creates it; reports which happened, because only
+// a new name needs its directory flushed. Two steps instead of O_CREAT alone, since O_CREAT
+// cannot tell whether it created the file.
+UniqueFd openForAppend(const QString& path, FileOps& ops, mode_t mode, bool& created)
+{
+    const QByteArray name = encoded(path);
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        int fd = ops.open(name, O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC);
+        if (fd >= 0) {
+            created = false;
+            return UniqueFd(fd, ops);
+        }
+        if (errno != ENOENT)
+            fail(Op::open, path, errno);
+        fd = ops.open(name, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+        if (fd >= 0) {
+            created = true;
+            return UniqueFd(fd, ops);
+        }
+        if (errno != EEXIST)
+            fail(Op::create, path, errno);
+        // Someone created it between the two opens: append to theirs.
+    }
+    fail(Op::open, path, EEXIST);
+}
+
+QString temporarySibling(const QString& path)
+{
+    const QFileInfo info(path);
+    const QString suffix = QString::number(QRandomGenerator::global()->generate64(), 36);
+    return parentOf(path) + QLatin1String("/.") + info.fileName() + QLatin1Char('.') + suffix + QLatin1String(".tmp");
+}
+
+} // namespace
+
+UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept
+{
+    if (this != &other) {
+        if (fd_ >= 0)
+            ops_->close(fd_);
+        ops_ = other.ops_;
+        fd_ = other.release();
+    }
+    return *this;
+}
+
+UniqueFd::~UniqueFd()
+{
+    if (fd_ >= 0)
+        ops_->close(fd_);
+}
+
+void UniqueFd::close(const QString& pathForErrors)
+{
+    const int fd = release();
+    if (fd < 0)
+        return;
+    if (ops_->close(fd) != 0)
+        fail(Op::close, pathForErrors, errno);
+}
+
+void writeAll(int fd, const char* data, qint64 size, const QString& pathForErrors, FileOps& ops)
+{
+    qint64 written = 0;
+    while (written < size) {
+        const ssize_t result = ops.write(fd, data + written, size_t(size - written));
+        if (result < 0) {
+            if (errno == EINTR)
+                continue;
+            fail(Op::write, pathForErrors, errno);
+        }
+        // A zero-byte write for a non-empty buffer only happens when the device gives up.
+        if (result == 0)
+            fail(Op::write, pathForErrors, ENOSPC);
+        written += result;
+    }
+}
+
+void durableAppend(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+{
+    bool created = false;
+    UniqueFd file = openForAppend(path, ops, mode, created);
+
+    struct stat before {};
+    if (ops.fstat(file.get(), &before) != 0)
+        fail(Op::inspect, path, errno);
+    try {
+        writeAll(file.get(), data.constData(), data.size(), path, ops);
+    } catch (const FileSystemError&) {
+        // Cut off what part of the record did reach the file, so that the next append does
+        // not continue a half-written line. Best effort: the reader copes with a torn tail.
+        ops.ftruncate(file.get(), before.st_size);
+        throw;
+    }
+    if (ops.fsync(file.get()) != 0)
+        fail(Op::flush, path, errno);
+    file.close(path);
+    if (created)
+        flushDirectory(parentOf(path), ops);
+}
+
+void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+{
+    UniqueFd file;
+    QString temporary;
+    for (int attempt = 0;; ++attempt) {
+        temporary = temporarySibling(path);
+        try {
+            file = createExclusive(temporary, ops, O_WRONLY, mode);
+            break;
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() != EEXIST || attempt >= 16)
+                throw FileSystemError(Op::write, path, error.errorNumber());
+        }
+    }
+
+    try {
+        writeAll(file.get(), data.constData(), data.size(), temporary, ops);
+        if (ops.fsync(file.get()) != 0)
+            fail(Op::flush, path, errno);
+        file.close(path);
+        if (ops.rename(encoded(temporary), encoded(path)) != 0)
+            fail(Op::rename, path, errno);
+    } catch (const FileSystemError& error) {
+        file = UniqueFd();
+        ops.unlink(encoded(temporary));
+        // The user knows the target, not our temporary name.
+        throw FileSystemError(error.operation(), path, error.errorNumber());
+    }
+    flushDirectory(parentOf(path), ops);
+}
+
+void flushFile(const QString& path, FileOps& ops)
+{
+    const int fd = ops.open(encoded(path), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        fail(Op::open, path, errno);
+    UniqueFd file(fd, ops);
+    if (ops.fsync(file.get()) != 0)
+        fail(Op::flush, path, errno);
+    file.close(path);
+}
+
+void flushDirectory(const QString& directory, FileOps& ops)
+{
+    const int fd = ops.open(encoded(directory), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        fail(Op::open, directory, errno);
+    UniqueFd folder(fd, ops);
+    if (ops.fsync(folder.get()) != 0) {
+        // Some FUSE and network file systems cannot flush a directory at all; their entries
+        // are as durable as they will ever be, which is no reason to fail the caller.
+        if (errno != EINVAL && errno != ENOTSUP && errno != ENOSYS)
+            fail(Op::flush, directory, errno);
+    }
+    folder.close(directory);
+}
+
+UniqueFd createExclusive(const QString& path, FileOps& ops, int flags, mode_t mode)
+{
+    if ((flags & O_ACCMODE) == 0)
+        flags |= O_WRONLY;
+    const int fd = ops.open(encoded(path), flags | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    if (fd < 0)
+        fail(Op::create, path, errno);
+    return UniqueFd(fd, ops);
+}
+
+void renameExclusive(const QString& from, const QString& to, FileOps& ops)
+{
+    const QByteArray source = encoded(from);
+    const QByteArray target = encoded(to);
+    if (ops.renameNoReplace(source, target) == 0)
+        return;
+    const int renameError = errno;
+    // EINVAL: the file system has no RENAME_NOREPLACE (FAT over FUSE, NFS, 9p); ENOSYS: an
+    // old kernel or a sandbox without renameat2. A hard link fails with EEXIST just as
+    // safely, so link + unlink keeps the promise of never replacing anything.
+    if (renameError != EINVAL && renameError != ENOSYS)
+        fail(Op::rename, from, renameError);
+    if (ops.link(source, target) != 0)
+        fail(Op::rename, from, errno);
+    if (ops.unlink(source) != 0) {
+        const int unlinkError = errno;
+        // Undo the second name so the caller does not find the file twice.
+        ops.unlink(target);
+        fail(Op::rename, from, unlinkError);
+    }
+}
+
+QByteArray readWholeFile(const QString& path, qint64 maxBytes, FileOps& ops)
+{
+    const int fd = ops.open(encoded(path), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        fail(Op::open, path, errno);
+    UniqueFd file(fd, ops);
+    struct stat info {};
+    if (ops.fstat(file.get(), &info) != 0)
+        fail(Op::inspect, path, errno);
+    if (S_ISDIR(info.st_mode))
+        fail(Op::read, path, EISDIR);
+    if (info.st_size > maxBytes)
+        fail(Op::read, path, EFBIG);
+
+    QByteArray content;
+    // The size is a hint only (files in /proc report 0, a writer may be appending).
+    content.reserve(qsizetype(info.st_size) + 1);
+    for (;;) {
+        const qint64 used = content.size();
+        if (used > maxBytes)
+            fail(Op::read, path, EFBIG);
+        // One read past the announced size sees the end of the file in the usual case.
+        const qint64 chunk = std::max<qint64>(1 << 16, qint64(info.st_size) + 1 - used);
+        content.resize(used + chunk);
+        const ssize_t got = ops.read(file.get(), content.data() + used, size_t(chunk));
+        if (got < 0) {
+            if (errno == EINTR) {
+                content.resize(used);
+                continue;
+            }
+            fail(Op::read, path, errno);
+        }
+        content.resize(used + got);
+        if (got == 0)
+            break;
+    }
+    if (content.size() > maxBytes)
+        fail(Op::read, path, EFBIG);
+    file.close(path);
+    return content;
+}
+
+void ensureDirectory(const QString& requested, FileOps& ops)
+{
+    const QString path = QDir::cleanPath(requested);
+    const QByteArray name = encoded(path);
+    if (ops.mkdir(name, 0700) == 0) {
+        flushDirectory(parentOf(path), ops);
+        return;
+    }
+    int error = errno;
+    if (error == ENOENT) {
+        const QString parent = parentOf(path);
+        if (parent == path)
+            fail(Op::createFolder, path, error);
+        ensureDirectory(parent, ops);
+        if (ops.mkdir(name, 0700) == 0) {
+            flushDirectory(parent, ops);
+            return;
+        }
+        error = errno;
+    }
+    if (error != EEXIST)
+        fail(Op::createFolder, path, error);
+    // Something has the name: fine when it is a folder (or a link to one).
+    struct stat info {};
+    if (::stat(name.constData(), &info) != 0)
+        fail(Op::createFolder, path, errno);
+    if (!S_ISDIR(info.st_mode))
+        fail(Op::createFolder, path, ENOTDIR);
+}
+
+} // namespace kestrava

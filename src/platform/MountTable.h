@@ -1,0 +1,38 @@
+#pragma once
+
+// The mount table and the block devices behind it, as the kernel describes them in
+// /proc/self/mountinfo, /dev/disk/by-uuid and /sys/dev/block. Read fresh on each call.
+
+#include <QList>
+#include <QString>
+#include <optional>
+#include <sys/types.h>
+
+namespace kestrava {
+
+struct MountEntry {
+    quint64 mountId = 0;
+    dev_t device = 0;          // major:minor as mountinfo lists it
+    QString mountPoint;        // unescaped
+    QString fsType;            // e.g. "ext4", "fuse.sshfs"
+    QString source;            // e.g. "/dev/sda1", "server:/export"
+};
+
+QList<MountEntry> readMountTable();
+// Parses the text of a mountinfo file; lines that do not parse are skipped.
+QList<MountEntry> parseMountInfo(const QByteArray& text);
+
+// The mount with `mountId` when known; otherwise the mount with the longest mount point
+// containing `canonicalPath`, preferring those whose device equals `device`.
+const MountEntry* findMount(const QList<MountEntry>& mounts, const QString& canonicalPath, dev_t device,
+                            std::optional<quint64> mountId);
+
+bool isNetworkFileSystemType(const QString& fsType);
+// The block device a mount lives on, if any (btrfs lists an anonymous device, so the source is asked too).
+std::optional<dev_t> blockDeviceOf(const MountEntry& mount);
+// Looked up among the /dev/disk/by-uuid links; absent when none resolves to `blockDevice`.
+std::optional<QString> fileSystemUuid(dev_t blockDevice);
+// sysfs "removable" = 1 on the device or its disk, or the device hangs off a USB, MMC or FireWire bus.
+bool isRemovableBlockDevice(dev_t blockDevice);
+
+} // namespace kestrava
