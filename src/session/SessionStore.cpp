@@ -1,0 +1,219 @@
+#include "SessionStore.h"
+
+#include "SessionReplay.h"
+#include "SessionStoreError.h"
+#include "platform/AppPaths.h"
+#include "platform/DurableFile.h"
+
+#include <QDir>
+#include <QHash>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
+#include <cerrno>
+#include <limits>
+
+namespace kestrava {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Larger than any session we could produce; a bigger file is not ours and is not read whole.
+constexpr qint64 maxSessionFileBytes = qint64(1) << 31;
+
+QString executionLogLine(const QDateTime& now, const ExecutionRecord& record)
+{
+    QString line = json::encodeDate(now) + u" ["_s + rawValue(record.status) + u"] "_s + record.sourcePath + u" -> "_s
+        + record.destinationPath.value_or(u"–"_s);
+    if (record.errorMessage)
+        line += u" · "_s + *record.errorMessage;
+    line += u'\n';
+    return line;
+}
+
+} // namespace
+
+// Everything below is touched only on `pool`'s one thread, except the immutable members.
+struct SessionStore::State {
+    QString baseDirectory;
+    FileOps* fileOps;
+    Clock clock;
+    QThreadPool pool;
+    QHash<QUuid, qint64> sequences;
+    QHash<QUuid, QDateTime> snapshotDates;
+
+    QString fileOf(const QUuid& id, QLatin1StringView suffix) const
+    {
+        return baseDirectory + u'/' + json::encodeUuid(id) + suffix;
+    }
+
+    void ensureBase() { ensureDirectory(baseDirectory, *fileOps); }
+
+    qint64 nextSequence(const QUuid& id, qint64 after)
+    {
+        const auto known = sequences.constFind(id);
+        const qint64 base = known != sequences.constEnd() ? std::max(after, *known) : std::max<qint64>(after, 0);
+        if (base == std::numeric_limits<qint64>::max())
+            qFatal("Session event sequence overflow");
+        sequences.insert(id, base + 1);
+        return base + 1;
+    }
+
+    qint64 appendEvent(SessionEvent event, qint64 after, const QUuid& id)
+    {
+        ensureBase();
+        event.sequence = nextSequence(id, after);
+        event.timestamp = clock();
+        QByteArray line = encodeEventLine(event);
+        line.append('\n');
+        durableAppend(fileOf(id, ".events.jsonl"_L1), line, *fileOps);
+        return event.sequence;
+    }
+
+    void replayInto(SortSession& session)
+    {
+        QByteArray log;
+        try {
+            log = readWholeFile(fileOf(session.id, ".events.jsonl"_L1), maxSessionFileBytes, *fileOps);
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() == ENOENT)
+                return;
+            throw;
+        }
+        replayEvents(session, log);
+    }
+
+    SortSession loadFile(const QString& path)
+    {
+        SortSession session = decodeSortSession(readWholeFile(path, maxSessionFileBytes, *fileOps));
+        replayInto(session);
+        return session;
+    }
+};
+
+SessionStore::SessionStore(QString baseDirectory, FileOps& fileOps, Clock clock) : state_(std::make_unique<State>())
+{
+    state_->baseDirectory = QDir::cleanPath(baseDirectory);
+    state_->fileOps = &fileOps;
+    state_->clock = clock ? std::move(clock) : Clock([] { return QDateTime::currentDateTimeUtc(); });
+    // One thread makes the store a serial actor: the pool runs queued work first in, first out.
+    state_->pool.setMaxThreadCount(1);
+}
+
+SessionStore::~SessionStore()
+{
+    state_->pool.waitForDone();
+}
+
+SessionStore& SessionStore::live()
+{
+    // Never destroyed: work still queued at exit must not race the static destructors.
+    static SessionStore* const instance = new SessionStore();
+    return *instance;
+}
+
+QString SessionStore::defaultDirectory()
+{
+    return AppPaths::sessionsFolder();
+}
+
+const QString& SessionStore::baseDirectory() const
+{
+    return state_->baseDirectory;
+}
+
+QString SessionStore::snapshotPath(const QUuid& sessionID) const
+{
+    return state_->fileOf(sessionID, ".session.json"_L1);
+}
+
+QString SessionStore::eventLogPath(const QUuid& sessionID) const
+{
+    return state_->fileOf(sessionID, ".events.jsonl"_L1);
+}
+
+QString SessionStore::executionLogPath(const QUuid& sessionID) const
+{
+    return state_->fileOf(sessionID, ".execution.log"_L1);
+}
+
+QFuture<void> SessionStore::saveSnapshot(SortSession session)
+{
+    State* s = state_.get();
+    return QtConcurrent::run(&s->pool, [s, session = std::move(session)] {
+        s->ensureBase();
+        const auto last = s->snapshotDates.constFind(session.id);
+        const QDateTime lastWritten = last != s->snapshotDates.constEnd() ? *last : distantPast();
+        if (session.updatedAt < lastWritten)
+            return;
+        s->snapshotDates.insert(session.id, session.updatedAt);
+        atomicReplace(s->fileOf(session.id, ".session.json"_L1), encodeSortSession(session), *s->fileOps);
+    });
+}
+
+QFuture<qint64> SessionStore::append(SessionEventKind kind, QStringList sourcePaths, std::optional<PhotoDecision> decision,
+                                     std::optional<QString> category, int currentIndex, qint64 after, QUuid sessionID)
+{
+    SessionEvent event;
+    event.kind = kind;
+    event.sourcePaths = std::move(sourcePaths);
+    event.decision = decision;
+    event.category = std::move(category);
+    event.currentIndex = currentIndex;
+    State* s = state_.get();
+    return QtConcurrent::run(&s->pool, [s, event = std::move(event), after, sessionID] {
+        return s->appendEvent(event, after, sessionID);
+    });
+}
+
+QFuture<qint64> SessionStore::appendExecution(ExecutionRecord record, qint64 after, QUuid sessionID)
+{
+    SessionEvent event;
+    event.kind = SessionEventKind::execution;
+    event.sourcePaths = QStringList{record.sourcePath};
+    event.currentIndex = 0;
+    event.executionRecord = std::move(record);
+    State* s = state_.get();
+    return QtConcurrent::run(&s->pool, [s, event = std::move(event), after, sessionID] {
+        const qint64 sequence = s->appendEvent(event, after, sessionID);
+        durableAppend(s->fileOf(sessionID, ".execution.log"_L1), executionLogLine(s->clock(), *event.executionRecord).toUtf8(),
+                      *s->fileOps);
+        return sequence;
+    });
+}
+
+QFuture<std::optional<SortSession>> SessionStore::loadLatestIncomplete()
+{
+    State* s = state_.get();
+    return QtConcurrent::run(&s->pool, [s]() -> std::optional<SortSession> {
+        s->ensureBase();
+        // Name order makes "the first met wins" on equal dates the same on every run.
+        const QFileInfoList entries = QDir(s->baseDirectory)
+                                          .entryInfoList({u"*.session.json"_s}, QDir::Files | QDir::NoDotAndDotDot, QDir::Name);
+        std::optional<SortSession> latest;
+        for (const QFileInfo& entry : entries) {
+            try {
+                SortSession session = decodeSortSession(readWholeFile(entry.filePath(), maxSessionFileBytes, *s->fileOps));
+                if (session.status == SortSessionStatus::completed)
+                    continue;
+                s->replayInto(session);
+                if (!latest || session.updatedAt > latest->updatedAt)
+                    latest = std::move(session);
+            } catch (const KestravaError&) {
+                // A damaged or foreign session is not offered; it stays on disk untouched.
+            }
+        }
+        return latest;
+    });
+}
+
+QFuture<SortSession> SessionStore::loadSession(QUuid sessionID)
+{
+    State* s = state_.get();
+    return QtConcurrent::run(&s->pool, [s, sessionID] {
+        s->ensureBase();
+        return s->loadFile(s->fileOf(sessionID, ".session.json"_L1));
+    });
+}
+
+} // namespace kestrava

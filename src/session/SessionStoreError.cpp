@@ -1,0 +1,66 @@
+#include "SessionStoreError.h"
+
+namespace kestrava {
+
+using namespace Qt::StringLiterals;
+
+SessionStoreError SessionStoreError::unsupportedVersion(qint64 version)
+{
+    SessionStoreError error(Kind::unsupportedVersion);
+    error.version_ = version;
+    return error;
+}
+
+SessionStoreError SessionStoreError::csvInvalid(QString detail)
+{
+    SessionStoreError error(Kind::csvInvalid);
+    error.text_ = std::move(detail);
+    return error;
+}
+
+SessionStoreError SessionStoreError::sourceFolderMissing(QString path)
+{
+    SessionStoreError error(Kind::sourceFolderMissing);
+    error.text_ = std::move(path);
+    return error;
+}
+
+SessionStoreError SessionStoreError::corruptSession(QString diagnostic)
+{
+    SessionStoreError error(Kind::corruptSession);
+    error.diagnostic_ = std::move(diagnostic);
+    return error;
+}
+
+SessionStoreError SessionStoreError::csvHeaderMissing()
+{
+    return SessionStoreError(Kind::csvHeaderMissing);
+}
+
+SessionStoreError SessionStoreError::ambiguousRecoveryRow(QString fileName)
+{
+    SessionStoreError error(Kind::ambiguousRecoveryRow);
+    error.text_ = std::move(fileName);
+    return error;
+}
+
+QString SessionStoreError::description() const
+{
+    switch (kind_) {
+    case Kind::unsupportedVersion:
+        return u"Die Sitzungsversion "_s + QString::number(version_) + u" wird nicht unterstützt."_s;
+    case Kind::csvInvalid:
+        return u"Die CSV-Datei konnte nicht importiert werden: "_s + text_;
+    case Kind::sourceFolderMissing:
+        return u"Der ursprüngliche Fotoordner „"_s + text_ + u"“ wurde nicht gefunden."_s;
+    case Kind::corruptSession:
+        return u"Die gespeicherte Sitzung ist beschädigt."_s;
+    case Kind::csvHeaderMissing:
+        return u"Die CSV-Datei enthält nicht die erwarteten Spalten."_s;
+    case Kind::ambiguousRecoveryRow:
+        return u"„"_s + text_ + u"“ ist nicht eindeutig zuordenbar."_s;
+    }
+    return {};
+}
+
+} // namespace kestrava

@@ -1,0 +1,116 @@
+#pragma once
+
+// The session document: the whole persisted state of one culling run.
+//
+// Format (one compact JSON object, keys sorted, no trailing newline):
+//   version                 integer, always written as 3
+//   id                      upper-case hyphenated UUID; names the session's files
+//   createdAt, updatedAt    ISO 8601 UTC, whole seconds, "Z"
+//   status                  "reviewing" | "ready" | "running" | "paused" | "completed"
+//   sourceFolder            file: URL
+//   destinationBaseFolder   file: URL, left out when unset
+//   destinationFolder       file: URL, left out when unset
+//   runFolderName           string
+//   photos                  array of PhotoItem (model/PhotoModelJson.h)
+//   passThroughPhotos       array of PhotoItem
+//   ignoredPhotoCount       integer
+//   selectedReviewChoice    "jpeg" | "raw" | "both", left out when unset
+//   pairingWasTransferred   boolean
+//   pairingChoiceResolved   boolean
+//   currentIndex            integer
+//   eventName               string
+//   groupByDate             boolean
+//   operationMode           "safeCopy" | "moveOriginals" | "organizeAndTrash"
+//   requiresModeSelection   boolean
+//   verificationMode        "fileSize" | "sha256"
+//   executionRecords        object: source path → ExecutionRecord
+//   trashPreparation        object, left out when unset
+//   lastEventSequence       integer: last event folded into this document
+//
+// ExecutionRecord: sourcePath (string), destinationPath (string, optional), status
+// ("pending" | "completed" | "skipped" | "failed"), verifiedSize (integer), errorMessage
+// (string, optional).
+//
+// Reading accepts versions up to 3 (a missing version is 1) and migrates older documents:
+// missing keys take documented defaults, and versions 1 and 2 derive `operationMode` from the
+// legacy keys `transferMode` ("copy" | "move") and `discardHandling` ("keepInFolder" |
+// "moveToTrash"), which are never written. A document either decodes completely or not at all.
+
+#include "model/PhotoModel.h"
+#include "model/SortOptions.h"
+
+#include <QJsonObject>
+#include <QMap>
+
+namespace kestrava {
+
+enum class SortSessionStatus { reviewing, ready, running, paused, completed };
+template <>
+struct EnumNames<SortSessionStatus> {
+    static constexpr std::array<std::pair<SortSessionStatus, std::string_view>, 5> table{{
+        {SortSessionStatus::reviewing, "reviewing"}, {SortSessionStatus::ready, "ready"},
+        {SortSessionStatus::running, "running"}, {SortSessionStatus::paused, "paused"},
+        {SortSessionStatus::completed, "completed"}}};
+};
+
+// The outcome of one planned file action.
+struct ExecutionRecord {
+    QString sourcePath;
+    std::optional<QString> destinationPath;
+    ExecutionActionStatus status = ExecutionActionStatus::pending;
+    qint64 verifiedSize = 0;
+    std::optional<QString> errorMessage;
+
+    friend bool operator==(const ExecutionRecord&, const ExecutionRecord&) = default;
+};
+
+struct SortSession {
+    static constexpr int currentVersion = 3;
+
+    int version = currentVersion;
+    QUuid id;
+    QDateTime createdAt;
+    QDateTime updatedAt;
+    SortSessionStatus status = SortSessionStatus::reviewing;
+    FileUrl sourceFolder;
+    std::optional<FileUrl> destinationBaseFolder;
+    std::optional<FileUrl> destinationFolder;
+    QString runFolderName;
+    QList<PhotoItem> photos;
+    QList<PhotoItem> passThroughPhotos;
+    int ignoredPhotoCount = 0;
+    std::optional<FormatReviewChoice> selectedReviewChoice;
+    bool pairingWasTransferred = false;
+    bool pairingChoiceResolved = true;
+    int currentIndex = 0;
+    QString eventName;
+    bool groupByDate = true;
+    SortOperationMode operationMode = SortOperationMode::safeCopy;
+    bool requiresModeSelection = false;
+    VerificationMode verificationMode = VerificationMode::fileSize;
+    // Keyed by the record's source path; one record per source file.
+    QMap<QString, ExecutionRecord> executionRecords;
+    // The staged trash transaction, carried through unchanged until the trash subsystem's
+    // own type takes its place.
+    std::optional<QJsonObject> trashPreparation;
+    qint64 lastEventSequence = 0;
+
+    friend bool operator==(const SortSession&, const SortSession&) = default;
+};
+
+QJsonObject toJson(const ExecutionRecord& record);
+// Throws DecodingError.
+ExecutionRecord executionRecordFromJson(const QJsonObject& object);
+
+QJsonObject toJson(const SortSession& session);
+// Decodes and migrates; the result always has version 3. Throws
+// SessionStoreError::unsupportedVersion for versions above 3 and DecodingError for any other fault.
+SortSession sortSessionFromJson(const QJsonObject& object);
+
+// The snapshot bytes: compact JSON, keys sorted, no trailing newline.
+QByteArray encodeSortSession(const SortSession& session);
+// Whole-document decoding for files: throws SessionStoreError (unsupportedVersion, or
+// corruptSession for every other fault, with the cause in its diagnostic).
+SortSession decodeSortSession(const QByteArray& bytes);
+
+} // namespace kestrava
