@@ -1,0 +1,190 @@
+#include "platform/DurableFile.h"
+
+#include "FailureHelpers.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace kestrava;
+using kestrava::test::fileErrorThrownBy;
+using kestrava::test::readFile;
+using kestrava::test::TempTree;
+using Op = FileOps::Op;
+
+namespace {
+
+// Lets at most `limit` bytes through per write, so a failure can strike mid-record.
+class ShortWriteOps : public FaultInjectingFileOps {
+public:
+    explicit ShortWriteOps(size_t limit) : limit_(limit) {}
+    ssize_t write(int fd, const void* buffer, size_t count) override
+    {
+        return FaultInjectingFileOps::write(fd, buffer, std::min(count, limit_));
+    }
+
+private:
+    size_t limit_;
+};
+
+} // namespace
+
+TEST(DurableAppend, createsTheFileThenAppendsInOrder)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    durableAppend(path, "one\n");
+    durableAppend(path, "two\n");
+    EXPECT_EQ(readFile(path), "one\ntwo\n");
+
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+}
+
+TEST(DurableAppend, flushesTheFolderOnlyWhenTheFileIsNew)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    FaultInjectingFileOps ops;
+    durableAppend(path, "a\n", ops);
+    EXPECT_EQ(ops.callCount(Op::fsync), 2); // file and folder
+    durableAppend(path, "b\n", ops);
+    EXPECT_EQ(ops.callCount(Op::fsync), 3); // the file only
+}
+
+TEST(DurableAppend, refusesToFollowASymbolicLink)
+{
+    TempTree tree;
+    const QString target = tree.write("elsewhere", "keep");
+    const QString link = tree.path("log.jsonl");
+    ASSERT_TRUE(QFile::link(target, link));
+    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(link, "x\n"); });
+    EXPECT_EQ(error.errorNumber(), ELOOP);
+    EXPECT_EQ(readFile(target), "keep");
+}
+
+TEST(DurableAppendFailure, writeErrorThrowsWithThePathAndKeepsEarlierRecords)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    durableAppend(path, "first\n");
+
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::write, 1, EIO);
+    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(path, "second\n", ops); });
+    EXPECT_EQ(error.operation(), FileSystemError::Operation::write);
+    EXPECT_EQ(error.path(), path);
+    EXPECT_EQ(error.errorNumber(), EIO);
+    EXPECT_TRUE(error.description().contains(path));
+    EXPECT_EQ(readFile(path), "first\n");
+
+    durableAppend(path, "third\n");
+    EXPECT_EQ(readFile(path), "first\nthird\n");
+}
+
+TEST(DurableAppendFailure, diskFullMidRecordLeavesNoTornTail)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    durableAppend(path, "first\n");
+
+    ShortWriteOps ops(3);
+    ops.failAt(Op::write, 2, ENOSPC);
+    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(path, "second record\n", ops); });
+    EXPECT_EQ(error.errorNumber(), ENOSPC);
+    EXPECT_EQ(error.description(),
+              QStringLiteral("„%1“ konnte nicht geschrieben werden: Auf dem Gerät ist kein Speicherplatz mehr verfügbar").arg(path));
+    EXPECT_EQ(readFile(path), "first\n");
+}
+
+TEST(DurableAppendFailure, realFullDeviceReportsNoSpace)
+{
+    if (!QFileInfo::exists(QStringLiteral("/dev/full")))
+        GTEST_SKIP() << "no /dev/full";
+    const FileSystemError error = fileErrorThrownBy([] { durableAppend(QStringLiteral("/dev/full"), "x"); });
+    EXPECT_EQ(error.errorNumber(), ENOSPC);
+}
+
+TEST(DurableAppendFailure, fsyncErrorIsReportedAsFlushAndNotRetried)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    durableAppend(path, "first\n");
+
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::fsync, 1, EIO);
+    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(path, "second\n", ops); });
+    EXPECT_EQ(error.operation(), FileSystemError::Operation::flush);
+    EXPECT_EQ(error.path(), path);
+    EXPECT_EQ(ops.callCount(Op::fsync), 1);
+    EXPECT_TRUE(error.description().startsWith(QStringLiteral("„%1“ konnte nicht auf den Datenträger geschrieben werden: ").arg(path)));
+    // Still readable; what the kernel kept of the second record is unknown.
+    EXPECT_TRUE(readFile(path).startsWith("first\n"));
+}
+
+TEST(DurableAppendFailure, closeErrorIsAnError)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::close, 1, EIO);
+    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(path, "x\n", ops); });
+    EXPECT_EQ(error.operation(), FileSystemError::Operation::close);
+}
+
+TEST(DurableAppendFailure, unwritableFolderFailsWithPermissionDenied)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root ignores folder permissions";
+    TempTree tree;
+    const QString folder = tree.mkdir("locked");
+    ASSERT_EQ(::chmod(QFile::encodeName(folder).constData(), 0500), 0);
+    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(folder + "/log.jsonl", "x\n"); });
+    ::chmod(QFile::encodeName(folder).constData(), 0700);
+    EXPECT_EQ(error.errorNumber(), EACCES);
+}
+
+TEST(ReadWholeFile, readsEverythingAndRefusesOversizedFiles)
+{
+    TempTree tree;
+    QByteArray big(300000, 'q');
+    const QString path = tree.write("big", big);
+    EXPECT_EQ(readWholeFile(path), big);
+    EXPECT_EQ(fileErrorThrownBy([&] { readWholeFile(path, 1000); }).errorNumber(), EFBIG);
+    EXPECT_EQ(fileErrorThrownBy([&] { readWholeFile(tree.path("missing")); }).errorNumber(), ENOENT);
+    // /proc files announce size 0 yet have content.
+    EXPECT_FALSE(readWholeFile(QStringLiteral("/proc/self/mountinfo")).isEmpty());
+}
+
+TEST(EnsureDirectory, createsParentsAndAcceptsAnExistingFolderButNotAFile)
+{
+    TempTree tree;
+    const QString deep = tree.path("a/b/c");
+    ensureDirectory(deep);
+    EXPECT_TRUE(QFileInfo(deep).isDir());
+    ensureDirectory(deep);
+    const QString file = tree.write("plain");
+    EXPECT_EQ(fileErrorThrownBy([&] { ensureDirectory(file); }).errorNumber(), ENOTDIR);
+    EXPECT_EQ(fileErrorThrownBy([&] { ensureDirectory(file + "/sub"); }).errorNumber(), ENOTDIR);
+}
+
+TEST(FileSystemErrorText, namesTheOperationInGerman)
+{
+    using O = FileSystemError::Operation;
+    EXPECT_EQ(FileSystemError(O::open, "/x", ENOENT).description(),
+              QStringLiteral("„/x“ konnte nicht geöffnet werden: Datei oder Verzeichnis nicht gefunden"));
+    EXPECT_EQ(FileSystemError(O::rename, "/x", EEXIST).description(),
+              QStringLiteral("„/x“ konnte nicht umbenannt werden: Die Datei existiert bereits"));
+    EXPECT_EQ(FileSystemError(O::createFolder, "/x", EACCES).description(),
+              QStringLiteral("„/x“ konnte nicht angelegt werden: Keine Berechtigung"));
+    // Unlisted numbers still give the system's text rather than nothing.
+    EXPECT_FALSE(FileSystemError(O::read, "/x", ENOLINK).reason().isEmpty());
+}

@@ -1,0 +1,149 @@
+#include "platform/DurableFile.h"
+
+#include "FailureHelpers.h"
+#include "TestSupport.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+
+using namespace kestrava;
+using kestrava::test::allNames;
+using kestrava::test::fileErrorThrownBy;
+using kestrava::test::readFile;
+using kestrava::test::TempTree;
+using Op = FileOps::Op;
+
+TEST(CreateExclusive, createsAWritableFileOnce)
+{
+    TempTree tree;
+    const QString path = tree.path("lock");
+    UniqueFd fd = createExclusive(path);
+    ASSERT_TRUE(fd.isValid());
+    writeAll(fd.get(), "pid", 3, path);
+    fd.close(path);
+    EXPECT_FALSE(fd.isValid());
+    EXPECT_EQ(readFile(path), "pid");
+    EXPECT_EQ(fileErrorThrownBy([&] { createExclusive(path); }).errorNumber(), EEXIST);
+}
+
+TEST(CreateExclusive, refusesSymbolicLinksEvenDanglingOnes)
+{
+    TempTree tree;
+    const QString existingTarget = tree.write("target", "keep");
+    ASSERT_TRUE(QFile::link(existingTarget, tree.path("toFile")));
+    ASSERT_TRUE(QFile::link(tree.path("nowhere"), tree.path("dangling")));
+    EXPECT_EQ(fileErrorThrownBy([&] { createExclusive(tree.path("toFile")); }).errorNumber(), EEXIST);
+    EXPECT_EQ(fileErrorThrownBy([&] { createExclusive(tree.path("dangling")); }).errorNumber(), EEXIST);
+    EXPECT_FALSE(QFileInfo::exists(tree.path("nowhere")));
+    EXPECT_EQ(readFile(existingTarget), "keep");
+}
+
+TEST(RenameExclusive, movesWhenTheNameIsFree)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    renameExclusive(from, tree.path("b"));
+    EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
+    EXPECT_EQ(readFile(tree.path("b")), "photo");
+}
+
+TEST(RenameExclusive, neverReplacesAFileOrADanglingLink)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "new");
+    const QString occupied = tree.write("b", "old");
+    ASSERT_TRUE(QFile::link(tree.path("nowhere"), tree.path("c")));
+
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, occupied); }).errorNumber(), EEXIST);
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("c")); }).errorNumber(), EEXIST);
+    EXPECT_EQ(readFile(from), "new");
+    EXPECT_EQ(readFile(occupied), "old");
+    EXPECT_TRUE(QFileInfo(tree.path("c")).isSymLink());
+}
+
+TEST(RenameExclusiveFallback, usesLinkAndUnlinkWhereNoReplaceIsUnsupported)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::renameNoReplace, 1, EINVAL, true);
+    renameExclusive(from, tree.path("b"), ops);
+    EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
+    EXPECT_EQ(ops.callCount(Op::link), 1);
+    EXPECT_EQ(ops.callCount(Op::rename), 0);
+}
+
+TEST(RenameExclusiveFallback, stillRefusesAnOccupiedName)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "new");
+    const QString occupied = tree.write("b", "old");
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::renameNoReplace, 1, EINVAL, true);
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, occupied, ops); }).errorNumber(), EEXIST);
+    EXPECT_EQ(readFile(from), "new");
+    EXPECT_EQ(readFile(occupied), "old");
+    EXPECT_EQ(ops.callCount(Op::rename), 0);
+}
+
+TEST(RenameExclusiveFallback, failedLinkIsAnErrorNotAPlainRename)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::renameNoReplace, 1, EINVAL);
+    ops.failAt(Op::link, 1, EPERM); // FAT has no hard links
+    const FileSystemError error = fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); });
+    EXPECT_EQ(error.errorNumber(), EPERM);
+    EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
+    EXPECT_EQ(ops.callCount(Op::rename), 0);
+}
+
+TEST(RenameExclusiveFallback, failedUnlinkLeavesOnlyTheOriginalName)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::renameNoReplace, 1, EINVAL);
+    ops.failAt(Op::unlink, 1, EIO);
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EIO);
+    EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
+}
+
+TEST(RenameExclusive, otherErrorsAreNotMistakenForMissingSupport)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    FaultInjectingFileOps ops;
+    ops.failAt(Op::renameNoReplace, 1, EXDEV);
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EXDEV);
+    EXPECT_EQ(ops.callCount(Op::link), 0);
+}
+
+TEST(FaultInjection, countsFromTheRuleAndRepeatsOnlyWhenAsked)
+{
+    TempTree tree;
+    const QByteArray path = QFile::encodeName(tree.path("x"));
+    FaultInjectingFileOps ops;
+    struct stat info {};
+    ops.failAt(Op::lstat, 2, EIO);
+    EXPECT_EQ(ops.lstat(path, &info), -1); // ENOENT, not injected
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(ops.lstat(path, &info), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(ops.lstat(path, &info), -1);
+    EXPECT_EQ(errno, ENOENT);
+
+    ops.failAt(Op::mkdir, 1, EROFS, true);
+    EXPECT_EQ(ops.mkdir(path, 0700), -1);
+    EXPECT_EQ(ops.mkdir(path, 0700), -1);
+    EXPECT_EQ(errno, EROFS);
+    ops.clearFaults();
+    EXPECT_EQ(ops.mkdir(path, 0700), 0);
+    EXPECT_EQ(ops.callCount(Op::mkdir), 3);
+}
