@@ -1,0 +1,190 @@
+#include "FreedesktopTrash.h"
+
+#include "CrashPoint.h"
+#include "TrashTransactionError.h"
+
+#include "platform/DurableFile.h"
+#include "platform/FileSystemError.h"
+#include "platform/VolumeInfo.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QUuid>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kestrava {
+
+namespace {
+
+using Kind = TrashTransactionError::Kind;
+
+QString candidateName(const QString& name, int attempt)
+{
+    if (attempt == 1)
+        return name;
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    const QString stem = dot > 0 ? name.left(dot) : name;
+    const QString suffix = dot > 0 ? name.mid(dot) : QString();
+    return stem + QLatin1Char('_') + QString::number(attempt) + suffix;
+}
+
+bool exists(const QString& path)
+{
+    struct stat info {};
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+}
+
+} // namespace
+
+FreedesktopTrashService::FreedesktopTrashService(FreedesktopTrashLayout layout, FileOps& ops)
+    : layout_(std::move(layout)), ops_(ops)
+{
+}
+
+TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
+{
+    const QString source = url.path();
+    const QString name = url.fileName();
+    struct stat item {};
+    if (ops_.lstat(QFile::encodeName(source), &item) != 0)
+        throw FileSystemError(FileSystemError::Operation::inspect, source, errno);
+
+    const auto trash = layout_.trashDirectoryFor(source, true);
+    if (!trash)
+        throw TrashTransactionError(Kind::unsupportedVolume, name);
+
+    for (int attempt = 1; attempt < 10000; ++attempt) {
+        const QString trashName = candidateName(name, attempt);
+        const QString infoPath = trash->infoFolder() + QLatin1Char('/') + trashName + QLatin1String(".trashinfo");
+        const QString target = trash->filesFolder() + QLatin1Char('/') + trashName;
+        UniqueFd info;
+        try {
+            info = createExclusive(infoPath, ops_);
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() == EEXIST)
+                continue;
+            throw;
+        }
+        // The info file is durable before the move: after a crash in between, the file sits
+        // in the Trash with the record of where it came from, never nameless.
+        const QByteArray content = FreedesktopTrashInfo::content(source, *trash, QDateTime::currentDateTime());
+        const auto removeInfo = [&] {
+            ops_.unlink(QFile::encodeName(infoPath));
+        };
+        try {
+            writeAll(info.get(), content.constData(), content.size(), infoPath, ops_);
+            if (ops_.fsync(info.get()) != 0)
+                throw FileSystemError(FileSystemError::Operation::flush, infoPath, errno);
+            info.close(infoPath);
+            flushDirectory(trash->infoFolder(), ops_);
+        } catch (...) {
+            info = UniqueFd();
+            removeInfo();
+            throw;
+        }
+
+        testhooks::crashPoint(QStringLiteral("trash.before-move"));
+        try {
+            renameExclusive(source, target, ops_);
+        } catch (const FileSystemError& error) {
+            removeInfo();
+            if (error.errorNumber() == EEXIST && exists(source))
+                continue;
+            if (error.errorNumber() == EXDEV)
+                throw TrashTransactionError(Kind::unsupportedVolume, name);
+            throw;
+        }
+        testhooks::crashPoint(QStringLiteral("trash.after-move"));
+        flushDirectory(trash->filesFolder(), ops_);
+        flushDirectory(QFileInfo(source).path(), ops_);
+
+        TrashReceipt receipt;
+        receipt.sourceURL = url;
+        receipt.resultingURL = FileUrl::fromLocalPath(target);
+        receipt.movedAt = QDateTime::currentDateTimeUtc();
+        receipt.identity = FileIdentity::capture(target, false);
+        return receipt;
+    }
+    throw TrashTransactionError(Kind::unsupportedVolume, name);
+}
+
+FreedesktopTrashCapabilityChecker::FreedesktopTrashCapabilityChecker(FreedesktopTrashLayout layout)
+    : layout_(std::move(layout))
+{
+}
+
+void FreedesktopTrashCapabilityChecker::check(const FileUrl& url) const
+{
+    const QString name = url.fileName();
+    const auto facts = volumeFacts(url.path());
+    if (!facts || !facts->isLocal || facts->isReadOnly)
+        throw TrashTransactionError(Kind::unsupportedVolume, name);
+
+    const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const QString folder = url.parent().path() + QLatin1String("/.kestrava-trash-probe-folder-") + uuid;
+    const QString probe = folder + QLatin1String("/.kestrava-trash-probe-") + uuid;
+    const QByteArray nativeFolder = QFile::encodeName(folder);
+    if (::mkdir(nativeFolder.constData(), 0700) != 0)
+        throw TrashTransactionError(Kind::unsupportedVolume, name);
+
+    bool passed = false;
+    try {
+        createExclusive(probe).close(probe);
+        const TrashReceipt receipt = FreedesktopTrashService(layout_).trash(FileUrl::fromLocalPath(probe));
+        const QString trashed = receipt.resultingURL.path();
+        passed = exists(trashed);
+        // Only the probe, which this function made empty a moment ago, is ever deleted.
+        const QString infoPath = QFileInfo(QFileInfo(trashed).path()).path() + QLatin1String("/info/")
+            + QFileInfo(trashed).fileName() + QLatin1String(".trashinfo");
+        ::unlink(QFile::encodeName(trashed).constData());
+        ::unlink(QFile::encodeName(infoPath).constData());
+    } catch (const KestravaError&) {
+        passed = false;
+    }
+    ::unlink(QFile::encodeName(probe).constData());
+    ::rmdir(nativeFolder.constData());
+    if (!passed)
+        throw TrashTransactionError(Kind::unsupportedVolume, name);
+}
+
+FreedesktopTrashReceiptValidator::FreedesktopTrashReceiptValidator(FreedesktopTrashLayout layout)
+    : layout_(std::move(layout))
+{
+}
+
+void FreedesktopTrashReceiptValidator::validate(const TrashReceipt& receipt, const QString& expectedSHA256) const
+{
+    const TrashTransactionError invalid(Kind::receiptInvalid, receipt.sourceURL.fileName());
+    const QString resulting = receipt.resultingURL.path();
+    if (!exists(resulting))
+        throw invalid;
+
+    const QString filesFolder = QFileInfo(resulting).path();
+    if (QFileInfo(filesFolder).fileName() != QLatin1String("files"))
+        throw invalid;
+    const auto trash = layout_.trashDirectoryFor(resulting, false);
+    if (!trash || trash->filesFolder() != filesFolder)
+        throw invalid;
+    const QString infoPath = trash->infoFolder() + QLatin1Char('/') + QFileInfo(resulting).fileName() + QLatin1String(".trashinfo");
+    QByteArray info;
+    try {
+        info = readWholeFile(infoPath, 1 << 20);
+    } catch (const FileSystemError&) {
+        throw invalid;
+    }
+    const auto original = FreedesktopTrashInfo::originalPath(info, *trash);
+    if (!original || FileUrl::fromLocalPath(*original) != receipt.sourceURL)
+        throw invalid;
+
+    FileIdentity now;
+    try {
+        now = FileIdentity::capture(resulting, false);
+    } catch (const TrashTransactionError&) {
+        throw invalid;
+    }
+    if (!now.matches(receipt.identity, false) || now.sha256 != expectedSHA256)
+        throw invalid;
+}
+
+} // namespace kestrava

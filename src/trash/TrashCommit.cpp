@@ -1,0 +1,180 @@
+#include "CrashPoint.h"
+#include "TrashCoordinatorSupport.h"
+#include "TrashOperationLock.h"
+
+#include "platform/DurableFile.h"
+#include "platform/FileSystemError.h"
+
+#include <QDir>
+#include <QFile>
+#include <unistd.h>
+
+namespace kestrava::TrashTransactionCoordinator {
+
+namespace {
+
+using Kind = TrashTransactionError::Kind;
+using State = TrashTransactionState;
+using namespace trashdetail;
+
+bool readyToTrash(State state)
+{
+    return state == State::stagedVerified || state == State::deferred;
+}
+
+bool inTrash(State state)
+{
+    return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned;
+}
+
+const QString interruptedMoveMessage =
+    QStringLiteral("Die Papierkorbaktion wurde unterbrochen; ob das Original bereits im Papierkorb liegt, ist unklar.");
+
+// Step 1: every original and copy must still be what was verified, before anything moves.
+void precheck(const TrashEntry& entry)
+{
+    const QString name = entry.sourceURL.fileName();
+    const FileIdentity source = FileIdentity::capture(entry.sourceURL.path(), true);
+    if (!source.matches(entry.sourceIdentity, false))
+        throw TrashTransactionError(Kind::sourceChanged, name);
+    FileIdentity copy;
+    try {
+        copy = FileIdentity::capture(entry.stagingURL.path(), false);
+    } catch (const TrashTransactionError&) {
+        throw TrashTransactionError(Kind::stagingChanged, name);
+    }
+    if (!entry.stagingIdentity || !copy.matches(*entry.stagingIdentity, false))
+        throw TrashTransactionError(Kind::stagingChanged, name);
+}
+
+// Step 3: the same checks, immediately before the move; a failure is a review case.
+std::optional<QString> recheck(const TrashEntry& entry)
+{
+    FileIdentity source;
+    try {
+        source = FileIdentity::capture(entry.sourceURL.path(), true);
+    } catch (const TrashTransactionError&) {
+        return QStringLiteral("Original ist vor der Papierkorbaktion nicht mehr eindeutig erreichbar.");
+    }
+    if (!source.matches(entry.sourceIdentity, false))
+        return QStringLiteral("Originalidentität hat sich vor der Papierkorbaktion geändert.");
+    const QString changedCopy = QStringLiteral("Sicherheitskopie hat sich vor der Papierkorbaktion geändert.");
+    try {
+        const FileIdentity copy = FileIdentity::capture(entry.stagingURL.path(), false);
+        if (!entry.stagingIdentity || !copy.matches(*entry.stagingIdentity, false))
+            return changedCopy;
+    } catch (const TrashTransactionError&) {
+        return changedCopy;
+    }
+    return std::nullopt;
+}
+
+// Removes the copies of a group whose members are all confirmed in the Trash. The copy is
+// the only thing Kestrava ever deletes, and only once its original is proven to be in the Trash.
+void cleanUp(DurableTrashJournal& journal, const QUuid& sessionID, QList<TrashEntry*>& members, FileOps& ops)
+{
+    for (TrashEntry* entry : members) {
+        if (entry->state == State::stageCleaned)
+            continue;
+        if (entry->state == State::trashedConfirmed)
+            journalState(journal, sessionID, *entry, State::cleanupIntent);
+        const QString staging = entry->stagingURL.path();
+        const QString folder = entry->stagingURL.parent().path();
+        testhooks::crashPoint(QStringLiteral("cleanup.before-remove"));
+        if (ops.unlink(QFile::encodeName(staging)) != 0 && errno != ENOENT)
+            throw FileSystemError(FileSystemError::Operation::remove, staging, errno);
+        testhooks::crashPoint(QStringLiteral("cleanup.after-remove"));
+        flushDirectory(folder, ops);
+        // Empty entry and group folders go too; a folder that still holds anything stays.
+        const QString groupFolder = QFileInfo(folder).path();
+        if (::rmdir(QFile::encodeName(folder).constData()) == 0 && ::rmdir(QFile::encodeName(groupFolder).constData()) == 0)
+            flushDirectory(QFileInfo(groupFolder).path(), ops);
+        journalState(journal, sessionID, *entry, State::stageCleaned);
+    }
+}
+
+} // namespace
+
+TrashPreparation commit(const TrashPreparation& preparation, const QString& journalBase, const TrashService& trashService,
+                        const TrashReceiptValidating& receiptValidator, const TrashProgress& progress,
+                        const TrashTransactionOptions& options)
+{
+    FileOps& ops = *options.fileOps;
+    TrashOperationLock lock(journalBase, ops);
+    DurableTrashJournal journal(journalBase, preparation.sessionID, ops);
+    const QUuid sessionID = preparation.sessionID;
+
+    TrashPreparation result = preparation;
+    result.entries = withJournaledStates(preparation.entries, journal.latestEntries());
+
+    // Entries whose outcome is uncertain stop everything; an interrupted move is recorded as
+    // such, so it is never attempted a second time.
+    for (auto& entry : result.entries) {
+        if (entry.state == State::trashIntent) {
+            journalState(journal, sessionID, entry, State::needsReview, interruptedMoveMessage);
+            throw TrashTransactionError(Kind::transactionNeedsReview, entry.sourceURL.fileName());
+        }
+        if (entry.state == State::needsReview)
+            throw TrashTransactionError(Kind::transactionNeedsReview, entry.sourceURL.fileName());
+        if (!readyToTrash(entry.state) && !inTrash(entry.state))
+            throw TrashTransactionError(Kind::stagingChanged, entry.sourceURL.fileName());
+    }
+    for (const auto& entry : result.entries)
+        if (readyToTrash(entry.state))
+            precheck(entry);
+
+    QList<QUuid> groupOrder;
+    QHash<QUuid, QList<TrashEntry*>> groups;
+    for (auto& entry : result.entries) {
+        if (!groups.contains(entry.groupID))
+            groupOrder.append(entry.groupID);
+        groups[entry.groupID].append(&entry);
+    }
+
+    qint64 totalBytes = 0;
+    for (const auto& entry : result.entries)
+        if (readyToTrash(entry.state))
+            totalBytes += entry.sourceIdentity.size;
+    qint64 doneBytes = 0;
+
+    for (const QUuid& groupID : groupOrder) {
+        QList<TrashEntry*>& members = groups[groupID];
+        for (TrashEntry* entry : members) {
+            if (!readyToTrash(entry->state))
+                continue;
+            const QString name = entry->sourceURL.fileName();
+            if (auto problem = recheck(*entry)) {
+                journalState(journal, sessionID, *entry, State::needsReview, *problem);
+                throw TrashTransactionError(Kind::transactionNeedsReview, name);
+            }
+            journalState(journal, sessionID, *entry, State::trashIntent);
+
+            TrashReceipt receipt;
+            try {
+                receipt = trashService.trash(entry->sourceURL);
+            } catch (const KestravaError& error) {
+                journalState(journal, sessionID, *entry, State::needsReview, error.description());
+                throw TrashTransactionError(Kind::transactionNeedsReview, name);
+            }
+            try {
+                receiptValidator.validate(receipt, entry->sourceIdentity.sha256);
+            } catch (const KestravaError& error) {
+                entry->receipt = receipt;
+                journalState(journal, sessionID, *entry, State::needsReview, error.description());
+                throw TrashTransactionError(Kind::receiptInvalid, name);
+            }
+            entry->receipt = receipt;
+            journalState(journal, sessionID, *entry, State::trashedConfirmed);
+            doneBytes += entry->sourceIdentity.size;
+            if (progress)
+                progress(doneBytes, totalBytes);
+        }
+        const bool wholeGroupInTrash = std::all_of(members.begin(), members.end(),
+                                                   [](const TrashEntry* e) { return inTrash(e->state); });
+        if (wholeGroupInTrash)
+            cleanUp(journal, sessionID, members, ops);
+    }
+    return result;
+}
+
+} // namespace kestrava::TrashTransactionCoordinator

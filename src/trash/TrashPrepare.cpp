@@ -1,0 +1,277 @@
+#include "CrashPoint.h"
+#include "TrashCoordinatorSupport.h"
+#include "TrashOperationLock.h"
+
+#include "model/Json.h"
+#include "model/Text.h"
+#include "platform/DurableFile.h"
+#include "platform/FileSystemError.h"
+#include "platform/VolumeInfo.h"
+
+#include <QFile>
+#include <QSet>
+#include <fcntl.h>
+#include <vector>
+
+namespace kestrava::TrashTransactionCoordinator {
+
+namespace {
+
+using Kind = TrashTransactionError::Kind;
+using State = TrashTransactionState;
+using namespace trashdetail;
+
+const QString collisionMessage = QStringLiteral("Vorhandenes Stagingziel stimmt nicht mit dem Original überein.");
+
+// Nothing of the original has been touched while the entry is in one of these states.
+bool stillToStage(State state)
+{
+    return state == State::planned || state == State::stagingIntent;
+}
+
+bool originalInPlace(State state)
+{
+    return stillToStage(state) || state == State::stagedVerified || state == State::deferred || state == State::failed;
+}
+
+bool sameContent(const FileIdentity& copy, const FileIdentity& source)
+{
+    return copy.sha256 == source.sha256 && copy.size == source.size;
+}
+
+// Whether the original still looks as captured (size and times), without hashing it again.
+bool sourceLooksUnchanged(const FileIdentity& source)
+{
+    struct stat info {};
+    if (::lstat(QFile::encodeName(source.path).constData(), &info) != 0)
+        return false;
+    return qint64(info.st_size) == source.size && qint64(info.st_mtim.tv_sec) == source.modificationSeconds
+        && qint64(info.st_mtim.tv_nsec) == source.modificationNanoseconds
+        && qint64(info.st_ctim.tv_sec) == source.statusChangeSeconds
+        && qint64(info.st_ctim.tv_nsec) == source.statusChangeNanoseconds;
+}
+
+class Stager {
+public:
+    Stager(FileOps& ops, const TrashProgress& progress, qint64 totalBytes)
+        : ops_(ops), progress_(progress), totalBytes_(totalBytes), buffer_(size_t(copyChunkBytes))
+    {
+    }
+
+    // Copies the original into `partial` (created exclusively) with plain reads and writes,
+    // never a clone or reflink: the copy must not share blocks with the file it protects.
+    void copy(const TrashEntry& entry, const QString& partial)
+    {
+        const QString name = entry.sourceURL.fileName();
+        const int in = ops_.open(QFile::encodeName(entry.sourceURL.path()), O_RDONLY | O_NOFOLLOW);
+        if (in < 0)
+            throw TrashTransactionError(Kind::fileUnavailable, name);
+        UniqueFd source(in, ops_);
+        struct stat info {};
+        if (ops_.fstat(in, &info) != 0 || quint64(info.st_dev) != entry.sourceIdentity.device
+            || quint64(info.st_ino) != entry.sourceIdentity.inode)
+            throw TrashTransactionError(Kind::sourceChanged, name);
+
+        UniqueFd target;
+        try {
+            target = createExclusive(partial, ops_);
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() == EEXIST)
+                throw TrashTransactionError(Kind::stagingCollision, name);
+            throw;
+        }
+        for (;;) {
+            const ssize_t got = ops_.read(in, buffer_.data(), buffer_.size());
+            if (got < 0)
+                throw FileSystemError(FileSystemError::Operation::read, entry.sourceURL.path(), errno);
+            if (got == 0)
+                break;
+            writeAll(target.get(), buffer_.data(), got, partial, ops_);
+            completed_ += got;
+            if (progress_)
+                progress_(completed_, totalBytes_);
+        }
+        if (ops_.fsync(target.get()) != 0)
+            throw TrashTransactionError(Kind::journalUnavailable,
+                                        QStringLiteral("Das Ziellaufwerk bestätigte keinen vollständigen Flush."));
+        target.close(partial);
+    }
+
+private:
+    FileOps& ops_;
+    const TrashProgress& progress_;
+    qint64 totalBytes_;
+    qint64 completed_ = 0;
+    std::vector<char> buffer_;
+};
+
+// Steps 5a to 5f for one entry. On return the entry is stagedVerified and journaled.
+void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry& entry, Stager& stager, FileOps& ops)
+{
+    const QString name = entry.sourceURL.fileName();
+    const QString staging = entry.stagingURL.path();
+
+    if (pathExists(staging)) {
+        FileIdentity leftover;
+        bool usable = false;
+        try {
+            leftover = FileIdentity::capture(staging, false);
+            usable = sameContent(leftover, entry.sourceIdentity);
+        } catch (const TrashTransactionError&) {
+        }
+        if (!usable) {
+            journalState(journal, sessionID, entry, State::failed, collisionMessage);
+            throw TrashTransactionError(Kind::stagingCollision, name);
+        }
+        entry.stagingIdentity = leftover;
+        journalState(journal, sessionID, entry, State::stagedVerified);
+        return;
+    }
+
+    journalState(journal, sessionID, entry, State::stagingIntent);
+
+    const QString folder = entry.stagingURL.parent().path();
+    const QString partial = staging + QLatin1String(".partial");
+    const QByteArray nativePartial = QFile::encodeName(partial);
+    try {
+        ensureDirectory(folder, ops);
+        // Our own unfinished copy from an interrupted run; its name belongs to this entry alone.
+        if (pathExists(partial))
+            ops.unlink(nativePartial);
+        stager.copy(entry, partial);
+
+        const FileIdentity copied = FileIdentity::capture(partial, false);
+        if (!sameContent(copied, entry.sourceIdentity))
+            throw TrashTransactionError(sourceLooksUnchanged(entry.sourceIdentity) ? Kind::stagingChanged : Kind::sourceChanged, name);
+
+        testhooks::crashPoint(QStringLiteral("stage.before-rename"));
+        try {
+            renameExclusive(partial, staging, ops);
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() == EEXIST)
+                throw TrashTransactionError(Kind::stagingCollision, name);
+            throw;
+        }
+        testhooks::crashPoint(QStringLiteral("stage.after-rename"));
+        flushDirectory(folder, ops);
+    } catch (const KestravaError& error) {
+        if (pathExists(partial))
+            ops.unlink(nativePartial);
+        // The entry's own error is what the user must read; a journal that fails as well
+        // will refuse the next operation on its own.
+        try {
+            journalState(journal, sessionID, entry, State::failed, error.description());
+        } catch (const KestravaError&) {
+        }
+        throw;
+    }
+
+    FileIdentity final;
+    try {
+        final = FileIdentity::capture(staging, false);
+    } catch (const TrashTransactionError&) {
+        journalState(journal, sessionID, entry, State::failed,
+                     TrashTransactionError(Kind::stagingChanged, name).description());
+        throw TrashTransactionError(Kind::stagingChanged, name);
+    }
+    if (!sameContent(final, entry.sourceIdentity)) {
+        journalState(journal, sessionID, entry, State::failed,
+                     TrashTransactionError(Kind::stagingChanged, name).description());
+        throw TrashTransactionError(Kind::stagingChanged, name);
+    }
+    entry.stagingIdentity = final;
+    entry.message.reset();
+    journalState(journal, sessionID, entry, State::stagedVerified);
+}
+
+} // namespace
+
+TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups, const FileUrl& destinationRoot,
+                         const QString& journalBase, const TrashCapabilityChecking& capabilityChecker,
+                         const TrashProgress& progress, const TrashTransactionOptions& options)
+{
+    FileOps& ops = *options.fileOps;
+    TrashOperationLock lock(journalBase, ops);
+    DurableTrashJournal journal(journalBase, sessionID, ops);
+
+    QHash<QString, TrashEntry> journaledBySource;
+    for (const auto& entry : journal.latestEntryList())
+        journaledBySource.insert(entry.sourceURL.path(), entry);
+
+    TrashPreparation preparation;
+    preparation.sessionID = sessionID;
+    preparation.stagingRoot = destinationRoot.appending(QLatin1String(safetyFolderName))
+                                  .appending(json::encodeUuid(sessionID));
+    ensureDirectory(preparation.stagingRoot.path(), ops);
+
+    QSet<QString> seen;
+    for (const auto& group : groups) {
+        if (group.validationError)
+            continue;
+        for (const auto& member : group.members) {
+            const FileUrl source = FileUrl::fromLocalPath(member.sourceURL.path());
+            if (seen.contains(source.path()))
+                continue;
+            seen.insert(source.path());
+            if (auto it = journaledBySource.constFind(source.path()); it != journaledBySource.constEnd()) {
+                TrashEntry entry = *it;
+                if (entry.state == State::failed) {
+                    // A failed preparation step left the original untouched; start this file afresh.
+                    entry.sourceIdentity = preflight(source);
+                    entry.stagingIdentity.reset();
+                    entry.message.reset();
+                    journalState(journal, sessionID, entry, State::planned);
+                }
+                preparation.entries.append(entry);
+                continue;
+            }
+            TrashEntry entry;
+            entry.sourceIdentity = preflight(source);
+            entry.id = QUuid::createUuid();
+            entry.groupID = group.id;
+            entry.sourceURL = source;
+            entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(group.id))
+                                   .appending(json::encodeUuid(entry.id))
+                                   .appending(text::nfc(source.fileName()));
+            journalState(journal, sessionID, entry, State::planned);
+            preparation.entries.append(entry);
+        }
+    }
+
+    // One capability probe per volume that still holds originals.
+    QSet<quint64> probedDevices;
+    QSet<QString> summarized;
+    for (const auto& entry : preparation.entries) {
+        if (!originalInPlace(entry.state) || probedDevices.contains(entry.sourceIdentity.device))
+            continue;
+        probedDevices.insert(entry.sourceIdentity.device);
+        const SourceVolumeSummary summary = summarizeSourceVolume(entry.sourceURL.path());
+        if (!summarized.contains(summary.id)) {
+            summarized.insert(summary.id);
+            preparation.sourceVolumes.append(summary);
+        }
+        capabilityChecker.check(entry.sourceURL);
+    }
+
+    qint64 requiredBytes = 0;
+    for (const auto& entry : preparation.entries)
+        if (stillToStage(entry.state))
+            requiredBytes += entry.sourceIdentity.size;
+    const TrashStorageCheck storageCheck = options.storageCheck ? options.storageCheck : defaultStorageCheck;
+    if (auto message = storageCheck(requiredBytes, preparation.stagingRoot.path()))
+        throw TrashTransactionError(Kind::insufficientStorage, *message);
+
+    Stager stager(ops, progress, requiredBytes);
+    for (auto& entry : preparation.entries)
+        if (stillToStage(entry.state))
+            stageEntry(journal, sessionID, entry, stager, ops);
+
+    if (const auto staging = volumeFacts(preparation.stagingRoot.path())) {
+        for (const auto& entry : preparation.entries)
+            if (entry.sourceIdentity.device == staging->deviceId)
+                preparation.sameVolumeAsSource = true;
+    }
+    return preparation;
+}
+
+} // namespace kestrava::TrashTransactionCoordinator

@@ -1,0 +1,92 @@
+#pragma once
+
+// The two-phase move of rejected originals to the system Trash.
+//
+// Phase one (`prepare`) makes a verified safety copy of every file in
+// <result folder>/Sicherheitsablage/<session UUID>/<group UUID>/<entry UUID>/<name, NFC> and
+// touches no original. Phase two (`commit`), after a second confirmation, re-verifies each
+// original and its copy immediately before moving the original with the trash service,
+// validates the receipt, and removes the copies of a group only once every member of that
+// group is confirmed in the Trash. Every step is journaled durably before it is taken.
+//
+// The coordinator holds no state: it lives in the journal, on disk and in the returned
+// TrashPreparation. prepare, commit and markDeferred hold the machine-wide destructive-session
+// lock for their whole run. A corrupt or unavailable journal ends an operation before it
+// touches anything; an entry whose outcome is uncertain (needsReview, or trashIntent without
+// confirmation) is never continued automatically.
+
+#include "TrashServices.h"
+#include "TrashTypes.h"
+
+#include "platform/FileOps.h"
+
+#include <QFuture>
+#include <functional>
+#include <memory>
+
+namespace kestrava {
+
+// Copy progress in bytes over everything this call stages.
+using TrashProgress = std::function<void(qint64 completedBytes, qint64 totalBytes)>;
+
+// Answers the storage message when `requiredBytes` (plus the reserve) do not fit at `folder`,
+// nullopt when they do.
+using TrashStorageCheck = std::function<std::optional<QString>(qint64 requiredBytes, const QString& folder)>;
+
+struct TrashTransactionOptions {
+    // The system calls of the journal, the lock and the safety copies (fault injection in tests).
+    FileOps* fileOps = &FileOps::system();
+    // Empty: the free capacity of the safety folder's volume with a reserve of 5 %, at least 1 GiB.
+    TrashStorageCheck storageCheck;
+};
+
+namespace TrashTransactionCoordinator {
+
+inline constexpr const char* safetyFolderName = "Sicherheitsablage";
+inline constexpr qint64 copyChunkBytes = 4 * 1024 * 1024;
+
+// Phase one. Groups with a validationError are skipped: none of their members is staged or
+// journaled (the caller shows their messages). Members already journaled for this session are
+// picked up again by source path, and a leftover copy is reused when its hash and size match.
+// Throws TrashTransactionError (or FileSystemError for the safety folder itself); a failing
+// entry is journaled `failed` with the message first.
+TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups, const FileUrl& destinationRoot,
+                         const QString& journalBase, const TrashCapabilityChecking& capabilityChecker,
+                         const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});
+
+// Phase two. Nothing is moved unless every staged or deferred original and copy still match
+// their identities; an entry in needsReview or trashIntent stops the commit before any move
+// (a trashIntent entry is journaled needsReview: its move may have happened). Returns the
+// preparation with receipts and final states.
+TrashPreparation commit(const TrashPreparation& preparation, const QString& journalBase,
+                        const TrashService& trashService, const TrashReceiptValidating& receiptValidator,
+                        const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});
+
+// Journals every stagedVerified entry as deferred; copies and originals stay as they are.
+TrashPreparation markDeferred(const TrashPreparation& preparation, const QString& journalBase,
+                              const TrashTransactionOptions& options = {});
+
+// Each entry replaced by its latest journaled form; entries unknown to the journal stay.
+TrashPreparation reload(const TrashPreparation& preparation, const QString& journalBase,
+                        const TrashTransactionOptions& options = {});
+
+// The same operations on the global thread pool. The services are shared so they outlive the call.
+QFuture<TrashPreparation> prepareAsync(QUuid sessionID, QList<TrashGroup> groups, FileUrl destinationRoot,
+                                       QString journalBase, std::shared_ptr<const TrashCapabilityChecking> capabilityChecker,
+                                       TrashProgress progress = {}, TrashTransactionOptions options = {});
+QFuture<TrashPreparation> commitAsync(TrashPreparation preparation, QString journalBase,
+                                      std::shared_ptr<const TrashService> trashService,
+                                      std::shared_ptr<const TrashReceiptValidating> receiptValidator,
+                                      TrashProgress progress = {}, TrashTransactionOptions options = {});
+QFuture<TrashPreparation> markDeferredAsync(TrashPreparation preparation, QString journalBase,
+                                            TrashTransactionOptions options = {});
+QFuture<TrashPreparation> reloadAsync(TrashPreparation preparation, QString journalBase,
+                                      TrashTransactionOptions options = {});
+
+// Preflight of one original before staging: a regular file, no symbolic link, on a local and
+// writable volume, captured with a single link. Throws TrashTransactionError.
+FileIdentity preflight(const FileUrl& source);
+
+} // namespace TrashTransactionCoordinator
+
+} // namespace kestrava
