@@ -1,0 +1,99 @@
+// A real child process journals decisions and is killed with SIGKILL at random moments.
+// Whatever it acknowledged must come back on the next load, and numbering must go on from
+// there.
+
+#include "SessionTestData.h"
+#include "TestSupport.h"
+#include "session/SessionEvent.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QThread>
+#include <csignal>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int photoCount = 40;
+
+PhotoDecision expectedDecision(qint64 sequence)
+{
+    static constexpr PhotoDecision cycle[] = {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del};
+    return cycle[((sequence - 1) / photoCount) % 3];
+}
+
+// Runs the child until it has acknowledged `acknowledgements` events (or a little longer),
+// kills it, and returns every sequence it acknowledged.
+QList<qint64> runAndKill(const QString& storeFolder, int acknowledgements, int extraMicroseconds)
+{
+    QProcess child;
+    child.start(QStringLiteral(SESSION_CRASH_CHILD), {storeFolder});
+    if (!child.waitForStarted(5000))
+        return {};
+    QByteArray output;
+    while (output.count('\n') < acknowledgements && child.state() == QProcess::Running) {
+        child.waitForReadyRead(2000);
+        output += child.readAllStandardOutput();
+    }
+    QThread::usleep(extraMicroseconds);
+    ::kill(pid_t(child.processId()), SIGKILL);
+    child.waitForFinished(5000);
+    output += child.readAllStandardOutput();
+
+    QList<qint64> acknowledged;
+    for (const QByteArray& line : output.split('\n'))
+        if (line.startsWith("ack "))
+            acknowledged.append(line.mid(4).toLongLong());
+    return acknowledged;
+}
+
+} // namespace
+
+TEST(SessionCrash, everyAcknowledgedEventSurvivesSigkillAndNumberingContinues)
+{
+    TempTree tree;
+    const QString folder = tree.mkdir(u"Sessions"_s);
+    const SortSession initial = makeSession(photoCount);
+    {
+        SessionStore store(folder);
+        await(store.saveSnapshot(initial));
+    }
+    auto* random = QRandomGenerator::global();
+    qint64 highestAcknowledged = 0;
+    qint64 lastLoaded = 0;
+    for (int round = 0; round < 200; ++round) {
+        const QList<qint64> acknowledged = runAndKill(folder, int(random->bounded(6)), int(random->bounded(3000)));
+        for (qint64 sequence : acknowledged) {
+            ASSERT_GT(sequence, highestAcknowledged) << "round " << round << ": numbering went backwards";
+            highestAcknowledged = sequence;
+        }
+
+        SessionStore store(folder);
+        const auto loaded = await(store.loadLatestIncomplete());
+        ASSERT_TRUE(loaded.has_value()) << "round " << round << ": session no longer loads";
+        ASSERT_GE(loaded->lastEventSequence, highestAcknowledged) << "round " << round;
+        ASSERT_GE(loaded->lastEventSequence, lastLoaded) << "round " << round;
+        lastLoaded = loaded->lastEventSequence;
+        // Every photo shows the decision of the last event that touched it.
+        for (int photo = 0; photo < photoCount; ++photo) {
+            const qint64 lastTouching = lastLoaded - ((lastLoaded - 1 - photo) % photoCount + photoCount) % photoCount;
+            if (lastTouching < 1)
+                ASSERT_FALSE(loaded->photos[photo].decision.has_value()) << "round " << round << " photo " << photo;
+            else
+                ASSERT_EQ(loaded->photos[photo].decision, expectedDecision(lastTouching)) << "round " << round << " photo " << photo;
+        }
+    }
+    EXPECT_GT(highestAcknowledged, 200);
+    // The log holds every number exactly once, in order: no gaps from restarts, no repeats.
+    qint64 expected = 1;
+    for (const QByteArray& line : readFile(SessionStore(folder).eventLogPath(initial.id)).split('\n')) {
+        if (!line.isEmpty()) {
+            ASSERT_EQ(decodeEventLine(line).sequence, expected++);
+        }
+    }
+    EXPECT_EQ(expected - 1, lastLoaded);
+}

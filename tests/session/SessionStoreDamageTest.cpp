@@ -1,0 +1,204 @@
+// One test per way a session's files can break or a write can fail.
+
+#include "SessionTestData.h"
+#include "TestSupport.h"
+#include "platform/FileSystemError.h"
+#include "session/SessionStoreError.h"
+
+#include <QFile>
+#include <cerrno>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct TwoSessions {
+    TempTree tree;
+    SessionStore store{tree.path(u"Sessions"_s)};
+    SortSession damaged = makeSession(3);
+    SortSession healthy = makeSession(3);
+
+    // The damaged one is the more recent, so hiding it is visible.
+    TwoSessions()
+    {
+        healthy.updatedAt = at(9);
+        damaged.updatedAt = at(10);
+        await(store.saveSnapshot(healthy));
+        await(store.saveSnapshot(damaged));
+        for (int i = 0; i < 3; ++i)
+            await(store.append(SessionEventKind::decision, {damaged.photos[i].sourceURL.path()}, PhotoDecision::keep,
+                               std::nullopt, i, 0, damaged.id));
+    }
+
+    // Asserts that only the healthy session is offered and the damaged files are untouched.
+    void expectOnlyHealthyOfferedAndFilesUnchanged()
+    {
+        const QByteArray snapshot = readFile(store.snapshotPath(damaged.id));
+        const QByteArray log = readFile(store.eventLogPath(damaged.id));
+        SessionStore restarted(store.baseDirectory());
+        const auto loaded = await(restarted.loadLatestIncomplete());
+        ASSERT_TRUE(loaded.has_value());
+        EXPECT_EQ(loaded->id, healthy.id);
+        EXPECT_EQ(readFile(store.snapshotPath(damaged.id)), snapshot);
+        EXPECT_EQ(readFile(store.eventLogPath(damaged.id)), log);
+    }
+};
+
+} // namespace
+
+TEST(SessionFileDamage, tornLastLineHidesOnlyThatSession)
+{
+    TwoSessions fixture;
+    const QString log = fixture.store.eventLogPath(fixture.damaged.id);
+    truncateFile(log, QFile(log).size() - 7);
+    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+}
+
+TEST(SessionFileDamage, editedEventRecordHidesTheSession)
+{
+    TwoSessions fixture;
+    flipByte(fixture.store.eventLogPath(fixture.damaged.id), 0); // "{" becomes "z"
+    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+}
+
+TEST(SessionFileDamage, eventLogThatIsNotUtf8HidesTheSession)
+{
+    TwoSessions fixture;
+    QFile log(fixture.store.eventLogPath(fixture.damaged.id));
+    ASSERT_TRUE(log.open(QIODevice::Append));
+    log.write("\xff\xfe\n");
+    log.close();
+    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+}
+
+TEST(SessionFileDamage, editedOrTruncatedSnapshotHidesTheSession)
+{
+    TwoSessions fixture;
+    const QString snapshot = fixture.store.snapshotPath(fixture.damaged.id);
+    flipByte(snapshot, 0);
+    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+    writeFile(snapshot, encodeSortSession(fixture.damaged).left(100));
+    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+}
+
+TEST(SessionFileDamage, snapshotFromAFutureVersionIsNotOffered)
+{
+    TwoSessions fixture;
+    QJsonObject future = json::parseObject(encodeSortSession(fixture.damaged));
+    future.insert(u"version"_s, 4);
+    writeFile(fixture.store.snapshotPath(fixture.damaged.id), json::toCompactJson(future));
+    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+}
+
+TEST(SessionFileDamage, swappedEventLinesStillReplayInFileOrder)
+{
+    // Reordered lines are not damage by themselves: each event is applied as it comes, and
+    // lines at or below the running sequence are skipped like snapshot-covered ones.
+    TwoSessions fixture;
+    swapLines(fixture.store.eventLogPath(fixture.damaged.id), 0, 2);
+    SessionStore restarted(fixture.store.baseDirectory());
+    const auto loaded = await(restarted.loadLatestIncomplete());
+    ASSERT_TRUE(loaded.has_value());
+    EXPECT_EQ(loaded->id, fixture.damaged.id);
+    EXPECT_EQ(loaded->lastEventSequence, 3);
+    EXPECT_EQ(loaded->photos[2].decision, PhotoDecision::keep);
+    EXPECT_FALSE(loaded->photos[0].decision.has_value()); // event 1 came after event 3
+}
+
+TEST(SessionStoreFailure, unwritableFolderIsReportedByEveryOperation)
+{
+    TempTree tree;
+    const QString blocker = tree.write(u"blocker"_s, "a file, not a folder");
+    SessionStore store(blocker + u"/Sessions"_s);
+    const SortSession session = makeSession(1);
+    EXPECT_THROW(await(store.saveSnapshot(session)), FileSystemError);
+    EXPECT_THROW(await(store.append(SessionEventKind::decision, {u"/a"_s}, PhotoDecision::keep, std::nullopt, 0, 0, session.id)),
+                 FileSystemError);
+    EXPECT_THROW(await(store.appendExecution({u"/a"_s, std::nullopt, ExecutionActionStatus::pending, 0, std::nullopt}, 0, session.id)),
+                 FileSystemError);
+    EXPECT_THROW(await(store.loadLatestIncomplete()), FileSystemError);
+    EXPECT_EQ(readFile(blocker), QByteArray("a file, not a folder"));
+}
+
+TEST(SessionStoreFailure, constructingAStoreCreatesNothing)
+{
+    TempTree tree;
+    SessionStore store(tree.path(u"not/yet"_s));
+    EXPECT_FALSE(QFileInfo::exists(tree.path(u"not"_s)));
+    await(store.loadLatestIncomplete());
+    EXPECT_TRUE(QFileInfo(tree.path(u"not/yet"_s)).isDir());
+}
+
+TEST(SessionStoreFailure, failedWriteOrFlushIsThrownNumberStaysUsedAndLogStaysReadable)
+{
+    for (const FileOps::Op op : {FileOps::Op::write, FileOps::Op::fsync, FileOps::Op::open}) {
+        TempTree tree;
+        FaultInjectingFileOps ops;
+        SessionStore store(tree.path(u"Sessions"_s), ops);
+        const SortSession session = makeSession(4);
+        await(store.saveSnapshot(session));
+        const auto decide = [&](int photo) {
+            return await(store.append(SessionEventKind::decision, {session.photos[photo].sourceURL.path()},
+                                      PhotoDecision::del, std::nullopt, photo, 0, session.id));
+        };
+        EXPECT_EQ(decide(0), 1);
+        ops.failAt(op, 1, op == FileOps::Op::write ? ENOSPC : EIO);
+        try {
+            decide(1);
+            ADD_FAILURE() << "failure not reported";
+        } catch (const FileSystemError& error) {
+            EXPECT_TRUE(error.errorNumber() == ENOSPC || error.errorNumber() == EIO);
+            EXPECT_TRUE(error.path().endsWith(u".events.jsonl"_s));
+        }
+        ops.clearFaults();
+        EXPECT_EQ(decide(2), 3) << int(op);
+
+        SessionStore restarted(tree.path(u"Sessions"_s));
+        const auto loaded = await(restarted.loadLatestIncomplete());
+        ASSERT_TRUE(loaded.has_value()) << int(op);
+        EXPECT_EQ(loaded->photos[0].decision, PhotoDecision::del);
+        EXPECT_EQ(loaded->photos[2].decision, PhotoDecision::del);
+        EXPECT_EQ(loaded->lastEventSequence, 3);
+        // After a failed flush the line may or may not be on disk; either way it decodes.
+        if (op != FileOps::Op::fsync) {
+            EXPECT_FALSE(loaded->photos[1].decision.has_value());
+        }
+    }
+}
+
+TEST(SessionStoreFailure, executionLogFailureIsReportedAfterTheEventIsDurable)
+{
+    TempTree tree;
+    FaultInjectingFileOps ops;
+    SessionStore store(tree.path(u"Sessions"_s), ops);
+    const SortSession session = makeSession(1);
+    await(store.saveSnapshot(session));
+    // The event append flushes the new log and its folder; the text log's flush comes third.
+    ops.failAt(FileOps::Op::fsync, 3, EIO);
+    const QString source = session.photos[0].sourceURL.path();
+    EXPECT_THROW(await(store.appendExecution({source, u"/Ziel/a"_s, ExecutionActionStatus::completed, 1, std::nullopt}, 0, session.id)),
+                 FileSystemError);
+    ops.clearFaults();
+    const auto loaded = await(store.loadLatestIncomplete());
+    ASSERT_TRUE(loaded.has_value());
+    EXPECT_EQ(loaded->executionRecords.value(source).status, ExecutionActionStatus::completed);
+}
+
+TEST(SessionStoreFailure, failedSnapshotLeavesThePreviousOneIntact)
+{
+    TempTree tree;
+    FaultInjectingFileOps ops;
+    SessionStore store(tree.path(u"Sessions"_s), ops);
+    SortSession session = makeSession(2);
+    await(store.saveSnapshot(session));
+    const QByteArray before = readFile(store.snapshotPath(session.id));
+    session.updatedAt = at(11);
+    session.photos[0].decision = PhotoDecision::keep;
+    ops.failAt(FileOps::Op::write, 1, ENOSPC);
+    EXPECT_THROW(await(store.saveSnapshot(session)), FileSystemError);
+    EXPECT_EQ(readFile(store.snapshotPath(session.id)), before);
+    EXPECT_EQ(QDir(store.baseDirectory()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
