@@ -1,0 +1,49 @@
+#include "CliCommand.h"
+
+#include "model/EnumNames.h"
+#include "preview/PreviewRenderer.h"
+
+#include <QFileInfo>
+#include <QImageWriter>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+constexpr const char* usageText = "preview FILE [--size N] --out OUT.jpg";
+
+int runPreview(const QStringList& arguments)
+{
+    using namespace kestrava;
+    const cli::Arguments args(arguments, {QStringLiteral("--size"), QStringLiteral("--out")});
+    if (!args.ok() || args.positional().size() != 1 || !args.has(QStringLiteral("--out")))
+        return cli::usage(usageText);
+    bool sizeOk = true;
+    const int size = args.value(QStringLiteral("--size"), QStringLiteral("2048")).toInt(&sizeOk);
+    if (!sizeOk || size <= 0)
+        return cli::usage(usageText);
+
+    const QString input = QFileInfo(args.positional().first()).absoluteFilePath();
+    const std::optional<PreviewPayload> payload = PreviewRenderer::render(input, size);
+    if (!payload)
+        return cli::fail(QStringLiteral("Für „%1“ kann keine Vorschau erzeugt werden.").arg(QFileInfo(input).fileName()));
+
+    const QString output = args.value(QStringLiteral("--out"));
+    if (QFileInfo::exists(output))
+        return cli::fail(QStringLiteral("„%1“ existiert bereits und wird nicht überschrieben.").arg(output));
+    QImageWriter writer(output, "jpeg");
+    writer.setQuality(82);
+    if (!writer.write(payload->image))
+        return cli::fail(QStringLiteral("„%1“ konnte nicht geschrieben werden: %2").arg(output, writer.errorString()));
+
+    QJsonObject result;
+    result.insert(QStringLiteral("width"), payload->image.width());
+    result.insert(QStringLiteral("height"), payload->image.height());
+    result.insert(QStringLiteral("source"), rawValue(payload->source));
+    cli::printJson(QJsonDocument(result).toJson(QJsonDocument::Compact));
+    return cli::success;
+}
+
+const kestrava::cli::Registration registration{"preview", usageText, &runPreview};
+
+} // namespace

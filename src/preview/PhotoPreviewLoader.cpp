@@ -1,0 +1,140 @@
+#include "PhotoPreviewLoader.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace kestrava {
+
+PhotoPreviewLoader::PhotoPreviewLoader(PreviewPipeline& pipeline, QObject* parent) : QObject(parent), pipeline_(pipeline) {}
+
+int PhotoPreviewLoader::targetPixelSizeFor(QSizeF visibleFrame, qreal scale)
+{
+    const qreal longer = std::max(visibleFrame.width(), visibleFrame.height()) * scale;
+    return std::clamp(int(longer), smallestTarget, largestTarget);
+}
+
+int PhotoPreviewLoader::targetPixelSize() const
+{
+    if (targetOverride_)
+        return *targetOverride_;
+    const QScreen* screen = qobject_cast<QGuiApplication*>(QCoreApplication::instance()) ? QGuiApplication::primaryScreen() : nullptr;
+    if (!screen)
+        return largestTarget;
+    return targetPixelSizeFor(screen->availableGeometry().size(), screen->devicePixelRatio());
+}
+
+void PhotoPreviewLoader::load(const FileUrl& url, ReadyCallback onReady)
+{
+    cancelLoad();
+    const int size = targetPixelSize();
+    // A full-priority render of a photo the user has left would hold a decode slot for nothing.
+    if (requestedURL_ && *requestedURL_ != url)
+        pipeline_.dropInFlight(*requestedURL_, requestedSize_);
+    requestedURL_ = url;
+    requestedSize_ = size;
+    setImage({});
+    setDidFail(false);
+    setLoading(true);
+    report(onReady, url, false);
+
+    auto* watcher = new QFutureWatcher<PreviewResult>(this);
+    loadTask_ = watcher;
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, url, onReady] {
+        watcher->deleteLater();
+        if (loadTask_ != watcher)
+            return;
+        loadTask_ = nullptr;
+        const QFuture<PreviewResult> future = watcher->future();
+        finishLoad(url, future.isValid() && future.resultCount() > 0 ? future.result() : PreviewResult{}, onReady);
+    });
+    watcher->setFuture(pipeline_.preview(url, size, foregroundPriority));
+}
+
+void PhotoPreviewLoader::finishLoad(const FileUrl& url, const PreviewResult& result, const ReadyCallback& onReady)
+{
+    // A result for a photo the user has already left changes nothing.
+    if (requestedURL_ != url)
+        return;
+    setLoading(false);
+    if (result) {
+        setImage(result->image);
+        setDidFail(false);
+        report(onReady, url, true);
+    } else {
+        setImage({});
+        setDidFail(true);
+        report(onReady, url, false);
+    }
+}
+
+void PhotoPreviewLoader::prefetch(const QList<FileUrl>& urls)
+{
+    pipeline_.prefetch(urls, targetPixelSize());
+}
+
+void PhotoPreviewLoader::clear()
+{
+    cancelLoad();
+    requestedURL_.reset();
+    setImage({});
+    setLoading(false);
+    setDidFail(false);
+}
+
+void PhotoPreviewLoader::load(const QUrl& url)
+{
+    if (!url.isLocalFile())
+        return;
+    load(FileUrl::fromLocalPath(url.toLocalFile()), {});
+}
+
+void PhotoPreviewLoader::prefetch(const QList<QUrl>& urls)
+{
+    QList<FileUrl> files;
+    for (const QUrl& url : urls)
+        if (url.isLocalFile())
+            files.append(FileUrl::fromLocalPath(url.toLocalFile()));
+    prefetch(files);
+}
+
+void PhotoPreviewLoader::cancelLoad()
+{
+    if (loadTask_) {
+        loadTask_->disconnect(this);
+        loadTask_->deleteLater();
+        loadTask_ = nullptr;
+    }
+}
+
+void PhotoPreviewLoader::report(const ReadyCallback& onReady, const FileUrl& url, bool success)
+{
+    if (onReady)
+        onReady(url, success);
+    emit previewReady(QUrl::fromLocalFile(url.path()), success);
+}
+
+void PhotoPreviewLoader::setImage(QImage image)
+{
+    if (image.isNull() && image_.isNull())
+        return;
+    image_ = std::move(image);
+    emit imageChanged();
+}
+
+void PhotoPreviewLoader::setLoading(bool loading)
+{
+    if (isLoading_ == loading)
+        return;
+    isLoading_ = loading;
+    emit isLoadingChanged();
+}
+
+void PhotoPreviewLoader::setDidFail(bool failed)
+{
+    if (didFail_ == failed)
+        return;
+    didFail_ = failed;
+    emit didFailChanged();
+}
+
+} // namespace kestrava

@@ -1,0 +1,85 @@
+#pragma once
+
+// The main-thread object the review screen observes to show the current photo. It asks the
+// preview pipeline for one preview at the highest priority, publishes the image and the
+// loading and failure flags, abandons work for photos the user has moved past, and prefetches
+// the photos that come next. It reports no error text: a failed load is a `didFail` the screen
+// answers by trying the group's other files.
+
+#include "PreviewPipeline.h"
+
+#include <QFutureWatcher>
+#include <QImage>
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+
+namespace kestrava {
+
+class PhotoPreviewLoader : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QImage image READ image NOTIFY imageChanged)
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
+    Q_PROPERTY(bool didFail READ didFail NOTIFY didFailChanged)
+    Q_PROPERTY(int targetPixelSize READ targetPixelSize CONSTANT)
+
+public:
+    static constexpr int foregroundPriority = 100;
+    static constexpr int smallestTarget = 1024;
+    static constexpr int largestTarget = 2048;
+
+    using ReadyCallback = std::function<void(const FileUrl& url, bool success)>;
+
+    explicit PhotoPreviewLoader(PreviewPipeline& pipeline = PreviewPipeline::shared(), QObject* parent = nullptr);
+
+    QImage image() const { return image_; }
+    bool isLoading() const { return isLoading_; }
+    bool didFail() const { return didFail_; }
+    std::optional<FileUrl> requestedURL() const { return requestedURL_; }
+
+    // The larger side of the primary screen's available area in device pixels, clamped to
+    // 1024…2048; 2048 without a screen. Evaluated on each use (screens come and go).
+    int targetPixelSize() const;
+    static int targetPixelSizeFor(QSizeF visibleFrame, qreal scale);
+    // Tests and benchmarks pin the size instead of asking the screen.
+    void setTargetPixelSizeOverride(std::optional<int> size) { targetOverride_ = size; }
+
+    // Shows `url` next. `onReady(url, false)` is called at once; later exactly one more call
+    // for this URL, unless another load or clear() came first, in which case nothing more.
+    void load(const FileUrl& url, ReadyCallback onReady = {});
+    void prefetch(const QList<FileUrl>& urls);
+    // Forgets everything: back to idle, no image.
+    Q_INVOKABLE void clear();
+
+    // The same for QML; readiness arrives as `previewReady`.
+    Q_INVOKABLE void load(const QUrl& url);
+    Q_INVOKABLE void prefetch(const QList<QUrl>& urls);
+
+signals:
+    void imageChanged();
+    void isLoadingChanged();
+    void didFailChanged();
+    void previewReady(const QUrl& url, bool success);
+
+private:
+    void finishLoad(const FileUrl& url, const PreviewResult& result, const ReadyCallback& onReady);
+    void cancelLoad();
+    void setImage(QImage image);
+    void setLoading(bool loading);
+    void setDidFail(bool failed);
+    void report(const ReadyCallback& onReady, const FileUrl& url, bool success);
+
+    PreviewPipeline& pipeline_;
+    QImage image_;
+    bool isLoading_ = false;
+    bool didFail_ = false;
+    std::optional<FileUrl> requestedURL_;
+    int requestedSize_ = 0;
+    QPointer<QFutureWatcher<PreviewResult>> loadTask_;
+    std::optional<int> targetOverride_;
+};
+
+} // namespace kestrava

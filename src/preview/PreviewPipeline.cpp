@@ -1,0 +1,243 @@
+#include "PreviewPipeline.h"
+
+#include "platform/AppPaths.h"
+#include "platform/VolumeInfo.h"
+
+#include <QFile>
+#include <QPromise>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <sys/stat.h>
+
+namespace kestrava {
+
+struct PreviewPipeline::RenderJob {
+    QString key;
+    QString path;
+    int maxPixelSize = 0;
+    int priority = 0;
+    std::atomic<bool> cancelled{false};
+    std::atomic<quint64> ticket{0};
+    QPromise<Outcome> promise;
+
+    void finish(Outcome outcome)
+    {
+        promise.addResult(std::move(outcome));
+        promise.finish();
+    }
+};
+
+namespace {
+
+template <class T>
+void resolve(const std::shared_ptr<QPromise<T>>& promise, T value)
+{
+    promise->addResult(std::move(value));
+    promise->finish();
+}
+
+} // namespace
+
+PreviewPipeline::PreviewPipeline(Options options)
+    : options_(std::move(options)),
+      disk_(options_.cacheFolder, options_.diskByteLimit),
+      memory_(options_.memoryByteLimit, options_.memoryCountLimit)
+{
+    actor_.setMaxThreadCount(1);
+    actor_.setExpiryTimeout(-1);
+    diskExecutor_.setMaxThreadCount(1);
+    // Renders are bounded by the decode slots (at most two); the rest serve disk-cache reads.
+    workers_.setMaxThreadCount(4);
+}
+
+PreviewPipeline::~PreviewPipeline()
+{
+    closing_ = true;
+    QtConcurrent::run(&actor_, [this] {
+        for (const InFlight& entry : std::as_const(inFlight_))
+            cancelJob(entry.job);
+        inFlight_.clear();
+    }).waitForFinished();
+    // Completions hop worker → actor → disk executor; drain in that order, twice for stragglers.
+    for (int round = 0; round < 2; ++round) {
+        workers_.waitForDone();
+        actor_.waitForDone();
+        diskExecutor_.waitForDone();
+    }
+}
+
+PreviewPipeline& PreviewPipeline::shared()
+{
+    // Never destroyed: renders may still be finishing while the process exits.
+    static PreviewPipeline* const instance = [] {
+        Options options;
+        options.cacheFolder = AppPaths::previewCacheFolder();
+        return new PreviewPipeline(std::move(options));
+    }();
+    return *instance;
+}
+
+QFuture<PreviewResult> PreviewPipeline::preview(const FileUrl& url, int maxPixelSize, int priority)
+{
+    auto promise = std::make_shared<QPromise<PreviewResult>>();
+    promise->start();
+    QFuture<PreviewResult> future = promise->future();
+    actor_.start([this, path = url.path(), maxPixelSize, priority, promise] { handleRequest(path, maxPixelSize, priority, promise); });
+    return future;
+}
+
+void PreviewPipeline::prefetch(const QList<FileUrl>& urls, int maxPixelSize)
+{
+    for (qsizetype i = 0; i < std::min<qsizetype>(urls.size(), prefetchCount); ++i)
+        preview(urls[i], maxPixelSize, prefetchTopPriority - int(i));
+}
+
+void PreviewPipeline::dropInFlight(const FileUrl& url, int maxPixelSize)
+{
+    actor_.start([this, path = url.path(), maxPixelSize] {
+        const auto it = inFlight_.find(previewCacheKey(path, maxPixelSize));
+        if (it == inFlight_.end())
+            return;
+        cancelJob(it->job);
+        inFlight_.erase(it);
+    });
+}
+
+void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int priority,
+                                    const std::shared_ptr<QPromise<PreviewResult>>& promise)
+{
+    if (closing_)
+        return resolve<PreviewResult>(promise, std::nullopt);
+    const QString key = previewCacheKey(path, maxPixelSize);
+    if (PreviewResult hit = memory_.find(key))
+        return resolve(promise, std::move(hit));
+
+    auto it = inFlight_.find(key);
+    if (it != inFlight_.end() && it->priority < priority) {
+        // The more urgent caller must not queue behind a prefetch that may still wait for a slot.
+        cancelJob(it->job);
+        inFlight_.erase(it);
+        it = inFlight_.end();
+    }
+    if (it == inFlight_.end())
+        it = inFlight_.insert(key, startRender(key, path, maxPixelSize, priority));
+    it->result.then(QtFuture::Launch::Sync, [promise](PreviewResult result) { resolve(promise, std::move(result)); });
+}
+
+PreviewPipeline::InFlight PreviewPipeline::startRender(const QString& key, const QString& path, int maxPixelSize, int priority)
+{
+    auto job = std::make_shared<RenderJob>();
+    job->key = key;
+    job->path = path;
+    job->maxPixelSize = maxPixelSize;
+    job->priority = priority;
+    job->promise.start();
+    const QUuid id = QUuid::createUuid();
+    QFuture<PreviewResult> result = job->promise.future().then(&actor_, [this, key, id](Outcome outcome) {
+        completeRender(key, id, outcome);
+        return outcome.payload;
+    });
+    workers_.start([this, job] { runJob(job); });
+    return InFlight{id, priority, job, result};
+}
+
+void PreviewPipeline::runJob(const std::shared_ptr<RenderJob>& job)
+{
+    if (job->cancelled)
+        return job->finish({});
+    if (PreviewResult cached = disk_.load(job->key))
+        return job->finish({std::move(cached), true});
+
+    DecodeSlots::Request request = slots_.acquire(job->priority, decodeConcurrency(job->path));
+    job->ticket = request.ticket;
+    if (job->cancelled)
+        slots_.withdraw(request.ticket); // cancelled before the ticket was visible to cancelJob
+    request.granted.then(&workers_, [this, job](bool granted) {
+        if (!granted)
+            return job->finish({});
+        DecodeSlotGuard slot(slots_);
+        if (job->cancelled)
+            return job->finish({});
+        PreviewResult payload;
+        try {
+            payload = options_.renderer(job->path, job->maxPixelSize, [job] { return job->cancelled.load(); });
+        } catch (...) {
+            payload.reset(); // a renderer that throws is a renderer that found nothing
+        }
+        // A superseded render's callers get nothing, even when the pixels arrived.
+        job->finish({job->cancelled ? std::nullopt : std::move(payload), false});
+    });
+}
+
+void PreviewPipeline::cancelJob(const std::shared_ptr<RenderJob>& job)
+{
+    job->cancelled = true;
+    if (const quint64 ticket = job->ticket)
+        slots_.withdraw(ticket);
+}
+
+void PreviewPipeline::completeRender(const QString& key, const QUuid& id, const Outcome& outcome)
+{
+    const auto it = inFlight_.constFind(key);
+    if (it != inFlight_.cend() && it->id == id)
+        inFlight_.erase(it);
+    if (!outcome.payload)
+        return;
+    memory_.insert(key, *outcome.payload);
+    if (!outcome.fromDisk && disk_.enabled() && !closing_)
+        scheduleDiskSave(key, *outcome.payload);
+}
+
+void PreviewPipeline::scheduleDiskSave(const QString& key, const PreviewPayload& payload)
+{
+    diskExecutor_.start([this, key, payload] {
+        if (!didPruneDiskCache_) {
+            diskCacheBytes_ = disk_.prune();
+            didPruneDiskCache_ = true;
+        }
+        diskCacheBytes_ += disk_.save(key, payload);
+        if (diskCacheBytes_ > disk_.byteLimit())
+            diskCacheBytes_ = disk_.prune();
+    });
+}
+
+int PreviewPipeline::decodeConcurrency(const QString& path)
+{
+    if (options_.decodeConcurrency)
+        return options_.decodeConcurrency(path);
+    struct stat st {};
+    const bool known = ::stat(QFile::encodeName(path).constData(), &st) == 0;
+    if (known) {
+        QMutexLocker lock(&concurrencyMutex_);
+        const auto it = concurrencyByDevice_.constFind(quint64(st.st_dev));
+        if (it != concurrencyByDevice_.cend())
+            return *it;
+    }
+    const std::optional<VolumeFacts> facts = volumeFacts(path);
+    const int concurrency = facts && facts->isRemovable ? 1 : 2;
+    if (known) {
+        QMutexLocker lock(&concurrencyMutex_);
+        concurrencyByDevice_.insert(quint64(st.st_dev), concurrency);
+    }
+    return concurrency;
+}
+
+PreviewPipeline::Snapshot PreviewPipeline::snapshot()
+{
+    return QtConcurrent::run(&actor_, [this] {
+               Snapshot s;
+               for (auto it = inFlight_.cbegin(); it != inFlight_.cend(); ++it)
+                   s.inFlightPriorities.insert(it.key(), it->priority);
+               s.memoryCount = memory_.count();
+               s.memoryCost = memory_.totalCost();
+               return s;
+           })
+        .result();
+}
+
+void PreviewPipeline::waitForDiskCache()
+{
+    diskExecutor_.waitForDone();
+}
+
+} // namespace kestrava

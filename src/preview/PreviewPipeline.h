@@ -1,0 +1,127 @@
+#pragma once
+
+// The one place previews come from: memory cache, disk cache, de-duplicated renders and the
+// decode slots that keep the disk from being flooded.
+//
+// A serial actor: its caches and the table of running renders are touched only on its own
+// one-thread executor; callers get QFutures. Renders run on a small worker pool, each holding
+// one decode slot across exactly one renderer call. Disk-cache writes and pruning run on a
+// third, one-thread executor that owns the disk-size estimate, so encoding a JPEG never delays
+// the answer to the next key press.
+//
+// Priorities are integers, larger is more urgent: 100 for the photo on screen, 50 down to 46
+// for prefetches, 0 for metadata reads. No request waits forever: a render superseded or
+// dropped finishes with no image, and every granted slot is released on every path.
+
+#include "DecodeSlots.h"
+#include "PreviewCaches.h"
+#include "PreviewPayload.h"
+#include "PreviewRenderer.h"
+
+#include "model/FileUrl.h"
+
+#include <QFuture>
+#include <QHash>
+#include <QList>
+#include <QMutex>
+#include <QThreadPool>
+#include <QUuid>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace kestrava {
+
+using PreviewResult = std::optional<PreviewPayload>;
+
+class PreviewPipeline {
+public:
+    using Renderer = std::function<PreviewResult(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck&)>;
+
+    struct Options {
+        QString cacheFolder;                                  // empty: no disk cache
+        Renderer renderer = &PreviewRenderer::render;
+        qint64 memoryByteLimit = 268435456;                  // 256 MiB of bitmap bytes
+        int memoryCountLimit = 32;
+        qint64 diskByteLimit = DiskPreviewCache::defaultByteLimit;
+        std::function<int(const QString& path)> decodeConcurrency; // default: by volume, see below
+    };
+
+    static constexpr int prefetchCount = 5;
+    static constexpr int prefetchTopPriority = 50;
+
+    explicit PreviewPipeline(Options options);
+    // Cancels running renders and waits for the workers to wind down.
+    ~PreviewPipeline();
+    PreviewPipeline(const PreviewPipeline&) = delete;
+    PreviewPipeline& operator=(const PreviewPipeline&) = delete;
+
+    // The process-wide pipeline with the user's preview cache folder and the default renderer.
+    static PreviewPipeline& shared();
+
+    // A preview of at most `maxPixelSize` on its longer side; nullopt when the file cannot be
+    // rendered, or when a more urgent request for the same preview superseded this one.
+    QFuture<PreviewResult> preview(const FileUrl& url, int maxPixelSize, int priority);
+    // Starts renders for the first five URLs at priorities 50 down to 46; returns at once.
+    void prefetch(const QList<FileUrl>& urls, int maxPixelSize);
+    // Cancels and forgets the render for this preview, if one is running: the user moved on.
+    void dropInFlight(const FileUrl& url, int maxPixelSize);
+
+    // The decode slots, also taken by metadata reads.
+    DecodeSlots& decodeSlots() { return slots_; }
+    // 1 when the file's volume is removable, else 2 (also when the volume cannot be inspected).
+    int decodeConcurrency(const QString& path);
+
+    // For tests and benchmarks: state as seen from the actor, after all earlier requests were handled.
+    struct Snapshot {
+        QHash<QString, int> inFlightPriorities; // cache key → priority
+        int memoryCount = 0;
+        qint64 memoryCost = 0;
+    };
+    Snapshot snapshot();
+    // Blocks until queued disk-cache writes and pruning are done.
+    void waitForDiskCache();
+
+private:
+    struct RenderJob;
+    struct InFlight {
+        QUuid id;
+        int priority = 0;
+        std::shared_ptr<RenderJob> job;
+        QFuture<PreviewResult> result;
+    };
+    struct Outcome {
+        PreviewResult payload;
+        bool fromDisk = false;
+    };
+
+    void handleRequest(const QString& path, int maxPixelSize, int priority, const std::shared_ptr<QPromise<PreviewResult>>& promise);
+    InFlight startRender(const QString& key, const QString& path, int maxPixelSize, int priority);
+    void runJob(const std::shared_ptr<RenderJob>& job);
+    void completeRender(const QString& key, const QUuid& id, const Outcome& outcome);
+    void scheduleDiskSave(const QString& key, const PreviewPayload& payload);
+    void cancelJob(const std::shared_ptr<RenderJob>& job);
+
+    Options options_;
+    DiskPreviewCache disk_;
+    DecodeSlots slots_;
+    QThreadPool actor_;
+    QThreadPool workers_;
+    QThreadPool diskExecutor_;
+    std::atomic<bool> closing_{false};
+
+    // Actor state.
+    MemoryPreviewCache memory_;
+    QHash<QString, InFlight> inFlight_;
+
+    // Disk executor state.
+    bool didPruneDiskCache_ = false;
+    qint64 diskCacheBytes_ = 0;
+
+    QMutex concurrencyMutex_;
+    QHash<quint64, int> concurrencyByDevice_;
+};
+
+} // namespace kestrava

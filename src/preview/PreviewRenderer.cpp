@@ -1,0 +1,113 @@
+#include "PreviewRenderer.h"
+
+#include "RawSources.h"
+#include "ScaledDecode.h"
+
+#include <QBuffer>
+#include <QFile>
+
+namespace kestrava::PreviewRenderer {
+
+namespace {
+
+using namespace kestrava::preview;
+
+// An embedded preview below this share of the asked size is a thumbnail, not a preview:
+// a 160 px thumbnail blown up to a 2048 px screen helps no one when the raw data can be
+// developed instead.
+constexpr double farSmallerRatio = 0.4;
+// Previews smaller than this on their longer side are placeholders (some cameras embed 8×8
+// dummies); even as a last resort they would only hide the other files of a group.
+constexpr int smallestUsefulSide = 100;
+
+bool isFarSmaller(QSize size, int maxPixelSize)
+{
+    return std::max(size.width(), size.height()) < farSmallerRatio * maxPixelSize;
+}
+
+QImage decodeEmbedded(const EmbeddedJpeg& jpeg, int maxPixelSize)
+{
+    QByteArray bytes = jpeg.bytes;
+    QBuffer buffer(&bytes);
+    if (!buffer.open(QIODevice::ReadOnly))
+        return {};
+    // The embedded stream rarely carries its own orientation; the RAW container's counts.
+    const QImage image = decodeScaled(buffer, maxPixelSize, false);
+    return image.isNull() ? image : orientedByExif(image, jpeg.exifOrientation);
+}
+
+std::optional<PreviewPayload> renderJpeg(QFile& file, int maxPixelSize)
+{
+    const QImage image = decodeScaled(file, maxPixelSize, true);
+    if (image.isNull())
+        return std::nullopt;
+    return PreviewPayload::of(image, PreviewSource::decoded);
+}
+
+std::optional<PreviewPayload> renderRaw(const QString& path, int maxPixelSize, const CancelCheck& isCanceled)
+{
+    bool openedByLibRaw = false;
+    std::optional<EmbeddedJpeg> embedded = libRawEmbeddedJpeg(path, &openedByLibRaw);
+    // LibRaw knows only one thumbnail per file; Exiv2 lists them all, so it is asked when
+    // LibRaw refused the file or what it found does not cover the size.
+    if (!embedded || isFarSmaller(embedded->size, maxPixelSize)) {
+        std::optional<EmbeddedJpeg> listed = exiv2EmbeddedJpeg(path, maxPixelSize);
+        if (listed && (!embedded || std::max(listed->size.width(), listed->size.height())
+                                        > std::max(embedded->size.width(), embedded->size.height())))
+            embedded = std::move(listed);
+    }
+
+    QImage fallback;
+    if (embedded) {
+        QImage image = decodeEmbedded(*embedded, maxPixelSize);
+        if (!image.isNull()) {
+            const QSize decoded = image.size();
+            if (!isFarSmaller(decoded, maxPixelSize))
+                return PreviewPayload::of(std::move(image), PreviewSource::embedded);
+            if (std::max(decoded.width(), decoded.height()) >= smallestUsefulSide)
+                fallback = std::move(image);
+        }
+    }
+    if (isCanceled && isCanceled())
+        return std::nullopt;
+    if (openedByLibRaw) {
+        QImage developed = developHalfSize(path, maxPixelSize, isCanceled);
+        if (!developed.isNull())
+            return PreviewPayload::of(std::move(developed), PreviewSource::developed);
+    }
+    if (!fallback.isNull())
+        return PreviewPayload::of(std::move(fallback), PreviewSource::embedded);
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<PreviewPayload> render(const QString& path, int maxPixelSize, const CancelCheck& isCanceled)
+{
+    if (maxPixelSize <= 0 || (isCanceled && isCanceled()))
+        return std::nullopt;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    // Content decides, not the extension: some cameras and tools write JPEG data under a RAW
+    // name, and a JPEG renamed by hand should still show.
+    if (looksLikeJpeg(file.peek(3)))
+        return renderJpeg(file, maxPixelSize);
+    std::optional<PreviewPayload> payload;
+    try {
+        payload = renderRaw(path, maxPixelSize, isCanceled);
+    } catch (const std::exception&) {
+        // LibRaw and Exiv2 report allocation failures on damaged files by throwing.
+    }
+    if (payload || (isCanceled && isCanceled()))
+        return payload;
+    // Neither a JPEG nor a RAW that LibRaw or Exiv2 understand: whatever Qt can read.
+    if (!file.seek(0))
+        return std::nullopt;
+    const QImage image = decodeScaled(file, maxPixelSize, true);
+    if (image.isNull())
+        return std::nullopt;
+    return PreviewPayload::of(fittedWithin(image, maxPixelSize), PreviewSource::decoded);
+}
+
+} // namespace kestrava::PreviewRenderer

@@ -1,0 +1,38 @@
+#pragma once
+
+// The two ways into a RAW file: its embedded JPEG previews (through LibRaw, or Exiv2 where
+// LibRaw refuses the file) and a half-size development of the sensor data.
+
+#include "PreviewRenderer.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QList>
+#include <QSize>
+#include <optional>
+
+namespace kestrava::preview {
+
+struct EmbeddedJpeg {
+    QByteArray bytes;
+    QSize size;              // as stored, before orientation; may be empty when unknown
+    int exifOrientation = 1; // how the camera held the shot
+};
+
+// LibRaw's choice of embedded JPEG (the largest it knows). nullopt when LibRaw cannot open the
+// file, finds no thumbnail, or the thumbnail is not a JPEG. `openedByLibRaw` tells the caller
+// whether asking Exiv2 is worthwhile.
+std::optional<EmbeddedJpeg> libRawEmbeddedJpeg(const QString& path, bool* openedByLibRaw = nullptr);
+
+// Exiv2's JPEG previews of the file, the one that best serves `maxPixelSize`: the smallest
+// that covers it, else the largest.
+std::optional<EmbeddedJpeg> exiv2EmbeddedJpeg(const QString& path, int maxPixelSize);
+
+// Half-size development of the raw data with the camera's white balance, oriented and fitted
+// to `maxPixelSize`. Null when the file has no decodable raw data or `isCanceled` said stop.
+QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck& isCanceled);
+
+// Exiv2 is set up once per process (XMP parser, BMFF support for CR3, silenced warnings).
+void ensureExiv2Initialised();
+
+} // namespace kestrava::preview
