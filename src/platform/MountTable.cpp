@@ -78,6 +78,37 @@ bool isRemovableFolder(const QString& folder, int depth)
 
 } // namespace
 
+std::optional<QString> deviceLinkName(const QString& folder, dev_t blockDevice)
+{
+    const QDir links(folder);
+    for (const QString& name : links.entryList(QDir::System | QDir::Files | QDir::NoDotAndDotDot)) {
+        struct stat info {};
+        if (::stat(QFile::encodeName(links.filePath(name)).constData(), &info) == 0 && S_ISBLK(info.st_mode)
+            && info.st_rdev == blockDevice)
+            return name;
+    }
+    return std::nullopt;
+}
+
+QString decodeUdevName(const QByteArray& name)
+{
+    QByteArray out;
+    out.reserve(name.size());
+    for (qsizetype i = 0; i < name.size(); ++i) {
+        if (name[i] == '\\' && i + 3 < name.size() && name[i + 1] == 'x') {
+            bool ok = false;
+            const int value = name.mid(i + 2, 2).toInt(&ok, 16);
+            if (ok) {
+                out.append(char(value));
+                i += 3;
+                continue;
+            }
+        }
+        out.append(name[i]);
+    }
+    return QString::fromUtf8(out);
+}
+
 QList<MountEntry> parseMountInfo(const QByteArray& text)
 {
     QList<MountEntry> mounts;
@@ -178,19 +209,25 @@ std::optional<dev_t> blockDeviceOf(const MountEntry& mount)
 
 std::optional<QString> fileSystemUuid(dev_t blockDevice)
 {
-    const QDir links(QStringLiteral("/dev/disk/by-uuid"));
-    for (const QString& uuid : links.entryList(QDir::System | QDir::Files | QDir::NoDotAndDotDot)) {
-        struct stat info {};
-        if (::stat(QFile::encodeName(links.filePath(uuid)).constData(), &info) == 0 && S_ISBLK(info.st_mode)
-            && info.st_rdev == blockDevice)
-            return uuid;
-    }
-    return std::nullopt;
+    return deviceLinkName(QStringLiteral("/dev/disk/by-uuid"), blockDevice);
+}
+
+std::optional<QString> fileSystemLabel(dev_t blockDevice)
+{
+    const std::optional<QString> name = deviceLinkName(QStringLiteral("/dev/disk/by-label"), blockDevice);
+    if (!name)
+        return std::nullopt;
+    return decodeUdevName(name->toUtf8());
+}
+
+bool isRemovableSysfsFolder(const QString& folder)
+{
+    return isRemovableFolder(folder, 0);
 }
 
 bool isRemovableBlockDevice(dev_t blockDevice)
 {
-    return isRemovableFolder(sysfsDeviceFolder(blockDevice), 0);
+    return isRemovableSysfsFolder(sysfsDeviceFolder(blockDevice));
 }
 
 } // namespace kestrava

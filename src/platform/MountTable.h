@@ -30,9 +30,18 @@ const MountEntry* findMount(const QList<MountEntry>& mounts, const QString& cano
 bool isNetworkFileSystemType(const QString& fsType);
 // The block device a mount lives on, if any (btrfs lists an anonymous device, so the source is asked too).
 std::optional<dev_t> blockDeviceOf(const MountEntry& mount);
+// The name of the link in `folder` (/dev/disk/by-uuid, /dev/disk/by-label) that resolves to
+// the block device `blockDevice`; absent when none does.
+std::optional<QString> deviceLinkName(const QString& folder, dev_t blockDevice);
 // Looked up among the /dev/disk/by-uuid links; absent when none resolves to `blockDevice`.
 std::optional<QString> fileSystemUuid(dev_t blockDevice);
+// The label udev lists in /dev/disk/by-label for `blockDevice`; absent when none.
+std::optional<QString> fileSystemLabel(dev_t blockDevice);
+// udev writes characters that are unsafe in a file name as \xNN ("EOS\x20DIGITAL").
+QString decodeUdevName(const QByteArray& name);
 // sysfs "removable" = 1 on the device or its disk, or the device hangs off a USB, MMC or FireWire bus.
 bool isRemovableBlockDevice(dev_t blockDevice);
+// The same judgement for a device's folder below /sys/devices (canonical path).
+bool isRemovableSysfsFolder(const QString& folder);
 
 } // namespace kestrava

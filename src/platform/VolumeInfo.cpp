@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStorageInfo>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -81,6 +80,7 @@ std::optional<VolumeFacts> volumeFacts(const QString& path)
     const bool haveMountId = (info.stx_mask & STATX_MNT_ID) != 0;
     const MountEntry* mount = findMount(mounts, existing, device, haveMountId ? std::optional<quint64>(info.stx_mnt_id) : std::nullopt);
 
+    std::optional<QString> label;
     if (mount) {
         facts.mountPoint = mount->mountPoint;
         facts.format = mount->fsType;
@@ -88,6 +88,7 @@ std::optional<VolumeFacts> volumeFacts(const QString& path)
         const std::optional<dev_t> block = blockDeviceOf(*mount);
         if (block) {
             facts.uuid = fileSystemUuid(*block);
+            label = fileSystemLabel(*block);
             facts.isRemovable = isRemovableBlockDevice(*block);
         }
     } else {
@@ -104,8 +105,7 @@ std::optional<VolumeFacts> volumeFacts(const QString& path)
         facts.availableBytes = qint64(space.f_bavail) * qint64(space.f_frsize);
     }
 
-    const QString label = QStorageInfo(facts.mountPoint).name();
-    facts.name = label.isEmpty() ? lastComponent(facts.mountPoint) : label;
+    facts.name = label && !label->isEmpty() ? *label : lastComponent(facts.mountPoint);
     facts.identity = (facts.uuid ? *facts.uuid : QStringLiteral("dev:%1").arg(facts.deviceId))
                      + QLatin1Char('@') + facts.mountPoint;
     return facts;

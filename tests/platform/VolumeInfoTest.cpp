@@ -133,3 +133,76 @@ TEST(NetworkFileSystems, areRecognisedByTypeIncludingFuseHelpers)
     for (const char* type : {"ext4", "btrfs", "exfat", "vfat", "tmpfs", "fuseblk", "fuse.exfat", "overlay"})
         EXPECT_FALSE(isNetworkFileSystemType(QString::fromLatin1(type))) << type;
 }
+
+TEST(UdevNames, decodeHexEscapesOfLabels)
+{
+    EXPECT_EQ(decodeUdevName("EOS\\x20DIGITAL"), "EOS DIGITAL");
+    EXPECT_EQ(decodeUdevName("Fotos\\x2fRAW"), "Fotos/RAW");
+    EXPECT_EQ(decodeUdevName("M\xc3\xbcller"), QString::fromUtf8("Müller"));
+    EXPECT_EQ(decodeUdevName("trailing\\x2"), "trailing\\x2");
+}
+
+namespace {
+
+// A miniature /sys/devices: each disk folder with its removable flag, partitions below it.
+QString fakeDisk(TempTree& tree, const QString& relative, const QByteArray& removable)
+{
+    tree.write(relative + "/removable", removable + "\n");
+    tree.write(relative + "/" + QFileInfo(relative).fileName() + "1/partition", "1\n");
+    return QFileInfo(tree.path(relative)).canonicalFilePath();
+}
+
+} // namespace
+
+TEST(RemovableMedia, flagOfTheDiskCountsForItsPartitions)
+{
+    TempTree tree;
+    const QString card = fakeDisk(tree, "devices/pci0/ata1/host0/block/sda", "1");
+    const QString internal = fakeDisk(tree, "devices/pci0/ata2/host1/block/sdc", "0");
+    EXPECT_TRUE(isRemovableSysfsFolder(card));
+    EXPECT_TRUE(isRemovableSysfsFolder(card + "/sda1"));
+    EXPECT_FALSE(isRemovableSysfsFolder(internal));
+    EXPECT_FALSE(isRemovableSysfsFolder(internal + "/sdc1"));
+}
+
+TEST(RemovableMedia, usbAndCardReaderBusesCountEvenWhenTheFlagSaysNo)
+{
+    TempTree tree;
+    const QString usbSsd = fakeDisk(tree, "devices/pci0/usb2/2-1/2-1:1.0/host6/block/sdb", "0");
+    const QString sdCard = fakeDisk(tree, "devices/pci0/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0", "0");
+    EXPECT_TRUE(isRemovableSysfsFolder(usbSsd + "/sdb1"));
+    EXPECT_TRUE(isRemovableSysfsFolder(sdCard));
+}
+
+TEST(RemovableMedia, encryptedVolumeInheritsFromTheDeviceBelow)
+{
+    TempTree tree;
+    const QString usb = fakeDisk(tree, "devices/pci0/usb1/1-2/host7/block/sdd", "0");
+    const QString mapper = tree.mkdir("devices/virtual/block/dm-0");
+    tree.write("devices/virtual/block/dm-0/removable", "0\n");
+    tree.mkdir("devices/virtual/block/dm-0/slaves");
+    ASSERT_TRUE(QFile::link(usb + "/sdd1", mapper + "/slaves/sdd1"));
+    EXPECT_TRUE(isRemovableSysfsFolder(QFileInfo(mapper).canonicalFilePath()));
+}
+
+TEST(DeviceLinks, matchOnlyLinksToTheSameBlockDevice)
+{
+    struct stat disk {};
+    const char* candidates[] = {"/dev/vda", "/dev/sda", "/dev/nvme0n1", "/dev/loop0"};
+    QString diskPath;
+    for (const char* candidate : candidates) {
+        if (::stat(candidate, &disk) == 0 && S_ISBLK(disk.st_mode)) {
+            diskPath = QString::fromLatin1(candidate);
+            break;
+        }
+    }
+    if (diskPath.isEmpty())
+        GTEST_SKIP() << "no block device to point at";
+    TempTree tree;
+    const QString folder = tree.mkdir("by-uuid");
+    ASSERT_TRUE(QFile::link("/dev/null", folder + "/0000-NULL"));
+    ASSERT_TRUE(QFile::link(diskPath, folder + "/1234-ABCD"));
+    EXPECT_EQ(deviceLinkName(folder, disk.st_rdev), QStringLiteral("1234-ABCD"));
+    EXPECT_EQ(deviceLinkName(folder, makedev(major(disk.st_rdev), minor(disk.st_rdev) + 100)), std::nullopt);
+    EXPECT_EQ(deviceLinkName(tree.path("missing"), disk.st_rdev), std::nullopt);
+}
