@@ -36,11 +36,14 @@ private:
 };
 
 // Open (creating with `mode` if missing), seek to end, write all of `data`, fsync, close.
-// When the file was created, its directory is flushed too.
+// When the file was created, its directory is flushed too. A symbolic link at `path` is
+// refused (ELOOP). When a write fails, the file is cut back to its earlier length, so a
+// record is never left half-written for the next append to continue.
 void durableAppend(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
 
-// Temporary file in the same folder, fsync, rename over `path`, fsync the folder.
-// Readers see the old or the new content, never a mixture.
+// Temporary file in the same folder (".<name>.<random>.tmp"), fsync, rename over `path`, fsync
+// the folder. Readers see the old or the new content, never a mixture; on failure the temporary
+// file is removed and the error names `path`. A symbolic link at `path` is replaced, not followed.
 void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
 
 // Writes all bytes, retrying short writes and EINTR; throws on any other failure.

@@ -68,17 +68,26 @@ std::optional<VolumeFacts> volumeFacts(const QString& path)
         existing = QStringLiteral("/");
     const QByteArray name = QFile::encodeName(existing);
 
+    dev_t device = 0;
+    std::optional<quint64> mountId;
     struct statx info {};
-    if (::statx(AT_FDCWD, name.constData(), 0, STATX_BASIC_STATS | STATX_MNT_ID, &info) != 0)
-        return std::nullopt;
-    const dev_t device = makedev(info.stx_dev_major, info.stx_dev_minor);
+    if (::statx(AT_FDCWD, name.constData(), 0, STATX_BASIC_STATS | STATX_MNT_ID, &info) == 0) {
+        device = makedev(info.stx_dev_major, info.stx_dev_minor);
+        if (info.stx_mask & STATX_MNT_ID)
+            mountId = info.stx_mnt_id;
+    } else {
+        // Kernels before 4.11, and sandboxes that filter statx, still answer stat.
+        struct stat plain {};
+        if (::stat(name.constData(), &plain) != 0)
+            return std::nullopt;
+        device = plain.st_dev;
+    }
 
     VolumeFacts facts;
     facts.deviceId = quint64(device);
 
     const QList<MountEntry> mounts = readMountTable();
-    const bool haveMountId = (info.stx_mask & STATX_MNT_ID) != 0;
-    const MountEntry* mount = findMount(mounts, existing, device, haveMountId ? std::optional<quint64>(info.stx_mnt_id) : std::nullopt);
+    const MountEntry* mount = findMount(mounts, existing, device, mountId);
 
     std::optional<QString> label;
     if (mount) {
