@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -142,14 +143,34 @@ TEST(DurableAppendFailure, closeErrorIsAnError)
 
 TEST(DurableAppendFailure, unwritableFolderFailsWithPermissionDenied)
 {
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root ignores folder permissions";
     TempTree tree;
     const QString folder = tree.mkdir("locked");
-    ASSERT_EQ(::chmod(QFile::encodeName(folder).constData(), 0500), 0);
-    const FileSystemError error = fileErrorThrownBy([&] { durableAppend(folder + "/log.jsonl", "x\n"); });
+    ASSERT_EQ(::chmod(QFile::encodeName(tree.root()).constData(), 0755), 0);
+    ASSERT_EQ(::chmod(QFile::encodeName(folder).constData(), 0555), 0);
+    const QString path = folder + "/log.jsonl";
+
+    // Root writes anywhere, so the attempt runs as an unprivileged user in a child process.
+    int answer = -1;
+    if (::geteuid() == 0) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+                ::_exit(200);
+            ::_exit(fileErrorThrownBy([&] { durableAppend(path, "x\n"); }).errorNumber());
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status));
+        if (WEXITSTATUS(status) == 200)
+            GTEST_SKIP() << "cannot drop privileges";
+        answer = WEXITSTATUS(status);
+    } else {
+        answer = fileErrorThrownBy([&] { durableAppend(path, "x\n"); }).errorNumber();
+    }
     ::chmod(QFile::encodeName(folder).constData(), 0700);
-    EXPECT_EQ(error.errorNumber(), EACCES);
+    EXPECT_EQ(answer, EACCES);
+    EXPECT_FALSE(QFileInfo::exists(path));
 }
 
 TEST(ReadWholeFile, readsEverythingAndRefusesOversizedFiles)
