@@ -26,11 +26,22 @@ int optionalIntField(const QJsonObject& o, QLatin1StringView key, int fallback)
     return value ? toIntField(*value, key) : fallback;
 }
 
+// A lone UTF-16 surrogate survives JSON but not the URL encoding: the session would change on
+// its next save. Such a path was never written by us, so the document counts as damaged.
+void requireWritablePath(const FileUrl& url, QLatin1StringView key)
+{
+    if (!url.path().isValidUtf16())
+        throw DecodingError(QStringLiteral("%1: ungültiges Zeichen im Pfad").arg(key));
+}
+
 QList<PhotoItem> optionalPhotos(const QJsonObject& o, QLatin1StringView key)
 {
     if (!o.contains(key) || o.value(key).isNull())
         return {};
-    return photoItemsFromJson(json::requireArray(o, key));
+    QList<PhotoItem> photos = photoItemsFromJson(json::requireArray(o, key));
+    for (const PhotoItem& photo : std::as_const(photos))
+        requireWritablePath(photo.sourceURL, key);
+    return photos;
 }
 
 } // namespace
@@ -103,10 +114,14 @@ SortSession sortSessionFromJson(const QJsonObject& o)
     s.createdAt = json::requireDate(o, "createdAt"_L1);
     s.updatedAt = json::requireDate(o, "updatedAt"_L1);
     s.sourceFolder = json::requireUrl(o, "sourceFolder"_L1);
+    requireWritablePath(s.sourceFolder, "sourceFolder"_L1);
     s.status = json::optionalEnum<SortSessionStatus>(o, "status"_L1).value_or(SortSessionStatus::reviewing);
 
     s.destinationFolder = json::optionalUrl(o, "destinationFolder"_L1);
     s.destinationBaseFolder = json::optionalUrl(o, "destinationBaseFolder"_L1);
+    for (const auto& folder : {s.destinationFolder, s.destinationBaseFolder})
+        if (folder)
+            requireWritablePath(*folder, "destinationFolder"_L1);
     if (!s.destinationBaseFolder && s.destinationFolder)
         s.destinationBaseFolder = s.destinationFolder->parent();
     if (auto name = json::optionalString(o, "runFolderName"_L1))

@@ -192,6 +192,7 @@ TEST(SessionDocumentDamage, anyFaultFailsTheWholeDocument)
         {"id", u"not-a-uuid"_s},
         {"updatedAt", u"2026-03-01"_s},
         {"sourceFolder", u"Fotos/Reise"_s},
+        {"sourceFolder", u"file:///Fot"_s + QChar(0xD800) + u"os"_s}, // cannot be written back
         {"status", u"finished"_s},
         {"operationMode", u"move"_s},
         {"transferMode", u"teleport"_s},
