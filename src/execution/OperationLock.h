@@ -1,0 +1,43 @@
+#pragma once
+
+// Keeps two runs (other processes, other windows of this one) out of one result folder.
+//
+// Lock file: <destination root>/.kestrava.lock, mode 0600, created exclusively; its content is
+// the owner's process id as decimal text. A lock whose content cannot be read or parsed counts
+// as held (deliberately: a half-written lock belongs to a run that is just starting). A lock
+// is taken over only when the process probe says its owner no longer exists.
+
+#include "platform/FileOps.h"
+
+#include "model/FileUrl.h"
+
+#include <QtGlobal>
+
+namespace kestrava {
+
+class OperationLock {
+public:
+    // Creates the destination root (with parents) and takes the lock. Throws
+    // ResumableSortError::operationAlreadyRunning while another live run holds it, and
+    // FileSystemError when the folder or the lock file cannot be made or a stale lock removed.
+    explicit OperationLock(const FileUrl& destinationRoot, FileOps& ops = FileOps::system());
+    ~OperationLock();
+    OperationLock(const OperationLock&) = delete;
+    OperationLock& operator=(const OperationLock&) = delete;
+
+    const FileUrl& url() const { return url_; }
+    bool isReleased() const { return isReleased_; }
+    // Removes the lock file once; later calls do nothing.
+    void release();
+
+    static constexpr const char* fileName = ".kestrava.lock";
+
+private:
+    bool tryCreate();
+
+    FileUrl url_;
+    FileOps* ops_;
+    bool isReleased_ = false;
+};
+
+} // namespace kestrava

@@ -1,0 +1,255 @@
+#include "ResumableSortExecutor.h"
+
+#include "OperationLock.h"
+#include "ResumableSortError.h"
+#include "StoragePreflight.h"
+
+#include "platform/DurableFile.h"
+#include "platform/VolumeInfo.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QPromise>
+#include <QSet>
+#include <QtConcurrent/QtConcurrent>
+
+#include <cerrno>
+
+namespace kestrava::ResumableSortExecutor {
+
+namespace {
+
+bool exists(const FileUrl& url, FileOps& ops)
+{
+    struct stat info {};
+    return ops.lstat(QFile::encodeName(url.path()), &info) == 0;
+}
+
+// Removing the original is the one irreversible step of a move; it happens only after the
+// copy's folder entry is durable, and its own folder is flushed so the removal is final too.
+void removeMovedSource(const PlannedAction& action, FileOps& ops)
+{
+    const QString source = action.item.sourceURL.path();
+    if (ops.unlink(QFile::encodeName(source)) != 0 && errno != ENOENT)
+        throw FileSystemError(FileSystemError::Operation::remove, source, errno);
+    flushDirectory(action.item.sourceURL.parent().path(), ops);
+}
+
+struct Runner {
+    const SortExecutionPlan& plan;
+    const ExecutionHandlers& handlers;
+    FileOps& ops;
+    ProgressThrottle throttle;
+    SortProgress progress;
+    QElapsedTimer clock;
+    qint64 transferredBytes = 0;
+    QSet<QString> preparedFolders;
+
+    Runner(const SortExecutionPlan& plan, const ExecutionHandlers& handlers, FileOps& ops)
+        : plan(plan), handlers(handlers), ops(ops), throttle(handlers.progress)
+    {
+        progress.totalFiles = int(plan.actions.size());
+        progress.totalBytes = plan.totalBytes;
+        clock.start();
+    }
+
+    void report(bool force = false)
+    {
+        const double seconds = double(clock.nsecsElapsed()) / 1e9;
+        progress.bytesPerSecond = seconds > 0 ? double(transferredBytes) / seconds : 0;
+        throttle.emitProgress(progress, force);
+    }
+
+    ChunkProgress chunkProgress()
+    {
+        return [this](SortPhase phase, qint64 bytes) {
+            progress.phase = phase;
+            if (phase != SortPhase::verifying) {
+                progress.completedBytes += bytes;
+                transferredBytes += bytes;
+            }
+            report();
+        };
+    }
+
+    void prepareFolder(const FileUrl& destination)
+    {
+        const QString folder = destination.parent().path();
+        if (preparedFolders.contains(folder))
+            return;
+        ensureDirectory(folder, ops);
+        removeStaleTemporaries(folder, ops);
+        preparedFolders.insert(folder);
+    }
+
+    // An action an earlier run may have finished. What is at the destination is accepted only
+    // after validation; a move whose original is still there (stopped between copy and
+    // removal) is finished by removing the original once the contents are proven equal.
+    qint64 acceptExisting(const PlannedAction& action)
+    {
+        const bool sourceLeft = action.kind == PlannedActionKind::move && exists(action.item.sourceURL, ops);
+        const qint64 size = validateExistingDestination(action.item, action.destinationURL,
+                                                        plan.options.verificationMode, sourceLeft, ops);
+        if (sourceLeft)
+            removeMovedSource(action, ops);
+        return size;
+    }
+
+    qint64 move(const PlannedAction& action)
+    {
+        const FileUrl& source = action.item.sourceURL;
+        const FileUrl& destination = action.destinationURL;
+        if (sameVolume(source.parent().path(), destination.parent().path())) {
+            try {
+                renameExclusive(source.path(), destination.path(), ops);
+            } catch (const FileSystemError& error) {
+                // A bind mount shares the device but not the mount: the kernel refuses the
+                // rename, and the file travels as a verified copy instead.
+                if (error.errorNumber() != EXDEV)
+                    throw;
+                return moveAcrossVolumes(action);
+            }
+            progress.completedBytes += StoragePreflight::effectiveSize(action.item);
+            const qint64 size = fileSize(destination, ops);
+            const qint64 expected = action.item.fileSize >= 1 ? action.item.fileSize : size;
+            if (size < 0 || size != expected) {
+                try {
+                    renameExclusive(destination.path(), source.path(), ops);
+                } catch (const FileSystemError&) {
+                }
+                throw ResumableSortError::verificationFailed(source.fileName());
+            }
+            return size;
+        }
+        return moveAcrossVolumes(action);
+    }
+
+    qint64 moveAcrossVolumes(const PlannedAction& action)
+    {
+        const qint64 size = copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
+                                                chunkProgress());
+        removeMovedSource(action, ops);
+        return size;
+    }
+
+    // Runs one action; returns its record and whether it was new work or an earlier run's.
+    ExecutionRecord perform(const PlannedAction& action, bool& skipped)
+    {
+        ExecutionRecord record;
+        record.sourcePath = action.item.sourceURL.path();
+        record.destinationPath = action.destinationURL.path();
+        try {
+            prepareFolder(action.destinationURL);
+            if (action.shouldSkip && exists(action.destinationURL, ops)) {
+                record.verifiedSize = acceptExisting(action);
+                progress.completedBytes += StoragePreflight::effectiveSize(action.item);
+                skipped = true;
+            } else {
+                validateSource(action.item, ops);
+                record.verifiedSize = action.kind == PlannedActionKind::copy
+                    ? copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
+                                          chunkProgress())
+                    : move(action);
+            }
+            record.status = ExecutionActionStatus::completed;
+        } catch (const KestravaError& error) {
+            record.status = ExecutionActionStatus::failed;
+            record.verifiedSize = 0;
+            record.errorMessage = error.description();
+        }
+        return record;
+    }
+};
+
+} // namespace
+
+QString cancellationMessage()
+{
+    return QStringLiteral("Die Sortierung wurde abgebrochen und kann später fortgesetzt werden.");
+}
+
+SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
+                                FileOps& ops)
+{
+    OperationLock lock(plan.options.destinationRoot, ops);
+    Runner runner(plan, handlers, ops);
+
+    SortResult result;
+    result.untouchedCount = plan.untouchedCount;
+    result.retainedDiscardCount = includeDeletions ? int(plan.deletions.size()) : 0;
+    result.records.reserve(plan.actions.size());
+
+    for (qsizetype index = 0; index < plan.actions.size(); ++index) {
+        const PlannedAction& action = plan.actions[index];
+        if (handlers.isCanceled && handlers.isCanceled()) {
+            // The journal already holds a pending record for every planned file; leaving them
+            // as they are is what lets the next run resume here.
+            result.cancelled = true;
+            result.pendingCount = int(plan.actions.size() - index);
+            for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
+                const PlannedAction& pending = plan.actions[rest];
+                result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
+                                                      ExecutionActionStatus::pending, 0, std::nullopt});
+            }
+            result.errors.append(cancellationMessage());
+            break;
+        }
+        runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
+        runner.progress.currentFilename = action.item.sourceURL.fileName();
+        runner.report();
+
+        bool skipped = false;
+        const ExecutionRecord record = runner.perform(action, skipped);
+        if (record.status == ExecutionActionStatus::completed)
+            ++(skipped ? result.skippedCount : result.organizedCount);
+        else
+            result.errors.append(*record.errorMessage);
+        if (handlers.record)
+            handlers.record(record);
+        result.records.append(record);
+
+        runner.progress.completedFiles = int(index + 1);
+        runner.report();
+    }
+
+    runner.progress.phase = SortPhase::finished;
+    runner.report(true);
+    lock.release();
+    return result;
+}
+
+namespace {
+
+QFuture<SortResult> runInBackground(const SortExecutionPlan& plan, bool includeDeletions, ProgressHandler progress,
+                                    RecordHandler record, std::shared_ptr<const CancellationFlag> cancellation,
+                                    FileOps& ops)
+{
+    FileOps* fileOps = &ops;
+    return QtConcurrent::run([plan, includeDeletions, progress = std::move(progress), record = std::move(record),
+                              cancellation = std::move(cancellation), fileOps](QPromise<SortResult>& promise) {
+        ExecutionHandlers handlers;
+        handlers.progress = progress;
+        handlers.record = record;
+        handlers.isCanceled = [&promise, cancellation] {
+            return promise.isCanceled() || (cancellation && cancellation->isCanceled());
+        };
+        promise.addResult(executeSynchronously(plan, includeDeletions, handlers, *fileOps));
+    });
+}
+
+} // namespace
+
+QFuture<SortResult> execute(const SortExecutionPlan& plan, ProgressHandler progress, RecordHandler record,
+                            std::shared_ptr<const CancellationFlag> cancellation, FileOps& ops)
+{
+    return runInBackground(plan, true, std::move(progress), std::move(record), std::move(cancellation), ops);
+}
+
+QFuture<SortResult> executeOrganizationPhase(const SortExecutionPlan& plan, ProgressHandler progress,
+                                             RecordHandler record,
+                                             std::shared_ptr<const CancellationFlag> cancellation, FileOps& ops)
+{
+    return runInBackground(plan, false, std::move(progress), std::move(record), std::move(cancellation), ops);
+}
+
+} // namespace kestrava::ResumableSortExecutor

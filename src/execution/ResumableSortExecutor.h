@@ -1,0 +1,79 @@
+#pragma once
+
+// Carries out an execution plan: copies or moves every planned file into the result folder,
+// proves each copy before it counts, reports every outcome as an ExecutionRecord, and can be
+// stopped at any moment and started again without redoing or damaging finished work. It never
+// overwrites a file.
+//
+// Driving it from a view model:
+//   auto cancel = std::make_shared<CancellationFlag>();
+//   QFuture<SortResult> run = ResumableSortExecutor::execute(plan, onProgress, onRecord, cancel);
+//   … cancel->cancel();   // the run stops before the next file and still delivers its SortResult
+// `onRecord` runs on the worker thread, synchronously, before the next file is touched: journal
+// the record there (blocking) and throw if that fails, which stops the run; the future then
+// carries the exception. It may skip journaling a record equal to the one already stored
+// (files validated on resume are reported again unchanged). `onProgress` runs on the worker
+// thread at most ten times a second and must hop to the main thread itself.
+
+#include "ProgressThrottle.h"
+#include "SortExecutionPlan.h"
+#include "SortProgress.h"
+#include "TransactionalCopy.h"
+
+#include "platform/FileOps.h"
+
+#include <QFuture>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace kestrava {
+
+// Cooperative cancellation that, unlike QFuture::cancel, keeps the future's result.
+class CancellationFlag {
+public:
+    void cancel() { canceled_.store(true); }
+    bool isCanceled() const { return canceled_.load(); }
+
+private:
+    std::atomic<bool> canceled_{false};
+};
+
+namespace ResumableSortExecutor {
+
+using ProgressHandler = std::function<void(const SortProgress&)>;
+using RecordHandler = std::function<void(const ExecutionRecord&)>;
+
+// "Die Sortierung wurde abgebrochen und kann später fortgesetzt werden."
+QString cancellationMessage();
+
+struct ExecutionHandlers {
+    ProgressHandler progress;
+    RecordHandler record;
+    std::function<bool()> isCanceled;
+};
+
+// Runs the plan on the calling thread. Throws ResumableSortError::operationAlreadyRunning
+// (nothing touched) or FileSystemError when the result folder or its lock cannot be made, and
+// whatever `record` throws. Per-file faults fail only that file. The lock is released on
+// every path. With `includeDeletions`, the plan's deletions count as retained (this executor
+// never trashes; the trash transaction does).
+SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
+                                FileOps& ops = FileOps::system());
+
+// executeSynchronously on a pool thread. Cancel through `cancellation` to keep the result;
+// QFuture::cancel also stops the run but Qt then drops the result (the records were reported).
+QFuture<SortResult> execute(const SortExecutionPlan& plan, ProgressHandler progress, RecordHandler record,
+                            std::shared_ptr<const CancellationFlag> cancellation = {},
+                            FileOps& ops = FileOps::system());
+
+// The same without the deletions: the organising step before a trash transaction.
+QFuture<SortResult> executeOrganizationPhase(const SortExecutionPlan& plan, ProgressHandler progress,
+                                             RecordHandler record,
+                                             std::shared_ptr<const CancellationFlag> cancellation = {},
+                                             FileOps& ops = FileOps::system());
+
+} // namespace ResumableSortExecutor
+
+} // namespace kestrava

@@ -1,0 +1,272 @@
+#include "TransactionalCopy.h"
+
+#include "BackgroundHasher.h"
+#include "ResumableSortError.h"
+
+#include "platform/DurableFile.h"
+#include "platform/FileSystemError.h"
+
+#include <QDir>
+#include <QFile>
+#include <QUuid>
+
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+
+namespace kestrava::ResumableSortExecutor {
+
+namespace {
+
+using Op = FileSystemError::Operation;
+
+// Three chunk buffers: one being hashed, one being written, one being read into. 12 MiB per
+// copy whatever the file size.
+constexpr int bufferCount = 3;
+
+struct Buffers {
+    std::array<std::unique_ptr<char[]>, bufferCount> memory;
+    explicit Buffers(int count)
+    {
+        for (int i = 0; i < count; ++i)
+            memory[i] = std::make_unique<char[]>(size_t(chunkSize));
+    }
+    char* operator[](qint64 index) { return memory[size_t(index % bufferCount)].get(); }
+};
+
+QByteArray encoded(const QString& path)
+{
+    return QFile::encodeName(path);
+}
+
+QString temporaryPathFor(const FileUrl& destination)
+{
+    return destination.parent().path() + QStringLiteral("/.kestrava-")
+        + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".partial");
+}
+
+bool isKnown(const QDateTime& date)
+{
+    return date.isValid() && date != distantPast();
+}
+
+// Reads up to a whole chunk (a short read is not the end of the file; only 0 is).
+qint64 readChunk(int fd, char* buffer, const QString& pathForErrors, FileOps& ops)
+{
+    qint64 filled = 0;
+    while (filled < chunkSize) {
+        const ssize_t got = ops.read(fd, buffer + filled, size_t(chunkSize - filled));
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            throw FileSystemError(Op::read, pathForErrors, errno);
+        }
+        if (got == 0)
+            break;
+        filled += got;
+    }
+    return filled;
+}
+
+// The temporary file's name means nothing to the user; errors name the destination instead.
+[[noreturn]] void rethrowForDestination(const FileSystemError& error, const FileUrl& destination)
+{
+    throw FileSystemError(error.operation(), destination.path(), error.errorNumber());
+}
+
+// Streams an open file through a background hasher: the next chunk is read while the
+// previous one is hashed.
+QByteArray hashOpenFile(int fd, const QString& pathForErrors, FileOps& ops, const ChunkProgress& progress)
+{
+    Buffers buffers(bufferCount);
+    BackgroundHasher hasher;
+    for (qint64 index = 0;; ++index) {
+        if (index >= bufferCount)
+            hasher.waitUntilHashed(index - bufferCount);
+        const qint64 got = readChunk(fd, buffers[index], pathForErrors, ops);
+        if (got == 0)
+            break;
+        hasher.submit(buffers[index], size_t(got));
+        if (progress)
+            progress(SortPhase::verifying, got);
+    }
+    return hasher.finalize();
+}
+
+timespec toTimespec(const QDateTime& date)
+{
+    const qint64 ms = date.toMSecsSinceEpoch();
+    timespec time {};
+    time.tv_sec = time_t(ms / 1000);
+    time.tv_nsec = long((ms % 1000) * 1000000);
+    if (time.tv_nsec < 0) {
+        time.tv_sec -= 1;
+        time.tv_nsec += 1000000000;
+    }
+    return time;
+}
+
+} // namespace
+
+qint64 fileSize(const FileUrl& url, FileOps& ops)
+{
+    struct stat info {};
+    if (ops.lstat(encoded(url.path()), &info) != 0)
+        return -1;
+    return qint64(info.st_size);
+}
+
+QByteArray sha256(const FileUrl& url, FileOps& ops, const ChunkProgress& progress)
+{
+    const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        throw FileSystemError(Op::open, url.path(), errno);
+    UniqueFd file(fd, ops);
+    // Dropping the cached pages makes the next reads come from the medium. It only drops
+    // clean pages, which is why copies are flushed before they are hashed.
+    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
+    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    const QByteArray digest = hashOpenFile(file.get(), url.path(), ops, progress);
+    file.close(url.path());
+    return digest;
+}
+
+void validateSource(const PhotoItem& item, FileOps& ops)
+{
+    struct stat info {};
+    if (ops.lstat(encoded(item.sourceURL.path()), &info) != 0)
+        throw FileSystemError(Op::inspect, item.sourceURL.path(), errno);
+    const auto changed = [&] { return ResumableSortError::sourceChanged(item.sourceURL.fileName()); };
+    if (item.fileSize >= 1 && qint64(info.st_size) != item.fileSize)
+        throw changed();
+    if (isKnown(item.modificationDate)) {
+        const double current = double(info.st_mtim.tv_sec) + double(info.st_mtim.tv_nsec) / 1e9;
+        const double recorded = double(item.modificationDate.toMSecsSinceEpoch()) / 1000.0;
+        if (std::fabs(current - recorded) > modificationDateTolerance)
+            throw changed();
+    }
+}
+
+qint64 validateExistingDestination(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                                   bool compareContent, FileOps& ops)
+{
+    const auto failed = [&] { return ResumableSortError::verificationFailed(item.sourceURL.fileName()); };
+    const qint64 sourceSize = fileSize(item.sourceURL, ops);
+    const qint64 expected = item.fileSize >= 1 ? item.fileSize : sourceSize;
+    const qint64 actual = fileSize(destination, ops);
+    if (actual < 0 || (expected >= 0 && actual != expected))
+        throw failed();
+    if ((verificationMode == VerificationMode::sha256 || compareContent) && sourceSize >= 0) {
+        try {
+            if (sha256(item.sourceURL, ops) != sha256(destination, ops))
+                throw failed();
+        } catch (const FileSystemError&) {
+            throw failed();
+        }
+    }
+    return actual;
+}
+
+qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                           FileOps& ops, const ChunkProgress& progress)
+{
+    const QString source = item.sourceURL.path();
+    const QString temporary = temporaryPathFor(destination);
+    const bool hashing = verificationMode == VerificationMode::sha256;
+
+    UniqueFd input;
+    {
+        const int fd = ops.open(encoded(source), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            throw FileSystemError(Op::open, source, errno);
+        input = UniqueFd(fd, ops);
+    }
+    ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+
+    UniqueFd output;
+    try {
+        output = createExclusive(temporary, ops, O_WRONLY, 0600);
+    } catch (const FileSystemError& error) {
+        rethrowForDestination(error, destination);
+    }
+
+    // Once renamed, the file carries the result's name; a failure after that (the folder flush)
+    // takes it away again, so that a failed file never leaves a result a later run would
+    // have to tell apart from its own.
+    bool renamed = false;
+    try {
+        struct stat sourceInfo {};
+        if (ops.fstat(input.get(), &sourceInfo) != 0)
+            throw FileSystemError(Op::inspect, source, errno);
+
+        // The source is read once: with sha256 the bytes just read are hashed on a second
+        // thread while they are written, so the source digest describes exactly what was copied.
+        Buffers buffers(hashing ? bufferCount : 1);
+        std::optional<BackgroundHasher> sourceHasher;
+        if (hashing)
+            sourceHasher.emplace();
+        for (qint64 index = 0;; ++index) {
+            const qint64 slot = hashing ? index : 0;
+            if (hashing && index >= bufferCount)
+                sourceHasher->waitUntilHashed(index - bufferCount);
+            const qint64 got = readChunk(input.get(), buffers[slot], source, ops);
+            if (got == 0)
+                break;
+            if (hashing)
+                sourceHasher->submit(buffers[slot], size_t(got));
+            writeAll(output.get(), buffers[slot], got, destination.path(), ops);
+            if (progress)
+                progress(SortPhase::copying, got);
+        }
+        const QByteArray sourceDigest = hashing ? sourceHasher->finalize() : QByteArray();
+        sourceHasher.reset();
+        input.close(source);
+
+        // The date goes on before the flush, so one flush makes data and date durable and the
+        // file appears under its final name already carrying its date.
+        const timespec modified = isKnown(item.modificationDate) ? toTimespec(item.modificationDate) : sourceInfo.st_mtim;
+        const timespec times[2] = {{0, UTIME_OMIT}, modified};
+        if (::futimens(output.get(), times) != 0)
+            throw FileSystemError(Op::write, destination.path(), errno);
+        if (ops.fsync(output.get()) != 0)
+            throw FileSystemError(Op::flush, destination.path(), errno);
+        struct stat written {};
+        if (ops.fstat(output.get(), &written) != 0)
+            throw FileSystemError(Op::inspect, destination.path(), errno);
+        output.close(destination.path());
+
+        const qint64 expected = item.fileSize >= 1 ? item.fileSize : qint64(sourceInfo.st_size);
+        if (qint64(written.st_size) != expected)
+            throw ResumableSortError::verificationFailed(item.sourceURL.fileName());
+        if (hashing && sha256(FileUrl::fromLocalPath(temporary), ops, progress) != sourceDigest)
+            throw ResumableSortError::verificationFailed(item.sourceURL.fileName());
+
+        renameExclusive(temporary, destination.path(), ops);
+        renamed = true;
+        flushDirectory(destination.parent().path(), ops);
+        return qint64(written.st_size);
+    } catch (const FileSystemError& error) {
+        output = UniqueFd();
+        ops.unlink(encoded(renamed ? destination.path() : temporary));
+        if (error.path() == temporary)
+            rethrowForDestination(error, destination);
+        throw;
+    } catch (...) {
+        output = UniqueFd();
+        ops.unlink(encoded(renamed ? destination.path() : temporary));
+        throw;
+    }
+}
+
+void removeStaleTemporaries(const QString& folder, FileOps& ops)
+{
+    const QStringList names = QDir(folder).entryList({QStringLiteral(".kestrava-*.partial")},
+                                                     QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString& name : names)
+        ops.unlink(encoded(folder + QLatin1Char('/') + name));
+}
+
+} // namespace kestrava::ResumableSortExecutor

@@ -1,0 +1,59 @@
+#pragma once
+
+// The verified copy of one file and the checks around it. A copy is written to a hidden
+// temporary file beside its destination and renamed into place only after it was proven:
+// a reader of the result folder sees a complete, verified file or nothing.
+//
+// Temporary file: <destination folder>/.kestrava-<UUID>.partial, created exclusively without
+// following links, mode 0600. A crash can leave one behind; it is hidden and never taken for
+// a result, and the next run removes it from the folders it writes to.
+
+#include "model/PhotoModel.h"
+#include "model/SortOptions.h"
+#include "platform/FileOps.h"
+
+#include <QByteArray>
+#include <functional>
+
+namespace kestrava::ResumableSortExecutor {
+
+constexpr qint64 chunkSize = 4 * 1024 * 1024;
+constexpr double modificationDateTolerance = 1.0; // seconds
+
+// Called with the bytes of each chunk as they are written (copying) or read back (verifying).
+using ChunkProgress = std::function<void(SortPhase phase, qint64 bytes)>;
+
+// Copies the photo to `destination` through a temporary file: stream in 4 MiB chunks, set the
+// modification date, fsync, compare the size with the expected one (the recorded size when at
+// least 1, else the source's size now), with sha256 compare the digest of the bytes read from
+// the source with the digest of the copy read back from the storage (its cached pages dropped
+// first), then rename into place without ever replacing a file and flush the folder.
+// Returns the verified size. On failure the temporary file is removed and the error thrown:
+// ResumableSortError::verificationFailed for a size or digest mismatch, else FileSystemError
+// naming the destination. A failed flush is never retried: the next attempt starts over.
+qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                           FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+
+// Digest of the file as stored: its cached pages are dropped before reading, so a copy is
+// checked against the medium rather than against the memory it was written from.
+QByteArray sha256(const FileUrl& url, FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+
+// -1 when unknown.
+qint64 fileSize(const FileUrl& url, FileOps& ops = FileOps::system());
+
+// Throws ResumableSortError::sourceChanged when the size differs from a recorded size of at
+// least 1, or both dates are known and differ by more than 1.0 s; FileSystemError when the
+// source cannot be inspected.
+void validateSource(const PhotoItem& item, FileOps& ops = FileOps::system());
+
+// Accepts a file already at `destination` as this photo's result: the size must equal the
+// expected size and, with sha256 (or `compareContent`), the source must be gone or have the
+// same digest. Returns the verified size; throws ResumableSortError::verificationFailed.
+qint64 validateExistingDestination(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                                   bool compareContent = false, FileOps& ops = FileOps::system());
+
+// Removes hidden temporaries a killed run left in `folder`. Only to be called under the
+// folder's operation lock, when no other run can be writing one.
+void removeStaleTemporaries(const QString& folder, FileOps& ops = FileOps::system());
+
+} // namespace kestrava::ResumableSortExecutor

@@ -1,0 +1,140 @@
+// A run killed with SIGKILL at random moments and started again until it finishes: every file
+// ends up in the result exactly once and byte-identical, no temporary is taken for a result,
+// moved originals exist exactly once, and each killed run's lock is taken over.
+
+#include "ExecutionTestSupport.h"
+
+#include "platform/Sha256.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QThread>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+namespace {
+
+constexpr int fileCount = 300;
+constexpr int requiredKills = 50;
+
+// Unique contents, a few shared names across folders (so numbered names are in play).
+QMap<QByteArray, QString> makeSources(TempTree& tree)
+{
+    QMap<QByteArray, QString> digests;
+    QRandomGenerator random(4711);
+    for (int i = 0; i < fileCount; ++i) {
+        const QString relative = QString("src/card%1/IMG_%2.JPG").arg(i % 3).arg(i / 3 % 80, 4, 10, QLatin1Char('0'));
+        QByteArray bytes(int(random.bounded(1000, 64 * 1024)), Qt::Uninitialized);
+        for (auto& byte : bytes)
+            byte = char(random.bounded(256));
+        bytes.prepend(QByteArray::number(i) + ':');
+        const QString path = tree.path(relative);
+        if (QFileInfo::exists(path))
+            continue;
+        tree.write(relative, bytes);
+        digests.insert(Sha256::hash(bytes), relative);
+    }
+    return digests;
+}
+
+struct CrashRun {
+    int kills = 0;
+    int runs = 0;
+    int takeovers = 0;
+    int lockedExits = 0;
+    bool finished = false;
+};
+
+CrashRun killRepeatedly(const QString& source, const QString& result, const QString& journal, const QString& mode,
+                        const QString& verify)
+{
+    CrashRun run;
+    QRandomGenerator random(1234);
+    for (int attempt = 0; attempt < 2000 && !run.finished; ++attempt) {
+        if (QFileInfo::exists(result + "/.kestrava.lock"))
+            ++run.takeovers;
+        QProcess child;
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(QStringLiteral(EXECUTION_CRASH_CHILD), {source, result, journal, mode, verify});
+        if (!child.waitForStarted())
+            break;
+        ++run.runs;
+        // Until enough kills happened, stop the child at a random moment of its work.
+        if (run.kills < requiredKills) {
+            QThread::usleep(random.bounded(2000, 60000));
+            if (child.state() == QProcess::Running) {
+                child.kill();
+                child.waitForFinished(-1); // reaped: a zombie would still answer kill(pid, 0)
+                if (child.exitStatus() == QProcess::CrashExit) {
+                    ++run.kills;
+                    continue;
+                }
+            }
+        }
+        child.waitForFinished(-1);
+        if (child.exitStatus() == QProcess::NormalExit) {
+            if (child.exitCode() == 3)
+                ++run.lockedExits;
+            run.finished = child.exitCode() == 0;
+        }
+    }
+    return run;
+}
+
+QList<QByteArray> digestsBelow(const QString& root)
+{
+    QList<QByteArray> digests;
+    for (const QString& relative : filesBelow(root))
+        digests.append(Sha256::hash(readFile(root + "/" + relative)));
+    return digests;
+}
+
+void expectCleanResult(const QString& result)
+{
+    for (const QString& relative : filesBelow(result)) {
+        EXPECT_FALSE(relative.endsWith(".partial")) << relative.toStdString();
+        EXPECT_FALSE(relative.endsWith(".kestrava.lock"));
+    }
+}
+
+} // namespace
+
+TEST(SortExecutorCrash, killedCopyRunsResumeToOneVerifiedCopyOfEveryFile)
+{
+    TempTree tree;
+    const QMap<QByteArray, QString> sources = makeSources(tree);
+    const QString result = tree.path("result");
+    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "safeCopy", "sha256");
+
+    ASSERT_TRUE(run.finished) << "runs: " << run.runs;
+    EXPECT_GE(run.kills, requiredKills);
+    EXPECT_GT(run.takeovers, 0);
+    EXPECT_EQ(run.lockedExits, 0);
+    expectCleanResult(result);
+    QList<QByteArray> copied = digestsBelow(result);
+    std::sort(copied.begin(), copied.end());
+    QList<QByteArray> expected = sources.keys();
+    EXPECT_EQ(copied, expected); // each exactly once, byte-identical
+    EXPECT_EQ(digestsBelow(tree.path("src")).size(), sources.size()); // originals untouched
+    std::printf("copy: %d runs, %d kills, %d lock takeovers\n", run.runs, run.kills, run.takeovers);
+}
+
+TEST(SortExecutorCrash, killedMoveRunsLeaveEveryFileExactlyOnce)
+{
+    TempTree tree;
+    const QMap<QByteArray, QString> sources = makeSources(tree);
+    const QString result = tree.path("result");
+    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "moveOriginals", "fileSize");
+
+    ASSERT_TRUE(run.finished) << "runs: " << run.runs;
+    EXPECT_GE(run.kills, requiredKills);
+    EXPECT_GT(run.takeovers, 0);
+    EXPECT_EQ(run.lockedExits, 0);
+    expectCleanResult(result);
+    QList<QByteArray> everywhere = digestsBelow(result) + digestsBelow(tree.path("src"));
+    std::sort(everywhere.begin(), everywhere.end());
+    EXPECT_EQ(everywhere, sources.keys());
+    EXPECT_TRUE(filesBelow(tree.path("src")).isEmpty());
+    std::printf("move: %d runs, %d kills, %d lock takeovers\n", run.runs, run.kills, run.takeovers);
+}

@@ -1,0 +1,273 @@
+// The executor by failure mode: existing names, changed sources, injected write and flush
+// failures, leftovers of a killed run, resumption, moves and cancellation.
+
+#include "execution/ResumableSortError.h"
+
+#include "ExecutionTestSupport.h"
+
+#include <sys/stat.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+namespace Executor = kestrava::ResumableSortExecutor;
+
+namespace {
+
+struct Fixture {
+    TempTree tree;
+    QString src = tree.mkdir("src");
+    QString out = tree.path("out");
+    QString keep = tree.path("out/JPEG/Behalten");
+    QList<PhotoItem> items;
+
+    PhotoItem& add(const QString& name, const QByteArray& bytes)
+    {
+        const QString path = tree.write("src/" + name, bytes);
+        // Whole seconds, as the session document stores dates.
+        QFile file(path);
+        file.open(QIODevice::ReadWrite);
+        file.setFileTime(QDateTime(QDate(2024, 3, 1), QTime(10, 0), Qt::UTC), QFileDevice::FileModificationTime);
+        file.close();
+        items.append(photoAt(src, name));
+        return items.last();
+    }
+    SortExecutionPlan plan(SortOperationMode mode = SortOperationMode::safeCopy,
+                           VerificationMode verification = VerificationMode::fileSize,
+                           const QMap<QString, ExecutionRecord>& records = {}) const
+    {
+        return Executor::buildPlan(items, optionsFor(out, mode, verification), records);
+    }
+};
+
+ino_t inodeOf(const QString& path)
+{
+    struct stat info {};
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_ino : 0;
+}
+
+} // namespace
+
+TEST(SortExecutor, copiesKeepDatesNeverOverwriteAndReportEveryOutcome)
+{
+    Fixture f;
+    f.add("a.jpg", "alpha");
+    f.add("b.jpg", "bravo!");
+    f.tree.write("out/JPEG/Behalten/a.jpg", "someone else's");
+    const auto plan = f.plan(SortOperationMode::safeCopy, VerificationMode::sha256);
+    RecordLog log;
+    QList<SortProgress> progress;
+    auto handlers = log.handlers();
+    handlers.progress = [&](const SortProgress& p) { progress.append(p); };
+    const SortResult result = Executor::executeSynchronously(plan, true, handlers);
+
+    EXPECT_EQ(result.organizedCount, 2);
+    EXPECT_TRUE(result.errors.isEmpty());
+    EXPECT_EQ(readFile(f.keep + "/a.jpg"), "someone else's");
+    EXPECT_EQ(readFile(f.keep + "/a 2.jpg"), "alpha");
+    EXPECT_EQ(readFile(f.keep + "/b.jpg"), "bravo!");
+    EXPECT_EQ(QFileInfo(f.keep + "/b.jpg").lastModified(), QFileInfo(f.src + "/b.jpg").lastModified());
+    EXPECT_EQ(filesBelow(f.out), (QStringList{"JPEG/Behalten/a 2.jpg", "JPEG/Behalten/a.jpg", "JPEG/Behalten/b.jpg"}));
+    ASSERT_EQ(log.inOrder.size(), 2);
+    EXPECT_EQ(log.inOrder[1], (ExecutionRecord{f.src + "/b.jpg", f.keep + "/b.jpg", ExecutionActionStatus::completed, 6,
+                                              std::nullopt}));
+    EXPECT_EQ(result.records, log.inOrder);
+    ASSERT_FALSE(progress.isEmpty());
+    EXPECT_EQ(progress.last().phase, SortPhase::finished);
+    EXPECT_EQ(progress.last().completedFiles, 2);
+    EXPECT_EQ(progress.last().completedBytes, 11);
+    EXPECT_EQ(readFile(f.src + "/a.jpg"), "alpha");
+}
+
+TEST(SortExecutor, changedSourceFailsOnlyThatFile)
+{
+    Fixture f;
+    f.add("grown.jpg", "1234");
+    f.add("touched.jpg", "xx");
+    f.add("tolerated.jpg", "yy");
+    f.add("fine.jpg", "zz");
+    f.items[0].fileSize = 3;
+    f.items[1].modificationDate = f.items[1].modificationDate.addMSecs(1001);
+    f.items[2].modificationDate = f.items[2].modificationDate.addMSecs(-1000); // exactly 1.0 s: tolerated
+    const SortResult result = Executor::executeSynchronously(f.plan(), true, {});
+
+    EXPECT_EQ(result.organizedCount, 2);
+    EXPECT_EQ(result.errors, (QStringList{"Die Quelldatei „grown.jpg“ wurde seit der Bewertung verändert.",
+                                          "Die Quelldatei „touched.jpg“ wurde seit der Bewertung verändert."}));
+    EXPECT_EQ(filesBelow(f.out), (QStringList{"JPEG/Behalten/fine.jpg", "JPEG/Behalten/tolerated.jpg"}));
+    EXPECT_EQ(result.records[0].status, ExecutionActionStatus::failed);
+}
+
+// A failed write or flush fails that one file, leaves no temporary behind, and the file is
+// copied again from scratch by the next run (the flush is never simply repeated).
+TEST(SortExecutor, injectedWriteOrFlushFailureFailsOnlyThatFileAndLeavesNothingVisible)
+{
+    for (const FileOps::Op op : {FileOps::Op::write, FileOps::Op::fsync}) {
+        Fixture f;
+        f.add("1.jpg", "one");
+        f.add("2.jpg", "two");
+        f.add("3.jpg", "three");
+        FaultInjectingFileOps ops;
+        // Lock file write comes first; the 2nd data write is 2.jpg's. Flushes: the folder
+        // flush of ensureDirectory (x3 for the new folders) … so count 2.jpg's by position.
+        const int nth = op == FileOps::Op::write ? 3 : 0;
+        if (op == FileOps::Op::write)
+            ops.failAt(op, nth, ENOSPC);
+        RecordLog log;
+        auto handlers = log.handlers();
+        if (op == FileOps::Op::fsync) {
+            // Arm the flush fault once 1.jpg is done, so that 2.jpg's file flush fails.
+            handlers.record = [&](const ExecutionRecord& record) {
+                log.inOrder.append(record);
+                log.bySource.insert(record.sourcePath, record);
+                if (record.sourcePath.endsWith("1.jpg"))
+                    ops.failAt(FileOps::Op::fsync, 1, EIO);
+            };
+        }
+        const SortResult result = Executor::executeSynchronously(f.plan(), true, handlers, ops);
+        ops.clearFaults();
+
+        EXPECT_EQ(result.organizedCount, 2) << int(op);
+        ASSERT_EQ(result.errors.size(), 1);
+        EXPECT_TRUE(result.errors[0].contains(f.keep + "/2.jpg")) << result.errors[0].toStdString();
+        EXPECT_EQ(log.bySource.value(f.src + "/2.jpg").status, ExecutionActionStatus::failed);
+        EXPECT_EQ(filesBelow(f.out), (QStringList{"JPEG/Behalten/1.jpg", "JPEG/Behalten/3.jpg"}));
+
+        // The next run copies it anew.
+        const SortResult again = Executor::executeSynchronously(f.plan(SortOperationMode::safeCopy,
+                                                                       VerificationMode::fileSize, log.bySource),
+                                                               true, log.handlers(), ops);
+        EXPECT_EQ(again.organizedCount, 1);
+        EXPECT_EQ(again.skippedCount, 2);
+        EXPECT_EQ(readFile(f.keep + "/2.jpg"), "two");
+    }
+}
+
+TEST(SortExecutor, leftoverTemporaryIsNeverTakenForAResultAndIsCleanedUp)
+{
+    Fixture f;
+    f.add("a.jpg", "complete content");
+    RecordLog log;
+    const auto plan = f.plan();
+    log.addPending(plan);
+    // A killed run left half a copy behind.
+    f.tree.write("out/JPEG/Behalten/.kestrava-0F2B1C84-0000-4000-8000-000000000000.partial", "complete");
+    const auto resumed = f.plan(SortOperationMode::safeCopy, VerificationMode::fileSize, log.bySource);
+    ASSERT_FALSE(resumed.actions[0].shouldSkip);
+    const SortResult result = Executor::executeSynchronously(resumed, true, log.handlers());
+    EXPECT_EQ(result.organizedCount, 1);
+    EXPECT_EQ(filesBelow(f.out), QStringList{"JPEG/Behalten/a.jpg"});
+    EXPECT_EQ(readFile(f.keep + "/a.jpg"), "complete content");
+}
+
+TEST(SortExecutor, resumeKeepsNamesSkipsFinishedWorkAndRejectsWrongResults)
+{
+    Fixture f;
+    f.add("a.jpg", "aaaa");
+    f.add("b.jpg", "bbbb");
+    f.add("c.jpg", "cccc");
+    f.tree.write("out/JPEG/Behalten/b.jpg", "foreign"); // b goes to "b 2.jpg"
+    RecordLog log;
+    const auto first = f.plan();
+    log.addPending(first);
+    auto cancelAfterFirst = log.handlers();
+    const auto record = cancelAfterFirst.record;
+    cancelAfterFirst.isCanceled = [&] { return !log.inOrder.isEmpty(); };
+    const SortResult stopped = Executor::executeSynchronously(first, true, cancelAfterFirst);
+    EXPECT_TRUE(stopped.cancelled);
+    EXPECT_EQ(stopped.pendingCount, 2);
+    EXPECT_EQ(stopped.errors, QStringList{"Die Sortierung wurde abgebrochen und kann später fortgesetzt werden."});
+    EXPECT_FALSE(QFileInfo::exists(f.out + "/.kestrava.lock"));
+
+    // Meanwhile the foreign file vanished; the resumed run still uses the name it promised.
+    QFile::remove(f.keep + "/b.jpg");
+    // And c's copy reached its place before the run was killed, without being journaled.
+    writeFile(f.keep + "/c.jpg", "cccc");
+    const auto second = f.plan(SortOperationMode::safeCopy, VerificationMode::sha256, log.bySource);
+    EXPECT_EQ(second.actions[1].destinationURL.fileName(), "b 2.jpg");
+    const SortResult resumed = Executor::executeSynchronously(second, true, log.handlers());
+    EXPECT_EQ(resumed.skippedCount, 2);
+    EXPECT_EQ(resumed.organizedCount, 1);
+    EXPECT_EQ(filesBelow(f.out), (QStringList{"JPEG/Behalten/a.jpg", "JPEG/Behalten/b 2.jpg", "JPEG/Behalten/c.jpg"}));
+    EXPECT_EQ(log.bySource.value(f.src + "/c.jpg").status, ExecutionActionStatus::completed);
+
+    // A completed file that was damaged afterwards is not accepted with sha256.
+    flipByte(f.keep + "/a.jpg", 0);
+    const SortResult checked = Executor::executeSynchronously(
+        f.plan(SortOperationMode::safeCopy, VerificationMode::sha256, log.bySource), true, log.handlers());
+    EXPECT_EQ(checked.errors, QStringList{"Die Kopie von „a.jpg“ konnte nicht verifiziert werden."});
+    // With fileSize the same-size damage passes (that is what the cheaper mode means).
+    const SortResult sized = Executor::executeSynchronously(
+        f.plan(SortOperationMode::safeCopy, VerificationMode::fileSize, log.bySource), true, log.handlers());
+    EXPECT_TRUE(sized.errors.isEmpty());
+    (void)record;
+}
+
+TEST(SortExecutor, moveWithinVolumeIsARenameAndMoveIsFinishedOnResume)
+{
+    Fixture f;
+    f.add("a.jpg", "aaaa");
+    f.add("b.jpg", "bbbb");
+    const ino_t inode = inodeOf(f.src + "/a.jpg");
+    RecordLog log;
+    const auto plan = f.plan(SortOperationMode::moveOriginals);
+    log.addPending(plan);
+    // b was copied but the run was killed before it removed the original.
+    f.tree.write("out/JPEG/Behalten/b.jpg", "bbbb");
+    const auto resumed = f.plan(SortOperationMode::moveOriginals, VerificationMode::fileSize, log.bySource);
+    const SortResult result = Executor::executeSynchronously(resumed, true, log.handlers());
+
+    EXPECT_EQ(result.organizedCount, 1);
+    EXPECT_EQ(result.skippedCount, 1);
+    EXPECT_EQ(inodeOf(f.keep + "/a.jpg"), inode);
+    EXPECT_TRUE(filesBelow(f.src).isEmpty());
+    EXPECT_EQ(readFile(f.keep + "/b.jpg"), "bbbb");
+}
+
+TEST(SortExecutor, moveWhoseLeftoverOriginalDiffersKeepsTheOriginal)
+{
+    Fixture f;
+    f.add("b.jpg", "bbbb");
+    RecordLog log;
+    log.addPending(f.plan(SortOperationMode::moveOriginals));
+    f.tree.write("out/JPEG/Behalten/b.jpg", "BBBB"); // same size, other content
+    const SortResult result = Executor::executeSynchronously(
+        f.plan(SortOperationMode::moveOriginals, VerificationMode::fileSize, log.bySource), true, log.handlers());
+    EXPECT_EQ(result.errors, QStringList{"Die Kopie von „b.jpg“ konnte nicht verifiziert werden."});
+    EXPECT_EQ(readFile(f.src + "/b.jpg"), "bbbb");
+}
+
+TEST(SortExecutor, lockHeldByAnotherRunStopsBeforeAnythingIsTouched)
+{
+    Fixture f;
+    f.add("a.jpg", "a");
+    f.tree.write("out/.kestrava.lock", "1");
+    RecordLog log;
+    EXPECT_THROW(Executor::executeSynchronously(f.plan(), true, log.handlers()), ResumableSortError);
+    EXPECT_TRUE(log.inOrder.isEmpty());
+    EXPECT_EQ(filesBelow(f.out), QStringList{".kestrava.lock"});
+}
+
+TEST(SortExecutor, backgroundRunDeliversRecordsBeforeTheNextFileAndKeepsResultWhenCancelled)
+{
+    Fixture f;
+    for (int i = 0; i < 5; ++i)
+        f.add(QString("%1.jpg").arg(i), QByteArray(100, char('a' + i)));
+    auto cancel = std::make_shared<CancellationFlag>();
+    QList<QStringList> seenAtRecord;
+    const QString keep = f.keep;
+    QFuture<SortResult> run = Executor::execute(f.plan(), {}, [&](const ExecutionRecord&) {
+        seenAtRecord.append(filesBelow(keep));
+        if (seenAtRecord.size() == 3)
+            cancel->cancel();
+    }, cancel);
+    run.waitForFinished();
+    const SortResult result = run.result();
+    EXPECT_TRUE(result.cancelled);
+    EXPECT_EQ(result.organizedCount, 3);
+    EXPECT_EQ(result.pendingCount, 2);
+    ASSERT_EQ(seenAtRecord.size(), 3);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(seenAtRecord[i].size(), i + 1); // nothing of the next file existed yet
+    EXPECT_EQ(result.records.size(), 5);
+    EXPECT_EQ(result.records[4].status, ExecutionActionStatus::pending);
+}

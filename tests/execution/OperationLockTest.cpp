@@ -1,0 +1,121 @@
+// The result folder's lock: held by a live run it blocks, left by a dead one it is taken over,
+// and whatever cannot be read counts as held.
+
+#include "execution/OperationLock.h"
+#include "execution/ResumableSortError.h"
+
+#include "ExecutionTestSupport.h"
+
+#include "platform/FileSystemError.h"
+
+#include <QCoreApplication>
+#include <QProcess>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+namespace {
+
+bool blocksWithAlreadyRunning(const QString& root)
+{
+    try {
+        OperationLock lock(FileUrl::fromLocalPath(root));
+    } catch (const ResumableSortError& error) {
+        return error.kind() == ResumableSortError::Kind::operationAlreadyRunning
+            && error.description() == QStringLiteral("Für diesen Zielordner läuft bereits eine Kestrava-Ausführung.");
+    }
+    return false;
+}
+
+// A process id that belonged to a process which has exited and been reaped.
+qint64 pidOfFinishedProcess()
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return child;
+}
+
+} // namespace
+
+TEST(OperationLock, holdsThePidCreatesTheFolderAndReleasesOnce)
+{
+    TempTree tree;
+    const QString root = tree.path("new/result");
+    {
+        OperationLock lock(FileUrl::fromLocalPath(root));
+        const QString lockPath = root + "/.kestrava.lock";
+        EXPECT_EQ(readFile(lockPath), QByteArray::number(QCoreApplication::applicationPid()));
+        struct stat info {};
+        ASSERT_EQ(::stat(QFile::encodeName(lockPath).constData(), &info), 0);
+        EXPECT_EQ(info.st_mode & 0777, 0600u);
+        // A second run in the same process (another window) is kept out too.
+        EXPECT_TRUE(blocksWithAlreadyRunning(root));
+        lock.release();
+        EXPECT_TRUE(lock.isReleased());
+        EXPECT_FALSE(QFileInfo::exists(lockPath));
+        // Someone else's lock taken after the release survives our second release and the destructor.
+        writeFile(lockPath, "1");
+        lock.release();
+    }
+    EXPECT_TRUE(QFileInfo::exists(root + "/.kestrava.lock"));
+}
+
+TEST(OperationLock, destroyingTheLockReleasesIt)
+{
+    TempTree tree;
+    { OperationLock lock(FileUrl::fromLocalPath(tree.root())); }
+    EXPECT_FALSE(QFileInfo::exists(tree.path(".kestrava.lock")));
+}
+
+TEST(OperationLock, liveOwnerBlocks)
+{
+    TempTree tree;
+    tree.write(".kestrava.lock", " 1\n"); // init never goes away
+    EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
+    EXPECT_EQ(readFile(tree.path(".kestrava.lock")), " 1\n");
+}
+
+TEST(OperationLock, staleLockOfDeadProcessIsTakenOver)
+{
+    TempTree tree;
+    const qint64 dead = pidOfFinishedProcess();
+    ASSERT_GT(dead, 0);
+    tree.write(".kestrava.lock", QByteArray::number(dead) + "\n");
+    OperationLock lock(FileUrl::fromLocalPath(tree.root()));
+    EXPECT_EQ(readFile(tree.path(".kestrava.lock")), QByteArray::number(QCoreApplication::applicationPid()));
+}
+
+TEST(OperationLock, unreadableOrGarbledLockBlocks)
+{
+    for (const QByteArray& content : {QByteArray("garbage"), QByteArray(""), QByteArray("99999999999"), QByteArray("-5")}) {
+        TempTree tree;
+        tree.write(".kestrava.lock", content);
+        EXPECT_TRUE(blocksWithAlreadyRunning(tree.root())) << content.constData();
+        EXPECT_EQ(readFile(tree.path(".kestrava.lock")), content);
+    }
+    // A lock that cannot be read at all (here a folder of that name) is held as well.
+    TempTree tree;
+    tree.mkdir(".kestrava.lock");
+    EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
+}
+
+TEST(OperationLock, failingRemovalOfStaleLockIsReported)
+{
+    TempTree tree;
+    tree.write(".kestrava.lock", QByteArray::number(pidOfFinishedProcess()));
+    FaultInjectingFileOps ops;
+    ops.failAt(FileOps::Op::unlink, 1, EACCES);
+    try {
+        OperationLock lock(FileUrl::fromLocalPath(tree.root()), ops);
+        ADD_FAILURE() << "lock taken although the stale lock could not be removed";
+    } catch (const FileSystemError& error) {
+        EXPECT_EQ(error.errorNumber(), EACCES);
+    }
+}

@@ -1,0 +1,121 @@
+// Destinations of a plan: unique, stable across resumption, never an existing file's name.
+
+#include "ExecutionTestSupport.h"
+
+using namespace kestrava;
+using namespace kestrava::test;
+namespace Executor = kestrava::ResumableSortExecutor;
+
+namespace {
+
+QStringList destinationNames(const SortExecutionPlan& plan, const QString& root)
+{
+    QStringList names;
+    for (const PlannedAction& action : plan.actions)
+        names.append(QDir(root).relativeFilePath(action.destinationURL.path()));
+    return names;
+}
+
+} // namespace
+
+TEST(ExecutionPlan, sameNamesFromTwoFoldersGetNumberedInRelativePathOrder)
+{
+    TempTree tree;
+    tree.write("src/b/IMG_0001.JPG", "bb");
+    tree.write("src/a/IMG_0001.JPG", "a");
+    tree.write("src/a/IMG_10.JPG", "x");
+    tree.write("src/a/IMG_2.JPG", "y");
+    const QString src = tree.path("src");
+    const QList<PhotoItem> items{photoAt(src, "b/IMG_0001.JPG"), photoAt(src, "a/IMG_10.JPG"),
+                                 photoAt(src, "a/IMG_0001.JPG"), photoAt(src, "a/IMG_2.JPG")};
+    const auto plan = Executor::buildPlan(items, optionsFor(tree.path("out"), SortOperationMode::safeCopy), {});
+
+    EXPECT_EQ(destinationNames(plan, tree.path("out")),
+              (QStringList{"JPEG/Behalten/IMG_0001.JPG", "JPEG/Behalten/IMG_2.JPG", "JPEG/Behalten/IMG_10.JPG",
+                           "JPEG/Behalten/IMG_0001 2.JPG"}));
+    EXPECT_EQ(plan.actions[3].item.relativePath, "b/IMG_0001.JPG");
+    EXPECT_EQ(plan.totalBytes, 5);
+    for (const PlannedAction& action : plan.actions) {
+        EXPECT_EQ(action.kind, PlannedActionKind::copy);
+        EXPECT_FALSE(action.shouldSkip);
+    }
+}
+
+TEST(ExecutionPlan, existingFilesAndReservedNamesPushToTheNextFreeNumber)
+{
+    TempTree tree;
+    tree.write("src/IMG_1.JPG");
+    tree.write("src/README");
+    tree.write("out/JPEG/Behalten/IMG_1.JPG", "foreign");
+    tree.write("out/JPEG/Behalten/IMG_1 2.JPG", "foreign");
+    const QString src = tree.path("src");
+    const FileUrl folder = FileUrl::fromLocalPath(tree.path("out/JPEG/Behalten"));
+
+    const PhotoItem photo = photoAt(src, "IMG_1.JPG");
+    EXPECT_EQ(Executor::uniqueDestination(photo, folder, {}).fileName(), "IMG_1 3.JPG");
+    EXPECT_EQ(Executor::uniqueDestination(photo, folder, {folder.appending("IMG_1 3.JPG").path()}).fileName(),
+              "IMG_1 4.JPG");
+    // Without an extension the number simply follows the name.
+    const auto noExtension = Executor::uniqueDestination(photoAt(src, "README"), folder, {folder.appending("README").path()});
+    EXPECT_EQ(noExtension.fileName(), "README 2");
+}
+
+TEST(ExecutionPlan, selectionAndKindFollowTheMode)
+{
+    TempTree tree;
+    tree.write("src/keep.jpg");
+    tree.write("src/maybe.jpg");
+    tree.write("src/gone.jpg");
+    tree.write("src/open.jpg");
+    const QString src = tree.path("src");
+    const QList<PhotoItem> items{photoAt(src, "keep.jpg", PhotoDecision::keep), photoAt(src, "maybe.jpg", PhotoDecision::maybe),
+                                 photoAt(src, "gone.jpg", PhotoDecision::del), photoAt(src, "open.jpg", std::nullopt)};
+
+    const auto trash = Executor::buildPlan(items, optionsFor(tree.path("out"), SortOperationMode::organizeAndTrash), {});
+    ASSERT_EQ(trash.actions.size(), 2);
+    EXPECT_EQ(trash.actions[0].kind, PlannedActionKind::move);
+    ASSERT_EQ(trash.deletions.size(), 1);
+    EXPECT_EQ(trash.deletions[0].displayName, "gone.jpg");
+    EXPECT_EQ(trash.deletionGroups.size(), 1);
+    EXPECT_EQ(trash.untouchedCount, 1);
+
+    const auto move = Executor::buildPlan(items, optionsFor(tree.path("out"), SortOperationMode::moveOriginals), {});
+    EXPECT_EQ(move.actions.size(), 3);
+    EXPECT_TRUE(move.deletions.isEmpty());
+    EXPECT_EQ(move.untouchedCount, 1);
+    EXPECT_EQ(destinationNames(move, tree.path("out")),
+              (QStringList{"JPEG/Aussortiert/gone.jpg", "JPEG/Behalten/keep.jpg", "JPEG/Prüfen/maybe.jpg"}));
+}
+
+// Resumption: every recorded destination is honoured when it can be, and a name that is
+// occupied by something this session did not produce is never claimed.
+TEST(ExecutionPlan, resumeReusesRecordedDestinationsAndNeverClaimsForeignFiles)
+{
+    TempTree tree;
+    for (const char* name : {"a.jpg", "b.jpg", "c.jpg", "d.jpg", "e.jpg"})
+        tree.write(QStringLiteral("src/") + name);
+    const QString src = tree.path("src");
+    const QString folder = tree.mkdir("out/JPEG/Behalten");
+    QList<PhotoItem> items;
+    for (const char* name : {"a.jpg", "b.jpg", "c.jpg", "d.jpg", "e.jpg"})
+        items.append(photoAt(src, name));
+    const auto record = [&](const char* name, ExecutionActionStatus status, const QString& destination) {
+        return ExecutionRecord{src + "/" + name, folder + "/" + destination, status, 1, std::nullopt};
+    };
+    tree.write("out/JPEG/Behalten/a-done.jpg");    // a: completed earlier
+    tree.write("out/JPEG/Behalten/b-maybe.jpg");   // b: done but not journaled (crash)
+    tree.write("out/JPEG/Behalten/d-foreign.jpg"); // d: failed, and now something else is there
+    QMap<QString, ExecutionRecord> records;
+    records.insert(src + "/a.jpg", record("a.jpg", ExecutionActionStatus::completed, "a-done.jpg"));
+    records.insert(src + "/b.jpg", record("b.jpg", ExecutionActionStatus::pending, "b-maybe.jpg"));
+    records.insert(src + "/c.jpg", record("c.jpg", ExecutionActionStatus::pending, "e.jpg"));
+    records.insert(src + "/d.jpg", record("d.jpg", ExecutionActionStatus::failed, "d-foreign.jpg"));
+
+    const auto plan = Executor::buildPlan(items, optionsFor(tree.path("out"), SortOperationMode::safeCopy), records);
+    ASSERT_EQ(plan.actions.size(), 5);
+    EXPECT_EQ(destinationNames(plan, folder), (QStringList{"a-done.jpg", "b-maybe.jpg", "e.jpg", "d.jpg", "e 2.jpg"}));
+    const QList<bool> skips{plan.actions[0].shouldSkip, plan.actions[1].shouldSkip, plan.actions[2].shouldSkip,
+                            plan.actions[3].shouldSkip, plan.actions[4].shouldSkip};
+    EXPECT_EQ(skips, (QList<bool>{true, true, false, false, false}));
+    // e's own name was promised to c by the earlier run, although e comes later in the order.
+}

@@ -1,0 +1,75 @@
+// What the verification modes catch: a copy that reached the storage differently from what
+// was read from the source (here a write path that damages one byte) passes a size check but
+// not the digest comparison.
+
+#include "execution/ResumableSortError.h"
+
+#include "ExecutionTestSupport.h"
+
+#include "platform/Sha256.h"
+
+using namespace kestrava;
+using namespace kestrava::test;
+namespace Executor = kestrava::ResumableSortExecutor;
+
+namespace {
+
+// Writes every chunk with its first byte changed: the damage a faulty cable or controller does.
+class DamagingFileOps : public FileOps {
+public:
+    ssize_t write(int fd, const void* buffer, size_t count) override
+    {
+        QByteArray copy(static_cast<const char*>(buffer), qsizetype(count));
+        if (!copy.isEmpty())
+            copy[0] = char(copy[0] ^ 0x01);
+        return FileOps::write(fd, copy.constData(), count);
+    }
+};
+
+} // namespace
+
+TEST(Verification, damagedCopyPassesFileSizeButFailsSha256AndLeavesNothing)
+{
+    TempTree tree;
+    // Larger than one chunk, so the source hash runs in the background over several chunks.
+    QByteArray content(Executor::chunkSize * 2 + 12345, '\0');
+    for (qsizetype i = 0; i < content.size(); ++i)
+        content[i] = char(i * 7 + i / 4096);
+    tree.write("src/big.cr2", content);
+    const QList<PhotoItem> items{photoAt(tree.path("src"), "big.cr2")};
+
+    DamagingFileOps damaging;
+    const auto hashed = Executor::buildPlan(items, optionsFor(tree.path("sha"), SortOperationMode::safeCopy,
+                                                              VerificationMode::sha256), {});
+    const SortResult strict = Executor::executeSynchronously(hashed, true, {}, damaging);
+    EXPECT_EQ(strict.errors, QStringList{"Die Kopie von „big.cr2“ konnte nicht verifiziert werden."});
+    EXPECT_EQ(filesBelow(tree.path("sha")), QStringList{});
+
+    const auto sized = Executor::buildPlan(items, optionsFor(tree.path("size"), SortOperationMode::safeCopy), {});
+    const SortResult lenient = Executor::executeSynchronously(sized, true, {}, damaging);
+    EXPECT_TRUE(lenient.errors.isEmpty());
+    EXPECT_EQ(lenient.records[0].verifiedSize, content.size());
+
+    // The undamaged path: the sha256 copy is byte-identical, and the digest helper agrees.
+    const SortResult clean = Executor::executeSynchronously(hashed, true, {});
+    ASSERT_TRUE(clean.errors.isEmpty());
+    const QString copy = tree.path("sha/RAW/Behalten/big.cr2");
+    EXPECT_EQ(readFile(copy), content);
+    EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(copy)), Sha256::hash(content));
+}
+
+TEST(Verification, existingDestinationNeedsTheExpectedSize)
+{
+    TempTree tree;
+    tree.write("src/a.jpg", "abcd");
+    tree.write("dst/short.jpg", "abc");
+    tree.write("dst/same.jpg", "abcd");
+    const PhotoItem item = photoAt(tree.path("src"), "a.jpg");
+    EXPECT_THROW(Executor::validateExistingDestination(item, FileUrl::fromLocalPath(tree.path("dst/short.jpg")),
+                                                       VerificationMode::fileSize),
+                 ResumableSortError);
+    EXPECT_EQ(Executor::validateExistingDestination(item, FileUrl::fromLocalPath(tree.path("dst/same.jpg")),
+                                                    VerificationMode::sha256),
+              4);
+    EXPECT_EQ(Executor::fileSize(FileUrl::fromLocalPath(tree.path("dst/none.jpg"))), -1);
+}
