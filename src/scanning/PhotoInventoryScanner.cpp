@@ -1,0 +1,299 @@
+#include "PhotoInventoryScanner.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace kestrava {
+
+namespace {
+
+// Closes a descriptor on every path out of a scope.
+struct FdGuard {
+    int fd = -1;
+    ~FdGuard()
+    {
+        if (fd >= 0)
+            ::close(fd);
+    }
+};
+
+// The model's extension sets packed into integers (up to four lower-case ASCII bytes), so an
+// entry can be classified from the raw directory name without building a QString for every
+// file the scan ignores.
+class ExtensionTable {
+public:
+    ExtensionTable()
+    {
+        auto add = [this](const QSet<QString>& set, PhotoFormatGroup group) {
+            for (const QString& ext : set) {
+                const QByteArray bytes = ext.toLatin1();
+                maxLength_ = std::max(maxLength_, int(bytes.size()));
+                entries_.push_back({pack(bytes.constData(), int(bytes.size())), group});
+            }
+        };
+        add(jpegExtensions(), PhotoFormatGroup::jpeg);
+        add(rawExtensions(), PhotoFormatGroup::raw);
+        std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) { return a.key < b.key; });
+    }
+
+    PhotoFormatGroup classify(const char* name, int length) const
+    {
+        const char* dot = static_cast<const char*>(::memrchr(name, '.', std::size_t(length)));
+        if (!dot)
+            return PhotoFormatGroup::other;
+        const int extLength = int(name + length - dot - 1);
+        if (extLength < 1 || extLength > maxLength_)
+            return PhotoFormatGroup::other;
+        const quint64 key = pack(dot + 1, extLength);
+        const auto it = std::lower_bound(entries_.begin(), entries_.end(), key,
+                                         [](const Entry& e, quint64 k) { return e.key < k; });
+        return it != entries_.end() && it->key == key ? it->group : PhotoFormatGroup::other;
+    }
+
+private:
+    struct Entry {
+        quint64 key;
+        PhotoFormatGroup group;
+    };
+    static quint64 pack(const char* bytes, int length)
+    {
+        quint64 key = quint64(length);
+        for (int i = 0; i < length; ++i) {
+            unsigned char c = static_cast<unsigned char>(bytes[i]);
+            if (c >= 'A' && c <= 'Z')
+                c = static_cast<unsigned char>(c + ('a' - 'A'));
+            key = (key << 8) | c;
+        }
+        return key;
+    }
+    std::vector<Entry> entries_;
+    int maxLength_ = 0;
+};
+
+const ExtensionTable& extensionTable()
+{
+    static const ExtensionTable table;
+    return table;
+}
+
+// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool isValidUtf8(const unsigned char* s, std::size_t n)
+{
+    std::size_t i = 0;
+    while (i < n) {
+        const unsigned char c = s[i];
+        if (c < 0x80) {
+            ++i;
+            continue;
+        }
+        std::size_t extra;
+        unsigned char lo = 0x80, hi = 0xBF;
+        if (c >= 0xC2 && c <= 0xDF) {
+            extra = 1;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            extra = 2;
+            if (c == 0xE0)
+                lo = 0xA0;
+            else if (c == 0xED)
+                hi = 0x9F;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            extra = 3;
+            if (c == 0xF0)
+                lo = 0x90;
+            else if (c == 0xF4)
+                hi = 0x8F;
+        } else {
+            return false;
+        }
+        if (i + extra >= n)
+            return false;
+        if (s[i + 1] < lo || s[i + 1] > hi)
+            return false;
+        for (std::size_t k = 2; k <= extra; ++k)
+            if (s[i + k] < 0x80 || s[i + k] > 0xBF)
+                return false;
+        i += extra + 1;
+    }
+    return true;
+}
+
+constexpr char resultFolderPrefix[] = "Kestrava-Ergebnis";
+constexpr unsigned statxMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
+
+QDateTime fileDate(const struct statx& info)
+{
+    if (info.stx_mask & STATX_MTIME)
+        return QDateTime::fromSecsSinceEpoch(info.stx_mtime.tv_sec, Qt::UTC);
+    if (info.stx_mask & STATX_BTIME)
+        return QDateTime::fromSecsSinceEpoch(info.stx_btime.tv_sec, Qt::UTC);
+    return distantPast();
+}
+
+// One scan: walks the tree below an open root descriptor, one directory open at a time.
+// Sub-folders are opened by their path relative to the root rather than kept open, so the
+// depth of a tree never costs descriptors.
+class TreeWalk {
+public:
+    TreeWalk(int rootFd, QString rootPrefix, const PhotoInventoryScanner::CancelCheck& isCanceled)
+        : rootFd_(rootFd), rootPrefix_(std::move(rootPrefix)), isCanceled_(isCanceled), buffer_(256 * 1024)
+    {
+    }
+
+    // Throws folderUnavailable only for the root; sub-folder failures are counted.
+    bool run(PhotoScanOutcome& outcome, const QString& rootPathForErrors)
+    {
+        const int rootCopy = ::dup(rootFd_);
+        if (rootCopy < 0)
+            throw PhotoScannerError::folderUnavailable(rootPathForErrors, errno);
+        if (const int error = readDirectory(rootCopy, QByteArray(), outcome))
+            throw PhotoScannerError::folderUnavailable(rootPathForErrors, error);
+        while (!pending_.empty()) {
+            if (canceled())
+                return false;
+            const QByteArray relative = std::move(pending_.back());
+            pending_.pop_back();
+            const int fd = ::openat(rootFd_, relative.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (fd < 0 || readDirectory(fd, relative, outcome) != 0)
+                ++outcome.skippedUnreadableFolders;
+        }
+        return !canceled();
+    }
+
+private:
+    bool canceled() const { return isCanceled_ && isCanceled_(); }
+
+    // Takes ownership of `fd`. Returns 0, or the errno of a listing that could not be read.
+    int readDirectory(int fd, const QByteArray& relative, PhotoScanOutcome& outcome)
+    {
+        FdGuard guard{fd};
+        const QString relativeText = QString::fromUtf8(relative);
+        for (;;) {
+            const ssize_t got = ::getdents64(fd, buffer_.data(), buffer_.size());
+            if (got < 0)
+                return errno;
+            if (got == 0)
+                return 0;
+            for (ssize_t offset = 0; offset < got;) {
+                const auto* entry = reinterpret_cast<const struct dirent64*>(buffer_.data() + offset);
+                offset += entry->d_reclen;
+                visit(fd, entry, relative, relativeText, outcome);
+            }
+            if (canceled())
+                return 0;
+        }
+    }
+
+    void visit(int dirFd, const struct dirent64* entry, const QByteArray& relative, const QString& relativeText,
+               PhotoScanOutcome& outcome)
+    {
+        const char* name = entry->d_name;
+        if (name[0] == '.')
+            return;
+        const int length = int(std::strlen(name));
+        unsigned char type = entry->d_type;
+        struct statx info;
+        bool haveInfo = false;
+        if (type == DT_UNKNOWN) {
+            // Some file systems (older XFS, network mounts) do not tell the type in the listing.
+            if (::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, statxMask, &info) != 0)
+                return;
+            haveInfo = true;
+            type = S_ISDIR(info.stx_mode) ? DT_DIR : S_ISREG(info.stx_mode) ? DT_REG : DT_LNK;
+        }
+        if (type == DT_DIR) {
+            if (std::strncmp(name, resultFolderPrefix, sizeof resultFolderPrefix - 1) == 0)
+                return;
+            if (!isValidUtf8(reinterpret_cast<const unsigned char*>(name), std::size_t(length))) {
+                ++outcome.skippedUndecodableNames;
+                return;
+            }
+            QByteArray child;
+            child.reserve(relative.size() + 1 + length);
+            if (!relative.isEmpty())
+                child.append(relative).append('/');
+            child.append(name, length);
+            pending_.push_back(std::move(child));
+            return;
+        }
+        if (type != DT_REG)
+            return;
+        const PhotoFormatGroup group = extensionTable().classify(name, length);
+        if (group == PhotoFormatGroup::other)
+            return;
+        if (!isValidUtf8(reinterpret_cast<const unsigned char*>(name), std::size_t(length))) {
+            ++outcome.skippedUndecodableNames;
+            return;
+        }
+        if (!haveInfo && ::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, statxMask, &info) != 0)
+            return; // vanished or unreadable attributes: treated as having no values
+        if ((info.stx_mask & STATX_TYPE) && !S_ISREG(info.stx_mode))
+            return;
+
+        const QString fileName = QString::fromUtf8(name, length);
+        PhotoItem item;
+        item.relativePath = relativeText.isEmpty() ? fileName : relativeText + QLatin1Char('/') + fileName;
+        item.sourceURL = FileUrl::fromLocalPath(rootPrefix_ + item.relativePath);
+        item.formatGroup = group;
+        item.fileSize = (info.stx_mask & STATX_SIZE) ? qint64(info.stx_size) : 0;
+        item.modificationDate = fileDate(info);
+        item.captureDate = item.modificationDate;
+        outcome.items.append(std::move(item));
+    }
+
+    int rootFd_;
+    QString rootPrefix_;
+    const PhotoInventoryScanner::CancelCheck& isCanceled_;
+    std::vector<char> buffer_;
+    std::vector<QByteArray> pending_;
+};
+
+} // namespace
+
+namespace PhotoInventoryScanner {
+
+PhotoScanOutcome scanDetailed(const FileUrl& folder, const CancelCheck& isCanceled)
+{
+    const QString root = QDir::cleanPath(folder.path());
+    if (root.isEmpty() || !root.startsWith(QLatin1Char('/')))
+        throw PhotoScannerError::folderUnavailable(folder.path(), ENOENT);
+    // The chosen folder itself may be a link (the user picked it); everything below is not followed.
+    const int rootFd = ::open(QFile::encodeName(root).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (rootFd < 0)
+        throw PhotoScannerError::folderUnavailable(root, errno);
+    FdGuard guard{rootFd};
+
+    PhotoScanOutcome outcome;
+    const QString prefix = root.endsWith(QLatin1Char('/')) ? root : root + QLatin1Char('/');
+    TreeWalk walk(rootFd, prefix, isCanceled);
+    if (!walk.run(outcome, root)) {
+        outcome.items.clear();
+        outcome.canceled = true;
+        return outcome;
+    }
+    sortByRelativePath(outcome.items);
+    return outcome;
+}
+
+QList<PhotoItem> scan(const FileUrl& folder)
+{
+    return scanDetailed(folder).items;
+}
+
+QList<PhotoItem> scan(const QString& folder)
+{
+    if (folder.isEmpty())
+        throw PhotoScannerError::folderUnavailable(folder, ENOENT);
+    return scan(FileUrl::fromLocalPath(QFileInfo(folder).absoluteFilePath()));
+}
+
+} // namespace PhotoInventoryScanner
+
+} // namespace kestrava

@@ -1,0 +1,155 @@
+// kestrava-cli scan / groups / generate: output coding, awkward names, exit codes.
+
+#include "ScanTestHelpers.h"
+#include "TestSupport.h"
+#include "model/PhotoModelJson.h"
+#include "scanning/FormatPreselection.h"
+#include "scanning/PhotoInventoryScanner.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+namespace {
+
+QJsonArray parseArray(const QByteArray& out)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(out, &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << out.toStdString();
+    EXPECT_TRUE(document.isArray());
+    return document.array();
+}
+
+QStringList groupIds(const QJsonArray& groups)
+{
+    QStringList ids;
+    for (const QJsonValue& value : groups)
+        ids.append(reviewGroupFromJson(value.toObject()).id);
+    return ids;
+}
+
+} // namespace
+
+TEST(ScanCli, printsItemsCodedAsInTheSessionDocument)
+{
+    TempTree tree;
+    tree.write("Tag 1/IMG_2.JPG", "abc");
+    tree.write("Tag 1/IMG_2.CR3", "defg");
+    tree.write("Tag 1/IMG_10.jpg");
+    const CliResult result = runCli({"scan", tree.root()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QList<PhotoItem> expected = PhotoInventoryScanner::scan(FileUrl::fromLocalPath(tree.root()));
+    EXPECT_EQ(result.out.trimmed(), json::toCompactJson(toJson(expected)));
+    EXPECT_EQ(photoItemsFromJson(parseArray(result.out)), expected);
+}
+
+TEST(ScanCli, awkwardNamesRoundTripThroughTheJson)
+{
+    TempTree tree;
+    const QString nfdUmlaut = QStringLiteral("Mu\u0308ller a\u0300 la carte.jpg"); // decomposed accents
+    const QString longName = QString(251, QLatin1Char('x')) + QStringLiteral(".jpg"); // 255 bytes
+    const QStringList names{
+        QStringLiteral("mit Leerzeichen/IMG 1.JPG"),
+        QStringLiteral("Zeilen\numbruch.jpg"),
+        nfdUmlaut,
+        QStringLiteral("Prozent %20 und #Raute?.NEF"),
+        QStringLiteral("Anführungs\"zeichen\\.jpg"),
+        longName,
+    };
+    for (const QString& name : names)
+        tree.write(name);
+    ASSERT_EQ(QFile::encodeName(longName).size(), 255);
+
+    const CliResult result = runCli({"scan", tree.root()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QList<PhotoItem> items = photoItemsFromJson(parseArray(result.out));
+    QStringList found = relativePaths(items);
+    QStringList wanted = names;
+    found.sort();
+    wanted.sort();
+    EXPECT_EQ(found, wanted); // exact code units: NFD stays NFD
+    for (const PhotoItem& item : items)
+        EXPECT_TRUE(QFileInfo::exists(item.sourceURL.path())) << item.sourceURL.path().toStdString();
+}
+
+TEST(ScanCli, undecodableNameIsReportedButDoesNotFailTheScan)
+{
+    TempTree tree;
+    tree.write("ok.jpg");
+    const QByteArray undecodable = QFile::encodeName(tree.root()) + "/kaputt\xff.jpg";
+    ASSERT_TRUE(createRawNamedFile(undecodable));
+    const RawNameCleanup cleanup({undecodable});
+    const CliResult result = runCli({"scan", tree.root()});
+    ASSERT_EQ(result.exitCode, 0);
+    EXPECT_EQ(parseArray(result.out).size(), 1);
+    EXPECT_TRUE(result.err.contains("1 Einträge")) << result.err.toStdString();
+}
+
+TEST(ScanCli, failuresAndUsageErrorsHaveTheirExitCodes)
+{
+    TempTree tree;
+    const CliResult missing = runCli({"scan", tree.path("fehlt")});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(QString::fromUtf8(missing.err).trimmed(), QStringLiteral("Der ausgewählte Ordner konnte nicht gelesen werden."));
+    EXPECT_TRUE(missing.out.isEmpty());
+    EXPECT_EQ(runCli({"groups", tree.write("datei.jpg")}).exitCode, 1);
+
+    EXPECT_EQ(runCli({"scan"}).exitCode, 2);
+    EXPECT_EQ(runCli({"scan", tree.root(), tree.root()}).exitCode, 2);
+    EXPECT_EQ(runCli({"scan", tree.root(), "--tiefe"}).exitCode, 2);
+    EXPECT_EQ(runCli({"groups", tree.root(), "--choice", "tiff"}).exitCode, 2);
+    EXPECT_EQ(runCli({"groups", tree.root(), "--choice"}).exitCode, 2);
+    EXPECT_EQ(runCli({"generate", tree.path("neu")}).exitCode, 2);
+    EXPECT_EQ(runCli({"generate", tree.path("neu"), "--shots", "drei"}).exitCode, 2);
+    EXPECT_EQ(runCli({"generate", tree.path("neu"), "--shots", "3", "--raw-ratio", "1.5"}).exitCode, 2);
+    EXPECT_EQ(runCli({"generate", tree.path("neu"), "--shots", "3", "--size", "gross"}).exitCode, 2);
+    EXPECT_FALSE(QFileInfo::exists(tree.path("neu")));
+}
+
+TEST(ScanCli, groupsPairOnlyWhenBothFormatsAreReviewed)
+{
+    TempTree tree;
+    const QString jpeg = tree.write("A/x.jpg");
+    const QString raw = tree.write("A/x.NEF");
+    const QString other = tree.write("B/y.jpg");
+    const QString pairId = jpeg < raw ? jpeg + "|" + raw : raw + "|" + jpeg;
+
+    const CliResult preselected = runCli({"groups", tree.root()});
+    ASSERT_EQ(preselected.exitCode, 0) << preselected.err.toStdString();
+    const QJsonArray groups = parseArray(preselected.out);
+    EXPECT_EQ(groupIds(groups), (QStringList{pairId, other}));
+    const ReviewGroup pair = reviewGroupFromJson(groups.first().toObject());
+    EXPECT_EQ(pair.memberURLs, (QList<FileUrl>{FileUrl::fromLocalPath(jpeg), FileUrl::fromLocalPath(raw)}));
+    EXPECT_EQ(pair.previewURL, FileUrl::fromLocalPath(jpeg));
+
+    EXPECT_EQ(groupIds(parseArray(runCli({"groups", tree.root(), "--choice", "jpeg"}).out)), (QStringList{jpeg, other}));
+    EXPECT_EQ(groupIds(parseArray(runCli({"groups", tree.root(), "--choice", "raw"}).out)), QStringList{raw});
+    EXPECT_EQ(groupIds(parseArray(runCli({"groups", tree.root(), "--choice", "both"}).out)), (QStringList{pairId, other}));
+}
+
+TEST(ScanCli, groupsOfASingleFormatFolderAreSinglesAndAnEmptyFolderHasNone)
+{
+    TempTree onlyRaw;
+    const QString a = onlyRaw.write("IMG_1.CR3");
+    const QString b = onlyRaw.write("IMG_1.cr2");
+    EXPECT_EQ(groupIds(parseArray(runCli({"groups", onlyRaw.root()}).out)), (QStringList{b, a}));
+
+    TempTree empty;
+    const CliResult result = runCli({"groups", empty.root()});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out.trimmed(), "[]");
+}
+
+TEST(FormatPreselection, prefersBothThenWhicheverFormatExists)
+{
+    EXPECT_EQ(preselectedReviewChoice(3, 1), FormatReviewChoice::both);
+    EXPECT_EQ(preselectedReviewChoice(3, 0), FormatReviewChoice::jpeg);
+    EXPECT_EQ(preselectedReviewChoice(0, 2), FormatReviewChoice::raw);
+    EXPECT_EQ(preselectedReviewChoice(0, 0), std::nullopt);
+    EXPECT_TRUE(offersFormatChoice(1, 1));
+    EXPECT_FALSE(offersFormatChoice(4, 0));
+}
