@@ -5,8 +5,8 @@
 
 #include <QFile>
 #include <QPromise>
-#include <QtConcurrent/QtConcurrentRun>
 
+#include <future>
 #include <sys/stat.h>
 
 namespace kestrava {
@@ -28,6 +28,26 @@ struct PreviewPipeline::RenderJob {
 };
 
 namespace {
+
+// Runs `work` on `executor` and blocks until it is done. Not QtConcurrent's own waiting: a
+// QFuture waited on from outside may run a queued task on the waiting thread, which would let
+// the caller touch actor state beside the actor.
+template <class F>
+auto runAndWait(QThreadPool& executor, F work)
+{
+    using Result = decltype(work());
+    std::promise<Result> done;
+    std::future<Result> result = done.get_future();
+    executor.start([&] {
+        if constexpr (std::is_void_v<Result>) {
+            work();
+            done.set_value();
+        } else {
+            done.set_value(work());
+        }
+    });
+    return result.get();
+}
 
 template <class T>
 void resolve(const std::shared_ptr<QPromise<T>>& promise, T value)
@@ -53,11 +73,11 @@ PreviewPipeline::PreviewPipeline(Options options)
 PreviewPipeline::~PreviewPipeline()
 {
     closing_ = true;
-    QtConcurrent::run(&actor_, [this] {
-        for (const InFlight& entry : std::as_const(inFlight_))
-            cancelJob(entry.job);
+    runAndWait(actor_, [this] {
+        for (InFlight& entry : inFlight_)
+            abandon(entry);
         inFlight_.clear();
-    }).waitForFinished();
+    });
     // Completions hop worker → actor → disk executor; drain in that order, twice for stragglers.
     for (int round = 0; round < 2; ++round) {
         workers_.waitForDone();
@@ -98,13 +118,12 @@ void PreviewPipeline::dropInFlight(const FileUrl& url, int maxPixelSize)
         const auto it = inFlight_.find(previewCacheKey(path, maxPixelSize));
         if (it == inFlight_.end())
             return;
-        cancelJob(it->job);
+        abandon(*it);
         inFlight_.erase(it);
     });
 }
 
-void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int priority,
-                                    const std::shared_ptr<QPromise<PreviewResult>>& promise)
+void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int priority, const Waiter& promise)
 {
     if (closing_)
         return resolve<PreviewResult>(promise, std::nullopt);
@@ -115,13 +134,13 @@ void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int p
     auto it = inFlight_.find(key);
     if (it != inFlight_.end() && it->priority < priority) {
         // The more urgent caller must not queue behind a prefetch that may still wait for a slot.
-        cancelJob(it->job);
+        abandon(*it);
         inFlight_.erase(it);
         it = inFlight_.end();
     }
     if (it == inFlight_.end())
         it = inFlight_.insert(key, startRender(key, path, maxPixelSize, priority));
-    it->result.then(QtFuture::Launch::Sync, [promise](PreviewResult result) { resolve(promise, std::move(result)); });
+    it->waiters.push_back(promise);
 }
 
 PreviewPipeline::InFlight PreviewPipeline::startRender(const QString& key, const QString& path, int maxPixelSize, int priority)
@@ -133,12 +152,9 @@ PreviewPipeline::InFlight PreviewPipeline::startRender(const QString& key, const
     job->priority = priority;
     job->promise.start();
     const QUuid id = QUuid::createUuid();
-    QFuture<PreviewResult> result = job->promise.future().then(&actor_, [this, key, id](Outcome outcome) {
-        completeRender(key, id, outcome);
-        return outcome.payload;
-    });
+    job->promise.future().then(&actor_, [this, key, id](Outcome outcome) { completeRender(key, id, outcome); });
     workers_.start([this, job] { runJob(job); });
-    return InFlight{id, priority, job, result};
+    return InFlight{id, priority, job, {}};
 }
 
 void PreviewPipeline::runJob(const std::shared_ptr<RenderJob>& job)
@@ -151,41 +167,53 @@ void PreviewPipeline::runJob(const std::shared_ptr<RenderJob>& job)
     DecodeSlots::Request request = slots_.acquire(job->priority, decodeConcurrency(job->path));
     job->ticket = request.ticket;
     if (job->cancelled)
-        slots_.withdraw(request.ticket); // cancelled before the ticket was visible to cancelJob
+        slots_.withdraw(request.ticket); // cancelled before the ticket was visible to abandon()
     request.granted.then(&workers_, [this, job](bool granted) {
         if (!granted)
             return job->finish({});
-        DecodeSlotGuard slot(slots_);
-        if (job->cancelled)
-            return job->finish({});
         PreviewResult payload;
-        try {
-            payload = options_.renderer(job->path, job->maxPixelSize, [job] { return job->cancelled.load(); });
-        } catch (...) {
-            payload.reset(); // a renderer that throws is a renderer that found nothing
+        {
+            // Released before anyone hears of the result, so the next render starts at once.
+            DecodeSlotGuard slot(slots_);
+            try {
+                if (!job->cancelled)
+                    payload = options_.renderer(job->path, job->maxPixelSize, [job] { return job->cancelled.load(); });
+            } catch (...) {
+                payload.reset(); // a renderer that throws is a renderer that found nothing
+            }
         }
         // A superseded render's callers get nothing, even when the pixels arrived.
         job->finish({job->cancelled ? std::nullopt : std::move(payload), false});
     });
 }
 
-void PreviewPipeline::cancelJob(const std::shared_ptr<RenderJob>& job)
+void PreviewPipeline::abandon(InFlight& entry)
 {
-    job->cancelled = true;
-    if (const quint64 ticket = job->ticket)
+    entry.job->cancelled = true;
+    if (const quint64 ticket = entry.job->ticket)
         slots_.withdraw(ticket);
+    for (const Waiter& waiter : entry.waiters)
+        resolve<PreviewResult>(waiter, std::nullopt);
+    entry.waiters.clear();
 }
 
 void PreviewPipeline::completeRender(const QString& key, const QUuid& id, const Outcome& outcome)
 {
-    const auto it = inFlight_.constFind(key);
-    if (it != inFlight_.cend() && it->id == id)
+    // A render that was superseded or dropped has no entry of its own any more; its waiters
+    // were answered then.
+    std::vector<Waiter> waiters;
+    const auto it = inFlight_.find(key);
+    if (it != inFlight_.end() && it->id == id) {
+        waiters = std::move(it->waiters);
         inFlight_.erase(it);
-    if (!outcome.payload)
-        return;
-    memory_.insert(key, *outcome.payload);
-    if (!outcome.fromDisk && disk_.enabled() && !closing_)
-        scheduleDiskSave(key, *outcome.payload);
+    }
+    if (outcome.payload) {
+        memory_.insert(key, *outcome.payload);
+        if (!outcome.fromDisk && disk_.enabled() && !closing_)
+            scheduleDiskSave(key, *outcome.payload);
+    }
+    for (const Waiter& waiter : waiters)
+        resolve(waiter, outcome.payload);
 }
 
 void PreviewPipeline::scheduleDiskSave(const QString& key, const PreviewPayload& payload)
@@ -224,15 +252,14 @@ int PreviewPipeline::decodeConcurrency(const QString& path)
 
 PreviewPipeline::Snapshot PreviewPipeline::snapshot()
 {
-    return QtConcurrent::run(&actor_, [this] {
-               Snapshot s;
-               for (auto it = inFlight_.cbegin(); it != inFlight_.cend(); ++it)
-                   s.inFlightPriorities.insert(it.key(), it->priority);
-               s.memoryCount = memory_.count();
-               s.memoryCost = memory_.totalCost();
-               return s;
-           })
-        .result();
+    return runAndWait(actor_, [this] {
+        Snapshot s;
+        for (auto it = inFlight_.cbegin(); it != inFlight_.cend(); ++it)
+            s.inFlightPriorities.insert(it.key(), it->priority);
+        s.memoryCount = memory_.count();
+        s.memoryCost = memory_.totalCost();
+        return s;
+    });
 }
 
 void PreviewPipeline::waitForDiskCache()

@@ -31,6 +31,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace kestrava {
 
@@ -86,23 +87,26 @@ public:
 
 private:
     struct RenderJob;
+    using Waiter = std::shared_ptr<QPromise<PreviewResult>>;
+    // A QFuture carries a single continuation, so everyone awaiting a render is listed here.
     struct InFlight {
         QUuid id;
         int priority = 0;
         std::shared_ptr<RenderJob> job;
-        QFuture<PreviewResult> result;
+        std::vector<Waiter> waiters;
     };
     struct Outcome {
         PreviewResult payload;
         bool fromDisk = false;
     };
 
-    void handleRequest(const QString& path, int maxPixelSize, int priority, const std::shared_ptr<QPromise<PreviewResult>>& promise);
+    void handleRequest(const QString& path, int maxPixelSize, int priority, const Waiter& promise);
     InFlight startRender(const QString& key, const QString& path, int maxPixelSize, int priority);
     void runJob(const std::shared_ptr<RenderJob>& job);
     void completeRender(const QString& key, const QUuid& id, const Outcome& outcome);
     void scheduleDiskSave(const QString& key, const PreviewPayload& payload);
-    void cancelJob(const std::shared_ptr<RenderJob>& job);
+    // Stops the render and answers its waiters with no image.
+    void abandon(InFlight& entry);
 
     Options options_;
     DiskPreviewCache disk_;

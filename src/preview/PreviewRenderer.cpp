@@ -56,6 +56,8 @@ std::optional<PreviewPayload> renderRaw(const QString& path, int maxPixelSize, c
                                         > std::max(embedded->size.width(), embedded->size.height())))
             embedded = std::move(listed);
     }
+    if (!embedded && !openedByLibRaw)
+        embedded = scannedEmbeddedJpeg(path, maxPixelSize);
 
     QImage fallback;
     if (embedded) {

@@ -33,6 +33,43 @@ int exifOrientationOf(const Exiv2::ExifData& exif)
     return value >= 1 && value <= 8 ? int(value) : 1;
 }
 
+// The smallest candidate whose longer side covers `maxPixelSize`, else the largest.
+bool servesBetter(QSize candidate, QSize best, int maxPixelSize)
+{
+    const int c = std::max(candidate.width(), candidate.height());
+    const int b = std::max(best.width(), best.height());
+    const bool candidateCovers = c >= maxPixelSize;
+    const bool bestCovers = b >= maxPixelSize;
+    return candidateCovers ? (!bestCovers || c < b) : (!bestCovers && c > b);
+}
+
+// Frame size from a JPEG header starting at `data` (SOI included), walking the marker segments
+// up to the first start-of-frame. Empty when the bytes are not a plausible JPEG header.
+QSize jpegFrameSize(const uchar* data, qsizetype available)
+{
+    qsizetype pos = 2;
+    for (int segments = 0; segments < 64 && pos + 4 <= available; ++segments) {
+        if (data[pos] != 0xFF)
+            return {};
+        const uchar marker = data[pos + 1];
+        const int length = (data[pos + 2] << 8) | data[pos + 3];
+        if (length < 2)
+            return {};
+        const bool startOfFrame = marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+        if (startOfFrame) {
+            if (pos + 9 > available)
+                return {};
+            const int height = (data[pos + 5] << 8) | data[pos + 6];
+            const int width = (data[pos + 7] << 8) | data[pos + 8];
+            return width > 0 && height > 0 ? QSize(width, height) : QSize();
+        }
+        if (marker == 0xDA || marker == 0xD9)
+            return {};
+        pos += 2 + length;
+    }
+    return {};
+}
+
 std::unique_ptr<LibRaw> openWithLibRaw(const QString& path)
 {
     // The processor carries large buffers: never on a worker thread's stack.
@@ -90,17 +127,9 @@ std::optional<EmbeddedJpeg> exiv2EmbeddedJpeg(const QString& path, int maxPixelS
         Exiv2::PreviewManager manager(*image);
         const Exiv2::PreviewPropertiesList list = manager.getPreviewProperties();
         const Exiv2::PreviewProperties* best = nullptr;
-        auto longSide = [](const Exiv2::PreviewProperties& p) { return std::max(p.width_, p.height_); };
+        auto sizeOf = [](const Exiv2::PreviewProperties& p) { return QSize(int(p.width_), int(p.height_)); };
         for (const auto& properties : list) {
-            if (properties.mimeType_ != "image/jpeg")
-                continue;
-            if (!best) {
-                best = &properties;
-                continue;
-            }
-            const bool bestCovers = int(longSide(*best)) >= maxPixelSize;
-            const bool covers = int(longSide(properties)) >= maxPixelSize;
-            if (covers ? (!bestCovers || longSide(properties) < longSide(*best)) : (!bestCovers && longSide(properties) > longSide(*best)))
+            if (properties.mimeType_ == "image/jpeg" && (!best || servesBetter(sizeOf(properties), sizeOf(*best), maxPixelSize)))
                 best = &properties;
         }
         if (!best)
@@ -116,6 +145,53 @@ std::optional<EmbeddedJpeg> exiv2EmbeddedJpeg(const QString& path, int maxPixelS
     } catch (const std::exception&) {
         return std::nullopt; // Exiv2::AnyError and allocation failures on damaged files
     }
+}
+
+std::optional<EmbeddedJpeg> scannedEmbeddedJpeg(const QString& path, int maxPixelSize)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() < 4)
+        return std::nullopt;
+    const qsizetype size = qsizetype(file.size());
+    const uchar* data = file.map(0, size);
+    if (!data)
+        return std::nullopt;
+    qsizetype bestOffset = -1;
+    QSize bestSize;
+    // The first bytes are the container's own header, never an embedded stream.
+    for (qsizetype pos = 1; pos + 3 < size;) {
+        const void* hit = memchr(data + pos, 0xFF, size_t(size - pos - 3));
+        if (!hit)
+            break;
+        pos = static_cast<const uchar*>(hit) - data;
+        if (data[pos + 1] == 0xD8 && data[pos + 2] == 0xFF) {
+            const QSize frame = jpegFrameSize(data + pos, size - pos);
+            if (frame.isValid() && (bestOffset < 0 || servesBetter(frame, bestSize, maxPixelSize))) {
+                bestOffset = pos;
+                bestSize = frame;
+            }
+        }
+        ++pos;
+    }
+    if (bestOffset < 0)
+        return std::nullopt;
+    EmbeddedJpeg out;
+    // The stream's end is unknown without decoding; the decoder stops at its end-of-image marker.
+    constexpr qsizetype largestPreviewBytes = 32 * 1024 * 1024;
+    out.bytes = QByteArray(reinterpret_cast<const char*>(data + bestOffset), std::min(size - bestOffset, largestPreviewBytes));
+    out.size = bestSize;
+    file.unmap(const_cast<uchar*>(data));
+    ensureExiv2Initialised();
+    try {
+        auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
+        if (image.get()) {
+            image->readMetadata();
+            out.exifOrientation = exifOrientationOf(image->exifData());
+        }
+    } catch (const std::exception&) {
+        // No orientation known: show the stream as stored.
+    }
+    return out;
 }
 
 QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck& isCanceled)

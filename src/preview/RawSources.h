@@ -28,6 +28,11 @@ std::optional<EmbeddedJpeg> libRawEmbeddedJpeg(const QString& path, bool* opened
 // that covers it, else the largest.
 std::optional<EmbeddedJpeg> exiv2EmbeddedJpeg(const QString& path, int maxPixelSize);
 
+// Last resort for containers neither library understands (a maker note Exiv2 rejects, a
+// newer DNG): JPEG streams found by scanning the file's bytes for start-of-image markers
+// whose headers parse; chosen like exiv2EmbeddedJpeg. Orientation from the file's EXIF.
+std::optional<EmbeddedJpeg> scannedEmbeddedJpeg(const QString& path, int maxPixelSize);
+
 // Half-size development of the raw data with the camera's white balance, oriented and fitted
 // to `maxPixelSize`. Null when the file has no decodable raw data or `isCanceled` said stop.
 QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck& isCanceled);

@@ -1,0 +1,127 @@
+#include "FakeRenderer.h"
+#include "TestSupport.h"
+
+#include "preview/PhotoPreviewLoader.h"
+
+#include <QSignalSpy>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+namespace {
+
+struct LoaderFixture {
+    TempTree tree;
+    FakeRenderer renderer;
+    std::unique_ptr<PreviewPipeline> pipeline;
+    std::unique_ptr<PhotoPreviewLoader> loader;
+    QList<QPair<QString, bool>> reports;
+
+    LoaderFixture()
+    {
+        PreviewPipeline::Options options;
+        options.renderer = renderer.function();
+        options.decodeConcurrency = [](const QString&) { return 1; };
+        pipeline = std::make_unique<PreviewPipeline>(std::move(options));
+        loader = std::make_unique<PhotoPreviewLoader>(*pipeline);
+        loader->setTargetPixelSizeOverride(1024);
+    }
+    ~LoaderFixture()
+    {
+        renderer.letAllFinish();
+        loader.reset();
+        pipeline.reset();
+    }
+    FileUrl file(const QString& name) { return FileUrl::fromLocalPath(tree.write(name, name.toUtf8())); }
+    PhotoPreviewLoader::ReadyCallback recorder()
+    {
+        return [this](const FileUrl& url, bool ok) { reports.append({url.fileName(), ok}); };
+    }
+    bool waitUntilNotLoading()
+    {
+        QSignalSpy spy(loader.get(), &PhotoPreviewLoader::isLoadingChanged);
+        return !loader->isLoading() || spy.wait(10000);
+    }
+};
+
+} // namespace
+
+TEST(PhotoPreviewLoader, showsTheImageAndReportsReadiness)
+{
+    LoaderFixture f;
+    const FileUrl a = f.file("a.jpg");
+    f.loader->load(a, f.recorder());
+    EXPECT_TRUE(f.loader->isLoading());
+    EXPECT_TRUE(f.loader->image().isNull());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    EXPECT_FALSE(f.loader->image().isNull());
+    EXPECT_EQ(f.loader->image().width(), 1024);
+    EXPECT_FALSE(f.loader->didFail());
+    EXPECT_EQ(f.reports, (QList<QPair<QString, bool>>{{"a.jpg", false}, {"a.jpg", true}}));
+}
+
+TEST(PhotoPreviewLoader, failureSetsDidFailAndClearForgetsEverything)
+{
+    LoaderFixture f;
+    f.renderer.failing = {"bad.jpg"};
+    f.loader->load(f.file("bad.jpg"), f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    EXPECT_TRUE(f.loader->didFail());
+    EXPECT_TRUE(f.loader->image().isNull());
+    EXPECT_EQ(f.reports.last(), (QPair<QString, bool>{"bad.jpg", false}));
+
+    f.loader->clear();
+    EXPECT_FALSE(f.loader->didFail());
+    EXPECT_FALSE(f.loader->isLoading());
+    EXPECT_FALSE(f.loader->requestedURL());
+}
+
+TEST(PhotoPreviewLoader, fastKeyPressesOnlyTheLastPhotoReports)
+{
+    LoaderFixture f;
+    f.renderer.holding = true;
+    QList<FileUrl> photos;
+    for (int i = 0; i < 5; ++i)
+        photos.append(f.file(QStringLiteral("p%1.jpg").arg(i)));
+    for (const FileUrl& photo : photos)
+        f.loader->load(photo, f.recorder());
+    f.renderer.letAllFinish();
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    // Let any stale result that is still on its way arrive, then check it changed nothing.
+    f.pipeline->snapshot();
+    QCoreApplication::processEvents();
+    QList<QPair<QString, bool>> successes;
+    for (const auto& report : f.reports)
+        if (report.second)
+            successes.append(report);
+    EXPECT_EQ(successes, (QList<QPair<QString, bool>>{{"p4.jpg", true}}));
+    EXPECT_EQ(f.loader->requestedURL(), photos.last());
+    // The abandoned photos' renders were dropped rather than run to the end.
+    EXPECT_LE(f.renderer.calls().size(), 2);
+    EXPECT_EQ(f.pipeline->decodeSlots().activeCount(), 0);
+}
+
+TEST(PhotoPreviewLoader, lateResultForALeftPhotoIsDropped)
+{
+    LoaderFixture f;
+    f.renderer.holding = true;
+    const FileUrl first = f.file("first.jpg");
+    f.loader->load(first, f.recorder());
+    ASSERT_TRUE(f.renderer.waitForCalls(1));
+    f.loader->clear();
+    f.renderer.letAllFinish();
+    f.pipeline->snapshot();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(f.loader->image().isNull());
+    EXPECT_FALSE(f.loader->isLoading());
+    EXPECT_EQ(f.reports, (QList<QPair<QString, bool>>{{"first.jpg", false}}));
+}
+
+TEST(PhotoPreviewLoader, targetSizeFollowsTheScreenWithinBounds)
+{
+    EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({1440, 900}, 2), 2048);
+    EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({1440, 900}, 1), 1440);
+    EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({800, 600}, 1), 1024);
+    EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({900, 1600}, 1.25), 2000);
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+// JPEG files with hand-made EXIF blocks, so tests control orientation and the three date tags.
+
+#include <QByteArray>
+#include <QImage>
+#include <QString>
+
+namespace kestrava::test {
+
+struct ExifTags {
+    int orientation = 0;          // 0: no tag
+    QByteArray dateTimeOriginal;  // empty: no tag; written as given (19 characters + NUL)
+    QByteArray dateTimeDigitized;
+    QByteArray dateTime;          // IFD0
+};
+
+// Baseline JPEG of `image` with an APP1 EXIF segment carrying `tags` (none when all empty).
+QByteArray jpegWithExif(const QImage& image, const ExifTags& tags = {}, int quality = 90);
+
+// An image whose left half is red and right half blue: after a turn, where red ended up
+// tells which way the picture was turned.
+QImage leftRedRightBlue(int width, int height);
+
+// Dominant colour at a relative position (0..1) of `image`: 'r', 'b' or '?'.
+char colourAt(const QImage& image, double x, double y);
+
+} // namespace kestrava::test
