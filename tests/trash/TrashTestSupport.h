@@ -1,0 +1,43 @@
+#pragma once
+
+// A sandbox for trash tests: originals, result folder, journal base and a private
+// XDG_DATA_HOME (so the home trash is a temporary folder on the same file system).
+
+#include "TestSupport.h"
+
+#include "trash/TrashTypes.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace kestrava::test {
+
+class TrashSandbox {
+public:
+    TrashSandbox();
+    ~TrashSandbox();
+    TrashSandbox(const TrashSandbox&) = delete;
+    TrashSandbox& operator=(const TrashSandbox&) = delete;
+
+    QString source(const QString& name) const { return tree.path(QStringLiteral("photos/") + name); }
+    QString addOriginal(const QString& name, const QByteArray& bytes);
+    QString resultRoot() const { return tree.path(QStringLiteral("result")); }
+    QString journalBase() const { return tree.path(QStringLiteral("journal")); }
+    QString dataHome() const { return tree.path(QStringLiteral("xdg")); }
+    QString homeTrash() const { return dataHome() + QLatin1String("/Trash"); }
+
+    // One group per file, or all files in one group.
+    static QList<TrashGroup> singleGroups(const QStringList& paths);
+    static TrashGroup oneGroup(const QStringList& paths);
+
+    TempTree tree;
+
+private:
+    QByteArray previousDataHome_;
+    bool hadDataHome_ = false;
+};
+
+// Sets a file's modification time to `seconds` since 1970 (nanoseconds 0).
+void setModificationTime(const QString& path, qint64 seconds);
+
+} // namespace kestrava::test
