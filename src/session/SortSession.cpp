@@ -176,11 +176,6 @@ SortSession sortSessionFromJson(const QJsonObject& o)
     return s;
 }
 
-QByteArray encodeSortSession(const SortSession& session)
-{
-    return json::toCompactJson(toJson(session));
-}
-
 SortSession decodeSortSession(const QByteArray& bytes)
 {
     try {

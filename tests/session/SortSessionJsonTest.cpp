@@ -3,6 +3,7 @@
 #include "session/SessionStoreError.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -50,6 +51,27 @@ TEST(SessionDocument, roundTripKeepsEveryFieldIncludingOpaqueTrashPreparation)
     EXPECT_TRUE(bytes.contains(R"("executionRecords":{"/Fotos/Reise/Tag 0/IMG_00000.JPG":{"destinationPath":"/Ziel/x/IMG.JPG",)"
                                R"("errorMessage":"Kein Speicherplatz","sourcePath":"/Fotos/Reise/Tag 0/IMG_00000.JPG",)"
                                R"("status":"failed","verifiedSize":7000000000}})"));
+}
+
+TEST(SessionDocument, directTextEncodingMatchesQtJsonByteForByte)
+{
+    SortSession session = makeFullSession();
+    const QString awkward = u"\"\\/\b\f\n\r\t\x01\x1f\x7f é € 😀 "_s + QChar(0xD800) + u" "_s + QChar(0xDC00) + QChar(0xE000);
+    session.photos[0].category = awkward;
+    session.photos[1].relativePath = u"Ü/"_s + awkward;
+    session.photos[1].captureDate = distantPast();
+    session.photos[1].modificationDate = QDateTime(QDate(1969, 12, 31), QTime(23, 59, 59, 999), Qt::UTC);
+    session.photos[2].captureDate = QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59), Qt::UTC);
+    session.photos[2].modificationDate = QDateTime(QDate(2024, 2, 29), QTime(12, 0), QTimeZone(3600 * 5 + 1800));
+    session.passThroughPhotos[0].captureDate = QDateTime();
+    session.passThroughPhotos[0].fileSize = std::numeric_limits<qint64>::min();
+    session.eventName = awkward;
+    session.lastEventSequence = std::numeric_limits<qint64>::max();
+    for (const QString& key : {u"/Z"_s, u"/a"_s, u"/é"_s, u"/"_s + QChar(0xE000), u"/😀"_s, u"/A b"_s, awkward})
+        session.executionRecords.insert(key, {key, awkward, ExecutionActionStatus::pending, -1, std::nullopt});
+    EXPECT_EQ(encodeSortSession(session), json::toCompactJson(toJson(session)));
+    const SortSession empty = makeSession(0);
+    EXPECT_EQ(encodeSortSession(empty), json::toCompactJson(toJson(empty)));
 }
 
 TEST(SessionDocument, emptyOptionalsAreLeftOutNotWrittenAsNull)
