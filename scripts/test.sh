@@ -15,6 +15,7 @@ done
 export QT_QPA_PLATFORM=offscreen
 # Paths relative to the checkout let ccache reuse objects across clones (CI builds a fresh one).
 export CCACHE_BASEDIR="$root"
+export CCACHE_NOHASHDIR=1
 jobs="$(nproc)"
 
 run_suite() { # build-dir cmake-args...
