@@ -1,6 +1,6 @@
 #pragma once
 
-// Where the freedesktop.org Trash (specification 1.0) keeps files for a given file system:
+// Where the freedesktop.org Trash (version 1.0 of that standard) keeps files for a given file system:
 // the home trash $XDG_DATA_HOME/Trash for files on the file system of $XDG_DATA_HOME, else a
 // top-directory trash at the file system's mount point: $topdir/.Trash/$uid when $topdir/.Trash
 // is a real directory (no link) with the sticky bit, otherwise $topdir/.Trash-$uid (mode 0700,

@@ -39,8 +39,8 @@ TrashOperationLock::TrashOperationLock(const QString& baseDirectory, FileOps& op
 {
     try {
         ensureDirectory(baseDirectory, ops_);
-    } catch (const FileSystemError&) {
-        throw alreadyRunning();
+    } catch (const FileSystemError& error) {
+        throw TrashTransactionError(TrashTransactionError::Kind::journalUnavailable, error.reason());
     }
     if (tryCreate())
         return;

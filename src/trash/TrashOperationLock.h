@@ -15,7 +15,8 @@ class TrashOperationLock {
 public:
     static constexpr const char* fileName = "active-trash.lock";
 
-    // Takes the lock or throws TrashTransactionError transactionAlreadyRunning.
+    // Takes the lock or throws TrashTransactionError transactionAlreadyRunning
+    // (journalUnavailable when the journal base cannot even be created).
     explicit TrashOperationLock(const QString& baseDirectory, FileOps& ops = FileOps::system());
     ~TrashOperationLock();
     TrashOperationLock(const TrashOperationLock&) = delete;

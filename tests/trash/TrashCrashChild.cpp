@@ -20,13 +20,13 @@ using namespace kestrava;
 
 namespace {
 
-QList<TrashGroup> parseGroups(const QStringList& specs)
+QList<TrashGroup> parseGroups(const QStringList& groupTexts)
 {
     QList<TrashGroup> groups;
-    for (const QString& spec : specs) {
+    for (const QString& text : groupTexts) {
         TrashGroup group;
         group.id = QUuid::createUuid();
-        for (const QString& path : spec.split(QLatin1Char('|'))) {
+        for (const QString& path : text.split(QLatin1Char('|'))) {
             const FileUrl url = FileUrl::fromLocalPath(path);
             group.members.append({url, url.fileName()});
         }

@@ -32,15 +32,20 @@ struct CrashCase {
     const char* point;
 };
 
+void PrintTo(const CrashCase& crash, std::ostream* out)
+{
+    *out << crash.phase << " at " << crash.point;
+}
+
 class TrashCrashTest : public ::testing::TestWithParam<CrashCase> {
 protected:
     void SetUp() override
     {
         // Two pairs and a single: groups are where "copy only after the whole group" matters.
-        groupSpecs = {pair(QStringLiteral("IMG_1")), pair(QStringLiteral("IMG_2")),
+        groupTexts = {pair(QStringLiteral("IMG_1")), pair(QStringLiteral("IMG_2")),
                       box.addOriginal(QStringLiteral("Einzel bild.jpg"), content(QStringLiteral("Einzel bild.jpg")))};
-        for (const QString& spec : groupSpecs)
-            originals.append(spec.split(QLatin1Char('|')));
+        for (const QString& group : groupTexts)
+            originals.append(group.split(QLatin1Char('|')));
     }
 
     static QByteArray content(const QString& name)
@@ -58,8 +63,8 @@ protected:
     QList<TrashGroup> groups() const
     {
         QList<TrashGroup> out;
-        for (const QString& spec : groupSpecs)
-            out.append(TrashSandbox::oneGroup(spec.split(QLatin1Char('|'))));
+        for (const QString& group : groupTexts)
+            out.append(TrashSandbox::oneGroup(group.split(QLatin1Char('|'))));
         return out;
     }
 
@@ -88,7 +93,7 @@ protected:
     QStringList prepareArguments() const
     {
         return QStringList{QStringLiteral("prepare"), session.toString(QUuid::WithoutBraces).toUpper(), box.resultRoot(),
-                           box.journalBase(), preparationFile()} + groupSpecs;
+                           box.journalBase(), preparationFile()} + groupTexts;
     }
 
     QString preparationFile() const { return box.tree.path(QStringLiteral("preparation.json")); }
@@ -170,7 +175,7 @@ protected:
 
     TrashSandbox box;
     QUuid session = QUuid::createUuid();
-    QStringList groupSpecs;
+    QStringList groupTexts;
     QStringList originals;
 };
 
