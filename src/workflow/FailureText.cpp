@@ -1,0 +1,17 @@
+#include "FailureText.h"
+
+namespace kestrava {
+
+QString failureText(const QException& failure)
+{
+    if (const auto* error = dynamic_cast<const KestravaError*>(&failure))
+        return error->description();
+    return unknownFailureText();
+}
+
+QString unknownFailureText()
+{
+    return QStringLiteral("Unbekannter Fehler.");
+}
+
+} // namespace kestrava

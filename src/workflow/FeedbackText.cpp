@@ -1,0 +1,18 @@
+#include "FeedbackText.h"
+
+namespace kestrava::FeedbackText {
+
+QString scopeTitle(qsizetype memberCount)
+{
+    return memberCount == 2 ? QStringLiteral("JPEG + RAW") : QStringLiteral("1 Datei");
+}
+
+QString announcement(PhotoDecision decision, const QString& scope, qsizetype memberCount, bool reviewComplete)
+{
+    return decisionLabel(decision) + QStringLiteral(", ") + scope + QStringLiteral(", ") + QString::number(memberCount)
+        + QStringLiteral(" Dateien. ")
+        + (reviewComplete ? QStringLiteral("Auswahl vollständig. Prüfliste wird geöffnet.")
+                          : QStringLiteral("Nächstes Foto."));
+}
+
+} // namespace kestrava::FeedbackText

@@ -1,0 +1,498 @@
+#include "KestravaViewModel.h"
+#include "ReviewKeyFilter.h"
+#include "model/DestinationPlanner.h"
+#include "model/Json.h"
+#include "scanning/PhotoInventoryScanner.h"
+#include "session/SessionStore.h"
+
+#include <QtConcurrent>
+
+namespace kestrava {
+
+QFuture<QList<PhotoItem>> NoMetadataEnrichment::enrich(QList<PhotoItem> photos)
+{
+    return QtFuture::makeReadyFuture(std::move(photos));
+}
+
+KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
+    : QObject(parent), services_(std::move(services))
+{
+    if (!services_.scanFolder)
+        services_.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scan(folder); };
+    if (!services_.clock)
+        services_.clock = [] { return QDateTime::currentDateTimeUtc(); };
+    if (!services_.metadata)
+        services_.metadata = std::make_shared<NoMetadataEnrichment>();
+    if (!services_.exists)
+        services_.exists = DestinationPlanner::existsOnDisk;
+
+    feedbackTimer_.setSingleShot(true);
+    connect(&feedbackTimer_, &QTimer::timeout, this, &KestravaViewModel::advanceFeedback);
+    reviewCompletionTimer_.setSingleShot(true);
+    reviewCompletionTimer_.setInterval(services_.timings.completionDelay);
+    // The timer dies with this object, so a late tick can never reach a destroyed view model.
+    connect(&reviewCompletionTimer_, &QTimer::timeout, this, [this] {
+        if (route_ == AppRoute::reviewing)
+            beginCompletionFlow();
+    });
+
+    connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::showResumeChoiceChanged);
+    connect(this, &KestravaViewModel::resumableSessionChanged, this, &KestravaViewModel::showResumeChoiceChanged);
+    connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::acceptsReviewShortcutsChanged);
+    connect(this, &KestravaViewModel::isReviewAuditPresentedChanged, this,
+            &KestravaViewModel::acceptsReviewShortcutsChanged);
+    for (auto signal : {&KestravaViewModel::sourceFolderChanged, &KestravaViewModel::destinationBaseFolderChanged,
+                        &KestravaViewModel::selectedReviewChoiceChanged,
+                        &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::runFolderNameChanged})
+        connect(this, signal, this, &KestravaViewModel::canStartReviewChanged);
+
+    if (services_.sessionStore)
+        discoverResumableSession();
+}
+
+KestravaViewModel::~KestravaViewModel()
+{
+    removeArrowKeyMonitor();
+    cancelIfRunning(scanTask_);
+    cancelIfRunning(metadataTask_);
+}
+
+// ---- Setters -----------------------------------------------------------------------------
+
+void KestravaViewModel::setFlag(bool& field, bool value, void (KestravaViewModel::*signal)())
+{
+    if (field == value)
+        return;
+    field = value;
+    emit(this->*signal)();
+}
+
+void KestravaViewModel::setCount(int& field, int value, void (KestravaViewModel::*signal)())
+{
+    if (field == value)
+        return;
+    field = value;
+    emit(this->*signal)();
+}
+
+void KestravaViewModel::setRoute(AppRoute route)
+{
+    if (route_ == route)
+        return;
+    route_ = route;
+    emit routeChanged();
+}
+
+void KestravaViewModel::setAlert(std::optional<QString> message)
+{
+    alertMessage_ = std::move(message);
+    emit alertMessageChanged();
+}
+
+void KestravaViewModel::dismissAlert()
+{
+    if (alertMessage_)
+        setAlert(std::nullopt);
+}
+
+void KestravaViewModel::setCurrentIndex(int index)
+{
+    if (currentIndex_ == index)
+        return;
+    currentIndex_ = index;
+    emit currentIndexChanged();
+    emit reviewStateChanged();
+}
+
+void KestravaViewModel::setPreviewReadyFlag(bool ready)
+{
+    if (!ready)
+        previewReadyURL_.clear();
+    setFlag(isPreviewReady_, ready, &KestravaViewModel::isPreviewReadyChanged);
+}
+
+void KestravaViewModel::setCommitting(bool committing)
+{
+    setFlag(isCommittingDecision_, committing, &KestravaViewModel::isCommittingDecisionChanged);
+}
+
+void KestravaViewModel::setSourceFolder(std::optional<FileUrl> folder)
+{
+    if (sourceFolder_ == folder)
+        return;
+    sourceFolder_ = std::move(folder);
+    emit sourceFolderChanged();
+}
+
+void KestravaViewModel::setDestinationBase(std::optional<FileUrl> folder)
+{
+    if (destinationBaseFolder_ == folder)
+        return;
+    destinationBaseFolder_ = std::move(folder);
+    emit destinationBaseFolderChanged();
+}
+
+void KestravaViewModel::setDestinationFolder(std::optional<FileUrl> folder)
+{
+    if (destinationFolder_ == folder)
+        return;
+    destinationFolder_ = std::move(folder);
+    emit destinationFolderChanged();
+}
+
+void KestravaViewModel::setRunFolderNameValue(const QString& name)
+{
+    if (runFolderName_ == name)
+        return;
+    runFolderName_ = name;
+    emit runFolderNameChanged();
+}
+
+void KestravaViewModel::setSelectedReviewChoice(std::optional<FormatReviewChoice> choice)
+{
+    if (selectedReviewChoice_ == choice)
+        return;
+    selectedReviewChoice_ = choice;
+    emit selectedReviewChoiceChanged();
+}
+
+void KestravaViewModel::setOperationMode(std::optional<SortOperationMode> mode)
+{
+    if (selectedOperationMode_ == mode)
+        return;
+    selectedOperationMode_ = mode;
+    emit selectedOperationModeChanged();
+}
+
+void KestravaViewModel::setShowReviewCompletion(bool show)
+{
+    setFlag(showReviewCompletion_, show, &KestravaViewModel::showReviewCompletionChanged);
+}
+
+void KestravaViewModel::setReviewAuditRequest(std::optional<QUuid> id)
+{
+    if (reviewAuditRequestID_ == id)
+        return;
+    reviewAuditRequestID_ = id;
+    emit reviewAuditRequestIDChanged();
+}
+
+void KestravaViewModel::setDestinationBaseFolder(const QString& path)
+{
+    setDestinationBase(path.isEmpty() ? std::nullopt : std::optional(FileUrl::fromLocalPath(path)));
+}
+
+void KestravaViewModel::updateRunFolderName(const QString& name)
+{
+    setRunFolderNameValue(name);
+}
+
+void KestravaViewModel::updateEventName(const QString& name)
+{
+    if (eventName_ == name)
+        return;
+    eventName_ = name;
+    emit eventNameChanged();
+}
+
+void KestravaViewModel::updateGroupByDate(bool enabled)
+{
+    setFlag(groupByDate_, enabled, &KestravaViewModel::groupByDateChanged);
+}
+
+void KestravaViewModel::selectOperationMode(const QString& mode)
+{
+    if (const auto value = enumFromRaw<SortOperationMode>(mode))
+        selectOperationMode(*value);
+}
+
+void KestravaViewModel::selectOperationMode(SortOperationMode mode)
+{
+    setOperationMode(mode);
+    // A newly chosen mode is a deliberate choice: an older session's doubt is resolved.
+    if (session_)
+        session_->requiresModeSelection = false;
+}
+
+void KestravaViewModel::updateVerificationMode(const QString& mode)
+{
+    const auto value = enumFromRaw<VerificationMode>(mode);
+    if (!value || *value == verificationMode_)
+        return;
+    verificationMode_ = *value;
+    emit verificationModeChanged();
+}
+
+void KestravaViewModel::setDestructiveConfirmationAccepted(bool accepted)
+{
+    setFlag(destructiveConfirmationAccepted_, accepted, &KestravaViewModel::destructiveConfirmationAcceptedChanged);
+}
+
+void KestravaViewModel::setTrashCommitConfirmationAccepted(bool accepted)
+{
+    setFlag(trashCommitConfirmationAccepted_, accepted, &KestravaViewModel::trashCommitConfirmationAcceptedChanged);
+}
+
+void KestravaViewModel::setInspectorVisible(bool visible)
+{
+    setFlag(inspectorVisible_, visible, &KestravaViewModel::inspectorVisibleChanged);
+}
+
+void KestravaViewModel::setAdvancedOptionsVisible(bool visible)
+{
+    setFlag(advancedOptionsVisible_, visible, &KestravaViewModel::advancedOptionsVisibleChanged);
+}
+
+void KestravaViewModel::setPendingDecisionGroupID(const QString& groupID)
+{
+    std::optional<QString> value = groupID.isEmpty() ? std::nullopt : std::optional(groupID);
+    if (pendingDecisionGroupID_ == value)
+        return;
+    pendingDecisionGroupID_ = std::move(value);
+    emit pendingDecisionGroupIDChanged();
+}
+
+void KestravaViewModel::setReviewAuditPresented(bool presented)
+{
+    setFlag(isReviewAuditPresented_, presented, &KestravaViewModel::isReviewAuditPresentedChanged);
+}
+
+QDateTime KestravaViewModel::now() const
+{
+    return services_.clock();
+}
+
+// ---- Derived -----------------------------------------------------------------------------
+
+bool KestravaViewModel::canStartReview() const
+{
+    return sourceFolder_ && destinationBaseFolder_ && selectedReviewChoice_ && selectedOperationMode_
+        && !DestinationPlanner::sanitize(runFolderName_).isEmpty();
+}
+
+QList<ReviewGroup> KestravaViewModel::effectiveReviewGroups() const
+{
+    if (!reviewGroups_.isEmpty() || photos_.isEmpty())
+        return reviewGroups_;
+    return ReviewGroup::build(photos_, selectedReviewChoice_);
+}
+
+int KestravaViewModel::reviewGroupCount() const
+{
+    // The stored groups are rebuilt with every change of the photo list, so they are empty
+    // only when there is nothing to review.
+    return int(reviewGroups_.isEmpty() && !photos_.isEmpty() ? effectiveReviewGroups().size() : reviewGroups_.size());
+}
+
+std::optional<ReviewGroup> KestravaViewModel::currentGroup() const
+{
+    if (currentIndex_ < 0)
+        return std::nullopt;
+    if (currentIndex_ < reviewGroups_.size())
+        return reviewGroups_[currentIndex_];
+    if (!reviewGroups_.isEmpty())
+        return std::nullopt;
+    const QList<ReviewGroup> groups = effectiveReviewGroups();
+    return currentIndex_ < groups.size() ? std::optional(groups[currentIndex_]) : std::nullopt;
+}
+
+std::optional<PhotoDecision> KestravaViewModel::decision(const ReviewGroup& group) const
+{
+    return index_.decision(group, photos_);
+}
+
+QString KestravaViewModel::decisionNameForGroup(const QString& groupID) const
+{
+    const qsizetype i = index_.groupIndex(groupID);
+    if (i < 0 || i >= reviewGroups_.size())
+        return {};
+    const auto value = decision(reviewGroups_[i]);
+    return value ? rawValue(*value) : QString();
+}
+
+QList<std::optional<PhotoDecision>> KestravaViewModel::decisionTimeline() const
+{
+    QList<std::optional<PhotoDecision>> timeline;
+    const QList<ReviewGroup> groups = effectiveReviewGroups();
+    timeline.reserve(groups.size());
+    for (const ReviewGroup& group : groups)
+        timeline.append(decision(group));
+    return timeline;
+}
+
+std::optional<PhotoItem> KestravaViewModel::photo(const ReviewGroup& group) const
+{
+    for (const FileUrl& member : group.memberURLs) {
+        const qsizetype i = index_.photoIndex(member);
+        if (i >= 0 && i < photos_.size())
+            return photos_[i];
+    }
+    return std::nullopt;
+}
+
+QStringList KestravaViewModel::previewCandidates() const
+{
+    const auto group = currentGroup();
+    if (!group)
+        return {};
+    QStringList candidates{group->previewURL.path()};
+    for (const FileUrl& member : group->memberURLs)
+        if (member != group->previewURL)
+            candidates.append(member.path());
+    return candidates;
+}
+
+QVariantMap KestravaViewModel::currentGroupMap() const
+{
+    const auto group = currentGroup();
+    if (!group)
+        return {};
+    QStringList members;
+    for (const FileUrl& member : group->memberURLs)
+        members.append(member.path());
+    QVariantMap map{{QStringLiteral("id"), group->id},
+                    {QStringLiteral("memberPaths"), members},
+                    {QStringLiteral("previewPath"), group->previewURL.path()},
+                    {QStringLiteral("fileName"), group->previewURL.fileName()},
+                    {QStringLiteral("folder"), group->previewURL.parent().path()}};
+    const auto value = decision(*group);
+    map.insert(QStringLiteral("decision"), value ? rawValue(*value) : QString());
+    if (const auto item = photo(*group)) {
+        qint64 bytes = 0;
+        for (const FileUrl& member : group->memberURLs)
+            if (const qsizetype i = index_.photoIndex(member); i >= 0)
+                bytes += photos_[i].fileSize;
+        map.insert(QStringLiteral("totalBytes"), bytes);
+        map.insert(QStringLiteral("captureDate"), item->captureDate);
+    }
+    return map;
+}
+
+QVariantMap KestravaViewModel::decisionCountsMap() const
+{
+    QVariantMap map;
+    for (PhotoDecision d : allCases<PhotoDecision>())
+        map.insert(rawValue(d), tally_.count(d));
+    return map;
+}
+
+QVariantMap KestravaViewModel::decisionFeedbackMap() const
+{
+    if (!decisionFeedback_)
+        return {};
+    return {{QStringLiteral("id"), json::encodeUuid(decisionFeedback_->id)},
+            {QStringLiteral("decision"), rawValue(decisionFeedback_->decision)},
+            {QStringLiteral("scopeTitle"), decisionFeedback_->scopeTitle},
+            {QStringLiteral("fileCount"), decisionFeedback_->fileCount},
+            {QStringLiteral("title"), decisionFeedback_->title()}};
+}
+
+QString KestravaViewModel::reviewAuditRequestIDText() const
+{
+    return reviewAuditRequestID_ ? json::encodeUuid(*reviewAuditRequestID_) : QString();
+}
+
+QString KestravaViewModel::resumableSessionDescription() const
+{
+    if (!resumableSession_)
+        return {};
+    int decided = 0;
+    for (const PhotoItem& item : resumableSession_->photos)
+        decided += item.decision ? 1 : 0;
+    return QString::number(decided) + QStringLiteral(" Dateien entschieden · ") + resumableSession_->sourceFolder.fileName();
+}
+
+QString KestravaViewModel::savedStatusText() const
+{
+    if (!lastSavedAt_)
+        return QStringLiteral("Wird automatisch gesichert");
+    return QStringLiteral("Gespeichert · ") + lastSavedAt_->toLocalTime().toString(QStringLiteral("HH:mm"));
+}
+
+// ---- Reset -------------------------------------------------------------------------------
+
+void KestravaViewModel::resetTransientState()
+{
+    ++runGeneration_;
+    cancelFeedbackTask();
+    cancelMetadataTask();
+    cancelReviewCompletion();
+
+    photos_.clear();
+    reviewGroups_.clear();
+    index_.clear();
+    emit photosChanged();
+    emit reviewGroupsChanged();
+    passThroughPhotos_.clear();
+    scannedInventory_.clear();
+    currentIndex_ = 0;
+    emit currentIndexChanged();
+    history_.clear();
+    setSelectedReviewChoice(std::nullopt);
+    setOperationMode(std::nullopt);
+    setCount(jpegAvailableCount_, 0, &KestravaViewModel::jpegAvailableCountChanged);
+    setCount(rawAvailableCount_, 0, &KestravaViewModel::rawAvailableCountChanged);
+    setCount(ignoredPhotoCount_, 0, &KestravaViewModel::ignoredPhotoCountChanged);
+    tally_.reset();
+    emit decisionCountsChanged();
+    setDestinationFolder(std::nullopt);
+    resolvedRunIdentity_.reset();
+    // lastResult, storageEstimate and sortProgress join here when execution arrives.
+    if (decisionFeedback_) {
+        decisionFeedback_.reset();
+        emit decisionFeedbackChanged();
+    }
+    setFlag(feedbackIsExiting_, false, &KestravaViewModel::feedbackIsExitingChanged);
+    setDestructiveConfirmationAccepted(false);
+    setShowReviewCompletion(false);
+    setReviewAuditRequest(std::nullopt);
+    setReviewAuditPresented(false);
+    setPendingDecisionGroupID({});
+    setTrashCommitConfirmationAccepted(false);
+    // trashPreparation and preparedOrganizationResult join here when trash arrives.
+    setPreviewReadyFlag(false);
+    setCommitting(false);
+    setFlag(isApplying_, false, &KestravaViewModel::isApplyingChanged);
+    metadataWasEnriched_ = false;
+    setFlag(showFormatChoice_, false, &KestravaViewModel::showFormatChoiceChanged);
+    setFlag(showPairingChoice_, false, &KestravaViewModel::showPairingChoiceChanged);
+    setFlag(pairingWasTransferred_, false, &KestravaViewModel::pairingWasTransferredChanged);
+    emit reviewStateChanged();
+}
+
+void KestravaViewModel::newSort()
+{
+    // The execution task is cancelled here once execution exists.
+    cancelIfRunning(scanTask_);
+    resetTransientState();
+    setSourceFolder(std::nullopt);
+    setDestinationBase(std::nullopt);
+    setDestinationFolder(std::nullopt);
+    // The run is over: later saves must not write into its session.
+    session_.reset();
+    // A scan that was running is abandoned; its result will be dropped.
+    setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
+    setRoute(AppRoute::welcome);
+}
+
+// ---- Keyboard ----------------------------------------------------------------------------
+
+void KestravaViewModel::installArrowKeyMonitor()
+{
+    if (keyMonitor_ || !QCoreApplication::instance())
+        return;
+    keyMonitor_ = new ReviewKeyFilter(this);
+    QCoreApplication::instance()->installEventFilter(keyMonitor_);
+}
+
+void KestravaViewModel::removeArrowKeyMonitor()
+{
+    if (!keyMonitor_)
+        return;
+    if (QCoreApplication::instance())
+        QCoreApplication::instance()->removeEventFilter(keyMonitor_);
+    delete keyMonitor_.data();
+    keyMonitor_.clear();
+}
+
+} // namespace kestrava

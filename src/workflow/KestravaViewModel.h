@@ -1,0 +1,445 @@
+#pragma once
+
+// The one controller of a sort, from folder selection to the confirmation screen: it holds
+// the workflow state, publishes it to the screens and carries out every user action.
+//
+// Contract:
+// - Lives on the GUI thread; every property is read and written there only. Background work
+//   (scan, capture dates, journal writes, snapshots) hands its result back through
+//   continuations on this object and is dropped when the run it was started for is gone.
+// - Every published value is a property with a change signal; composite values are offered
+//   in QML-friendly forms (QString, QVariantMap, int) beside the typed C++ accessors.
+// - Every decision is journaled before it counts: while the journal write runs no further
+//   decision, undo or step back is accepted, and a failed write restores the earlier state.
+// - Owns at most one task of each kind (feedback, capture dates, completion); starting one
+//   cancels the previous.
+//
+// The implementation is split by concern: KestravaViewModel.cpp (state, setters, reset),
+// ViewModelLoading.cpp (folder scan and preparation), ViewModelDecisions.cpp (decisions,
+// history, feedback, completion), ViewModelSession.cpp (snapshots, journal, resume, documents),
+// ViewModelRecovery.cpp (recovery CSV), ViewModelExecution.cpp (execution and trash hooks).
+
+#include "ReviewIndex.h"
+#include "WorkflowServices.h"
+#include "model/SortOptions.h"
+#include "session/RecoveryCsv.h"
+#include "session/SessionEvent.h"
+#include "session/SortSession.h"
+
+#include <QFuture>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+#include <QVariantMap>
+
+namespace kestrava {
+
+class ReviewKeyFilter;
+
+class KestravaViewModel : public QObject {
+    Q_OBJECT
+
+    // Published state, in the order of the workflow's state table.
+    Q_PROPERTY(QString route READ routeName NOTIFY routeChanged)
+    Q_PROPERTY(int photoCount READ photoCount NOTIFY photosChanged)
+    Q_PROPERTY(int currentIndex READ currentIndex NOTIFY currentIndexChanged)
+    Q_PROPERTY(QString sourceFolder READ sourceFolderPath NOTIFY sourceFolderChanged)
+    Q_PROPERTY(QString destinationBaseFolder READ destinationBaseFolderPath WRITE setDestinationBaseFolder NOTIFY destinationBaseFolderChanged)
+    Q_PROPERTY(QString destinationFolder READ destinationFolderPath NOTIFY destinationFolderChanged)
+    Q_PROPERTY(QString runFolderName READ runFolderName WRITE updateRunFolderName NOTIFY runFolderNameChanged)
+    Q_PROPERTY(QString eventName READ eventName WRITE updateEventName NOTIFY eventNameChanged)
+    Q_PROPERTY(bool groupByDate READ groupByDate WRITE updateGroupByDate NOTIFY groupByDateChanged)
+    Q_PROPERTY(QString selectedOperationMode READ selectedOperationModeName WRITE selectOperationMode NOTIFY selectedOperationModeChanged)
+    Q_PROPERTY(QString verificationMode READ verificationModeName WRITE updateVerificationMode NOTIFY verificationModeChanged)
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
+    Q_PROPERTY(bool isApplying READ isApplying NOTIFY isApplyingChanged)
+    Q_PROPERTY(bool isPreparingMetadata READ isPreparingMetadata NOTIFY isPreparingMetadataChanged)
+    Q_PROPERTY(bool isCheckingStorage READ isCheckingStorage NOTIFY isCheckingStorageChanged)
+    Q_PROPERTY(bool isPreviewReady READ isPreviewReady NOTIFY isPreviewReadyChanged)
+    Q_PROPERTY(bool isCommittingDecision READ isCommittingDecision NOTIFY isCommittingDecisionChanged)
+    Q_PROPERTY(QString alertMessage READ alertText NOTIFY alertMessageChanged)
+    Q_PROPERTY(QVariant lastResult READ lastResult NOTIFY lastResultChanged)
+    Q_PROPERTY(QVariant storageEstimate READ storageEstimate NOTIFY storageEstimateChanged)
+    Q_PROPERTY(QVariant sortProgress READ sortProgress NOTIFY sortProgressChanged)
+    Q_PROPERTY(QVariantMap decisionFeedback READ decisionFeedbackMap NOTIFY decisionFeedbackChanged)
+    Q_PROPERTY(bool feedbackIsExiting READ feedbackIsExiting NOTIFY feedbackIsExitingChanged)
+    Q_PROPERTY(int jpegAvailableCount READ jpegAvailableCount NOTIFY jpegAvailableCountChanged)
+    Q_PROPERTY(int rawAvailableCount READ rawAvailableCount NOTIFY rawAvailableCountChanged)
+    Q_PROPERTY(int ignoredPhotoCount READ ignoredPhotoCount NOTIFY ignoredPhotoCountChanged)
+    Q_PROPERTY(QString selectedReviewChoice READ selectedReviewChoiceName NOTIFY selectedReviewChoiceChanged)
+    Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
+    Q_PROPERTY(bool hasResumableSession READ hasResumableSession NOTIFY resumableSessionChanged)
+    Q_PROPERTY(QDateTime lastSavedAt READ lastSavedAtValue NOTIFY lastSavedAtChanged)
+    Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
+    Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
+    Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
+    Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
+    Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
+    Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
+    Q_PROPERTY(QString reviewAuditRequestID READ reviewAuditRequestIDText NOTIFY reviewAuditRequestIDChanged)
+    Q_PROPERTY(bool isReviewAuditPresented READ isReviewAuditPresented WRITE setReviewAuditPresented NOTIFY isReviewAuditPresentedChanged)
+    Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
+    Q_PROPERTY(bool showFormatChoice READ showFormatChoice NOTIFY showFormatChoiceChanged)
+    Q_PROPERTY(bool showPairingChoice READ showPairingChoice NOTIFY showPairingChoiceChanged)
+    Q_PROPERTY(bool pairingWasTransferred READ pairingWasTransferred NOTIFY pairingWasTransferredChanged)
+
+    // Derived values.
+    Q_PROPERTY(bool canStartReview READ canStartReview NOTIFY canStartReviewChanged)
+    Q_PROPERTY(int reviewGroupCount READ reviewGroupCount NOTIFY reviewStateChanged)
+    Q_PROPERTY(QVariantMap currentGroup READ currentGroupMap NOTIFY reviewStateChanged)
+    Q_PROPERTY(int classifiedCount READ classifiedCount NOTIFY reviewStateChanged)
+    Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
+    Q_PROPERTY(bool showResumeChoice READ showResumeChoice NOTIFY showResumeChoiceChanged)
+    Q_PROPERTY(QString resumableSessionDescription READ resumableSessionDescription NOTIFY resumableSessionChanged)
+    Q_PROPERTY(QString savedStatusText READ savedStatusText NOTIFY lastSavedAtChanged)
+    Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
+    Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
+    Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
+
+public:
+    explicit KestravaViewModel(WorkflowServices services = {}, QObject* parent = nullptr);
+    ~KestravaViewModel() override;
+
+    // ---- Typed state -----------------------------------------------------------------------
+    AppRoute route() const { return route_; }
+    QString routeName() const { return rawValue(route_); }
+    const QList<PhotoItem>& photos() const { return photos_; }
+    int photoCount() const { return int(photos_.size()); }
+    const QList<ReviewGroup>& reviewGroups() const { return reviewGroups_; }
+    const QList<PhotoItem>& passThroughPhotos() const { return passThroughPhotos_; }
+    const QList<PhotoItem>& scannedInventory() const { return scannedInventory_; }
+    int currentIndex() const { return currentIndex_; }
+    const std::optional<FileUrl>& sourceFolder() const { return sourceFolder_; }
+    const std::optional<FileUrl>& destinationBaseFolder() const { return destinationBaseFolder_; }
+    const std::optional<FileUrl>& destinationFolder() const { return destinationFolder_; }
+    QString sourceFolderPath() const { return sourceFolder_ ? sourceFolder_->path() : QString(); }
+    QString destinationBaseFolderPath() const { return destinationBaseFolder_ ? destinationBaseFolder_->path() : QString(); }
+    QString destinationFolderPath() const { return destinationFolder_ ? destinationFolder_->path() : QString(); }
+    const QString& runFolderName() const { return runFolderName_; }
+    const QString& eventName() const { return eventName_; }
+    bool groupByDate() const { return groupByDate_; }
+    std::optional<SortOperationMode> selectedOperationMode() const { return selectedOperationMode_; }
+    QString selectedOperationModeName() const { return selectedOperationMode_ ? rawValue(*selectedOperationMode_) : QString(); }
+    VerificationMode verificationMode() const { return verificationMode_; }
+    QString verificationModeName() const { return rawValue(verificationMode_); }
+    bool isLoading() const { return isLoading_; }
+    bool isApplying() const { return isApplying_; }
+    bool isPreparingMetadata() const { return isPreparingMetadata_; }
+    bool isCheckingStorage() const { return isCheckingStorage_; }
+    bool isPreviewReady() const { return isPreviewReady_; }
+    bool isCommittingDecision() const { return isCommittingDecision_; }
+    const std::optional<QString>& alertMessage() const { return alertMessage_; }
+    QString alertText() const { return alertMessage_.value_or(QString()); }
+    const std::optional<DecisionFeedback>& decisionFeedback() const { return decisionFeedback_; }
+    QVariantMap decisionFeedbackMap() const;
+    bool feedbackIsExiting() const { return feedbackIsExiting_; }
+    int jpegAvailableCount() const { return jpegAvailableCount_; }
+    int rawAvailableCount() const { return rawAvailableCount_; }
+    int ignoredPhotoCount() const { return ignoredPhotoCount_; }
+    std::optional<FormatReviewChoice> selectedReviewChoice() const { return selectedReviewChoice_; }
+    QString selectedReviewChoiceName() const { return selectedReviewChoice_ ? rawValue(*selectedReviewChoice_) : QString(); }
+    int decisionCount(PhotoDecision decision) const { return tally_.count(decision); }
+    QVariantMap decisionCountsMap() const;
+    const std::optional<SortSession>& resumableSession() const { return resumableSession_; }
+    bool hasResumableSession() const { return resumableSession_.has_value(); }
+    const std::optional<QDateTime>& lastSavedAt() const { return lastSavedAt_; }
+    QDateTime lastSavedAtValue() const { return lastSavedAt_.value_or(QDateTime()); }
+    bool destructiveConfirmationAccepted() const { return destructiveConfirmationAccepted_; }
+    bool trashCommitConfirmationAccepted() const { return trashCommitConfirmationAccepted_; }
+    bool inspectorVisible() const { return inspectorVisible_; }
+    bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
+    bool showReviewCompletion() const { return showReviewCompletion_; }
+    const std::optional<QUuid>& reviewAuditRequestID() const { return reviewAuditRequestID_; }
+    QString reviewAuditRequestIDText() const;
+    bool isReviewAuditPresented() const { return isReviewAuditPresented_; }
+    const std::optional<QString>& pendingDecisionGroupID() const { return pendingDecisionGroupID_; }
+    QString pendingDecisionGroupIDText() const { return pendingDecisionGroupID_.value_or(QString()); }
+    bool showFormatChoice() const { return showFormatChoice_; }
+    bool showPairingChoice() const { return showPairingChoice_; }
+    bool pairingWasTransferred() const { return pairingWasTransferred_; }
+    // The open session document of this run (its photos are filled in when a snapshot is made).
+    const std::optional<SortSession>& session() const { return session_; }
+    const QList<HistoryEntry>& history() const { return history_; }
+    bool metadataWasEnriched() const { return metadataWasEnriched_; }
+    bool hasArrowKeyMonitor() const { return !keyMonitor_.isNull(); }
+
+    // ---- Derived ---------------------------------------------------------------------------
+    bool canStartReview() const;
+    // The stored groups, or, when none are stored but photos are, the groups built from them.
+    QList<ReviewGroup> effectiveReviewGroups() const;
+    int reviewGroupCount() const;
+    std::optional<ReviewGroup> currentGroup() const;
+    QVariantMap currentGroupMap() const;
+    int classifiedCount() const { return tally_.classified(); }
+    // The decision of the group's first member among the photos.
+    std::optional<PhotoDecision> decision(const ReviewGroup& group) const;
+    Q_INVOKABLE QString decisionNameForGroup(const QString& groupID) const;
+    // One entry per effective group in review order: what the timeline colours.
+    QList<std::optional<PhotoDecision>> decisionTimeline() const;
+    std::optional<PhotoItem> photo(const ReviewGroup& group) const;
+    // The current group's preview file first, then its other members; empty without a group.
+    QStringList previewCandidates() const;
+    bool showResumeChoice() const { return route_ == AppRoute::welcome && resumableSession_.has_value(); }
+    QString resumableSessionDescription() const;
+    QString savedStatusText() const;
+    bool acceptsReviewShortcuts() const { return route_ == AppRoute::reviewing && !isReviewAuditPresented_; }
+    // The text of the last decision's screen-reader announcement.
+    const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
+
+    // ---- Setup (setters bound by the setup screen) -----------------------------------------
+    Q_INVOKABLE void setDestinationBaseFolder(const QString& path);
+    Q_INVOKABLE void updateRunFolderName(const QString& name);
+    Q_INVOKABLE void updateEventName(const QString& name);
+    Q_INVOKABLE void updateGroupByDate(bool enabled);
+    Q_INVOKABLE void selectOperationMode(const QString& mode);
+    void selectOperationMode(SortOperationMode mode);
+    Q_INVOKABLE void updateVerificationMode(const QString& mode);
+    void setDestructiveConfirmationAccepted(bool accepted);
+    void setTrashCommitConfirmationAccepted(bool accepted);
+    void setInspectorVisible(bool visible);
+    void setAdvancedOptionsVisible(bool visible);
+    void setPendingDecisionGroupID(const QString& groupID);
+    Q_INVOKABLE void setReviewAuditPresented(bool presented);
+    Q_INVOKABLE void dismissAlert();
+
+    // ---- Flow ------------------------------------------------------------------------------
+    Q_INVOKABLE void newSort();
+    // Scans the folder off the GUI thread and prepares the setup screen.
+    Q_INVOKABLE void load(const QString& folderPath);
+    void load(const FileUrl& folder);
+    Q_INVOKABLE void chooseFormatReview(const QString& choice);
+    void chooseFormatReview(FormatReviewChoice choice);
+    Q_INVOKABLE void startReviewing();
+    Q_INVOKABLE void returnToReview();
+    Q_INVOKABLE void showGroupInMainReview(const QString& groupID);
+    Q_INVOKABLE void requestReviewAudit();
+
+    // ---- Decisions -------------------------------------------------------------------------
+    Q_INVOKABLE void classify(const QString& decision);
+    void classify(PhotoDecision decision);
+    Q_INVOKABLE void reclassify(const QString& decision, const QString& groupID);
+    void reclassify(PhotoDecision decision, const QString& groupID);
+    Q_INVOKABLE void undoLastDecision();
+    Q_INVOKABLE void previousPhoto();
+    Q_INVOKABLE void beginCompletionFlow();
+    // Whether a preview of `url` is on screen; only one of the current group's files counts.
+    Q_INVOKABLE void setPreviewReady(bool ready, const QString& url);
+
+    // ---- Session ---------------------------------------------------------------------------
+    Q_INVOKABLE void resumeSavedSession();
+    Q_INVOKABLE void ignoreSavedSession();
+    void apply(const SortSession& session);
+    std::optional<SortSession> makeSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt) const;
+    // Hands a snapshot to the store; `session` and `lastSavedAt` follow on this thread, a
+    // failure becomes the alert. The returned future is the store's own: wait on it or poll
+    // it, but attach no continuation (it would replace the bookkeeping).
+    QFuture<void> saveSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt);
+    // Writes the current session as a document (extension .kestrava) to `path`; false and an
+    // alert when there is no session or the write fails.
+    Q_INVOKABLE bool saveSessionDocument(const QString& path);
+    // Suggested file name for the save dialog: the sanitised run folder name.
+    Q_INVOKABLE QString suggestedSessionDocumentName() const;
+    // Reads a session document and applies it, with the messages of the open command.
+    Q_INVOKABLE bool openSessionDocument(const QString& path);
+    // Scans `folderPath` and parses `csvPath` in the background, then applies the recovery.
+    Q_INVOKABLE void importRecoveryCsv(const QString& csvPath, const QString& folderPath);
+    // Throws SessionStoreError (ambiguous row) without changing anything.
+    void applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory, const FileUrl& sourceFolder);
+    // Saves the final snapshot after every write already queued; the shell waits for the
+    // returned future before the process ends.
+    QFuture<void> flushSessionBeforeTermination();
+    Q_INVOKABLE void flushSessionBeforeTerminationAndWait();
+
+    // ---- Keyboard --------------------------------------------------------------------------
+    Q_INVOKABLE void installArrowKeyMonitor();
+    Q_INVOKABLE void removeArrowKeyMonitor();
+
+    // ---- Execution and trash (come with their own steps; inert until then) ------------------
+    QVariant lastResult() const { return {}; }
+    QVariant storageEstimate() const { return {}; }
+    QVariant sortProgress() const { return {}; }
+    QVariant trashPreparation() const;
+    bool canExecute() const { return false; }
+    Q_INVOKABLE void applySort();
+
+#ifdef KESTRAVA_TEST_HOOKS
+    // Stands in for a running execution until execution exists.
+    void setApplyingForTesting(bool applying) { setFlag(isApplying_, applying, &KestravaViewModel::isApplyingChanged); }
+#endif
+
+signals:
+    void routeChanged();
+    void photosChanged();
+    void reviewGroupsChanged();
+    void currentIndexChanged();
+    void sourceFolderChanged();
+    void destinationBaseFolderChanged();
+    void destinationFolderChanged();
+    void runFolderNameChanged();
+    void eventNameChanged();
+    void groupByDateChanged();
+    void selectedOperationModeChanged();
+    void verificationModeChanged();
+    void isLoadingChanged();
+    void isApplyingChanged();
+    void isPreparingMetadataChanged();
+    void isCheckingStorageChanged();
+    void isPreviewReadyChanged();
+    void isCommittingDecisionChanged();
+    void alertMessageChanged();
+    void lastResultChanged();
+    void storageEstimateChanged();
+    void sortProgressChanged();
+    void decisionFeedbackChanged();
+    void feedbackIsExitingChanged();
+    void jpegAvailableCountChanged();
+    void rawAvailableCountChanged();
+    void ignoredPhotoCountChanged();
+    void selectedReviewChoiceChanged();
+    void decisionCountsChanged();
+    void resumableSessionChanged();
+    void lastSavedAtChanged();
+    void destructiveConfirmationAcceptedChanged();
+    void trashCommitConfirmationAcceptedChanged();
+    void trashPreparationChanged();
+    void inspectorVisibleChanged();
+    void advancedOptionsVisibleChanged();
+    void showReviewCompletionChanged();
+    void reviewAuditRequestIDChanged();
+    void isReviewAuditPresentedChanged();
+    void pendingDecisionGroupIDChanged();
+    void showFormatChoiceChanged();
+    void showPairingChoiceChanged();
+    void pairingWasTransferredChanged();
+    void canStartReviewChanged();
+    // Photos, groups, decisions or the index changed: every value derived from them.
+    void reviewStateChanged();
+    void showResumeChoiceChanged();
+    void acceptsReviewShortcutsChanged();
+    void accessibilityAnnouncementChanged();
+    void canExecuteChanged();
+    // A decision (or undo) reached the journal, or was applied without a session.
+    void decisionCommitted(const QString& groupID);
+    // The metadata task finished and its dates were merged.
+    void metadataEnriched();
+
+private:
+    friend class ReviewKeyFilter;
+
+    // KestravaViewModel.cpp
+    void resetTransientState();
+    void setRoute(AppRoute route);
+    void setAlert(std::optional<QString> message);
+    void setCurrentIndex(int index);
+    void setPreviewReadyFlag(bool ready);
+    void setCommitting(bool committing);
+    void setSourceFolder(std::optional<FileUrl> folder);
+    void setDestinationBase(std::optional<FileUrl> folder);
+    void setDestinationFolder(std::optional<FileUrl> folder);
+    void setRunFolderNameValue(const QString& name);
+    void setSelectedReviewChoice(std::optional<FormatReviewChoice> choice);
+    void setOperationMode(std::optional<SortOperationMode> mode);
+    void setShowReviewCompletion(bool show);
+    void setReviewAuditRequest(std::optional<QUuid> id);
+    void setFlag(bool& field, bool value, void (KestravaViewModel::*signal)());
+    void setCount(int& field, int value, void (KestravaViewModel::*signal)());
+    QDateTime now() const;
+
+    // ViewModelLoading.cpp
+    void prepareScannedPhotos(const QList<PhotoItem>& items);
+    void applyReviewChoice(FormatReviewChoice choice);
+    void rebuildReviewGroups();
+    // Empty on success, else the failure text.
+    std::optional<QString> resolveRunFolderIfNeeded(const FileUrl& base);
+    void startMetadataEnrichment();
+    void cancelMetadataTask();
+
+    // ViewModelDecisions.cpp
+    void applyDecisionToGroup(qsizetype groupIndex, const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values);
+    void recalculateCounts();
+    void showFeedback(const ReviewGroup& group, PhotoDecision decision);
+    void advanceFeedback();
+    void cancelFeedbackTask();
+    void finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion);
+    void scheduleReviewCompletion();
+    void cancelReviewCompletion();
+    void commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry, const QString& failurePrefix,
+                        int nextIndex, int previousIndex, bool shouldPresentCompletion);
+    int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }
+
+    // ViewModelExecution.cpp
+    void refreshStorageEstimate();
+
+    // ViewModelSession.cpp
+    QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
+                                 std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
+    void discoverResumableSession();
+    void createSession();
+    void setLastSavedAt(QDateTime when);
+
+    WorkflowServices services_;
+
+    AppRoute route_ = AppRoute::welcome;
+    QList<PhotoItem> photos_;
+    QList<ReviewGroup> reviewGroups_;
+    int currentIndex_ = 0;
+    std::optional<FileUrl> sourceFolder_;
+    std::optional<FileUrl> destinationBaseFolder_;
+    std::optional<FileUrl> destinationFolder_;
+    QString runFolderName_;
+    QString eventName_;
+    bool groupByDate_ = true;
+    std::optional<SortOperationMode> selectedOperationMode_;
+    VerificationMode verificationMode_ = VerificationMode::fileSize;
+    bool isLoading_ = false;
+    bool isApplying_ = false;
+    bool isPreparingMetadata_ = false;
+    bool isCheckingStorage_ = false;
+    bool isPreviewReady_ = false;
+    bool isCommittingDecision_ = false;
+    std::optional<QString> alertMessage_;
+    std::optional<DecisionFeedback> decisionFeedback_;
+    bool feedbackIsExiting_ = false;
+    int jpegAvailableCount_ = 0;
+    int rawAvailableCount_ = 0;
+    int ignoredPhotoCount_ = 0;
+    std::optional<FormatReviewChoice> selectedReviewChoice_;
+    DecisionTally tally_;
+    std::optional<SortSession> resumableSession_;
+    std::optional<QDateTime> lastSavedAt_;
+    bool destructiveConfirmationAccepted_ = false;
+    bool trashCommitConfirmationAccepted_ = false;
+    bool inspectorVisible_ = true;
+    bool advancedOptionsVisible_ = false;
+    bool showReviewCompletion_ = false;
+    std::optional<QUuid> reviewAuditRequestID_;
+    bool isReviewAuditPresented_ = false;
+    std::optional<QString> pendingDecisionGroupID_;
+    bool showFormatChoice_ = false;
+    bool showPairingChoice_ = false;
+    bool pairingWasTransferred_ = false;
+    QString accessibilityAnnouncement_;
+
+    // Plain state.
+    QList<HistoryEntry> history_;
+    QPointer<ReviewKeyFilter> keyMonitor_;
+    QList<PhotoItem> scannedInventory_;
+    QList<PhotoItem> passThroughPhotos_;
+    std::optional<SortSession> session_;
+    bool metadataWasEnriched_ = false;
+    std::optional<QString> resolvedRunIdentity_;
+    ReviewIndex index_;
+    // The URL whose preview was last reported visible.
+    QString previewReadyURL_;
+
+    // Owned tasks. The generation counts runs: a continuation whose generation is no longer
+    // current belongs to a run that was reset and must not touch anything.
+    quint64 runGeneration_ = 0;
+    QFuture<QList<PhotoItem>> scanTask_;
+    QFuture<QList<PhotoItem>> metadataTask_;
+    QTimer feedbackTimer_;
+    int feedbackStage_ = 0;
+    QTimer reviewCompletionTimer_;
+};
+
+} // namespace kestrava

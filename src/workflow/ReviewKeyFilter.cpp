@@ -1,0 +1,83 @@
+#include "ReviewKeyFilter.h"
+#include "KestravaViewModel.h"
+
+#include <QGuiApplication>
+#include <QInputMethodQueryEvent>
+#include <QKeyEvent>
+#include <QWindow>
+
+namespace kestrava {
+
+ReviewKeyFilter::ReviewKeyFilter(KestravaViewModel* viewModel) : QObject(viewModel), viewModel_(viewModel) {}
+
+std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEvent& event, bool acceptsShortcuts,
+                                                                  bool focusAcceptsText)
+{
+    if (!acceptsShortcuts || event.isAutoRepeat())
+        return std::nullopt;
+    if (event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
+        return std::nullopt;
+    if (focusAcceptsText)
+        return std::nullopt;
+    switch (event.key()) {
+    case Qt::Key_Up:
+        return Action::keep;
+    case Qt::Key_Right:
+        return Action::maybe;
+    case Qt::Key_Down:
+        return Action::del;
+    case Qt::Key_Left:
+        return Action::undo;
+    default:
+        return std::nullopt;
+    }
+}
+
+bool ReviewKeyFilter::focusAcceptsTextInput()
+{
+    QObject* focus = QGuiApplication::focusObject();
+    if (!focus)
+        return false;
+    QInputMethodQueryEvent query(Qt::ImEnabled);
+    QCoreApplication::sendEvent(focus, &query);
+    return query.value(Qt::ImEnabled).toBool();
+}
+
+bool ReviewKeyFilter::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress)
+        return false;
+    // An application filter sees one key press once for the window and again for each item
+    // it is delivered to; acting only on the window's copy makes one press one decision.
+    if (!qobject_cast<QWindow*>(watched))
+        return false;
+    KestravaViewModel* viewModel = viewModel_.data();
+    if (!viewModel)
+        return false;
+    const auto& key = static_cast<const QKeyEvent&>(*event);
+    // Cheap checks first: the focus query sends an event.
+    if (!viewModel->acceptsReviewShortcuts())
+        return false;
+    const auto action = actionFor(key, true, focusAcceptsTextInput());
+    if (!action)
+        return false;
+    // Consumed even when the decision guards then ignore it: an arrow press during review
+    // never reaches another control.
+    switch (*action) {
+    case Action::keep:
+        viewModel->classify(PhotoDecision::keep);
+        break;
+    case Action::maybe:
+        viewModel->classify(PhotoDecision::maybe);
+        break;
+    case Action::del:
+        viewModel->classify(PhotoDecision::del);
+        break;
+    case Action::undo:
+        viewModel->undoLastDecision();
+        break;
+    }
+    return true;
+}
+
+} // namespace kestrava

@@ -1,0 +1,43 @@
+#pragma once
+
+// The arrow keys of the review screen: Up keeps, Right marks maybe, Down rejects, Left takes
+// the last decision back. Installed once on the application (KestravaViewModel::
+// installArrowKeyMonitor) so the keys work without a focused button; every other key, and
+// every arrow key outside review, passes on unchanged so text fields, menus and shortcuts
+// keep working.
+
+#include <QObject>
+#include <QPointer>
+#include <functional>
+#include <optional>
+
+class QKeyEvent;
+
+namespace kestrava {
+
+class KestravaViewModel;
+
+class ReviewKeyFilter : public QObject {
+    Q_OBJECT
+public:
+    enum class Action { keep, maybe, del, undo };
+
+    // Holds the view model weakly and is its child, so it never outlives it.
+    explicit ReviewKeyFilter(KestravaViewModel* viewModel);
+
+    // The rule alone: no action while review does not take shortcuts, for a held-down key,
+    // with Control, Alt or Meta down (Shift and the keypad flag do not block), while the focus
+    // accepts text input, and for any key but the four arrows.
+    static std::optional<Action> actionFor(const QKeyEvent& event, bool acceptsShortcuts, bool focusAcceptsText);
+
+    // Whether the application's focus object takes text input (Qt::ImEnabled).
+    static bool focusAcceptsTextInput();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    QPointer<KestravaViewModel> viewModel_;
+};
+
+} // namespace kestrava

@@ -1,0 +1,350 @@
+// Deciding groups, stepping back and taking decisions back; the feedback overlay and the move
+// to the confirmation screen once everything is decided.
+
+#include "FeedbackText.h"
+#include "FailureText.h"
+#include "KestravaViewModel.h"
+#include "session/SessionEvent.h"
+
+namespace kestrava {
+
+namespace {
+
+const QString decisionFailurePrefix = QStringLiteral("Die Entscheidung konnte nicht sicher gespeichert werden: ");
+const QString reclassifyFailurePrefix = QStringLiteral("Die Änderung konnte nicht sicher gespeichert werden: ");
+// Only reachable if the store throws something outside its contract.
+const QString unknownFailure = QStringLiteral("Unbekannter Fehler.");
+
+QList<std::pair<FileUrl, std::optional<PhotoDecision>>> withDecision(const QList<FileUrl>& urls,
+                                                                     std::optional<PhotoDecision> decision)
+{
+    QList<std::pair<FileUrl, std::optional<PhotoDecision>>> values;
+    values.reserve(urls.size());
+    for (const FileUrl& url : urls)
+        values.append({url, decision});
+    return values;
+}
+
+} // namespace
+
+void KestravaViewModel::applyDecisionToGroup(qsizetype groupIndex,
+                                             const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values)
+{
+    const ReviewGroup& group = reviewGroups_[groupIndex];
+    const auto before = index_.decision(group, photos_);
+    for (const auto& [url, value] : values) {
+        const qsizetype i = index_.photoIndex(url);
+        if (i >= 0)
+            photos_[i].decision = value;
+    }
+    tally_.replace(before, index_.decision(group, photos_));
+    emit photosChanged();
+}
+
+void KestravaViewModel::recalculateCounts()
+{
+    tally_.recalculate(effectiveReviewGroups(), photos_, index_);
+    emit decisionCountsChanged();
+    emit reviewStateChanged();
+}
+
+void KestravaViewModel::classify(const QString& decision)
+{
+    if (const auto value = enumFromRaw<PhotoDecision>(decision))
+        classify(*value);
+}
+
+void KestravaViewModel::classify(PhotoDecision decision)
+{
+    const qsizetype groupIndex = currentIndex_;
+    if (groupIndex < 0 || groupIndex >= reviewGroups_.size())
+        return;
+    // A decision needs the picture on screen and the previous decision safely written.
+    if (isApplying_ || !isPreviewReady_ || isCommittingDecision_)
+        return;
+    const ReviewGroup& group = reviewGroups_[groupIndex];
+
+    HistoryEntry entry{group.id, {}};
+    entry.previous.reserve(group.memberURLs.size());
+    bool memberUndecided = false;
+    for (const FileUrl& url : group.memberURLs) {
+        const qsizetype i = index_.photoIndex(url);
+        const std::optional<PhotoDecision> previous = i >= 0 ? photos_[i].decision : std::nullopt;
+        memberUndecided = memberUndecided || !previous;
+        entry.previous.append({url, previous});
+    }
+    const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
+
+    history_.append(entry);
+    applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
+    emit decisionCountsChanged();
+    emit reviewStateChanged();
+    showFeedback(group, decision);
+
+    const int previousIndex = currentIndex_;
+    const int nextIndex = currentIndex_ >= reviewGroupCount() - 1 ? currentIndex_ : currentIndex_ + 1;
+    commitDecision(groupIndex, decision, std::move(entry), decisionFailurePrefix, nextIndex, previousIndex,
+                   shouldPresentCompletion);
+}
+
+void KestravaViewModel::reclassify(const QString& decision, const QString& groupID)
+{
+    if (const auto value = enumFromRaw<PhotoDecision>(decision))
+        reclassify(*value, groupID);
+}
+
+void KestravaViewModel::reclassify(PhotoDecision decision, const QString& groupID)
+{
+    // The audit list shows its own thumbnails, so only the write guards apply here.
+    const qsizetype groupIndex = index_.groupIndex(groupID);
+    if (groupIndex < 0 || isApplying_ || isCommittingDecision_)
+        return;
+    const ReviewGroup& group = reviewGroups_[groupIndex];
+    HistoryEntry entry{group.id, {}};
+    for (const FileUrl& url : group.memberURLs) {
+        const qsizetype i = index_.photoIndex(url);
+        entry.previous.append({url, i >= 0 ? photos_[i].decision : std::nullopt});
+    }
+    history_.append(entry);
+    applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
+    emit decisionCountsChanged();
+    emit reviewStateChanged();
+    // The main review keeps its position; the audit window confirms the selection itself.
+    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, currentIndex_, currentIndex_, false);
+}
+
+void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry,
+                                       const QString& failurePrefix, int nextIndex, int previousIndex,
+                                       bool shouldPresentCompletion)
+{
+    if (!services_.sessionStore || !session_) {
+        finishDecisionCommit(nextIndex, previousIndex, shouldPresentCompletion);
+        emit decisionCommitted(entry.groupID);
+        return;
+    }
+    setCommitting(true);
+    const quint64 generation = runGeneration_;
+    const QList<FileUrl> urls = reviewGroups_[groupIndex].memberURLs;
+    auto rollback = [this, generation, groupIndex, entry, failurePrefix](const QString& reason) {
+        if (generation != runGeneration_)
+            return;
+        // The history entry stays and the overlay runs its course; only the files go back.
+        applyDecisionToGroup(groupIndex, entry.previous);
+        recalculateCounts();
+        setCommitting(false);
+        setAlert(failurePrefix + reason);
+    };
+    persistEvent(SessionEventKind::decision, urls, decision, std::nullopt, nextIndex)
+        .then(this,
+              [this, generation, nextIndex, previousIndex, shouldPresentCompletion, groupID = entry.groupID](qint64) {
+                  if (generation != runGeneration_)
+                      return;
+                  finishDecisionCommit(nextIndex, previousIndex, shouldPresentCompletion);
+                  emit decisionCommitted(groupID);
+              })
+        .onFailed(this, [rollback](const QException& error) { rollback(failureText(error)); })
+        .onFailed(this, [rollback] { rollback(unknownFailure); });
+}
+
+void KestravaViewModel::finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion)
+{
+    if (nextIndex != previousIndex) {
+        setCurrentIndex(nextIndex);
+        // The next picture must be on screen before the next decision is accepted.
+        setPreviewReadyFlag(false);
+    }
+    setCommitting(false);
+    if (shouldPresentCompletion && undecidedGroupCount() < 1)
+        scheduleReviewCompletion();
+}
+
+void KestravaViewModel::undoLastDecision()
+{
+    if (isCommittingDecision_)
+        return;
+    // Taking back the last decision also withdraws the pending move to the confirmation
+    // screen and any request to open the audit list.
+    cancelReviewCompletion();
+    setShowReviewCompletion(false);
+    setReviewAuditRequest(std::nullopt);
+
+    if (history_.isEmpty()) {
+        previousPhoto();
+        return;
+    }
+    const HistoryEntry entry = history_.takeLast();
+    const qsizetype groupIndex = index_.groupIndex(entry.groupID);
+    if (groupIndex < 0)
+        return;
+
+    QList<std::pair<FileUrl, std::optional<PhotoDecision>>> undone;
+    for (const auto& [url, previous] : entry.previous) {
+        const qsizetype i = index_.photoIndex(url);
+        undone.append({url, i >= 0 ? photos_[i].decision : std::nullopt});
+    }
+    applyDecisionToGroup(groupIndex, entry.previous);
+    recalculateCounts();
+    setCurrentIndex(int(groupIndex));
+    setPreviewReadyFlag(false);
+
+    if (!services_.sessionStore || !session_) {
+        emit decisionCommitted(entry.groupID);
+        return;
+    }
+    // No undo event kind exists: the restored values are journaled as an ordinary decision,
+    // so replaying the log arrives at the restored state.
+    QList<FileUrl> urls;
+    std::optional<PhotoDecision> restored;
+    for (const auto& [url, previous] : entry.previous) {
+        urls.append(url);
+        if (!restored)
+            restored = previous;
+    }
+    setCommitting(true);
+    const quint64 generation = runGeneration_;
+    auto rollback = [this, generation, groupIndex, undone](const QString& reason) {
+        if (generation != runGeneration_)
+            return;
+        applyDecisionToGroup(groupIndex, undone);
+        recalculateCounts();
+        setCommitting(false);
+        setAlert(reason);
+    };
+    persistEvent(SessionEventKind::decision, urls, restored, std::nullopt, int(groupIndex))
+        .then(this,
+              [this, generation, groupID = entry.groupID](qint64) {
+                  if (generation != runGeneration_)
+                      return;
+                  setCommitting(false);
+                  emit decisionCommitted(groupID);
+              })
+        .onFailed(this, [rollback](const QException& error) { rollback(failureText(error)); })
+        .onFailed(this, [rollback] { rollback(unknownFailure); });
+}
+
+void KestravaViewModel::previousPhoto()
+{
+    if (currentIndex_ < 1 || isCommittingDecision_)
+        return;
+    setCurrentIndex(currentIndex_ - 1);
+    setPreviewReadyFlag(false);
+    saveSessionSnapshot();
+}
+
+void KestravaViewModel::setPreviewReady(bool ready, const QString& url)
+{
+    if (!ready) {
+        setPreviewReadyFlag(false);
+        return;
+    }
+    // A late callback for a group that is no longer current must not unlock decisions.
+    if (!previewCandidates().contains(url))
+        return;
+    previewReadyURL_ = url;
+    setFlag(isPreviewReady_, true, &KestravaViewModel::isPreviewReadyChanged);
+}
+
+// ---- Feedback ------------------------------------------------------------------------------
+
+void KestravaViewModel::cancelFeedbackTask()
+{
+    feedbackTimer_.stop();
+    feedbackStage_ = 0;
+}
+
+void KestravaViewModel::showFeedback(const ReviewGroup& group, PhotoDecision decision)
+{
+    cancelFeedbackTask();
+    const QString scope = FeedbackText::scopeTitle(group.memberURLs.size());
+    decisionFeedback_ = DecisionFeedback{QUuid::createUuid(), decision, scope, int(group.memberURLs.size())};
+    setFlag(feedbackIsExiting_, false, &KestravaViewModel::feedbackIsExitingChanged);
+    emit decisionFeedbackChanged();
+
+    accessibilityAnnouncement_ =
+        FeedbackText::announcement(decision, scope, group.memberURLs.size(), undecidedGroupCount() == 0);
+    emit accessibilityAnnouncementChanged();
+
+    feedbackTimer_.start(services_.timings.feedbackHold);
+}
+
+void KestravaViewModel::advanceFeedback()
+{
+    // Hold, then two exit steps of equal length (the screen animates each), then removal.
+    switch (feedbackStage_) {
+    case 0:
+    case 1:
+        ++feedbackStage_;
+        feedbackIsExiting_ = true;
+        emit feedbackIsExitingChanged();
+        feedbackTimer_.start(services_.timings.feedbackExitStep);
+        return;
+    default:
+        feedbackStage_ = 0;
+        decisionFeedback_.reset();
+        emit decisionFeedbackChanged();
+        setFlag(feedbackIsExiting_, false, &KestravaViewModel::feedbackIsExitingChanged);
+        return;
+    }
+}
+
+// ---- Completion ------------------------------------------------------------------------------
+
+void KestravaViewModel::scheduleReviewCompletion()
+{
+    reviewCompletionTimer_.start();
+}
+
+void KestravaViewModel::cancelReviewCompletion()
+{
+    reviewCompletionTimer_.stop();
+}
+
+void KestravaViewModel::beginCompletionFlow()
+{
+    if (const int open = undecidedGroupCount(); open > 0) {
+        setAlert(QStringLiteral("Bitte entscheide zuerst alle ") + QString::number(open)
+                 + QStringLiteral(" offenen Motive."));
+        return;
+    }
+    if (!destinationFolder_) {
+        setAlert(QStringLiteral("Der Ergebnisordner ist noch nicht festgelegt."));
+        return;
+    }
+    if (pendingDecisionGroupID_ || isCommittingDecision_)
+        return;
+    setDestructiveConfirmationAccepted(false);
+    setShowReviewCompletion(false);
+    setReviewAuditRequest(std::nullopt);
+    setReviewAuditPresented(false);
+    setTrashCommitConfirmationAccepted(false);
+    setRoute(AppRoute::confirmation);
+    refreshStorageEstimate();
+    saveSessionSnapshot(SortSessionStatus::ready);
+}
+
+void KestravaViewModel::returnToReview()
+{
+    if (route_ != AppRoute::confirmation)
+        return;
+    setPreviewReadyFlag(false);
+    setRoute(AppRoute::reviewing);
+}
+
+void KestravaViewModel::showGroupInMainReview(const QString& groupID)
+{
+    const qsizetype groupIndex = index_.groupIndex(groupID);
+    if (groupIndex < 0 || isCommittingDecision_)
+        return;
+    if (groupIndex != currentIndex_) {
+        setCurrentIndex(int(groupIndex));
+        setPreviewReadyFlag(false);
+    }
+    setRoute(AppRoute::reviewing);
+}
+
+void KestravaViewModel::requestReviewAudit()
+{
+    setReviewAuditRequest(QUuid::createUuid());
+}
+
+} // namespace kestrava

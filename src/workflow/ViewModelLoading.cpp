@@ -1,0 +1,241 @@
+// From a chosen folder to a review that can start: scan, counts, format choice, groups,
+// result folder and capture dates.
+
+#include "FailureText.h"
+#include "KestravaViewModel.h"
+#include "model/DestinationPlanner.h"
+#include "scanning/FormatPreselection.h"
+
+#include <QtConcurrent>
+
+namespace kestrava {
+
+namespace {
+
+bool choiceReviews(FormatReviewChoice choice, PhotoFormatGroup format)
+{
+    switch (choice) {
+    case FormatReviewChoice::jpeg:
+        return format == PhotoFormatGroup::jpeg;
+    case FormatReviewChoice::raw:
+        return format == PhotoFormatGroup::raw;
+    case FormatReviewChoice::both:
+        return format == PhotoFormatGroup::jpeg || format == PhotoFormatGroup::raw;
+    }
+    return false;
+}
+
+} // namespace
+
+void KestravaViewModel::load(const QString& folderPath)
+{
+    if (!folderPath.isEmpty())
+        load(FileUrl::fromLocalPath(folderPath));
+}
+
+void KestravaViewModel::load(const FileUrl& folder)
+{
+    cancelIfRunning(scanTask_);
+    resetTransientState();
+    // A new folder is a new run; its session is created once the scan has found files.
+    session_.reset();
+    setSourceFolder(folder);
+    // Results go beside the photo folder unless the user already chose a base: inside it they
+    // would be scanned again with the next run.
+    if (!destinationBaseFolder_)
+        setDestinationBase(folder.parent());
+    setRunFolderNameValue(DestinationPlanner::suggestedRunName(eventName_, now().toLocalTime()));
+    setRoute(AppRoute::scanning);
+    setFlag(isLoading_, true, &KestravaViewModel::isLoadingChanged);
+
+    const quint64 generation = runGeneration_;
+    scanTask_ = QtConcurrent::run([scan = services_.scanFolder, folder] { return scan(folder); });
+    scanTask_
+        .then(this,
+              [this, generation](const QList<PhotoItem>& items) {
+                  if (generation != runGeneration_)
+                      return;
+                  prepareScannedPhotos(items);
+                  setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
+                  if (items.isEmpty()) {
+                      // Nothing to sort, so no session is opened that would later be offered
+                      // for resuming.
+                      setRoute(AppRoute::welcome);
+                      setAlert(QStringLiteral(
+                          "In diesem Ordner wurden keine unterstützten JPEG- oder RAW-Dateien gefunden."));
+                      return;
+                  }
+                  setRoute(AppRoute::setup);
+                  createSession();
+                  saveSessionSnapshot();
+              })
+        .onFailed(this,
+                  [this, generation](const QException& error) {
+                      if (generation != runGeneration_)
+                          return;
+                      setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
+                      setRoute(AppRoute::welcome);
+                      setAlert(failureText(error));
+                  })
+        .onFailed(this, [this, generation] {
+            if (generation != runGeneration_)
+                return;
+            setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
+            setRoute(AppRoute::welcome);
+            setAlert(QStringLiteral("Der Ordner „%1“ konnte nicht gelesen werden.").arg(sourceFolderPath()));
+        });
+}
+
+void KestravaViewModel::prepareScannedPhotos(const QList<PhotoItem>& items)
+{
+    scannedInventory_ = items;
+    int jpegs = 0;
+    int raws = 0;
+    int others = 0;
+    for (const PhotoItem& item : items) {
+        jpegs += item.formatGroup == PhotoFormatGroup::jpeg ? 1 : 0;
+        raws += item.formatGroup == PhotoFormatGroup::raw ? 1 : 0;
+        others += item.formatGroup == PhotoFormatGroup::other ? 1 : 0;
+    }
+    setCount(jpegAvailableCount_, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
+    setCount(rawAvailableCount_, raws, &KestravaViewModel::rawAvailableCountChanged);
+    // Files of neither format are never reviewed; the choice adds the format it leaves out.
+    setCount(ignoredPhotoCount_, others, &KestravaViewModel::ignoredPhotoCountChanged);
+
+    const auto choice = preselectedReviewChoice(jpegs, raws);
+    setSelectedReviewChoice(choice);
+    setFlag(showFormatChoice_, offersFormatChoice(jpegs, raws), &KestravaViewModel::showFormatChoiceChanged);
+    if (choice)
+        applyReviewChoice(*choice);
+    setRoute(AppRoute::setup);
+}
+
+void KestravaViewModel::chooseFormatReview(const QString& choice)
+{
+    if (const auto value = enumFromRaw<FormatReviewChoice>(choice))
+        chooseFormatReview(*value);
+}
+
+void KestravaViewModel::chooseFormatReview(FormatReviewChoice choice)
+{
+    setSelectedReviewChoice(choice);
+    setFlag(showFormatChoice_, false, &KestravaViewModel::showFormatChoiceChanged);
+    applyReviewChoice(choice);
+    // Other groups, other run: the result folder is resolved anew when review starts.
+    setDestinationFolder(std::nullopt);
+    resolvedRunIdentity_.reset();
+    saveSessionSnapshot();
+}
+
+void KestravaViewModel::applyReviewChoice(FormatReviewChoice choice)
+{
+    QList<PhotoItem> reviewed;
+    QList<PhotoItem> carried;
+    int ignored = 0;
+    for (const PhotoItem& item : scannedInventory_) {
+        if (choiceReviews(choice, item.formatGroup)) {
+            reviewed.append(item);
+        } else {
+            carried.append(item);
+            ++ignored;
+        }
+    }
+    photos_ = std::move(reviewed);
+    passThroughPhotos_ = std::move(carried);
+    setCount(ignoredPhotoCount_, ignored, &KestravaViewModel::ignoredPhotoCountChanged);
+    emit photosChanged();
+    currentIndex_ = 0;
+    emit currentIndexChanged();
+    history_.clear();
+    setPreviewReadyFlag(false);
+    rebuildReviewGroups();
+    recalculateCounts();
+}
+
+void KestravaViewModel::rebuildReviewGroups()
+{
+    reviewGroups_ = ReviewGroup::build(photos_, selectedReviewChoice_);
+    index_.rebuild(photos_, reviewGroups_);
+    emit reviewGroupsChanged();
+    emit reviewStateChanged();
+}
+
+void KestravaViewModel::startReviewing()
+{
+    if (!canStartReview()) {
+        setAlert(QStringLiteral("Bitte wähle Format, Modus, Zielbasis und einen Namen für den Ergebnisordner."));
+        return;
+    }
+    if (const auto failure = resolveRunFolderIfNeeded(*destinationBaseFolder_)) {
+        setAlert(*failure);
+        return;
+    }
+    setRoute(AppRoute::reviewing);
+    setPreviewReadyFlag(false);
+    setDestructiveConfirmationAccepted(false);
+    saveSessionSnapshot(SortSessionStatus::reviewing);
+    startMetadataEnrichment();
+}
+
+std::optional<QString> KestravaViewModel::resolveRunFolderIfNeeded(const FileUrl& base)
+{
+    const QString name = DestinationPlanner::sanitize(runFolderName_);
+    if (name.isEmpty())
+        return QStringLiteral("Bitte wähle Format, Modus, Zielbasis und einen Namen für den Ergebnisordner.");
+    const QString identity = base.path() + QLatin1Char('\n') + name;
+    if (resolvedRunIdentity_ == identity && destinationFolder_)
+        return std::nullopt;
+    const FileUrl folder = DestinationPlanner::uniqueRunFolder(base, name, services_.exists);
+    setDestinationFolder(folder);
+    setRunFolderNameValue(folder.fileName());
+    // The identity keeps the name the user asked for, so re-entering review with the same
+    // base and name finds the folder already resolved even when a counter was appended.
+    resolvedRunIdentity_ = identity;
+    return std::nullopt;
+}
+
+void KestravaViewModel::cancelMetadataTask()
+{
+    cancelIfRunning(metadataTask_);
+    metadataTask_ = {};
+    setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
+}
+
+void KestravaViewModel::startMetadataEnrichment()
+{
+    if (metadataWasEnriched_ || photos_.isEmpty())
+        return;
+    cancelMetadataTask();
+    setFlag(isPreparingMetadata_, true, &KestravaViewModel::isPreparingMetadataChanged);
+    const quint64 generation = runGeneration_;
+    metadataTask_ = services_.metadata->enrich(photos_);
+    metadataTask_
+        .then(this,
+              [this, generation](const QList<PhotoItem>& enriched) {
+                  if (generation != runGeneration_)
+                      return;
+                  // Only the dates are taken: decisions made meanwhile stay as they are.
+                  for (const PhotoItem& item : enriched) {
+                      const qsizetype i = index_.photoIndex(item.sourceURL);
+                      if (i >= 0 && !item.captureDate.isNull())
+                          photos_[i].captureDate = item.captureDate;
+                  }
+                  metadataWasEnriched_ = true;
+                  setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
+                  emit photosChanged();
+                  emit metadataEnriched();
+              })
+        .onFailed(this,
+                  [this, generation] {
+                      // Capture dates are a convenience: without them the files keep their
+                      // file dates and nothing is reported.
+                      if (generation == runGeneration_)
+                          setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
+                  })
+        .onCanceled(this, [this, generation] {
+            if (generation == runGeneration_)
+                setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
+        });
+}
+
+} // namespace kestrava

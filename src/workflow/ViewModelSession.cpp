@@ -1,0 +1,304 @@
+// Keeping the run's one session in step with the session store: snapshots, the decision
+// journal, resuming, and session documents the user saves and opens.
+
+#include "FailureText.h"
+#include "KestravaViewModel.h"
+#include "model/DestinationPlanner.h"
+#include "platform/DurableFile.h"
+#include "scanning/FormatPreselection.h"
+#include "scanning/PhotoInventoryScanner.h"
+#include "session/SessionStore.h"
+#include "session/SessionStoreError.h"
+
+#include <QFileInfo>
+
+namespace kestrava {
+
+namespace {
+
+const QString snapshotFailurePrefix = QStringLiteral("Sitzung konnte nicht gespeichert werden: ");
+const QString ambiguousModeMessage = QStringLiteral(
+    "Diese ältere Sitzung verwendete eine nicht eindeutige Verschieben-/Papierkorb-Kombination. Bitte wähle den Modus "
+    "erneut.");
+
+// The screen that fits a session's state. A session still in setup (no result folder yet)
+// returns to setup; one whose review was finished returns to the confirmation screen as long
+// as every group is still decided.
+AppRoute routeForSession(const SortSession& session, bool everythingDecided)
+{
+    if (session.requiresModeSelection)
+        return AppRoute::setup;
+    switch (session.status) {
+    case SortSessionStatus::reviewing:
+        return session.destinationFolder ? AppRoute::reviewing : AppRoute::setup;
+    case SortSessionStatus::ready:
+        return everythingDecided && session.destinationFolder ? AppRoute::confirmation : AppRoute::reviewing;
+    case SortSessionStatus::running:
+    case SortSessionStatus::paused:
+        // An interrupted execution resumes from the confirmation screen.
+        return AppRoute::confirmation;
+    case SortSessionStatus::completed:
+        return AppRoute::completed;
+    }
+    return AppRoute::setup;
+}
+
+int decidedFiles(const QList<PhotoItem>& photos)
+{
+    int decided = 0;
+    for (const PhotoItem& item : photos)
+        decided += item.decision ? 1 : 0;
+    return decided;
+}
+
+} // namespace
+
+void KestravaViewModel::setLastSavedAt(QDateTime when)
+{
+    lastSavedAt_ = std::move(when);
+    emit lastSavedAtChanged();
+}
+
+void KestravaViewModel::createSession()
+{
+    const QDateTime created = now();
+    SortSession session;
+    session.id = QUuid::createUuid();
+    session.createdAt = created;
+    session.updatedAt = created;
+    session.status = SortSessionStatus::reviewing;
+    session.sourceFolder = sourceFolder_.value_or(FileUrl());
+    session_ = std::move(session);
+}
+
+std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<SortSessionStatus> status) const
+{
+    if (!session_)
+        return std::nullopt;
+    SortSession snapshot = *session_;
+    snapshot.updatedAt = now();
+    snapshot.status = status.value_or(session_->status);
+    snapshot.sourceFolder = sourceFolder_.value_or(session_->sourceFolder);
+    snapshot.destinationBaseFolder = destinationBaseFolder_;
+    snapshot.destinationFolder = destinationFolder_;
+    snapshot.runFolderName = runFolderName_;
+    snapshot.photos = photos_;
+    snapshot.passThroughPhotos = passThroughPhotos_;
+    snapshot.ignoredPhotoCount = ignoredPhotoCount_;
+    snapshot.selectedReviewChoice = selectedReviewChoice_;
+    snapshot.pairingWasTransferred = pairingWasTransferred_;
+    snapshot.pairingChoiceResolved = !showFormatChoice_;
+    snapshot.currentIndex = currentIndex_;
+    snapshot.eventName = eventName_;
+    snapshot.groupByDate = groupByDate_;
+    // Without a chosen mode the document carries the default; a session still in setup is
+    // restored with the mode unset (see apply).
+    snapshot.operationMode = selectedOperationMode_.value_or(session_->operationMode);
+    snapshot.verificationMode = verificationMode_;
+    return snapshot;
+}
+
+QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionStatus> status)
+{
+    if (!services_.sessionStore)
+        return QtFuture::makeReadyFuture();
+    std::optional<SortSession> snapshot = makeSessionSnapshot(status);
+    if (!snapshot)
+        return QtFuture::makeReadyFuture();
+    // Later snapshots build on this status even before the store confirms it; a failed save
+    // is not retried, the next one writes the whole state again.
+    session_->status = snapshot->status;
+    QFuture<void> written = services_.sessionStore->saveSnapshot(*snapshot);
+    // The caller gets the store's own future so it can wait on it from this thread; the
+    // bookkeeping runs in a separate continuation.
+    const QUuid id = snapshot->id;
+    QFuture<void> tracked = written;
+    tracked
+        .then(this,
+              [this, id] {
+                  if (session_ && session_->id == id)
+                      setLastSavedAt(now());
+              })
+        .onFailed(this, [this](const QException& error) { setAlert(snapshotFailurePrefix + failureText(error)); })
+        .onFailed(this, [this] { setAlert(snapshotFailurePrefix + QStringLiteral("Unbekannter Fehler.")); });
+    return written;
+}
+
+QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
+                                                std::optional<PhotoDecision> decision,
+                                                std::optional<QString> category, int nextIndex)
+{
+    QStringList paths;
+    paths.reserve(sourceURLs.size());
+    for (const FileUrl& url : sourceURLs)
+        paths.append(url.path());
+    const QUuid id = session_->id;
+    const quint64 generation = runGeneration_;
+    return services_.sessionStore
+        ->append(kind, paths, decision, std::move(category), nextIndex, session_->lastEventSequence, id)
+        .then(this, [this, id, generation, nextIndex](qint64 sequence) {
+            if (generation != runGeneration_ || !session_ || session_->id != id)
+                return sequence;
+            // The reviewed photos themselves are taken from the live state whenever a
+            // snapshot is made, so nothing large is copied per decision.
+            session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
+            session_->currentIndex = nextIndex;
+            const QDateTime stamp = now();
+            session_->updatedAt = stamp;
+            setLastSavedAt(stamp);
+            if (sequence % 100 == 0) {
+                // The event is durable already; a failed snapshot only costs replay time.
+                const int shownIndex = currentIndex_;
+                currentIndex_ = nextIndex;
+                saveSessionSnapshot();
+                currentIndex_ = shownIndex;
+            }
+            return sequence;
+        });
+}
+
+void KestravaViewModel::discoverResumableSession()
+{
+    // A failure here only means nothing is offered; the user can still start a new sort.
+    services_.sessionStore->loadLatestIncomplete()
+        .then(this,
+              [this](const std::optional<SortSession>& found) {
+                  resumableSession_ = found;
+                  emit resumableSessionChanged();
+              })
+        .onFailed(this, [] {});
+}
+
+void KestravaViewModel::resumeSavedSession()
+{
+    if (!resumableSession_)
+        return;
+    const SortSession session = *resumableSession_;
+    resumableSession_.reset();
+    emit resumableSessionChanged();
+    apply(session);
+}
+
+void KestravaViewModel::ignoreSavedSession()
+{
+    if (!resumableSession_)
+        return;
+    resumableSession_.reset();
+    emit resumableSessionChanged();
+}
+
+void KestravaViewModel::apply(const SortSession& session)
+{
+    cancelIfRunning(scanTask_);
+    setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
+    resetTransientState();
+    session_ = session;
+
+    setSourceFolder(session.sourceFolder);
+    setDestinationBase(session.destinationBaseFolder);
+    setDestinationFolder(session.destinationFolder);
+    setRunFolderNameValue(session.runFolderName);
+    updateEventName(session.eventName);
+    updateGroupByDate(session.groupByDate);
+    updateVerificationMode(rawValue(session.verificationMode));
+    // A session still in setup never had its mode confirmed; an older ambiguous one must be
+    // asked again.
+    const bool modeChosen = !session.requiresModeSelection
+        && (session.destinationFolder || session.status != SortSessionStatus::reviewing);
+    setOperationMode(modeChosen ? std::optional(session.operationMode) : std::nullopt);
+    if (session.destinationFolder && session.destinationBaseFolder)
+        resolvedRunIdentity_ = session.destinationBaseFolder->path() + QLatin1Char('\n')
+            + DestinationPlanner::sanitize(session.runFolderName);
+
+    photos_ = session.photos;
+    passThroughPhotos_ = session.passThroughPhotos;
+    // The full inventory again, in scanner order, so that a new format choice can split it.
+    scannedInventory_ = photos_ + passThroughPhotos_;
+    PhotoInventoryScanner::sortByRelativePath(scannedInventory_);
+    int jpegs = 0;
+    int raws = 0;
+    for (const PhotoItem& item : scannedInventory_) {
+        jpegs += item.formatGroup == PhotoFormatGroup::jpeg ? 1 : 0;
+        raws += item.formatGroup == PhotoFormatGroup::raw ? 1 : 0;
+    }
+    setCount(jpegAvailableCount_, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
+    setCount(rawAvailableCount_, raws, &KestravaViewModel::rawAvailableCountChanged);
+    setCount(ignoredPhotoCount_, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
+    setSelectedReviewChoice(session.selectedReviewChoice);
+    setFlag(showFormatChoice_, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
+            &KestravaViewModel::showFormatChoiceChanged);
+    setFlag(pairingWasTransferred_, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
+    emit photosChanged();
+
+    rebuildReviewGroups();
+    recalculateCounts();
+    const int groups = reviewGroupCount();
+    setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
+    setPreviewReadyFlag(false);
+    // A staged trash transaction is reloaded through the trash coordinator here once trash
+    // handling arrives; until then it is carried through unchanged in the session.
+    emit trashPreparationChanged();
+
+    setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
+    if (session.requiresModeSelection)
+        setAlert(ambiguousModeMessage);
+}
+
+QString KestravaViewModel::suggestedSessionDocumentName() const
+{
+    return DestinationPlanner::sanitize(runFolderName_) + QStringLiteral(".kestrava");
+}
+
+bool KestravaViewModel::saveSessionDocument(const QString& path)
+{
+    const auto snapshot = makeSessionSnapshot();
+    if (!snapshot) {
+        setAlert(QStringLiteral("Es ist noch keine Sitzung vorhanden."));
+        return false;
+    }
+    try {
+        atomicReplace(path, encodeSortSession(*snapshot));
+        return true;
+    } catch (const QException& error) {
+        setAlert(snapshotFailurePrefix + failureText(error));
+        return false;
+    }
+}
+
+bool KestravaViewModel::openSessionDocument(const QString& path)
+{
+    try {
+        const SortSession session = decodeSortSession(readWholeFile(path));
+        if (!QFileInfo(session.sourceFolder.path()).isDir())
+            throw SessionStoreError::sourceFolderMissing(session.sourceFolder.path());
+        apply(session);
+        // The mode question of an older session is the more urgent message.
+        if (!session.requiresModeSelection)
+            setAlert(QString::number(decidedFiles(session.photos))
+                     + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
+        return true;
+    } catch (const QException& error) {
+        setAlert(failureText(error));
+        return false;
+    }
+}
+
+QFuture<void> KestravaViewModel::flushSessionBeforeTermination()
+{
+    // The store runs its operations in order, so this snapshot lands after every journal
+    // write already handed to it.
+    return saveSessionSnapshot();
+}
+
+void KestravaViewModel::flushSessionBeforeTerminationAndWait()
+{
+    QFuture<void> flushed = flushSessionBeforeTermination();
+    try {
+        // Safe on this thread: the store's future does not need this thread's event loop.
+        flushed.waitForFinished();
+    } catch (...) {
+        // Already reported through the alert continuation; the process ends either way.
+    }
+}
+
+} // namespace kestrava
