@@ -3,6 +3,7 @@
 #include "trash/DurableTrashJournal.h"
 #include "trash/TrashTransactionError.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -209,8 +210,14 @@ TEST_F(TrashJournalTest, symbolicLinkInPlaceOfTheJournalIsNeverFollowed)
 
 TEST_F(TrashJournalTest, verifyCommandPrintsLatestStatesAndRefusesADamagedJournal)
 {
+    if (cliPath().isEmpty()) {
+        // Outside ctest: the CLI built beside this test binary.
+        const QString besideTests = QCoreApplication::applicationDirPath() + QLatin1String("/../bin/kestrava-cli");
+        if (QFileInfo(besideTests).isExecutable())
+            qputenv("KESTRAVA_CLI", QFile::encodeName(besideTests));
+    }
     if (cliPath().isEmpty())
-        GTEST_SKIP() << "KESTRAVA_CLI is not set";
+        GTEST_SKIP() << "kestrava-cli not found (KESTRAVA_CLI is not set)";
     writeSample();
     const QString folder = QFileInfo(path()).path();
     const CliResult ok = runCli({QStringLiteral("journal"), QStringLiteral("verify"), folder});
