@@ -3,6 +3,7 @@
 #include "RawSources.h"
 
 #include <QFile>
+#include <QHash>
 #include <exiv2/exiv2.hpp>
 
 namespace kestrava {
@@ -20,26 +21,80 @@ std::optional<QDateTime> parseExifDateTime(const QString& text)
     return parsed;
 }
 
+namespace {
+
+constexpr quint16 dateTimeOriginalTag = 0x9003;
+constexpr quint16 dateTimeDigitizedTag = 0x9004;
+constexpr quint16 dateTimeTag = 0x0132;
+
+std::optional<QDateTime> firstDate(const Exiv2::ExifData& exif)
+{
+    for (const char* key : {"Exif.Photo.DateTimeOriginal", "Exif.Photo.DateTimeDigitized", "Exif.Image.DateTime"}) {
+        const auto it = exif.findKey(Exiv2::ExifKey(key));
+        if (it == exif.end() || it->typeId() != Exiv2::asciiString)
+            continue;
+        if (auto date = parseExifDateTime(QString::fromStdString(it->toString())))
+            return date;
+    }
+    return std::nullopt;
+}
+
+// Canon's CR3 keeps its EXIF directories as separate TIFF blocks in boxes "CMT1" (IFD0) and
+// "CMT2" (the EXIF directory). Exiv2 gives up on the whole file when other boxes are damaged or
+// stripped; the blocks themselves are usually intact, so they are read on their own.
+std::optional<QDateTime> dateFromCanonBoxes(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    if (file.peek(8).mid(4, 4) != "ftyp")
+        return std::nullopt;
+    const QByteArray head = file.read(4 * 1024 * 1024);
+    QHash<quint16, QString> found;
+    for (const char* box : {"CMT1", "CMT2"}) {
+        const qsizetype at = head.indexOf(box);
+        if (at < 4)
+            continue;
+        const quint32 boxSize = (quint32(uchar(head[at - 4])) << 24) | (quint32(uchar(head[at - 3])) << 16)
+                                | (quint32(uchar(head[at - 2])) << 8) | quint32(uchar(head[at - 1]));
+        const qsizetype payload = at + 4;
+        const qsizetype length = std::min<qsizetype>(qsizetype(boxSize) - 8, head.size() - payload);
+        if (length < 8)
+            continue;
+        try {
+            Exiv2::ExifData exif;
+            Exiv2::IptcData iptc;
+            Exiv2::XmpData xmp;
+            Exiv2::TiffParser::decode(exif, iptc, xmp, reinterpret_cast<const Exiv2::byte*>(head.constData() + payload), uint32_t(length));
+            for (const auto& datum : exif)
+                if (datum.typeId() == Exiv2::asciiString && !found.contains(datum.tag()))
+                    found.insert(datum.tag(), QString::fromStdString(datum.toString()));
+        } catch (const std::exception&) {
+            // This block is damaged too; the other may still hold the date.
+        }
+    }
+    for (const quint16 tag : {dateTimeOriginalTag, dateTimeDigitizedTag, dateTimeTag})
+        if (auto date = parseExifDateTime(found.value(tag)))
+            return date;
+    return std::nullopt;
+}
+
+} // namespace
+
 std::optional<QDateTime> readCaptureDate(const QString& path)
 {
     preview::ensureExiv2Initialised();
     try {
         auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
-        if (!image.get())
-            return std::nullopt;
-        image->readMetadata();
-        const Exiv2::ExifData& exif = image->exifData();
-        for (const char* key : {"Exif.Photo.DateTimeOriginal", "Exif.Photo.DateTimeDigitized", "Exif.Image.DateTime"}) {
-            const auto it = exif.findKey(Exiv2::ExifKey(key));
-            if (it == exif.end() || it->typeId() != Exiv2::asciiString)
-                continue;
-            if (auto date = parseExifDateTime(QString::fromStdString(it->toString())))
+        if (image.get()) {
+            image->readMetadata();
+            if (auto date = firstDate(image->exifData()))
                 return date;
         }
     } catch (const std::exception&) {
-        // Damaged or foreign files have no date; the caller keeps the file date.
+        // Damaged or foreign files: one more try below, else no date and the file date stays.
     }
-    return std::nullopt;
+    return dateFromCanonBoxes(path);
 }
 
 } // namespace kestrava

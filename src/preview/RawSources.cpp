@@ -3,6 +3,7 @@
 #include "ScaledDecode.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <exiv2/exiv2.hpp>
 #include <libraw/libraw.h>
 
@@ -198,6 +199,12 @@ QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRende
 {
     auto raw = openWithLibRaw(path);
     if (!raw)
+        return {};
+    // No raw encoding in use stores less than a bit per pixel. A file smaller than that has lost
+    // its sensor data (cut short, or stripped to its header); LibRaw would develop the missing
+    // bytes as a black frame, slowly.
+    const qint64 pixels = qint64(raw->imgdata.sizes.raw_width) * raw->imgdata.sizes.raw_height;
+    if (pixels <= 0 || QFileInfo(path).size() < pixels / 8)
         return {};
     if (isCanceled) {
         raw->set_progress_handler(
