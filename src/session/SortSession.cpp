@@ -176,13 +176,4 @@ SortSession sortSessionFromJson(const QJsonObject& o)
     return s;
 }
 
-SortSession decodeSortSession(const QByteArray& bytes)
-{
-    try {
-        return sortSessionFromJson(json::parseObject(bytes));
-    } catch (const DecodingError& error) {
-        throw SessionStoreError::corruptSession(error.detail());
-    }
-}
-
 } // namespace kestrava
