@@ -12,18 +12,9 @@ namespace {
 
 using namespace kestrava::preview;
 
-// An embedded preview below this share of the asked size is a thumbnail, not a preview:
-// a 160 px thumbnail blown up to a 2048 px screen helps no one when the raw data can be
-// developed instead.
-constexpr double farSmallerRatio = 0.4;
 // Previews smaller than this on their longer side are placeholders (some cameras embed 8×8
 // dummies); even as a last resort they would only hide the other files of a group.
 constexpr int smallestUsefulSide = 100;
-
-bool isFarSmaller(QSize size, int maxPixelSize)
-{
-    return std::max(size.width(), size.height()) < farSmallerRatio * maxPixelSize;
-}
 
 QImage decodeEmbedded(const EmbeddedJpeg& jpeg, int maxPixelSize)
 {
@@ -47,17 +38,7 @@ std::optional<PreviewPayload> renderJpeg(QFile& file, int maxPixelSize)
 std::optional<PreviewPayload> renderRaw(const QString& path, int maxPixelSize, const CancelCheck& isCanceled)
 {
     bool openedByLibRaw = false;
-    std::optional<EmbeddedJpeg> embedded = libRawEmbeddedJpeg(path, &openedByLibRaw);
-    // LibRaw knows only one thumbnail per file; Exiv2 lists them all, so it is asked when
-    // LibRaw refused the file or what it found does not cover the size.
-    if (!embedded || isFarSmaller(embedded->size, maxPixelSize)) {
-        std::optional<EmbeddedJpeg> listed = exiv2EmbeddedJpeg(path, maxPixelSize);
-        if (listed && (!embedded || std::max(listed->size.width(), listed->size.height())
-                                        > std::max(embedded->size.width(), embedded->size.height())))
-            embedded = std::move(listed);
-    }
-    if (!embedded && !openedByLibRaw)
-        embedded = scannedEmbeddedJpeg(path, maxPixelSize);
+    const std::optional<EmbeddedJpeg> embedded = bestEmbeddedJpeg(path, maxPixelSize, &openedByLibRaw);
 
     QImage fallback;
     if (embedded) {

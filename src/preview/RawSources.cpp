@@ -195,6 +195,32 @@ std::optional<EmbeddedJpeg> scannedEmbeddedJpeg(const QString& path, int maxPixe
     return out;
 }
 
+bool isFarSmaller(QSize size, int maxPixelSize)
+{
+    // A 160 px thumbnail blown up to a 2048 px screen helps no one when the raw data can be
+    // developed instead.
+    constexpr double farSmallerRatio = 0.4;
+    return std::max(size.width(), size.height()) < farSmallerRatio * maxPixelSize;
+}
+
+std::optional<EmbeddedJpeg> bestEmbeddedJpeg(const QString& path, int maxPixelSize, bool* openedByLibRaw)
+{
+    bool opened = false;
+    std::optional<EmbeddedJpeg> embedded = libRawEmbeddedJpeg(path, &opened);
+    if (openedByLibRaw)
+        *openedByLibRaw = opened;
+    // LibRaw knows only one thumbnail per file; Exiv2 lists them all.
+    if (!embedded || isFarSmaller(embedded->size, maxPixelSize)) {
+        std::optional<EmbeddedJpeg> listed = exiv2EmbeddedJpeg(path, maxPixelSize);
+        if (listed && (!embedded || std::max(listed->size.width(), listed->size.height())
+                                        > std::max(embedded->size.width(), embedded->size.height())))
+            embedded = std::move(listed);
+    }
+    if (!embedded && !opened)
+        embedded = scannedEmbeddedJpeg(path, maxPixelSize);
+    return embedded;
+}
+
 QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck& isCanceled)
 {
     auto raw = openWithLibRaw(path);

@@ -33,6 +33,15 @@ std::optional<EmbeddedJpeg> exiv2EmbeddedJpeg(const QString& path, int maxPixelS
 // whose headers parse; chosen like exiv2EmbeddedJpeg. Orientation from the file's EXIF.
 std::optional<EmbeddedJpeg> scannedEmbeddedJpeg(const QString& path, int maxPixelSize);
 
+// An embedded preview below this share of the asked size is a thumbnail, not a preview.
+bool isFarSmaller(QSize size, int maxPixelSize);
+
+// The renderer's choice: LibRaw's thumbnail; Exiv2's list when LibRaw refused the file or its
+// thumbnail is far smaller than asked; a byte scan when neither library could read the file.
+// Only the compressed bytes, nothing decoded. `openedByLibRaw` tells whether a development
+// could be tried.
+std::optional<EmbeddedJpeg> bestEmbeddedJpeg(const QString& path, int maxPixelSize, bool* openedByLibRaw = nullptr);
+
 // Half-size development of the raw data with the camera's white balance, oriented and fitted
 // to `maxPixelSize`. Null when the file has no decodable raw data or `isCanceled` said stop.
 QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck& isCanceled);
