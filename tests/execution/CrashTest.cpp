@@ -10,6 +10,8 @@
 #include <QRandomGenerator>
 #include <QThread>
 
+#include <sys/stat.h>
+
 using namespace kestrava;
 using namespace kestrava::test;
 
@@ -137,4 +139,31 @@ TEST(SortExecutorCrash, killedMoveRunsLeaveEveryFileExactlyOnce)
     EXPECT_EQ(everywhere, sources.keys());
     EXPECT_TRUE(filesBelow(tree.path("src")).isEmpty());
     std::printf("move: %d runs, %d kills, %d lock takeovers\n", run.runs, run.kills, run.takeovers);
+}
+
+// Across volumes a move is a verified copy followed by the removal of the original: a kill
+// between the two must neither lose the file nor leave it twice once the run has finished.
+TEST(SortExecutorCrash, killedMovesAcrossVolumesLeaveEveryFileExactlyOnce)
+{
+    TempTree tree;
+    QTemporaryDir otherVolume("/dev/shm/kestrava-crash-XXXXXX");
+    ASSERT_TRUE(otherVolume.isValid());
+    struct stat a {}, b {};
+    ::stat(QFile::encodeName(tree.root()).constData(), &a);
+    ::stat(QFile::encodeName(otherVolume.path()).constData(), &b);
+    if (a.st_dev == b.st_dev)
+        GTEST_SKIP() << "temporary folder and /dev/shm share a volume";
+    const QMap<QByteArray, QString> sources = makeSources(tree);
+    const QString result = otherVolume.path() + "/result";
+    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "moveOriginals", "sha256");
+
+    ASSERT_TRUE(run.finished) << "runs: " << run.runs;
+    EXPECT_GE(run.kills, requiredKills);
+    EXPECT_EQ(run.lockedExits, 0);
+    expectCleanResult(result);
+    QList<QByteArray> everywhere = digestsBelow(result) + digestsBelow(tree.path("src"));
+    std::sort(everywhere.begin(), everywhere.end());
+    EXPECT_EQ(everywhere, sources.keys());
+    EXPECT_TRUE(filesBelow(tree.path("src")).isEmpty());
+    std::printf("cross-volume move: %d runs, %d kills, %d lock takeovers\n", run.runs, run.kills, run.takeovers);
 }

@@ -94,7 +94,8 @@ TEST(SortExecutor, changedSourceFailsOnlyThatFile)
     EXPECT_EQ(result.errors, (QStringList{"Die Quelldatei „grown.jpg“ wurde seit der Bewertung verändert.",
                                           "Die Quelldatei „touched.jpg“ wurde seit der Bewertung verändert."}));
     EXPECT_EQ(filesBelow(f.out), (QStringList{"JPEG/Behalten/fine.jpg", "JPEG/Behalten/tolerated.jpg"}));
-    EXPECT_EQ(result.records[0].status, ExecutionActionStatus::failed);
+    EXPECT_EQ(result.records[1].sourcePath, f.src + "/grown.jpg");
+    EXPECT_EQ(result.records[1].status, ExecutionActionStatus::failed);
 }
 
 // A failed write or flush fails that one file, leaves no temporary behind, and the file is
