@@ -55,13 +55,4 @@ QByteArray encodeEventLine(const SessionEvent& event)
     return json::toCompactJson(toJson(event));
 }
 
-SessionEvent decodeEventLine(QByteArrayView line)
-{
-    try {
-        return sessionEventFromJson(json::parseObject(line.toByteArray()));
-    } catch (const DecodingError& error) {
-        throw SessionStoreError::corruptSession(error.detail());
-    }
-}
-
 } // namespace kestrava

@@ -1,6 +1,8 @@
 #include "SessionTestData.h"
 #include "session/SessionEvent.h"
+#include "session/SessionEventReader.h"
 #include "session/SessionStoreError.h"
+#include "session/SortSessionReader.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -286,4 +288,38 @@ TEST(SessionEventLine, missingOrMalformedRequiredKeysAreRejected)
     };
     for (const char* line : broken)
         EXPECT_THROW(decodeEventLine(QByteArray(line)), SessionStoreError) << line;
+}
+
+TEST(SessionDecodingPaths, fastPathsTakeTheStoresOwnOutputAndAgreeWithTheGeneralPath)
+{
+    const SortSession session = makeFullSession();
+    const QByteArray document = encodeSortSession(session);
+    const auto fast = detail::decodeSortSessionFast(document);
+    ASSERT_TRUE(fast.has_value());
+    EXPECT_EQ(*fast, detail::decodeSortSessionGeneral(document));
+    EXPECT_EQ(*fast, session);
+    // Whitespace, reordered keys and a null photo list are still the general path's shape.
+    QByteArray spaced = document;
+    spaced.replace(",\"", ", \"");
+    EXPECT_EQ(decodeSortSession(spaced), session);
+    QByteArray nullPhotos = document;
+    nullPhotos.replace("\"passThroughPhotos\":[", "\"passThroughPhotos\":null,\"x\":[");
+    EXPECT_TRUE(decodeSortSession(nullPhotos).passThroughPhotos.isEmpty());
+
+    SessionEvent event;
+    event.sequence = 12;
+    event.timestamp = at(9);
+    event.sourcePaths = {u"/Fotos/\"Ä\"\\b.JPG"_s};
+    event.decision = PhotoDecision::maybe;
+    event.currentIndex = -3;
+    const QByteArray line = encodeEventLine(event);
+    ASSERT_TRUE(detail::decodeEventLineFast(line).has_value());
+    EXPECT_EQ(*detail::decodeEventLineFast(line), event);
+    event.kind = SessionEventKind::execution;
+    event.executionRecord = ExecutionRecord{u"/a"_s, std::nullopt, ExecutionActionStatus::completed, 3, std::nullopt};
+    EXPECT_FALSE(detail::decodeEventLineFast(encodeEventLine(event)).has_value());
+    EXPECT_EQ(decodeEventLine(encodeEventLine(event)), event);
+    // A fault the fast path declines is reported by the general one.
+    EXPECT_FALSE(detail::decodeEventLineFast(line + "x").has_value());
+    EXPECT_THROW(decodeEventLine(line + "x"), SessionStoreError);
 }

@@ -1,7 +1,9 @@
-// Event lines decode or are refused, never crash; accepted ones round-trip. The same bytes
-// as a whole log replay into a small session or fail cleanly.
+// Event lines decode or are refused, never crash; accepted ones round-trip, and the fast and
+// the general decoding path agree. The same bytes as a whole log replay into a small session
+// or fail cleanly.
 
 #include "session/SessionEvent.h"
+#include "session/SessionEventReader.h"
 #include "session/SessionReplay.h"
 #include "session/SessionStoreError.h"
 
@@ -25,12 +27,27 @@ kestrava::SortSession smallSession()
     return session;
 }
 
+void compareDecodingPaths(const QByteArray& bytes)
+{
+    using namespace kestrava;
+    const std::optional<SessionEvent> fast = detail::decodeEventLineFast(bytes);
+    if (!fast)
+        return;
+    try {
+        if (!(detail::decodeEventLineGeneral(bytes) == *fast))
+            std::abort();
+    } catch (const SessionStoreError&) {
+        std::abort();
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     using namespace kestrava;
     const QByteArray bytes(reinterpret_cast<const char*>(data), qsizetype(size));
+    compareDecodingPaths(bytes);
     try {
         const SessionEvent event = decodeEventLine(bytes);
         const QByteArray line = encodeEventLine(event);
