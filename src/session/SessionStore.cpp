@@ -114,7 +114,9 @@ SessionStore& SessionStore::live()
 
 QString SessionStore::defaultDirectory()
 {
-    return AppPaths::sessionsFolder();
+    // The same folder as AppPaths::sessionsFolder(), named without creating it: a store
+    // creates its folder on its first operation, not when it is made.
+    return AppPaths::dataHome() + u"/Kestrava/Sessions"_s;
 }
 
 const QString& SessionStore::baseDirectory() const

@@ -45,7 +45,7 @@ public:
 
     // The one store of the application, created on first use in the default directory.
     static SessionStore& live();
-    // $XDG_DATA_HOME/Kestrava/Sessions (see platform/AppPaths.h).
+    // $XDG_DATA_HOME/Kestrava/Sessions (see platform/AppPaths.h), not created here.
     static QString defaultDirectory();
 
     const QString& baseDirectory() const;
