@@ -239,3 +239,27 @@ TEST_F(TrashJournalTest, verifyCommandPrintsLatestStatesAndRefusesADamagedJourna
     EXPECT_EQ(readFile(path()), damaged) << "inspection never changes a journal";
     EXPECT_NE(before, damaged);
 }
+
+TEST_F(TrashJournalTest, appendsReadTheFileAgainOnlyWhenSomeoneElseChangedIt)
+{
+    FaultInjectingFileOps ops;
+    DurableTrashJournal journal(tree.root(), session, ops);
+    first = sampleEntry(QStringLiteral("a.jpg"));
+    const int readsAfterOpen = ops.callCount(FileOps::Op::read);
+    for (int i = 0; i < 50; ++i)
+        journal.append(State::planned, first, session);
+    journal.latestEntries();
+    EXPECT_EQ(ops.callCount(FileOps::Op::read), readsAfterOpen) << "an unchanged journal must not be read again";
+
+    // A valid record appended by another writer still changes size and ctime: everything is verified again.
+    {
+        DurableTrashJournal other(tree.root(), session);
+        other.append(State::stagingIntent, first, session);
+    }
+    journal.append(State::stagedVerified, first, session);
+    EXPECT_GT(ops.callCount(FileOps::Op::read), readsAfterOpen);
+    const auto records = DurableTrashJournal::verifyFile(path());
+    ASSERT_EQ(records.size(), 52);
+    EXPECT_EQ(records[50].payload.state, State::stagingIntent);
+    EXPECT_EQ(records[51].payload.sequence, 52);
+}
