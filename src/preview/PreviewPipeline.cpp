@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QPromise>
+#include <QScopeGuard>
 
 #include <future>
 #include <sys/stat.h>
@@ -218,7 +219,14 @@ void PreviewPipeline::completeRender(const QString& key, const QUuid& id, const 
 
 void PreviewPipeline::scheduleDiskSave(const QString& key, const PreviewPayload& payload)
 {
+    // Each queued save keeps its bitmap alive after the memory cache may have let it go; when
+    // the disk falls behind, skipping a save costs one re-render later, never memory now.
+    constexpr int mostQueuedSaves = 4;
+    if (pendingDiskSaves_ >= mostQueuedSaves)
+        return;
+    ++pendingDiskSaves_;
     diskExecutor_.start([this, key, payload] {
+        const auto done = qScopeGuard([this] { --pendingDiskSaves_; });
         if (!didPruneDiskCache_) {
             diskCacheBytes_ = disk_.prune();
             didPruneDiskCache_ = true;

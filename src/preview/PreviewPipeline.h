@@ -115,6 +115,7 @@ private:
     QThreadPool workers_;
     QThreadPool diskExecutor_;
     std::atomic<bool> closing_{false};
+    std::atomic<int> pendingDiskSaves_{0};
 
     // Actor state.
     MemoryPreviewCache memory_;
