@@ -2,6 +2,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QMutex>
+#include <QWaitCondition>
+#include <QThreadPool>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -137,62 +140,123 @@ QDateTime fileDate(const struct statx& info)
     return distantPast();
 }
 
-// One scan: walks the tree below an open root descriptor, one directory open at a time.
-// Sub-folders are opened by their path relative to the root rather than kept open, so the
-// depth of a tree never costs descriptors.
+// One scan. The chosen folder is read on the calling thread (its failure is the scan's
+// failure); the folders below are shared out between the calling thread and one pool thread,
+// because listing and stat calls of a warm tree are CPU work that a second core halves. Each
+// folder is read once by one of them. Sub-folders are opened by their path relative to the
+// root rather than kept open, so the depth of a tree never costs descriptors.
 class TreeWalk {
 public:
-    TreeWalk(int rootFd, QString rootPrefix, const PhotoInventoryScanner::CancelCheck& isCanceled)
-        : rootFd_(rootFd), rootPrefix_(std::move(rootPrefix)), isCanceled_(isCanceled), buffer_(256 * 1024)
-    {
-    }
+    TreeWalk(int rootFd, QString rootPrefix) : rootFd_(rootFd), rootPrefix_(std::move(rootPrefix)) {}
 
-    // Throws folderUnavailable only for the root; sub-folder failures are counted.
-    bool run(PhotoScanOutcome& outcome, const QString& rootPathForErrors)
+    // Throws folderUnavailable when the chosen folder cannot be listed.
+    void readRoot(const QString& rootPathForErrors)
     {
         const int rootCopy = ::dup(rootFd_);
         if (rootCopy < 0)
             throw PhotoScannerError::folderUnavailable(rootPathForErrors, errno);
-        if (const int error = readDirectory(rootCopy, QByteArray(), outcome))
+        if (const int error = readDirectory(workers_[0], rootCopy, QByteArray()))
             throw PhotoScannerError::folderUnavailable(rootPathForErrors, error);
-        while (!pending_.empty()) {
-            if (canceled())
-                return false;
-            const QByteArray relative = std::move(pending_.back());
-            pending_.pop_back();
-            const int fd = ::openat(rootFd_, relative.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-            if (fd < 0 || readDirectory(fd, relative, outcome) != 0)
-                ++outcome.skippedUnreadableFolders;
+        pending_ = std::move(workers_[0].foundFolders);
+        workers_[0].foundFolders.clear();
+    }
+
+    // False when canceled. `isCanceled` is only ever called on the calling thread.
+    bool readSubfolders(const PhotoInventoryScanner::CancelCheck& isCanceled)
+    {
+        if (pending_.empty())
+            return !(isCanceled && isCanceled());
+        // Only a thread that is free right now helps; a busy pool must not delay the scan.
+        helperRunning_ = true; // before the start: the helper may finish before tryStart returns
+        if (!QThreadPool::globalInstance()->tryStart([this] {
+                work(workers_[1], nullptr);
+                QMutexLocker lock(&mutex_);
+                helperRunning_ = false;
+                wakeUp_.wakeAll();
+            }))
+            helperRunning_ = false;
+        work(workers_[0], &isCanceled);
+        QMutexLocker lock(&mutex_);
+        while (helperRunning_)
+            wakeUp_.wait(&mutex_);
+        // The helper may have read every folder before this thread asked even once.
+        return !stop_ && !(isCanceled && isCanceled());
+    }
+
+    PhotoScanOutcome takeOutcome()
+    {
+        PhotoScanOutcome outcome;
+        outcome.items = std::move(workers_[0].items);
+        outcome.items.append(std::move(workers_[1].items));
+        for (const Worker& worker : workers_) {
+            outcome.skippedUndecodableNames += worker.undecodable;
+            outcome.skippedUnreadableFolders += worker.unreadable;
         }
-        return !canceled();
+        return outcome;
     }
 
 private:
-    bool canceled() const { return isCanceled_ && isCanceled_(); }
+    struct Worker {
+        std::vector<char> buffer = std::vector<char>(128 * 1024);
+        QList<PhotoItem> items;
+        std::vector<QByteArray> foundFolders;
+        int undecodable = 0;
+        int unreadable = 0;
+    };
+
+    void work(Worker& worker, const PhotoInventoryScanner::CancelCheck* isCanceled)
+    {
+        QMutexLocker lock(&mutex_);
+        for (;;) {
+            while (pending_.empty() && busy_ > 0 && !stop_)
+                wakeUp_.wait(&mutex_);
+            if (stop_ || (pending_.empty() && busy_ == 0)) {
+                wakeUp_.wakeAll();
+                return;
+            }
+            const QByteArray relative = std::move(pending_.back());
+            pending_.pop_back();
+            ++busy_;
+            lock.unlock();
+
+            const bool canceled = isCanceled && *isCanceled && (*isCanceled)();
+            if (!canceled) {
+                const int fd = ::openat(rootFd_, relative.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+                if (fd < 0 || readDirectory(worker, fd, relative) != 0)
+                    ++worker.unreadable;
+            }
+
+            lock.relock();
+            --busy_;
+            stop_ = stop_ || canceled;
+            for (QByteArray& folder : worker.foundFolders)
+                pending_.push_back(std::move(folder));
+            worker.foundFolders.clear();
+            wakeUp_.wakeAll();
+        }
+    }
 
     // Takes ownership of `fd`. Returns 0, or the errno of a listing that could not be read.
-    int readDirectory(int fd, const QByteArray& relative, PhotoScanOutcome& outcome)
+    int readDirectory(Worker& worker, int fd, const QByteArray& relative)
     {
         FdGuard guard{fd};
         const QString relativeText = QString::fromUtf8(relative);
         for (;;) {
-            const ssize_t got = ::getdents64(fd, buffer_.data(), buffer_.size());
+            const ssize_t got = ::getdents64(fd, worker.buffer.data(), worker.buffer.size());
             if (got < 0)
                 return errno;
             if (got == 0)
                 return 0;
             for (ssize_t offset = 0; offset < got;) {
-                const auto* entry = reinterpret_cast<const struct dirent64*>(buffer_.data() + offset);
+                const auto* entry = reinterpret_cast<const struct dirent64*>(worker.buffer.data() + offset);
                 offset += entry->d_reclen;
-                visit(fd, entry, relative, relativeText, outcome);
+                visit(worker, fd, entry, relative, relativeText);
             }
-            if (canceled())
-                return 0;
         }
     }
 
-    void visit(int dirFd, const struct dirent64* entry, const QByteArray& relative, const QString& relativeText,
-               PhotoScanOutcome& outcome)
+    void visit(Worker& worker, int dirFd, const struct dirent64* entry, const QByteArray& relative,
+               const QString& relativeText)
     {
         const char* name = entry->d_name;
         if (name[0] == '.')
@@ -212,7 +276,7 @@ private:
             if (std::strncmp(name, resultFolderPrefix, sizeof resultFolderPrefix - 1) == 0)
                 return;
             if (!isValidUtf8(reinterpret_cast<const unsigned char*>(name), std::size_t(length))) {
-                ++outcome.skippedUndecodableNames;
+                ++worker.undecodable;
                 return;
             }
             QByteArray child;
@@ -220,7 +284,7 @@ private:
             if (!relative.isEmpty())
                 child.append(relative).append('/');
             child.append(name, length);
-            pending_.push_back(std::move(child));
+            worker.foundFolders.push_back(std::move(child));
             return;
         }
         if (type != DT_REG)
@@ -229,7 +293,7 @@ private:
         if (group == PhotoFormatGroup::other)
             return;
         if (!isValidUtf8(reinterpret_cast<const unsigned char*>(name), std::size_t(length))) {
-            ++outcome.skippedUndecodableNames;
+            ++worker.undecodable;
             return;
         }
         if (!haveInfo && ::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, statxMask, &info) != 0)
@@ -245,14 +309,19 @@ private:
         item.fileSize = (info.stx_mask & STATX_SIZE) ? qint64(info.stx_size) : 0;
         item.modificationDate = fileDate(info);
         item.captureDate = item.modificationDate;
-        outcome.items.append(std::move(item));
+        worker.items.append(std::move(item));
     }
 
-    int rootFd_;
-    QString rootPrefix_;
-    const PhotoInventoryScanner::CancelCheck& isCanceled_;
-    std::vector<char> buffer_;
-    std::vector<QByteArray> pending_;
+    const int rootFd_;
+    const QString rootPrefix_;
+    Worker workers_[2];
+
+    QMutex mutex_;
+    QWaitCondition wakeUp_;
+    std::vector<QByteArray> pending_; // folders still to read, relative to the root
+    int busy_ = 0;                    // folders being read right now
+    bool stop_ = false;
+    bool helperRunning_ = false;
 };
 
 } // namespace
@@ -270,10 +339,12 @@ PhotoScanOutcome scanDetailed(const FileUrl& folder, const CancelCheck& isCancel
         throw PhotoScannerError::folderUnavailable(root, errno);
     FdGuard guard{rootFd};
 
-    PhotoScanOutcome outcome;
     const QString prefix = root.endsWith(QLatin1Char('/')) ? root : root + QLatin1Char('/');
-    TreeWalk walk(rootFd, prefix, isCanceled);
-    if (!walk.run(outcome, root)) {
+    TreeWalk walk(rootFd, prefix);
+    walk.readRoot(root);
+    const bool completed = walk.readSubfolders(isCanceled);
+    PhotoScanOutcome outcome = walk.takeOutcome();
+    if (!completed) {
         outcome.items.clear();
         outcome.canceled = true;
         return outcome;

@@ -38,7 +38,8 @@ struct PhotoScanOutcome {
 
 namespace PhotoInventoryScanner {
 
-// Called between directories and every few hundred entries; returning true stops the scan.
+// Called on the calling thread before each folder it reads below the chosen one; returning
+// true stops the scan. The walk may use one free pool thread besides the calling thread.
 using CancelCheck = std::function<bool()>;
 
 // Throws PhotoScannerError::folderUnavailable when `folder` cannot be enumerated.
