@@ -1,5 +1,7 @@
 # kestrava_add_gtest(<target> SOURCES <files...> LIBS <libs...> [LABELS <labels...>] [TIMEOUT <s>])
 # One GoogleTest executable; each TEST becomes its own ctest entry so ctest -j spreads them.
+# The test environment (offscreen platform, CLI path, camera samples) is set by the shared
+# test main, not by ctest, so a test binary run by hand behaves the same.
 include(GoogleTest)
 find_package(GTest REQUIRED)
 
@@ -15,7 +17,6 @@ function(kestrava_add_gtest target)
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
     PROPERTIES
-      ENVIRONMENT "QT_QPA_PLATFORM=offscreen;KESTRAVA_CLI=$<TARGET_FILE:kestrava-cli>;KESTRAVA_CAMERA_TESTDATA=${KESTRAVA_CAMERA_TESTDATA};ASAN_OPTIONS=detect_leaks=0"
       TIMEOUT ${ARG_TIMEOUT}
       LABELS "${ARG_LABELS}")
 endfunction()
