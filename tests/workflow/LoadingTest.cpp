@@ -1,0 +1,187 @@
+// From a chosen folder to the start of review: preselection, format choice, result folder,
+// and the reset of a run.
+
+#include "WorkflowRig.h"
+
+#include <QPromise>
+#include <QSignalSpy>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+TEST(Loading, jpegOnlyFolderReviewsSinglesWithoutChoice)
+{
+    WorkflowRig rig;
+    rig.load(photosNamed(rig.photoFolder, {"a.jpg", "b.JPG", "c.jpeg"}));
+    EXPECT_EQ(rig.vm().route(), AppRoute::setup);
+    EXPECT_EQ(rig.vm().selectedReviewChoice(), FormatReviewChoice::jpeg);
+    EXPECT_FALSE(rig.vm().showFormatChoice());
+    EXPECT_EQ(rig.vm().jpegAvailableCount(), 3);
+    EXPECT_EQ(rig.vm().rawAvailableCount(), 0);
+    EXPECT_EQ(rig.vm().reviewGroupCount(), 3);
+    EXPECT_TRUE(rig.vm().passThroughPhotos().isEmpty());
+    // The run's session exists from here on and was written once.
+    ASSERT_TRUE(rig.vm().session());
+    EXPECT_TRUE(QFile::exists(rig.store->snapshotPath(rig.vm().session()->id)));
+}
+
+TEST(Loading, mixedFolderPairsShotsAndJpegChoiceCarriesRawAlong)
+{
+    WorkflowRig rig;
+    rig.load(shoot(rig.photoFolder, 3, 1));
+    EXPECT_EQ(rig.vm().selectedReviewChoice(), FormatReviewChoice::both);
+    EXPECT_TRUE(rig.vm().showFormatChoice());
+    EXPECT_EQ(rig.vm().reviewGroupCount(), 4);
+    EXPECT_EQ(rig.vm().reviewGroups().first().memberURLs.size(), 2);
+
+    rig.startReview();
+    rig.decide(PhotoDecision::keep);
+    ASSERT_EQ(rig.vm().currentIndex(), 1);
+    ASSERT_EQ(rig.vm().history().size(), 1);
+
+    rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
+    EXPECT_FALSE(rig.vm().showFormatChoice());
+    EXPECT_EQ(rig.vm().reviewGroupCount(), 4);
+    for (const ReviewGroup& group : rig.vm().reviewGroups())
+        EXPECT_EQ(group.memberURLs.size(), 1);
+    EXPECT_EQ(rig.vm().passThroughPhotos().size(), 3);
+    EXPECT_EQ(rig.vm().ignoredPhotoCount(), 3);
+    for (const PhotoItem& item : rig.vm().passThroughPhotos())
+        EXPECT_EQ(item.formatGroup, PhotoFormatGroup::raw);
+    EXPECT_EQ(rig.vm().currentIndex(), 0);
+    EXPECT_TRUE(rig.vm().history().isEmpty());
+    EXPECT_FALSE(rig.vm().destinationFolder());
+}
+
+TEST(Loading, emptyFolderAndScanFailureReturnToWelcome)
+{
+    WorkflowRig rig;
+    rig.load({});
+    EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
+    EXPECT_EQ(rig.vm().alertText(),
+              QStringLiteral("In diesem Ordner wurden keine unterstützten JPEG- oder RAW-Dateien gefunden."));
+    EXPECT_FALSE(rig.vm().session());
+
+    rig.vm().dismissAlert();
+    rig.scanFailureFolder = rig.photoFolder;
+    rig.vm().load(rig.photoFolder);
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().isLoading(); }));
+    EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
+    EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Der ausgewählte Ordner konnte nicht gelesen werden."));
+    EXPECT_EQ(rig.vm().photoCount(), 0);
+}
+
+TEST(Loading, reviewStartsOnlyWithAllFiveChoices)
+{
+    WorkflowRig rig;
+    rig.load(shoot(rig.photoFolder, 2));
+    QSignalSpy changed(&rig.vm(), &KestravaViewModel::canStartReviewChanged);
+    EXPECT_FALSE(rig.vm().canStartReview());  // no mode yet
+    rig.vm().selectOperationMode(SortOperationMode::moveOriginals);
+    rig.vm().setDestinationBaseFolder(rig.destinationBase);
+    EXPECT_TRUE(rig.vm().canStartReview());
+    EXPECT_GT(changed.count(), 0);
+
+    // A name of nothing but characters the sanitiser removes is no name.
+    rig.vm().updateRunFolderName(QStringLiteral("   "));
+    EXPECT_FALSE(rig.vm().canStartReview());
+    rig.vm().startReviewing();
+    EXPECT_EQ(rig.vm().route(), AppRoute::setup);
+    EXPECT_EQ(rig.vm().alertText(),
+              QStringLiteral("Bitte wähle Format, Modus, Zielbasis und einen Namen für den Ergebnisordner."));
+
+    rig.vm().updateRunFolderName(QStringLiteral("Hochzeit"));
+    rig.vm().setDestinationBaseFolder(QString());
+    EXPECT_FALSE(rig.vm().canStartReview());
+}
+
+TEST(Loading, resultFolderStaysFixedForTheRun)
+{
+    WorkflowRig rig;
+    rig.tree.mkdir(QStringLiteral("Ziel/Ergebnis"));
+    rig.load(shoot(rig.photoFolder, 2));
+    rig.startReview();
+    // An existing folder of that name is never reused.
+    const QString resolved = rig.vm().destinationFolderPath();
+    EXPECT_EQ(resolved, rig.destinationBase + QStringLiteral("/Ergebnis 2"));
+    EXPECT_EQ(rig.vm().runFolderName(), QStringLiteral("Ergebnis 2"));
+
+    // Someone creates the folder meanwhile; re-entering review keeps it anyway.
+    rig.tree.mkdir(QStringLiteral("Ziel/Ergebnis 2"));
+    rig.vm().updateRunFolderName(QStringLiteral("Ergebnis"));
+    rig.vm().startReviewing();
+    EXPECT_EQ(rig.vm().destinationFolderPath(), resolved);
+
+    // Another name is another run folder.
+    rig.vm().updateRunFolderName(QStringLiteral("Anders"));
+    rig.vm().startReviewing();
+    EXPECT_EQ(rig.vm().destinationFolderPath(), rig.destinationBase + QStringLiteral("/Anders"));
+}
+
+TEST(Loading, newSortClearsTheRunButKeepsSettings)
+{
+    WorkflowRig rig;
+    rig.vm().updateEventName(QStringLiteral("Hochzeit"));
+    rig.vm().updateGroupByDate(false);
+    rig.vm().updateVerificationMode(QStringLiteral("sha256"));
+    rig.load(shoot(rig.photoFolder, 3));
+    rig.startReview();
+    rig.decide(PhotoDecision::keep);
+    rig.vm().requestReviewAudit();
+    rig.vm().setApplyingForTesting(true);
+
+    rig.vm().newSort();
+    EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
+    EXPECT_EQ(rig.vm().photoCount(), 0);
+    EXPECT_EQ(rig.vm().reviewGroupCount(), 0);
+    EXPECT_TRUE(rig.vm().history().isEmpty());
+    EXPECT_FALSE(rig.vm().destinationFolder());
+    EXPECT_FALSE(rig.vm().sourceFolder());
+    EXPECT_FALSE(rig.vm().decisionFeedback());
+    EXPECT_FALSE(rig.vm().reviewAuditRequestID());
+    EXPECT_FALSE(rig.vm().showReviewCompletion());
+    EXPECT_FALSE(rig.vm().isApplying());
+    EXPECT_EQ(rig.vm().classifiedCount(), 0);
+    EXPECT_EQ(rig.vm().eventName(), QStringLiteral("Hochzeit"));
+    EXPECT_FALSE(rig.vm().groupByDate());
+    EXPECT_EQ(rig.vm().verificationMode(), VerificationMode::sha256);
+}
+
+TEST(Loading, metadataDatesMergeWithoutTouchingDecisions)
+{
+    struct SlowDates : MetadataEnriching {
+        QPromise<QList<PhotoItem>> promise;
+        QFuture<QList<PhotoItem>> enrich(QList<PhotoItem>) override
+        {
+            promise.start();
+            return promise.future();
+        }
+    };
+    auto dates = std::make_shared<SlowDates>();
+    TempTree tree;
+    WorkflowServices services;
+    services.metadata = dates;
+    services.scanFolder = [&](const FileUrl&) { return photosNamed(tree.root(), {"a.jpg", "b.jpg"}); };
+    services.timings = WorkflowRig::shortTimings();
+    KestravaViewModel vm(services);
+    vm.load(tree.root());
+    ASSERT_TRUE(waitFor([&] { return !vm.isLoading(); }));
+    vm.selectOperationMode(SortOperationMode::safeCopy);
+    vm.startReviewing();
+    EXPECT_TRUE(vm.isPreparingMetadata());
+    vm.setPreviewReady(true, vm.previewCandidates().first());
+    vm.classify(PhotoDecision::del);
+
+    QList<PhotoItem> enriched = photosNamed(tree.root(), {"a.jpg", "b.jpg"});
+    const QDateTime shot(QDate(2025, 7, 1), QTime(12, 0), Qt::UTC);
+    enriched[0].captureDate = shot;
+    QSignalSpy done(&vm, &KestravaViewModel::metadataEnriched);
+    dates->promise.addResult(enriched);
+    dates->promise.finish();
+    ASSERT_TRUE(waitFor([&] { return done.count() == 1; }));
+    EXPECT_FALSE(vm.isPreparingMetadata());
+    EXPECT_TRUE(vm.metadataWasEnriched());
+    EXPECT_EQ(vm.photos()[0].captureDate, shot);
+    EXPECT_EQ(vm.photos()[0].decision, PhotoDecision::del);
+}
