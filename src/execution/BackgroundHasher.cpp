@@ -4,13 +4,18 @@
 
 namespace kestrava {
 
-BackgroundHasher::BackgroundHasher()
-    : worker_([this] { run(); })
+BackgroundHasher::BackgroundHasher(bool threaded)
 {
+    if (threaded)
+        worker_ = std::thread([this] { run(); });
+    else
+        inlineHasher_.emplace();
 }
 
 BackgroundHasher::~BackgroundHasher()
 {
+    if (inlineHasher_)
+        return;
     {
         std::lock_guard lock(mutex_);
         stopping_ = true;
@@ -21,6 +26,10 @@ BackgroundHasher::~BackgroundHasher()
 
 qint64 BackgroundHasher::submit(const char* data, size_t size)
 {
+    if (inlineHasher_) {
+        inlineHasher_->update(data, size);
+        return submitted_++;
+    }
     qint64 sequence = 0;
     {
         std::lock_guard lock(mutex_);
@@ -33,12 +42,16 @@ qint64 BackgroundHasher::submit(const char* data, size_t size)
 
 void BackgroundHasher::waitUntilHashed(qint64 sequence)
 {
+    if (inlineHasher_)
+        return;
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return hashed_ > sequence; });
 }
 
 QByteArray BackgroundHasher::finalize()
 {
+    if (inlineHasher_)
+        return inlineHasher_->finalize();
     std::unique_lock lock(mutex_);
     finalizeRequested_ = true;
     changed_.notify_all();

@@ -4,19 +4,24 @@
 // writing. The caller keeps ownership of the chunk memory and must not change a chunk until
 // waitUntilHashed says the hasher is done with it.
 
+#include "platform/Sha256.h"
+
 #include <QByteArray>
 
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace kestrava {
 
 class BackgroundHasher {
 public:
-    BackgroundHasher();
+    // Without `threaded`, chunks are hashed at once on the caller's thread: for short files the
+    // hand-offs between threads cost more than the overlap gains.
+    explicit BackgroundHasher(bool threaded = true);
     ~BackgroundHasher();
     BackgroundHasher(const BackgroundHasher&) = delete;
     BackgroundHasher& operator=(const BackgroundHasher&) = delete;
@@ -45,6 +50,7 @@ private:
     bool finalizeRequested_ = false;
     bool finalized_ = false;
     std::thread worker_;
+    std::optional<Sha256> inlineHasher_;
 };
 
 } // namespace kestrava

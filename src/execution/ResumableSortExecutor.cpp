@@ -25,8 +25,8 @@ bool exists(const FileUrl& url, FileOps& ops)
     return ops.lstat(QFile::encodeName(url.path()), &info) == 0;
 }
 
-// Removing the original is the one irreversible step of a move; it happens only after the
-// copy's folder entry is durable, and its own folder is flushed so the removal is final too.
+// Removing the original is the one irreversible step of a move; callers make the copy's folder
+// entry durable first, and the original's folder is flushed so the removal is final too.
 void removeMovedSource(const PlannedAction& action, FileOps& ops)
 {
     const QString source = action.item.sourceURL.path();
@@ -90,8 +90,10 @@ struct Runner {
         const bool sourceLeft = action.kind == PlannedActionKind::move && exists(action.item.sourceURL, ops);
         const qint64 size = validateExistingDestination(action.item, action.destinationURL,
                                                         plan.options.verificationMode, sourceLeft, ops);
-        if (sourceLeft)
+        if (sourceLeft) {
+            flushDirectory(action.destinationURL.parent().path(), ops);
             removeMovedSource(action, ops);
+        }
         return size;
     }
 
@@ -128,6 +130,15 @@ struct Runner {
     {
         const qint64 size = copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
                                                 chunkProgress());
+        try {
+            flushDirectory(action.destinationURL.parent().path(), ops);
+        } catch (const FileSystemError&) {
+            // The copy's name may not survive a power cut, so the original stays, and so that
+            // a failed file leaves no result a later run would have to tell apart from its own,
+            // the copy goes again.
+            ops.unlink(QFile::encodeName(action.destinationURL.path()));
+            throw;
+        }
         removeMovedSource(action, ops);
         return size;
     }

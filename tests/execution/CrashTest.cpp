@@ -6,6 +6,7 @@
 
 #include "platform/Sha256.h"
 
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QThread>
@@ -40,6 +41,12 @@ QMap<QByteArray, QString> makeSources(TempTree& tree)
     return digests;
 }
 
+QByteArray lockOwner(const QString& lock)
+{
+    QFile file(lock);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 struct CrashRun {
     int kills = 0;
     int runs = 0;
@@ -64,7 +71,14 @@ CrashRun killRepeatedly(const QString& source, const QString& result, const QStr
         ++run.runs;
         // Until enough kills happened, stop the child at a random moment of its work.
         if (run.kills < requiredKills) {
-            QThread::usleep(random.bounded(2000, 60000));
+            // Wait until the child holds the lock, i.e. is at work, then let it work a random while.
+            const QString lock = result + "/.kestrava.lock";
+            QElapsedTimer waited;
+            waited.start();
+            while (child.state() == QProcess::Running && waited.elapsed() < 10000
+                   && lockOwner(lock) != QByteArray::number(child.processId()))
+                QThread::usleep(200);
+            QThread::usleep(random.bounded(0, 20000));
             if (child.state() == QProcess::Running) {
                 child.kill();
                 child.waitForFinished(-1); // reaped: a zombie would still answer kill(pid, 0)
