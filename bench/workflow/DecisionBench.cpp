@@ -154,6 +154,16 @@ int main(int argc, char** argv)
             plain.push_back(double(clock.nsecsElapsed()) / 1e6);
         }
         print("baseline: durable append of one line", summarize(plain), plain.size());
+
+        std::vector<double> storeOnly;
+        const QUuid other = QUuid::createUuid();
+        const QStringList paths{shoot.first().sourceURL.path(), shoot[1].sourceURL.path()};
+        for (int i = 0; i < std::min(commits, groups); ++i) {
+            clock.start();
+            store.append(SessionEventKind::decision, paths, PhotoDecision::keep, std::nullopt, i, 0, other).waitForFinished();
+            storeOnly.push_back(double(clock.nsecsElapsed()) / 1e6);
+        }
+        print("baseline: session store append, waited", summarize(storeOnly), storeOnly.size());
     }
     return 0;
 }
