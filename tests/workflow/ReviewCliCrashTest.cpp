@@ -28,10 +28,15 @@ QString writeShoot(TempTree& tree, int pairs, int singles)
     return tree.path(QStringLiteral("Fotos"));
 }
 
+// What `kestrava-cli session latest` finds in the store afterwards, as a user would ask.
 std::optional<SortSession> latestSession(const QString& storeFolder)
 {
-    SessionStore store(storeFolder);
-    return store.loadLatestIncomplete().result();
+    const CliResult result = runCli({QStringLiteral("session"), QStringLiteral("latest"), QStringLiteral("--store"), storeFolder});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QByteArray document = result.out.trimmed();
+    if (result.exitCode != 0 || document == "null")
+        return std::nullopt;
+    return decodeSortSession(document);
 }
 
 } // namespace
