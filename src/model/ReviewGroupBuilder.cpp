@@ -7,21 +7,63 @@ namespace kestrava {
 
 namespace {
 
-// Folder part in lower case, "|", base name (last extension removed) in lower case:
-// Day1/IMG_0042.JPG and day1/img_0042.cr3 share a key; equal names in other folders never do.
-QString pairingKey(const PhotoItem& item)
+// Pairing key: the folder part in lower case, "|", the base name (last extension removed) in
+// lower case. Day1/IMG_0042.JPG and day1/img_0042.cr3 share a key; equal names in other
+// folders never do. The key is never materialised: at 100,000 photos one allocated string per
+// photo dominated the build, so photos are bucketed by a hash of the folded characters and
+// compared character by character inside a bucket.
+struct KeyView {
+    QStringView folder;
+    QStringView baseName;
+};
+
+KeyView keyView(const PhotoItem& item)
 {
-    const QString& path = item.relativePath;
-    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
-    const QStringView folder = slash < 0 ? QStringView() : QStringView(path).left(slash);
-    QStringView name = slash < 0 ? QStringView(path) : QStringView(path).mid(slash + 1);
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    const QStringView path(item.relativePath);
+    const qsizetype slash = path.lastIndexOf(u'/');
+    KeyView key{slash < 0 ? QStringView() : path.left(slash), slash < 0 ? path : path.mid(slash + 1)};
+    const qsizetype dot = key.baseName.lastIndexOf(u'.');
     if (dot > 0)
-        name = name.left(dot);
-    QString key;
-    key.reserve(folder.size() + 1 + name.size());
-    key.append(folder).append(QLatin1Char('|')).append(name);
-    return key.toLower();
+        key.baseName = key.baseName.left(dot);
+    return key;
+}
+
+inline char16_t fold(QChar c)
+{
+    const char16_t u = c.unicode();
+    if (u < 0x80)
+        return (u >= u'A' && u <= u'Z') ? char16_t(u + 32) : u;
+    return c.toLower().unicode();
+}
+
+quint64 keyHash(const KeyView& key)
+{
+    quint64 hash = 1469598103934665603ULL; // FNV-1a
+    const auto mix = [&hash](char16_t c) {
+        hash ^= c;
+        hash *= 1099511628211ULL;
+    };
+    for (QChar c : key.folder)
+        mix(fold(c));
+    mix(u'|');
+    for (QChar c : key.baseName)
+        mix(fold(c));
+    return hash;
+}
+
+bool sameFolded(QStringView a, QStringView b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (qsizetype i = 0; i < a.size(); ++i)
+        if (fold(a[i]) != fold(b[i]))
+            return false;
+    return true;
+}
+
+bool sameKey(const KeyView& a, const KeyView& b)
+{
+    return sameFolded(a.folder, b.folder) && sameFolded(a.baseName, b.baseName);
 }
 
 ReviewGroup single(const PhotoItem& item)
@@ -41,20 +83,47 @@ QList<ReviewGroup> ReviewGroup::build(const QList<PhotoItem>& photos, std::optio
         return groups;
     }
 
-    // Per key: the only JPEG and the only RAW index, or -2 once a second one of that format shows up.
+    // Per key: the only JPEG and the only RAW index, or `ambiguous` once a second one of that
+    // format shows up. Keys whose hashes collide live in a chain of slots.
+    constexpr qsizetype ambiguous = -2;
     struct Slot {
+        qsizetype representative = -1; // a photo carrying this key, for collision checks
         qsizetype jpeg = -1;
         qsizetype raw = -1;
+        qsizetype nextInBucket = -1;
     };
-    constexpr qsizetype ambiguous = -2;
-    QHash<QString, Slot> byKey;
-    byKey.reserve(photos.size());
-    std::vector<QString> keys(std::size_t(photos.size()));
+    std::vector<Slot> keySlots;
+    keySlots.reserve(std::size_t(photos.size()));
+    std::vector<qsizetype> slotOfPhoto(std::size_t(photos.size()));
+    std::vector<KeyView> views(std::size_t(photos.size()));
+    QHash<quint64, qsizetype> firstSlotByHash;
+    firstSlotByHash.reserve(photos.size());
+
     for (qsizetype i = 0; i < photos.size(); ++i) {
-        keys[std::size_t(i)] = pairingKey(photos[i]);
-        Slot& slot = byKey[keys[std::size_t(i)]];
-        qsizetype* target = photos[i].formatGroup == PhotoFormatGroup::jpeg ? &slot.jpeg
-            : photos[i].formatGroup == PhotoFormatGroup::raw                ? &slot.raw
+        views[std::size_t(i)] = keyView(photos[i]);
+        const KeyView& view = views[std::size_t(i)];
+        const quint64 hash = keyHash(view);
+        auto it = firstSlotByHash.find(hash);
+        if (it == firstSlotByHash.end())
+            it = firstSlotByHash.insert(hash, -1);
+        qsizetype slot = *it;
+        qsizetype last = -1;
+        while (slot >= 0 && !sameKey(views[std::size_t(keySlots[std::size_t(slot)].representative)], view)) {
+            last = slot;
+            slot = keySlots[std::size_t(slot)].nextInBucket;
+        }
+        if (slot < 0) {
+            slot = qsizetype(keySlots.size());
+            keySlots.push_back(Slot{i});
+            if (last >= 0)
+                keySlots[std::size_t(last)].nextInBucket = slot;
+            else
+                *it = slot;
+        }
+        slotOfPhoto[std::size_t(i)] = slot;
+        Slot& s = keySlots[std::size_t(slot)];
+        qsizetype* target = photos[i].formatGroup == PhotoFormatGroup::jpeg ? &s.jpeg
+            : photos[i].formatGroup == PhotoFormatGroup::raw                ? &s.raw
                                                                             : nullptr;
         if (target)
             *target = *target == -1 ? i : ambiguous;
@@ -64,13 +133,13 @@ QList<ReviewGroup> ReviewGroup::build(const QList<PhotoItem>& photos, std::optio
     for (qsizetype i = 0; i < photos.size(); ++i) {
         if (consumed[std::size_t(i)])
             continue;
-        const Slot slot = byKey.value(keys[std::size_t(i)]);
+        const Slot& slot = keySlots[std::size_t(slotOfPhoto[std::size_t(i)])];
         if (slot.jpeg >= 0 && slot.raw >= 0 && (slot.jpeg == i || slot.raw == i)) {
             const PhotoItem& jpeg = photos[slot.jpeg];
             const PhotoItem& raw = photos[slot.raw];
             const QString& a = jpeg.sourceURL.path();
             const QString& b = raw.sourceURL.path();
-            const QString id = a < b ? a + QLatin1Char('|') + b : b + QLatin1Char('|') + a;
+            const QString id = a < b ? a + u'|' + b : b + u'|' + a;
             groups.append(ReviewGroup{id, {jpeg.sourceURL, raw.sourceURL}, jpeg.sourceURL});
             consumed[std::size_t(slot.jpeg)] = true;
             consumed[std::size_t(slot.raw)] = true;
