@@ -105,10 +105,10 @@ public:
             ++p_;
         const char* digits = p_;
         qint64 value = 0;
-        while (p_ < end_ && *p_ >= '0' && *p_ <= '9')
+        while (p_ < end_ && *p_ >= '0' && *p_ <= '9' && p_ - digits < 16)
             value = value * 10 + (*p_++ - '0');
         const qsizetype count = p_ - digits;
-        if (count == 0 || count > 15 || (count > 1 && *digits == '0') || (negative && value == 0))
+        if (count == 0 || count > 15 || (p_ < end_ && *p_ >= '0' && *p_ <= '9') || (count > 1 && *digits == '0') || (negative && value == 0))
             return false;
         if (p_ < end_ && (*p_ == '.' || *p_ == 'e' || *p_ == 'E'))
             return false;

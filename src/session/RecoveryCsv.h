@@ -6,9 +6,9 @@
 // Format: UTF-8 (a leading byte-order mark is ignored). Fields separated by commas, records by
 // LF, CR or CR LF. A double quote toggles quoted mode, in which commas and line breaks belong
 // to the field and two double quotes stand for one. Empty lines are skipped. The first record
-// is the header; names compare case-insensitively, the first column of a name wins, extra
-// columns are ignored. Required columns: "Datei", "Format", "Entscheidung", "Kopierstatus",
-// "Nachweis"; optional: "Relativer Pfad".
+// is the header; names compare case-insensitively (surrounding blanks ignored), the first
+// column of a name wins, extra columns are ignored. Required columns: "Datei", "Format",
+// "Entscheidung", "Kopierstatus", "Nachweis"; optional: "Relativer Pfad".
 
 #include "SortSession.h"
 
