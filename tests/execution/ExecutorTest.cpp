@@ -171,7 +171,6 @@ TEST(SortExecutor, resumeKeepsNamesSkipsFinishedWorkAndRejectsWrongResults)
     const auto first = f.plan();
     log.addPending(first);
     auto cancelAfterFirst = log.handlers();
-    const auto record = cancelAfterFirst.record;
     cancelAfterFirst.isCanceled = [&] { return !log.inOrder.isEmpty(); };
     const SortResult stopped = Executor::executeSynchronously(first, true, cancelAfterFirst);
     EXPECT_TRUE(stopped.cancelled);
@@ -200,7 +199,6 @@ TEST(SortExecutor, resumeKeepsNamesSkipsFinishedWorkAndRejectsWrongResults)
     const SortResult sized = Executor::executeSynchronously(
         f.plan(SortOperationMode::safeCopy, VerificationMode::fileSize, log.bySource), true, log.handlers());
     EXPECT_TRUE(sized.errors.isEmpty());
-    (void)record;
 }
 
 TEST(SortExecutor, moveWithinVolumeIsARenameAndMoveIsFinishedOnResume)

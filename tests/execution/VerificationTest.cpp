@@ -31,8 +31,9 @@ public:
 TEST(Verification, damagedCopyPassesFileSizeButFailsSha256AndLeavesNothing)
 {
     TempTree tree;
-    // Larger than one chunk, so the source hash runs in the background over several chunks.
-    QByteArray content(Executor::chunkSize * 2 + 12345, '\0');
+    // Three chunks and a bit: large enough that source and read-back are hashed on a second
+    // thread, with every buffer of the ring reused.
+    QByteArray content(Executor::chunkSize * 3 + 12345, '\0');
     for (qsizetype i = 0; i < content.size(); ++i)
         content[i] = char(i * 7 + i / 4096);
     tree.write("src/big.cr2", content);
