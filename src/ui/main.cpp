@@ -1,10 +1,31 @@
+// kestrava [--demo | FOLDER]: the desktop application.
+
+#include "AppShell.h"
+#include "DemoShoot.h"
+#include "UiEngine.h"
+#include "model/KestravaError.h"
+#include "session/SessionStore.h"
+#include "workflow/KestravaViewModel.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
+#include <QQmlExtensionPlugin>
 #include <QQuickStyle>
+#include <QQuickWindow>
+#include <QtConcurrent>
 #include <cstdio>
+
+Q_IMPORT_QML_PLUGIN(KestravaPlugin)
+
+using namespace kestrava;
 
 int main(int argc, char** argv)
 {
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     // Without any display Qt would abort with a technical message; say what is needed instead.
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
@@ -15,11 +36,62 @@ int main(int argc, char** argv)
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Kestrava"));
     QGuiApplication::setOrganizationName(QStringLiteral("Kestrava"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("de.kestrava.Kestrava"));
     QQuickStyle::setStyle(QStringLiteral("Basic"));
 
+    const QStringList arguments = app.arguments().mid(1);
+    const bool demo = arguments.contains(QStringLiteral("--demo"));
+    const bool reportStartup = arguments.contains(QStringLiteral("--report-startup"));
+    QString folder;
+    for (const QString& argument : arguments)
+        if (!argument.startsWith(QStringLiteral("--")))
+            folder = QFileInfo(argument).absoluteFilePath();
+
+    WorkflowServices services;
+    services.sessionStore = &SessionStore::live();
+    KestravaViewModel viewModel(services);
+    AppShell shell(&viewModel);
+
     QQmlApplicationEngine engine;
+    configureEngine(engine, &viewModel, &shell);
     QObject::connect(&engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
                      Qt::QueuedConnection);
-    engine.load(QUrl(QStringLiteral("qrc:/Kestrava/qml/Main.qml")));
+    engine.load(mainWindowUrl());
+    if (engine.rootObjects().isEmpty())
+        return 1;
+
+    if (reportStartup) {
+        // Start to the first frame on screen, for the startup benchmark.
+        if (auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first())) {
+            QObject::connect(window, &QQuickWindow::frameSwapped, &app, [&sinceStart] {
+                static bool reported = false;
+                if (!reported) {
+                    reported = true;
+                    std::printf("first-frame-ms %lld\n", static_cast<long long>(sinceStart.elapsed()));
+                    std::fflush(stdout);
+                    if (qEnvironmentVariableIsSet("KESTRAVA_EXIT_AFTER_FIRST_FRAME"))
+                        QCoreApplication::quit();
+                }
+            });
+        }
+    }
+
+    if (demo) {
+        // Generating takes a few seconds; the welcome screen stays responsive meanwhile.
+        QtConcurrent::run([]() -> std::pair<QString, QString> {
+            try {
+                return {DemoShoot::create(), QString()};
+            } catch (const KestravaError& error) {
+                return {QString(), error.description()};
+            }
+        }).then(&viewModel, [&viewModel, &shell](const std::pair<QString, QString>& outcome) {
+            if (outcome.first.isEmpty())
+                shell.showAlert(outcome.second);
+            else
+                viewModel.load(outcome.first);
+        });
+    } else if (!folder.isEmpty()) {
+        viewModel.load(folder);
+    }
     return app.exec();
 }

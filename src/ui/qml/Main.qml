@@ -1,16 +1,101 @@
 import QtQuick
 import QtQuick.Controls
+import Kestrava
 
+// The main window: one screen per route, cross-faded; the menu; the alert; the dialogs; the
+// one "Auswahl prüfen" window.
 ApplicationWindow {
     id: window
     width: 1240
     height: 820
+    minimumWidth: 960
+    minimumHeight: 640
     visible: true
     title: "Kestrava"
+    color: DesignSystem.background
 
-    Label {
-        anchors.centerIn: parent
-        text: "Kestrava"
-        font.pixelSize: 32
+    menuBar: AppMenuBar {
+        onSaveSession: Shell.requestSaveSession()
+        onLoadSession: Shell.requestLoadSession()
+        onExportCsv: Shell.requestCsvExport()
+        onQuit: window.close()
+    }
+    header: TopBar {}
+
+    Item {
+        id: screens
+        anchors.fill: parent
+        RouteLayer { routes: ["welcome"]; screen: Component { WelcomeScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: ["scanning"]; screen: Component { ScanningScreen {} } }
+        RouteLayer { routes: ["setup"]; screen: Component { SetupScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: ["reviewing"]; screen: Component { ReviewScreen {} } }
+        RouteLayer { routes: ["confirmation"]; screen: Component { ConfirmationScreen {} } }
+        RouteLayer { routes: ["trashStaging", "trashConfirmation"]; screen: Component { TrashConfirmationScreen {} } }
+        RouteLayer { routes: ["executing"]; screen: Component { ExecutionScreen {} } }
+        RouteLayer { routes: ["completed"]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
+    }
+
+    AlertDialog {
+        message: ViewModel.alertMessage.length > 0 ? ViewModel.alertMessage : Shell.alertText
+        onDismissed: {
+            if (ViewModel.alertMessage.length > 0)
+                ViewModel.dismissAlert()
+            else
+                Shell.dismissAlert()
+        }
+    }
+
+    AppDialogs { id: appDialogs }
+
+    // The selection review exists only when asked for, and only once.
+    property AuditWindow auditWindow: null
+    function openAudit() {
+        if (!auditWindow) {
+            auditWindow = auditComponent.createObject(null)
+        }
+        auditWindow.show()
+        auditWindow.raise()
+        auditWindow.requestActivate()
+    }
+    Component {
+        id: auditComponent
+        AuditWindow {}
+    }
+
+    Connections {
+        target: ViewModel
+        function onReviewAuditRequestIDChanged() {
+            if (ViewModel.reviewAuditRequestID.length > 0) {
+                ViewModel.setReviewAuditPresented(true)
+                window.openAudit()
+            }
+        }
+        function onRouteChanged() {
+            // The audit belongs to the review; once the workflow has moved on it closes.
+            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== "reviewing")
+                window.auditWindow.close()
+        }
+    }
+    Connections {
+        target: Shell
+        function onSaveSessionRequested() { appDialogs.saveSession() }
+        function onLoadSessionRequested() { appDialogs.openSession() }
+        function onCsvExportRequested() { appDialogs.exportCsv() }
+    }
+
+    // What a screen reader announces after a decision.
+    Text {
+        visible: false
+        text: ViewModel.accessibilityAnnouncement
+        Accessible.role: Accessible.StaticText
+        Accessible.name: text
+    }
+
+    Component.onCompleted: Shell.mainContentShown()
+    onClosing: {
+        Shell.mainContentHidden()
+        if (auditWindow)
+            auditWindow.close()
+        Qt.quit()
     }
 }

@@ -1,0 +1,240 @@
+// Timed runs of the real main window (run under xvfb-run or with QT_QPA_PLATFORM=offscreen):
+//   ui_frame_bench timeline [groups]  decisions at 20,000 groups: action to frame on screen
+//   ui_frame_bench audit [groups]     scrolling the audit list: scroll step to frame on screen
+//   ui_frame_bench keys [shots]       arrow key every 150 ms: key press to the next picture's frame
+// Each prints count, p50, p95 and max in milliseconds.
+
+#include "ui/AppShell.h"
+#include "ui/ReviewPreviewController.h"
+#include "ui/UiEngine.h"
+#include "scanning/PhotoInventoryScanner.h"
+#include "scanning/generator/ShootGenerator.h"
+#include "workflow/KestravaViewModel.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlExtensionPlugin>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <QTest>
+#include <algorithm>
+#include <cstdio>
+
+Q_IMPORT_QML_PLUGIN(KestravaPlugin)
+
+using namespace kestrava;
+
+namespace {
+
+void waitFor(const std::function<bool()>& condition, int timeoutMs = 60000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition() && timer.elapsed() < timeoutMs)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+void report(const char* name, QList<double> samples)
+{
+    if (samples.isEmpty()) {
+        std::printf("%s: no samples\n", name);
+        return;
+    }
+    std::sort(samples.begin(), samples.end());
+    auto at = [&](double q) { return samples[qMin(samples.size() - 1, qsizetype(q * samples.size()))]; };
+    std::printf("%s: n=%lld p50=%.2f ms p95=%.2f ms max=%.2f ms over16=%lld\n", name, static_cast<long long>(samples.size()),
+                at(0.5), at(0.95), samples.last(),
+                static_cast<long long>(std::count_if(samples.begin(), samples.end(), [](double v) { return v > 16.0; })));
+    std::fflush(stdout);
+}
+
+// Waits for the next frame on screen and returns when it was swapped.
+qint64 nextFrame(QQuickWindow* window, QElapsedTimer& clock)
+{
+    qint64 swapped = -1;
+    auto connection = QObject::connect(window, &QQuickWindow::frameSwapped, window, [&] { swapped = clock.nsecsElapsed(); });
+    window->update();
+    waitFor([&] { return swapped >= 0; }, 2000);
+    QObject::disconnect(connection);
+    return swapped;
+}
+
+struct App {
+    std::unique_ptr<KestravaViewModel> viewModel;
+    std::unique_ptr<AppShell> shell;
+    std::unique_ptr<QQmlApplicationEngine> engine;
+    QQuickWindow* window = nullptr;
+
+    explicit App(WorkflowServices services)
+    {
+        viewModel = std::make_unique<KestravaViewModel>(services);
+        shell = std::make_unique<AppShell>(viewModel.get(), false);
+        shell->setReducedMotion(true);
+        engine = std::make_unique<QQmlApplicationEngine>();
+        configureEngine(*engine, viewModel.get(), shell.get());
+        engine->load(mainWindowUrl());
+        window = qobject_cast<QQuickWindow*>(engine->rootObjects().first());
+        window->show();
+        shell->mainContentShown();
+        waitFor([&] { return window->isExposed(); });
+    }
+
+    void review(const QString& folder, const QString& choice, const QString& destination)
+    {
+        viewModel->load(folder);
+        waitFor([&] { return viewModel->route() == AppRoute::setup; });
+        viewModel->chooseFormatReview(choice);
+        viewModel->selectOperationMode(QStringLiteral("safeCopy"));
+        viewModel->setDestinationBaseFolder(destination);
+        viewModel->updateRunFolderName(QStringLiteral("Bench"));
+        viewModel->startReviewing();
+        waitFor([&] { return viewModel->route() == AppRoute::reviewing; });
+    }
+};
+
+// Many groups of files that need not exist: the scan is replaced.
+WorkflowServices syntheticScan(int groups)
+{
+    QList<PhotoItem> photos;
+    for (int i = 0; i < groups; ++i) {
+        PhotoItem item;
+        item.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/nonexistent/IMG_%1.JPG").arg(i, 5, 10, QLatin1Char('0')));
+        item.formatGroup = PhotoFormatGroup::jpeg;
+        item.fileSize = 8'000'000;
+        photos.append(item);
+    }
+    WorkflowServices services;
+    services.scanFolder = [photos](const FileUrl&) { return photos; };
+    services.timings.completionDelay = std::chrono::hours(1);
+    return services;
+}
+
+int timeline(int groups)
+{
+    QTemporaryDir destination;
+    App app(syntheticScan(groups));
+    app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
+    const QList<ReviewGroup> list = app.viewModel->effectiveReviewGroups();
+    QElapsedTimer clock;
+    clock.start();
+    QList<double> samples;
+    for (int i = 0; i < 300; ++i) {
+        const qint64 start = clock.nsecsElapsed();
+        app.viewModel->reclassify(PhotoDecision(i % 3), list[(i * 7919) % list.size()].id);
+        waitFor([&] { return !app.viewModel->isCommittingDecision(); });
+        const qint64 shown = nextFrame(app.window, clock);
+        samples.append((shown - start) / 1e6);
+    }
+    report("timeline decision to frame", samples);
+    return 0;
+}
+
+int audit(int groups)
+{
+    QTemporaryDir destination;
+    App app(syntheticScan(groups));
+    app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
+    app.viewModel->requestReviewAudit();
+    QQuickWindow* auditWindow = nullptr;
+    waitFor([&] {
+        for (QWindow* w : QGuiApplication::topLevelWindows())
+            if (w != app.window && w->isVisible())
+                auditWindow = qobject_cast<QQuickWindow*>(w);
+        return auditWindow && auditWindow->isExposed();
+    });
+    auto* list = auditWindow->contentItem()->findChild<QQuickItem*>(QStringLiteral("auditList"));
+    QElapsedTimer clock;
+    clock.start();
+    QList<double> scroll, decide;
+    for (int i = 0; i < 400; ++i) {
+        const qint64 start = clock.nsecsElapsed();
+        list->setProperty("contentY", list->property("contentY").toDouble() + 90.0);
+        scroll.append((nextFrame(auditWindow, clock) - start) / 1e6);
+    }
+    report("audit scroll step to frame", scroll);
+    const QList<ReviewGroup> groupsList = app.viewModel->effectiveReviewGroups();
+    for (int i = 0; i < 200; ++i) {
+        const qint64 start = clock.nsecsElapsed();
+        app.viewModel->reclassify(PhotoDecision(i % 3), groupsList[(i * 7919) % groupsList.size()].id);
+        waitFor([&] { return !app.viewModel->isCommittingDecision(); });
+        decide.append((nextFrame(auditWindow, clock) - start) / 1e6);
+    }
+    report("audit decision to frame", decide);
+    return 0;
+}
+
+int keys(int shots)
+{
+    QTemporaryDir folder;
+    QTemporaryDir destination;
+    shootgen::ShootOptions options;
+    options.shots = shots;
+    options.rawRatio = 1.0;
+    options.distractors = false;
+    options.imageSize = QSize(3000, 2000);
+    std::printf("generating %d shots …\n", shots);
+    std::fflush(stdout);
+    shootgen::generateShoot(folder.path(), options);
+    WorkflowServices services;
+    services.timings.completionDelay = std::chrono::hours(1);
+    App app(services);
+    app.review(folder.path(), QStringLiteral("both"), destination.path());
+    auto* controller = app.window->findChild<ReviewPreviewController*>();
+    if (!controller) {
+        std::printf("no preview controller\n");
+        return 1;
+    }
+    waitFor([&] { return app.viewModel->isPreviewReady(); });
+
+    QElapsedTimer clock;
+    clock.start();
+    QList<double> samples;
+    int refused = 0;
+    for (int i = 0; i + 1 < app.viewModel->reviewGroupCount(); ++i) {
+        // A key every 150 ms, as a brisk photographer presses them.
+        const qint64 due = clock.nsecsElapsed() + 150'000'000;
+        const int before = app.viewModel->currentIndex();
+        qint64 imageAt = -1, shownAt = -1;
+        auto imageConnection = QObject::connect(controller, &ReviewPreviewController::imageChanged, app.window, [&] {
+            if (controller->hasImage())
+                imageAt = clock.nsecsElapsed();
+        });
+        auto frameConnection = QObject::connect(app.window, &QQuickWindow::frameSwapped, app.window, [&] {
+            if (imageAt >= 0 && shownAt < 0)
+                shownAt = clock.nsecsElapsed();
+        });
+        const qint64 pressed = clock.nsecsElapsed();
+        QTest::keyClick(app.window, Qt::Key_Up);
+        if (app.viewModel->currentIndex() == before)
+            ++refused;
+        waitFor([&] { return shownAt >= 0; }, 5000);
+        QObject::disconnect(imageConnection);
+        QObject::disconnect(frameConnection);
+        if (shownAt >= 0)
+            samples.append((shownAt - pressed) / 1e6);
+        waitFor([&] { return clock.nsecsElapsed() >= due; }, 1000);
+    }
+    report("key press to next picture on screen", samples);
+    std::printf("keys refused (picture not ready yet): %d\n", refused);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QGuiApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    const QString mode = args.value(1);
+    const int count = args.value(2).toInt();
+    if (mode == QStringLiteral("timeline"))
+        return timeline(count > 0 ? count : 20000);
+    if (mode == QStringLiteral("audit"))
+        return audit(count > 0 ? count : 20000);
+    if (mode == QStringLiteral("keys"))
+        return keys(count > 0 ? count : 60);
+    std::fputs("usage: ui_frame_bench timeline|audit|keys [count]\n", stderr);
+    return 2;
+}

@@ -1,0 +1,118 @@
+#include "AppShell.h"
+
+#include "FileManagerReveal.h"
+#include "ReducedMotion.h"
+#include "platform/DurableFile.h"
+#include "platform/FileOps.h"
+#include "platform/FileSystemError.h"
+#include "session/RecoveryCsv.h"
+#include "workflow/KestravaViewModel.h"
+
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <cerrno>
+
+namespace kestrava {
+
+using namespace Qt::StringLiterals;
+
+AppShell::AppShell(KestravaViewModel* viewModel, bool hookQuit, QObject* parent)
+    : QObject(parent), viewModel_(viewModel), reducedMotion_(ReducedMotion::detectSynchronously())
+{
+    if (hookQuit && QCoreApplication::instance())
+        connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &AppShell::flushBeforeQuit);
+    ReducedMotion::askPortal(this, [this](bool reduced) { setReducedMotion(reduced); });
+}
+
+void AppShell::setReducedMotion(bool reduced)
+{
+    if (reducedMotion_ == reduced)
+        return;
+    reducedMotion_ = reduced;
+    emit reducedMotionChanged();
+}
+
+void AppShell::mainContentShown()
+{
+    if (viewModel_)
+        viewModel_->installArrowKeyMonitor();
+}
+
+void AppShell::mainContentHidden()
+{
+    if (!viewModel_)
+        return;
+    viewModel_->removeArrowKeyMonitor();
+    viewModel_->saveSessionSnapshot();
+}
+
+void AppShell::flushBeforeQuit()
+{
+    if (flushCount_ > 0 || !viewModel_)
+        return;
+    ++flushCount_;
+    viewModel_->flushSessionBeforeTerminationAndWait();
+}
+
+bool AppShell::exportDecisionsCsv(const QString& path)
+{
+    if (!viewModel_ || path.isEmpty())
+        return false;
+    const auto session = viewModel_->makeSessionSnapshot();
+    if (!session) {
+        setAlert(u"Es gibt noch keine Entscheidungen, die exportiert werden können."_s);
+        return false;
+    }
+    try {
+        const QByteArray csv = kestrava::exportDecisionsCsv(*session);
+        // A document for the user, readable like the photos beside it.
+        UniqueFd file = createExclusive(path, FileOps::system(), 0, 0644);
+        writeAll(file.get(), csv.constData(), csv.size(), path);
+        if (FileOps::system().fsync(file.get()) != 0)
+            throw FileSystemError(FileSystemError::Operation::flush, path, errno);
+        file.close(path);
+        return true;
+    } catch (const KestravaError& error) {
+        setAlert(u"Export fehlgeschlagen: "_s + error.description());
+        return false;
+    }
+}
+
+QString AppShell::suggestedCsvName() const
+{
+    QString name = viewModel_ ? viewModel_->suggestedSessionDocumentName() : QString();
+    if (name.endsWith(u".kestrava"_s))
+        name.chop(9);
+    return (name.isEmpty() ? u"Kestrava-Entscheidungen"_s : name) + u".csv"_s;
+}
+
+QString AppShell::suggestedSessionName() const
+{
+    return viewModel_ ? viewModel_->suggestedSessionDocumentName() : u"Kestrava.kestrava"_s;
+}
+
+void AppShell::reveal(const QString& path)
+{
+    FileManagerReveal::reveal(path, this);
+}
+
+void AppShell::openPath(const QString& path)
+{
+    if (!path.isEmpty())
+        QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void AppShell::dismissAlert()
+{
+    setAlert({});
+}
+
+void AppShell::setAlert(const QString& text)
+{
+    if (alertText_ == text)
+        return;
+    alertText_ = text;
+    emit alertTextChanged();
+}
+
+} // namespace kestrava

@@ -1,0 +1,76 @@
+#pragma once
+
+// The application around the view model: the File menu's commands, which arrive as signals so
+// that they work from whichever window has focus while the main content view turns them into
+// view-model calls; the main content's appearance and disappearance; the one flush before the
+// process ends; revealing files; the decision export; and the desktop's reduced-motion wish.
+
+#include "workflow/KestravaViewModel.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+#include <QtQml/qqmlregistration.h>
+
+namespace kestrava {
+
+
+
+class AppShell : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool reducedMotion READ reducedMotion NOTIFY reducedMotionChanged)
+    // Messages of the shell's own commands (the decision export); the view model's alerts are
+    // its `alertMessage`.
+    Q_PROPERTY(QString alertText READ alertText NOTIFY alertTextChanged)
+
+public:
+    // Hooks the flush to QCoreApplication::aboutToQuit when `hookQuit` is set.
+    explicit AppShell(KestravaViewModel* viewModel, bool hookQuit = true, QObject* parent = nullptr);
+
+    bool reducedMotion() const { return reducedMotion_; }
+    void setReducedMotion(bool reduced);
+    const QString& alertText() const { return alertText_; }
+    int flushCount() const { return flushCount_; }
+
+    // Menu commands.
+    Q_INVOKABLE void requestSaveSession() { emit saveSessionRequested(); }
+    Q_INVOKABLE void requestLoadSession() { emit loadSessionRequested(); }
+    Q_INVOKABLE void requestCsvExport() { emit csvExportRequested(); }
+
+    // The main content view appeared / went away: the arrow keys follow it, and its state is
+    // snapshotted when it goes.
+    Q_INVOKABLE void mainContentShown();
+    Q_INVOKABLE void mainContentHidden();
+
+    // Writes the session's decisions as a recovery CSV into a new file; never replaces one.
+    Q_INVOKABLE bool exportDecisionsCsv(const QString& path);
+    Q_INVOKABLE QString suggestedCsvName() const;
+    Q_INVOKABLE QString suggestedSessionName() const;
+
+    Q_INVOKABLE void reveal(const QString& path);
+    Q_INVOKABLE void openPath(const QString& path);
+    Q_INVOKABLE QString localPath(const QUrl& url) const { return url.toLocalFile(); }
+    Q_INVOKABLE QUrl fileUrl(const QString& path) const { return QUrl::fromLocalFile(path); }
+    Q_INVOKABLE void dismissAlert();
+    void showAlert(const QString& text) { setAlert(text); }
+
+    // The final session write, at most once per process.
+    void flushBeforeQuit();
+
+signals:
+    void saveSessionRequested();
+    void loadSessionRequested();
+    void csvExportRequested();
+    void reducedMotionChanged();
+    void alertTextChanged();
+
+private:
+    void setAlert(const QString& text);
+
+    QPointer<KestravaViewModel> viewModel_;
+    bool reducedMotion_ = false;
+    QString alertText_;
+    int flushCount_ = 0;
+};
+
+} // namespace kestrava

@@ -1,0 +1,330 @@
+#include "AuditListModel.h"
+
+#include "ThumbnailProvider.h"
+#include "UiText.h"
+#include "model/Text.h"
+#include "workflow/KestravaViewModel.h"
+
+#include <algorithm>
+
+namespace kestrava {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Beyond this many removed and inserted rows a reset is cheaper for the view than the
+// individual notifications.
+constexpr qsizetype resetThreshold = 2000;
+
+} // namespace
+
+AuditListModel::AuditListModel(QObject* parent) : QAbstractListModel(parent) {}
+
+int AuditListModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : int(visible_.size());
+}
+
+QVariant AuditListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || index.row() >= visible_.size())
+        return {};
+    const Row& row = all_[visible_[index.row()]];
+    switch (role) {
+    case GroupIdRole: return row.groupId;
+    case Qt::DisplayRole:
+    case FileNameRole: return row.fileName;
+    case FormatTextRole: return row.formatText;
+    case FileCountTextRole: return row.fileCountText;
+    case SizeTextRole: return row.sizeText;
+    case DecisionRole: return row.decision ? rawValue(*row.decision) : QString();
+    case ThumbnailUrlRole: return row.thumbnailUrl;
+    case IsSavingRole: return !savingGroupId_.isEmpty() && row.groupId == savingGroupId_;
+    default: return {};
+    }
+}
+
+QHash<int, QByteArray> AuditListModel::roleNames() const
+{
+    return {{GroupIdRole, "groupId"},           {FileNameRole, "fileName"},   {FormatTextRole, "formatText"},
+            {FileCountTextRole, "fileCountText"}, {SizeTextRole, "sizeText"}, {DecisionRole, "decision"},
+            {ThumbnailUrlRole, "thumbnailUrl"},   {IsSavingRole, "isSaving"}};
+}
+
+QObject* AuditListModel::viewModelObject() const
+{
+    return viewModel_;
+}
+
+void AuditListModel::setViewModelObject(QObject* viewModel)
+{
+    setViewModel(qobject_cast<KestravaViewModel*>(viewModel));
+}
+
+void AuditListModel::setViewModel(KestravaViewModel* viewModel)
+{
+    if (viewModel_ == viewModel)
+        return;
+    for (const auto& connection : connections_)
+        disconnect(connection);
+    connections_.clear();
+    viewModel_ = viewModel;
+    if (viewModel_) {
+        connections_ << connect(viewModel_, &KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
+        connections_ << connect(viewModel_, &KestravaViewModel::isCommittingDecisionChanged, this,
+                                &AuditListModel::onCommittingChanged);
+        connections_ << connect(viewModel_, &KestravaViewModel::isApplyingChanged, this,
+                                &AuditListModel::controlsDisabledChanged);
+        connections_ << connect(viewModel_, &KestravaViewModel::lastSavedAtChanged, this,
+                                &AuditListModel::saveStateTextChanged);
+    }
+    beginResetModel();
+    all_.clear();
+    visible_.clear();
+    endResetModel();
+    refresh();
+    emit viewModelChanged();
+    emit controlsDisabledChanged();
+    emit saveStateTextChanged();
+}
+
+void AuditListModel::setFilter(const QString& filter)
+{
+    if (filter_ == filter)
+        return;
+    filter_ = filter;
+    applyVisible(computeVisible());
+    emit filterChanged();
+}
+
+void AuditListModel::setSearchText(const QString& text)
+{
+    if (searchText_ == text)
+        return;
+    searchText_ = text;
+    applyVisible(computeVisible());
+    emit searchTextChanged();
+}
+
+QString AuditListModel::summaryText() const
+{
+    return UiText::auditSummary(all_.size(), totalFiles_);
+}
+
+bool AuditListModel::controlsDisabled() const
+{
+    return !viewModel_ || viewModel_->isCommittingDecision() || viewModel_->isApplying();
+}
+
+QString AuditListModel::saveStateText() const
+{
+    if (!viewModel_)
+        return {};
+    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->savedStatusText());
+}
+
+void AuditListModel::decide(int row, const QString& decision)
+{
+    if (!viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
+        return;
+    const QString groupId = all_[visible_[row]].groupId;
+    savingGroupId_ = groupId;
+    viewModel_->reclassify(decision, groupId);
+    if (!viewModel_->isCommittingDecision()) {
+        // Refused or finished at once (no journal): nothing is being saved.
+        savingGroupId_.clear();
+    } else {
+        const QModelIndex at = index(row);
+        emit dataChanged(at, at, {IsSavingRole});
+    }
+}
+
+void AuditListModel::showLarge(int row)
+{
+    if (viewModel_ && row >= 0 && row < visible_.size())
+        viewModel_->showGroupInMainReview(all_[visible_[row]].groupId);
+}
+
+QString AuditListModel::groupIdAt(int row) const
+{
+    return row >= 0 && row < visible_.size() ? all_[visible_[row]].groupId : QString();
+}
+
+void AuditListModel::onCommittingChanged()
+{
+    if (viewModel_ && !viewModel_->isCommittingDecision() && !savingGroupId_.isEmpty()) {
+        const QString finished = std::exchange(savingGroupId_, QString());
+        for (qsizetype i = 0; i < all_.size(); ++i) {
+            if (all_[i].groupId == finished) {
+                if (const int position = visiblePosition(int(i)); position >= 0)
+                    emit dataChanged(index(position), index(position), {IsSavingRole});
+                break;
+            }
+        }
+    }
+    emit controlsDisabledChanged();
+    emit saveStateTextChanged();
+}
+
+void AuditListModel::refresh()
+{
+    if (!viewModel_) {
+        return;
+    }
+    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    bool sameGroups = groups.size() == all_.size();
+    for (qsizetype i = 0; sameGroups && i < groups.size(); ++i)
+        sameGroups = groups[i].id == all_[i].groupId;
+    if (sameGroups)
+        refreshDecisions();
+    else
+        rebuildAll();
+}
+
+void AuditListModel::rebuildAll()
+{
+    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    const QList<PhotoItem>& photos = viewModel_->photos();
+    QHash<QString, qsizetype> photoIndex;
+    photoIndex.reserve(photos.size());
+    for (qsizetype i = 0; i < photos.size(); ++i)
+        photoIndex.insert(photos[i].sourceURL.path(), i);
+
+    QList<Row> rows;
+    rows.reserve(groups.size());
+    qsizetype files = 0;
+    for (const ReviewGroup& group : groups) {
+        Row row;
+        row.groupId = group.id;
+        QList<PhotoFormatGroup> formats;
+        qint64 bytes = 0;
+        for (const FileUrl& member : group.memberURLs) {
+            row.memberNames.append(member.fileName());
+            if (const auto it = photoIndex.constFind(member.path()); it != photoIndex.cend()) {
+                formats.append(photos[*it].formatGroup);
+                bytes += photos[*it].fileSize;
+                if (!row.decision)
+                    row.decision = photos[*it].decision;
+            }
+        }
+        const auto first = viewModel_->photo(group);
+        row.fileName = first ? first->sourceURL.fileName() : group.previewURL.fileName();
+        row.formatText = UiText::groupFormatLabel(formats);
+        row.fileCountText = UiText::fileCountText(group.memberURLs.size());
+        row.sizeText = text::formatByteCount(bytes);
+        row.thumbnailUrl = ThumbnailProvider::urlFor(group.previewURL.path());
+        row.decision = viewModel_->decision(group);
+        files += group.memberURLs.size();
+        rows.append(std::move(row));
+    }
+    beginResetModel();
+    all_ = std::move(rows);
+    totalFiles_ = files;
+    visible_ = computeVisible();
+    endResetModel();
+    emit countChanged();
+    emit summaryChanged();
+}
+
+void AuditListModel::refreshDecisions()
+{
+    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    QList<int> changed;
+    for (qsizetype i = 0; i < groups.size(); ++i) {
+        const auto decision = viewModel_->decision(groups[i]);
+        if (decision != all_[i].decision) {
+            all_[i].decision = decision;
+            changed.append(int(i));
+        }
+    }
+    if (changed.isEmpty())
+        return;
+    for (int i : changed)
+        if (const int position = visiblePosition(i); position >= 0)
+            emit dataChanged(index(position), index(position), {DecisionRole});
+    // Under a decision filter a changed row may now belong in the list or out of it.
+    if (filter_ != u"all"_s)
+        applyVisible(computeVisible());
+}
+
+bool AuditListModel::accepts(const Row& row) const
+{
+    if (filter_ != u"all"_s && (!row.decision || rawValue(*row.decision) != filter_))
+        return false;
+    return UiText::matchesSearch(row.memberNames, searchText_);
+}
+
+QList<int> AuditListModel::computeVisible() const
+{
+    QList<int> result;
+    result.reserve(all_.size());
+    for (qsizetype i = 0; i < all_.size(); ++i)
+        if (accepts(all_[i]))
+            result.append(int(i));
+    return result;
+}
+
+int AuditListModel::visiblePosition(int allIndex) const
+{
+    const auto it = std::lower_bound(visible_.cbegin(), visible_.cend(), allIndex);
+    return it != visible_.cend() && *it == allIndex ? int(it - visible_.cbegin()) : -1;
+}
+
+void AuditListModel::applyVisible(QList<int> next)
+{
+    if (next == visible_)
+        return;
+    // Both lists are ascending subsequences of all_; walk them together and turn each run of
+    // differences into one removal or insertion at the current position.
+    qsizetype differences = 0;
+    {
+        qsizetype i = 0, j = 0;
+        while (i < visible_.size() || j < next.size()) {
+            if (i < visible_.size() && j < next.size() && visible_[i] == next[j]) {
+                ++i, ++j;
+            } else if (j >= next.size() || (i < visible_.size() && visible_[i] < next[j])) {
+                ++i, ++differences;
+            } else {
+                ++j, ++differences;
+            }
+        }
+    }
+    if (differences > resetThreshold) {
+        beginResetModel();
+        visible_ = std::move(next);
+        endResetModel();
+        emit countChanged();
+        return;
+    }
+    qsizetype j = 0;
+    int position = 0;
+    while (position < visible_.size() || j < next.size()) {
+        if (position < visible_.size() && j < next.size() && visible_[position] == next[j]) {
+            ++position, ++j;
+            continue;
+        }
+        if (j >= next.size() || (position < visible_.size() && visible_[position] < next[j])) {
+            int last = position;
+            while (last + 1 < visible_.size() && (j >= next.size() || visible_[last + 1] < next[j]))
+                ++last;
+            beginRemoveRows({}, position, last);
+            visible_.remove(position, last - position + 1);
+            endRemoveRows();
+        } else {
+            qsizetype end = j;
+            while (end + 1 < next.size() && (position >= visible_.size() || next[end + 1] < visible_[position]))
+                ++end;
+            const int count = int(end - j + 1);
+            beginInsertRows({}, position, position + count - 1);
+            for (int k = 0; k < count; ++k)
+                visible_.insert(position + k, next[j + k]);
+            endInsertRows();
+            position += count;
+            j = end + 1;
+        }
+    }
+    emit countChanged();
+}
+
+} // namespace kestrava

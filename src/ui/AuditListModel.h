@@ -1,0 +1,113 @@
+#pragma once
+
+// The rows of the "Auswahl prüfen" window: every effective review group in review order,
+// narrowed by the decision filter and the file-name search.
+//
+// Kept incremental so that 20,000 rows stay smooth: a decision changes one row's data
+// (dataChanged), a filter or search change removes and inserts only the rows that differ
+// (a reset only when very many rows change), and the full rebuild happens only when the
+// groups themselves change.
+
+#include "model/PhotoModel.h"
+
+#include "workflow/KestravaViewModel.h"
+
+#include <QAbstractListModel>
+#include <QPointer>
+#include <QtQml/qqmlregistration.h>
+
+namespace kestrava {
+
+
+
+class AuditListModel : public QAbstractListModel {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
+    // "all", "keep", "maybe" or "delete".
+    Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
+    Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
+    Q_PROPERTY(int count READ rowCountValue NOTIFY countChanged)
+    Q_PROPERTY(QString summaryText READ summaryText NOTIFY summaryChanged)
+    Q_PROPERTY(bool controlsDisabled READ controlsDisabled NOTIFY controlsDisabledChanged)
+    Q_PROPERTY(QString saveStateText READ saveStateText NOTIFY saveStateTextChanged)
+
+public:
+    enum Role {
+        GroupIdRole = Qt::UserRole + 1,
+        FileNameRole,
+        FormatTextRole,
+        FileCountTextRole,
+        SizeTextRole,
+        DecisionRole,
+        ThumbnailUrlRole,
+        IsSavingRole,
+    };
+    Q_ENUM(Role)
+
+    explicit AuditListModel(QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+    KestravaViewModel* viewModel() const { return viewModel_; }
+    void setViewModel(KestravaViewModel* viewModel);
+    QObject* viewModelObject() const;
+    void setViewModelObject(QObject* viewModel);
+    const QString& filter() const { return filter_; }
+    void setFilter(const QString& filter);
+    const QString& searchText() const { return searchText_; }
+    void setSearchText(const QString& text);
+    int rowCountValue() const { return int(visible_.size()); }
+    QString summaryText() const;
+    bool controlsDisabled() const;
+    QString saveStateText() const;
+
+    // Row actions: a decision goes through the view model and is journaled there; while a
+    // change is being journaled further decisions are ignored.
+    Q_INVOKABLE void decide(int row, const QString& decision);
+    Q_INVOKABLE void showLarge(int row);
+    Q_INVOKABLE QString groupIdAt(int row) const;
+
+signals:
+    void viewModelChanged();
+    void filterChanged();
+    void searchTextChanged();
+    void countChanged();
+    void summaryChanged();
+    void controlsDisabledChanged();
+    void saveStateTextChanged();
+
+private:
+    struct Row {
+        QString groupId;
+        QString fileName;
+        QStringList memberNames;
+        QString formatText;
+        QString fileCountText;
+        QString sizeText;
+        QString thumbnailUrl;
+        std::optional<PhotoDecision> decision;
+    };
+
+    void refresh();
+    void rebuildAll();
+    void refreshDecisions();
+    void applyVisible(QList<int> next);
+    bool accepts(const Row& row) const;
+    QList<int> computeVisible() const;
+    int visiblePosition(int allIndex) const;
+    void onCommittingChanged();
+
+    QPointer<KestravaViewModel> viewModel_;
+    QString filter_ = QStringLiteral("all");
+    QString searchText_;
+    QList<Row> all_;
+    QList<int> visible_; // ascending indices into all_
+    qsizetype totalFiles_ = 0;
+    QString savingGroupId_;
+    QList<QMetaObject::Connection> connections_;
+};
+
+} // namespace kestrava

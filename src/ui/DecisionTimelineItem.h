@@ -1,0 +1,88 @@
+#pragma once
+
+// The decision timeline under the photo: one coloured segment per review group and the
+// current group's position, drawn as a single geometry node. Neighbouring groups with the same
+// decision share one rectangle, so 20,000 groups cost a few hundred vertices, and a decision
+// rebuilds the vertex list without creating any item.
+
+#include "model/PhotoModel.h"
+
+#include "workflow/KestravaViewModel.h"
+
+#include <QColor>
+#include <QPointer>
+#include <QQuickItem>
+#include <QtQml/qqmlregistration.h>
+#include <optional>
+
+namespace kestrava {
+
+
+
+
+class DecisionTimelineItem : public QQuickItem {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
+    Q_PROPERTY(QColor keepColor MEMBER keepColor_ NOTIFY colorsChanged)
+    Q_PROPERTY(QColor maybeColor MEMBER maybeColor_ NOTIFY colorsChanged)
+    Q_PROPERTY(QColor deleteColor MEMBER deleteColor_ NOTIFY colorsChanged)
+    Q_PROPERTY(QColor openColor MEMBER openColor_ NOTIFY colorsChanged)
+    Q_PROPERTY(int count READ count NOTIFY layoutChanged)
+    Q_PROPERTY(int currentIndex READ currentIndex NOTIFY layoutChanged)
+    // Centre of the current group's segment: where the screen places the round thumb.
+    Q_PROPERTY(double thumbX READ thumbX NOTIFY layoutChanged)
+    Q_PROPERTY(double thumbDiameter READ thumbDiameter CONSTANT)
+
+public:
+    // A rectangle of the drawing, in item coordinates, with the decision it shows.
+    struct Run {
+        double lower = 0;
+        double upper = 0;
+        std::optional<PhotoDecision> decision;
+    };
+
+    explicit DecisionTimelineItem(QQuickItem* parent = nullptr);
+
+    QObject* viewModelObject() const;
+    void setViewModelObject(QObject* viewModel);
+    int count() const { return int(decisions_.size()); }
+    int currentIndex() const { return currentIndex_; }
+    double thumbX() const;
+    double thumbDiameter() const;
+
+    // The group under x, clamped to the list; -1 without groups.
+    Q_INVOKABLE int indexAt(double x) const;
+    Q_INVOKABLE QString groupIdAt(int index) const;
+
+    // The rectangles for these decisions across `width`: one per run of equal decisions, or one
+    // per group with a hairline gap where segments are wide enough to tell apart.
+    static QList<Run> runs(const QList<std::optional<PhotoDecision>>& decisions, double width);
+
+    // Set directly by tests and benchmarks that have no view model.
+    void setDecisions(QList<std::optional<PhotoDecision>> decisions, int currentIndex);
+
+signals:
+    void viewModelChanged();
+    void colorsChanged();
+    void layoutChanged();
+
+protected:
+    QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData*) override;
+    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
+
+private:
+    void reload();
+
+    QPointer<KestravaViewModel> viewModel_;
+    QList<std::optional<PhotoDecision>> decisions_;
+    int currentIndex_ = 0;
+    bool geometryDirty_ = true;
+    QColor keepColor_{0x3f, 0xb9, 0x7c};
+    QColor maybeColor_{0xe3, 0xb3, 0x41};
+    QColor deleteColor_{0xe0, 0x5d, 0x5d};
+    QColor openColor_{0x3a, 0x3d, 0x44};
+    QList<QMetaObject::Connection> connections_;
+};
+
+} // namespace kestrava

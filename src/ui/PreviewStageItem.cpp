@@ -1,0 +1,190 @@
+#include "PreviewStageItem.h"
+
+#include <QQuickWindow>
+#include <QSGImageNode>
+
+namespace kestrava {
+
+PreviewStageItem::PreviewStageItem(QQuickItem* parent) : QQuickItem(parent)
+{
+    setFlag(ItemHasContents, true);
+    setAcceptedMouseButtons(Qt::LeftButton);
+    setAcceptHoverEvents(true);
+}
+
+void PreviewStageItem::setImage(const QImage& image)
+{
+    if (image.cacheKey() == image_.cacheKey() && image.isNull() == image_.isNull())
+        return;
+    // A new picture starts fitted: 100 % is a per-photo inspection.
+    const bool wasZoomed = zoomed_;
+    image_ = image;
+    textureDirty_ = true;
+    zoomed_ = false;
+    emit imageChanged();
+    if (wasZoomed)
+        emit zoomChanged();
+    emit geometryUpdated();
+    update();
+}
+
+double PreviewStageItem::pixelScale() const
+{
+    return window() ? window()->effectiveDevicePixelRatio() : 1.0;
+}
+
+double PreviewStageItem::fitScale(QSizeF stage, QSizeF picture)
+{
+    if (picture.isEmpty() || stage.isEmpty())
+        return 1.0;
+    return qMin(stage.width() / picture.width(), stage.height() / picture.height());
+}
+
+QPointF PreviewStageItem::clampOffset(QPointF offset, QSizeF stage, QSizeF scaled)
+{
+    auto axis = [](double value, double stageLength, double length) {
+        if (length <= stageLength)
+            return (stageLength - length) / 2;
+        return qBound(stageLength - length, value, 0.0);
+    };
+    return {axis(offset.x(), stage.width(), scaled.width()), axis(offset.y(), stage.height(), scaled.height())};
+}
+
+double PreviewStageItem::contentScale() const
+{
+    if (zoomed_)
+        return 1.0 / pixelScale();
+    return fitScale(size(), image_.size());
+}
+
+QRectF PreviewStageItem::imageRect() const
+{
+    if (image_.isNull())
+        return {};
+    const double s = contentScale();
+    const QSizeF scaled(image_.width() * s, image_.height() * s);
+    if (zoomed_)
+        return {clampOffset(offset_, size(), scaled), scaled};
+    return {QPointF((width() - scaled.width()) / 2, (height() - scaled.height()) / 2), scaled};
+}
+
+void PreviewStageItem::toggleZoom(QPointF at)
+{
+    if (image_.isNull())
+        return;
+    if (zoomed_) {
+        zoomed_ = false;
+    } else {
+        const QRectF fitted = imageRect();
+        const QPointF picturePoint = (at - fitted.topLeft()) / fitScale(size(), image_.size());
+        const double full = 1.0 / pixelScale();
+        offset_ = at - picturePoint * full;
+        zoomed_ = true;
+        offset_ = clampOffset(offset_, size(), QSizeF(image_.size()) * full);
+    }
+    emit zoomChanged();
+    emit geometryUpdated();
+    update();
+}
+
+void PreviewStageItem::toggleZoomAtPointer()
+{
+    const bool inside = lastPointer_.x() >= 0 && boundingRect().contains(lastPointer_);
+    toggleZoom(inside ? lastPointer_ : boundingRect().center());
+}
+
+void PreviewStageItem::panBy(double dx, double dy)
+{
+    if (!zoomed_)
+        return;
+    offset_ = clampOffset(offset_ + QPointF(dx, dy), size(), imageRect().size());
+    emit geometryUpdated();
+    update();
+}
+
+void PreviewStageItem::resetZoom()
+{
+    if (!zoomed_)
+        return;
+    zoomed_ = false;
+    emit zoomChanged();
+    emit geometryUpdated();
+    update();
+}
+
+void PreviewStageItem::layoutFit()
+{
+    if (zoomed_)
+        offset_ = clampOffset(offset_, size(), imageRect().size());
+    emit geometryUpdated();
+}
+
+void PreviewStageItem::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry)
+{
+    QQuickItem::geometryChange(newGeometry, oldGeometry);
+    layoutFit();
+    update();
+}
+
+void PreviewStageItem::mousePressEvent(QMouseEvent* event)
+{
+    dragStart_ = event->position();
+    offsetAtDragStart_ = imageRect().topLeft();
+    dragging_ = zoomed_;
+    event->accept();
+}
+
+void PreviewStageItem::mouseMoveEvent(QMouseEvent* event)
+{
+    lastPointer_ = event->position();
+    if (!dragging_)
+        return;
+    offset_ = clampOffset(offsetAtDragStart_ + (event->position() - dragStart_), size(), imageRect().size());
+    emit geometryUpdated();
+    update();
+}
+
+void PreviewStageItem::mouseReleaseEvent(QMouseEvent*)
+{
+    dragging_ = false;
+}
+
+void PreviewStageItem::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    toggleZoom(event->position());
+    event->accept();
+}
+
+void PreviewStageItem::hoverMoveEvent(QHoverEvent* event)
+{
+    lastPointer_ = event->position();
+}
+
+QSGNode* PreviewStageItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*)
+{
+    auto* node = static_cast<QSGImageNode*>(old);
+    if (image_.isNull()) {
+        delete node;
+        return nullptr;
+    }
+    if (!node) {
+        node = window()->createImageNode();
+        node->setOwnsTexture(true);
+        textureDirty_ = true;
+    }
+    if (textureDirty_) {
+        node->setTexture(window()->createTextureFromImage(image_));
+        textureDirty_ = false;
+    }
+    // Fitted pictures are resampled smoothly; at 100 % every pixel is shown as it is.
+    node->setFiltering(zoomed_ ? QSGTexture::Nearest : QSGTexture::Linear);
+    const QRectF target = imageRect().intersected(boundingRect());
+    const QRectF full = imageRect();
+    const double s = contentScale();
+    const QRectF source((target.x() - full.x()) / s, (target.y() - full.y()) / s, target.width() / s, target.height() / s);
+    node->setRect(target);
+    node->setSourceRect(source);
+    return node;
+}
+
+} // namespace kestrava

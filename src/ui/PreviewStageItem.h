@@ -1,0 +1,73 @@
+#pragma once
+
+// The photo on the review stage: fitted to the stage, or shown at 100 % (one preview pixel per
+// device pixel) around the point the user pointed at, and panned by dragging while zoomed.
+// Drawn as one textured node; the texture is uploaded once per picture.
+//
+// Keys are not handled here: arrow keys stay with the review key filter, and the screen maps
+// "Z" to toggleZoom().
+
+#include <QImage>
+#include <QQuickItem>
+#include <QtQml/qqmlregistration.h>
+
+namespace kestrava {
+
+class PreviewStageItem : public QQuickItem {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(QImage image READ image WRITE setImage NOTIFY imageChanged)
+    Q_PROPERTY(bool zoomed READ zoomed NOTIFY zoomChanged)
+    // Logical pixels per preview pixel at the current zoom.
+    Q_PROPERTY(double scale READ contentScale NOTIFY zoomChanged)
+    Q_PROPERTY(QRectF imageRect READ imageRect NOTIFY geometryUpdated)
+
+public:
+    explicit PreviewStageItem(QQuickItem* parent = nullptr);
+
+    QImage image() const { return image_; }
+    void setImage(const QImage& image);
+    bool zoomed() const { return zoomed_; }
+    double contentScale() const;
+    QRectF imageRect() const;
+
+    // Fit ↔ 100 %, keeping the picture point under `at` (item coordinates) in place.
+    Q_INVOKABLE void toggleZoom(QPointF at);
+    // Toggles at the last pointer position over the stage, or the centre.
+    Q_INVOKABLE void toggleZoomAtPointer();
+    Q_INVOKABLE void panBy(double dx, double dy);
+    Q_INVOKABLE void resetZoom();
+
+    // The geometry alone, for tests: the picture's rectangle for a stage of `stage` size.
+    static double fitScale(QSizeF stage, QSizeF picture);
+    static QPointF clampOffset(QPointF offset, QSizeF stage, QSizeF scaled);
+
+signals:
+    void imageChanged();
+    void zoomChanged();
+    void geometryUpdated();
+
+protected:
+    QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData*) override;
+    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void hoverMoveEvent(QHoverEvent* event) override;
+
+private:
+    double pixelScale() const;
+    void layoutFit();
+
+    QImage image_;
+    bool textureDirty_ = false;
+    bool zoomed_ = false;
+    QPointF offset_; // top-left of the picture in item coordinates while zoomed
+    QPointF lastPointer_{-1, -1};
+    QPointF dragStart_;
+    QPointF offsetAtDragStart_;
+    bool dragging_ = false;
+};
+
+} // namespace kestrava

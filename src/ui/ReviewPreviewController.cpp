@@ -1,0 +1,113 @@
+#include "ReviewPreviewController.h"
+
+#include "UiText.h"
+#include "workflow/KestravaViewModel.h"
+
+namespace kestrava {
+
+ReviewPreviewController::ReviewPreviewController(QObject* parent)
+    : ReviewPreviewController(nullptr, parent)
+{
+}
+
+ReviewPreviewController::ReviewPreviewController(PhotoPreviewLoader* loader, QObject* parent)
+    : QObject(parent), loader_(loader ? loader : new PhotoPreviewLoader(PreviewPipeline::shared(), this))
+{
+    connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::imageChanged);
+    connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::statusChanged);
+    connect(loader_, &PhotoPreviewLoader::isLoadingChanged, this, &ReviewPreviewController::statusChanged);
+    connect(loader_, &PhotoPreviewLoader::didFailChanged, this, &ReviewPreviewController::statusChanged);
+    connect(loader_, &PhotoPreviewLoader::didFailChanged, this, &ReviewPreviewController::onDidFailChanged);
+}
+
+QObject* ReviewPreviewController::viewModelObject() const
+{
+    return viewModel_;
+}
+
+void ReviewPreviewController::setViewModelObject(QObject* viewModel)
+{
+    setViewModel(qobject_cast<KestravaViewModel*>(viewModel));
+}
+
+void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
+{
+    if (viewModel_ == viewModel)
+        return;
+    for (const auto& connection : connections_)
+        disconnect(connection);
+    connections_.clear();
+    viewModel_ = viewModel;
+    if (viewModel_) {
+        connections_ << connect(viewModel_, &KestravaViewModel::reviewStateChanged, this, &ReviewPreviewController::sync);
+        connections_ << connect(viewModel_, &KestravaViewModel::currentIndexChanged, this, &ReviewPreviewController::sync);
+    }
+    emit viewModelChanged();
+    sync();
+}
+
+void ReviewPreviewController::setActive(bool active)
+{
+    if (active_ == active)
+        return;
+    active_ = active;
+    emit activeChanged();
+    sync();
+}
+
+QString ReviewPreviewController::statusText() const
+{
+    return UiText::previewStatusText(loader_->isLoading(), loader_->didFail(), hasImage());
+}
+
+QString ReviewPreviewController::shownPath() const
+{
+    const auto url = loader_->requestedURL();
+    return url ? url->path() : QString();
+}
+
+void ReviewPreviewController::sync()
+{
+    const QStringList candidates = active_ && viewModel_ ? viewModel_->previewCandidates() : QStringList();
+    // Decisions change the review state too; only a different group means a different picture.
+    const QString key = candidates.join(QLatin1Char('\n'));
+    if (key == groupKey_)
+        return;
+    groupKey_ = key;
+    candidates_ = candidates;
+    candidateIndex_ = 0;
+    if (candidates_.isEmpty()) {
+        loader_->clear();
+        return;
+    }
+    loadCandidate();
+
+    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    QList<FileUrl> next;
+    const int current = viewModel_->currentIndex();
+    for (int i = current + 1; i < groups.size() && i <= current + prefetchGroups; ++i)
+        next.append(groups[i].previewURL);
+    if (!next.isEmpty())
+        loader_->prefetch(next);
+}
+
+void ReviewPreviewController::loadCandidate()
+{
+    QPointer<KestravaViewModel> viewModel = viewModel_;
+    loader_->load(FileUrl::fromLocalPath(candidates_[candidateIndex_]), [viewModel](const FileUrl& url, bool success) {
+        if (viewModel)
+            viewModel->setPreviewReady(success, url.path());
+    });
+}
+
+void ReviewPreviewController::onDidFailChanged()
+{
+    if (!loader_->didFail() || candidates_.isEmpty())
+        return;
+    if (candidateIndex_ + 1 < candidates_.size()) {
+        ++candidateIndex_;
+        loadCandidate();
+    }
+}
+
+} // namespace kestrava

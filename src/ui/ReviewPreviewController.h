@@ -1,0 +1,75 @@
+#pragma once
+
+// Drives the preview loader for the review screen: when the current group changes it loads
+// the group's preferred file, falls back to the group's other files when that one yields no
+// picture, reports readiness to the view model (decisions wait for a visible picture) and
+// prefetches the next four groups. Inactive (outside review) it forgets everything.
+
+#include "preview/PhotoPreviewLoader.h"
+
+#include "workflow/KestravaViewModel.h"
+
+#include <QImage>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QtQml/qqmlregistration.h>
+
+namespace kestrava {
+
+
+
+class ReviewPreviewController : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
+    Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
+    Q_PROPERTY(QImage image READ image NOTIFY imageChanged)
+    Q_PROPERTY(bool hasImage READ hasImage NOTIFY imageChanged)
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY statusChanged)
+    Q_PROPERTY(bool didFail READ didFail NOTIFY statusChanged)
+    Q_PROPERTY(QString statusText READ statusText NOTIFY statusChanged)
+    Q_PROPERTY(QString shownPath READ shownPath NOTIFY statusChanged)
+
+public:
+    // Groups after the current one whose preview is prepared in advance.
+    static constexpr int prefetchGroups = 4;
+
+    // `loader` null: a loader on the shared pipeline.
+    explicit ReviewPreviewController(QObject* parent = nullptr);
+    ReviewPreviewController(PhotoPreviewLoader* loader, QObject* parent);
+
+    QObject* viewModelObject() const;
+    void setViewModelObject(QObject* viewModel);
+    void setViewModel(KestravaViewModel* viewModel);
+    bool active() const { return active_; }
+    void setActive(bool active);
+    QImage image() const { return loader_->image(); }
+    bool hasImage() const { return !loader_->image().isNull(); }
+    bool isLoading() const { return loader_->isLoading(); }
+    bool didFail() const { return loader_->didFail(); }
+    QString statusText() const;
+    QString shownPath() const;
+    PhotoPreviewLoader& loader() { return *loader_; }
+
+signals:
+    void viewModelChanged();
+    void activeChanged();
+    void imageChanged();
+    void statusChanged();
+
+private:
+    void sync();
+    void loadCandidate();
+    void onDidFailChanged();
+
+    PhotoPreviewLoader* loader_;
+    QPointer<KestravaViewModel> viewModel_;
+    bool active_ = false;
+    QString groupKey_;
+    QStringList candidates_;
+    int candidateIndex_ = 0;
+    QList<QMetaObject::Connection> connections_;
+};
+
+} // namespace kestrava

@@ -1,0 +1,219 @@
+#include "UiText.h"
+
+#include "model/Text.h"
+
+#include <cmath>
+
+namespace kestrava::UiText {
+
+using namespace Qt::StringLiterals;
+
+QString decisionLabel(PhotoDecision decision)
+{
+    switch (decision) {
+    case PhotoDecision::keep: return u"Behalten"_s;
+    case PhotoDecision::maybe: return u"Vielleicht"_s;
+    case PhotoDecision::del: return u"Aussortiert"_s;
+    }
+    return {};
+}
+
+QString decisionAccessibleLabel(PhotoDecision decision, bool selected)
+{
+    return selected ? UiText::decisionLabel(decision) + u", ausgewählt"_s : UiText::decisionLabel(decision);
+}
+
+QString groupFormatLabel(const QList<PhotoFormatGroup>& memberFormats)
+{
+    const bool hasJpeg = memberFormats.contains(PhotoFormatGroup::jpeg);
+    const bool hasRaw = memberFormats.contains(PhotoFormatGroup::raw);
+    if (hasJpeg && hasRaw)
+        return u"JPEG + RAW"_s;
+    if (hasJpeg)
+        return u"JPEG"_s;
+    if (hasRaw)
+        return u"RAW"_s;
+    return u"Andere"_s;
+}
+
+QString fileCountText(qsizetype count)
+{
+    return count == 1 ? u"1 Datei"_s : QString::number(count) + u" Dateien"_s;
+}
+
+QString auditSummary(qsizetype groups, qsizetype files)
+{
+    return QString::number(groups) + u" Motive · "_s + QString::number(files) + u" Dateien"_s;
+}
+
+QString auditSaveState(bool committing, const QString& savedStatus)
+{
+    return committing ? u"Änderung wird gesichert"_s : savedStatus;
+}
+
+bool matchesSearch(const QStringList& fileNames, const QString& text)
+{
+    const QString needle = text.trimmed();
+    if (needle.isEmpty())
+        return true;
+    for (const QString& name : fileNames)
+        if (name.contains(needle, Qt::CaseInsensitive))
+            return true;
+    return false;
+}
+
+bool reviewChoiceAvailable(FormatReviewChoice choice, int jpegCount, int rawCount)
+{
+    switch (choice) {
+    case FormatReviewChoice::both: return jpegCount > 0 && rawCount > 0;
+    case FormatReviewChoice::jpeg: return jpegCount > 0;
+    case FormatReviewChoice::raw: return rawCount > 0;
+    }
+    return false;
+}
+
+QString reviewChoiceTitle(FormatReviewChoice choice)
+{
+    switch (choice) {
+    case FormatReviewChoice::both: return u"JPEG + RAW gemeinsam"_s;
+    case FormatReviewChoice::jpeg: return u"Nur JPEG bewerten"_s;
+    case FormatReviewChoice::raw: return u"Nur RAW bewerten"_s;
+    }
+    return {};
+}
+
+QString reviewChoiceDescription(FormatReviewChoice choice)
+{
+    switch (choice) {
+    case FormatReviewChoice::both:
+        return u"Jedes eindeutige Motiv wird nur einmal gezeigt. Die Entscheidung gilt für JPEG und RAW."_s;
+    case FormatReviewChoice::jpeg:
+        return u"JPEGs werden bewertet. RAW-Dateien werden automatisch als Behalten einsortiert."_s;
+    case FormatReviewChoice::raw:
+        return u"RAW-Dateien werden bewertet. JPEGs werden automatisch als Behalten einsortiert."_s;
+    }
+    return {};
+}
+
+QString operationModeTitle(SortOperationMode mode)
+{
+    switch (mode) {
+    case SortOperationMode::safeCopy: return u"Sicher kopieren"_s;
+    case SortOperationMode::moveOriginals: return u"Originale verschieben"_s;
+    case SortOperationMode::organizeAndTrash: return u"Aufräumen & Papierkorb"_s;
+    }
+    return {};
+}
+
+QString operationModeDescription(SortOperationMode mode)
+{
+    switch (mode) {
+    case SortOperationMode::safeCopy:
+        return u"Alle bewerteten Dateien werden kopiert. Die Originale bleiben vollständig unverändert."_s;
+    case SortOperationMode::moveOriginals:
+        return u"Behalten, Vielleicht und Aussortiert werden geprüft und in den Ergebnisordner verschoben."_s;
+    case SortOperationMode::organizeAndTrash:
+        return u"Behalten und Vielleicht werden verschoben. Aussortierte kommen erst nach erfolgreicher Organisation in den Papierkorb."_s;
+    }
+    return {};
+}
+
+QString verificationTitle(VerificationMode mode)
+{
+    return mode == VerificationMode::sha256 ? u"SHA-256 (gründlich, langsamer)"_s : u"Dateigröße (schnell)"_s;
+}
+
+QString storageCheckText(bool hasDestination, bool checking, const QString& estimateMessage)
+{
+    if (checking)
+        return u"Freier Speicher wird geprüft …"_s;
+    if (!hasDestination || estimateMessage.isEmpty())
+        return u"Speicherprüfung steht aus"_s;
+    return estimateMessage;
+}
+
+QString inputGuardText(bool committing, bool previewReady, bool hasGroup)
+{
+    if (committing)
+        return u"Entscheidung wird gesichert"_s;
+    if (hasGroup && !previewReady)
+        return u"Nächstes Foto wird geladen"_s;
+    return {};
+}
+
+QString previewStatusText(bool loading, bool failed, bool hasImage)
+{
+    if (hasImage)
+        return {};
+    if (failed)
+        return u"Keine Vorschau verfügbar"_s;
+    if (loading)
+        return u"Vorschau wird geladen …"_s;
+    return {};
+}
+
+QString effectText(SortOperationMode mode)
+{
+    return mode == SortOperationMode::safeCopy ? u"Originale bleiben"_s : u"Originale werden verschoben"_s;
+}
+
+QString stagingLead(int rejectedFiles)
+{
+    return QString::number(rejectedFiles)
+        + u" aussortierte Dateien werden vollständig kopiert und mit SHA-256 geprüft. Noch nichts landet im Papierkorb."_s;
+}
+
+QString volumeLine(bool sameVolumeAsSource)
+{
+    return sameVolumeAsSource ? u"Gleiches Laufwerk: Schutz vor versehentlichem Löschen, nicht vor Laufwerksdefekt"_s
+                              : u"Sicherheitsablage liegt auf einem getrennten Volume"_s;
+}
+
+QString manualReviewText(int count)
+{
+    return QString::number(count) + u" Datei(en) benötigen eine manuelle Prüfung. Automatische Aktionen sind gesperrt."_s;
+}
+
+QString trashSafetyText()
+{
+    return u"Unmittelbar vor jeder Aktion werden Original und Sicherheitskopie erneut vollständig geprüft. Kestrava verwendet ausschließlich den System-Papierkorb und niemals eine permanente Löschung als Ersatz."_s;
+}
+
+QString trashGuaranteeText()
+{
+    return u"Keine 100-%-Garantie – aber Kestrava entfernt nie absichtlich die letzte bekannte, vollständig verifizierte logische Kopie."_s;
+}
+
+QString transferRateText(double bytesPerSecond)
+{
+    if (!(bytesPerSecond > 0))
+        return {};
+    return text::formatByteCount(qint64(std::llround(bytesPerSecond))) + u"/s"_s;
+}
+
+QString timeLeftText(qint64 remainingBytes, double bytesPerSecond)
+{
+    if (!(bytesPerSecond > 0) || remainingBytes <= 0)
+        return {};
+    const double seconds = double(remainingBytes) / bytesPerSecond;
+    if (seconds < 5)
+        return u"noch weniger als 5 s"_s;
+    if (seconds < 60)
+        return u"noch etwa "_s + QString::number(int(std::ceil(seconds / 5.0)) * 5) + u" s"_s;
+    if (seconds < 3600)
+        return u"noch etwa "_s + QString::number(int(std::ceil(seconds / 60.0))) + u" min"_s;
+    const int minutes = int(std::ceil(seconds / 60.0));
+    return u"noch etwa "_s + QString::number(minutes / 60) + u" h "_s + QString::number(minutes % 60) + u" min"_s;
+}
+
+QString completedHeadline(int failureCount, int pendingCount)
+{
+    return failureCount > 0 || pendingCount > 0 ? u"Sortierung mit Hinweisen beendet."_s : u"Deine Fotos sind sortiert."_s;
+}
+
+QString pendingText(int pendingCount)
+{
+    return QString::number(pendingCount) + u" Dateien sind ausstehend und können fortgesetzt werden."_s;
+}
+
+} // namespace kestrava::UiText

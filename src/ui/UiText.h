@@ -1,0 +1,69 @@
+#pragma once
+
+// Every word the screens choose between, in one place where tests reach it. The QML files
+// only show what these functions return; they never pick a text themselves.
+
+#include "model/PhotoModel.h"
+#include "model/SortOptions.h"
+
+#include <QStringList>
+#include <optional>
+
+namespace kestrava::UiText {
+
+QString decisionLabel(PhotoDecision decision);
+// "Behalten" or "Behalten, ausgewählt": what a screen reader says for a decision button.
+QString decisionAccessibleLabel(PhotoDecision decision, bool selected);
+
+// "JPEG + RAW" when the members are one JPEG and one RAW; else the single file's format
+// ("JPEG", "RAW", "Andere"); a group of several files of one kind keeps that kind's name.
+QString groupFormatLabel(const QList<PhotoFormatGroup>& memberFormats);
+// "1 Datei", "2 Dateien", "0 Dateien".
+QString fileCountText(qsizetype count);
+// "12 Motive · 20 Dateien".
+QString auditSummary(qsizetype groups, qsizetype files);
+// "Änderung wird gesichert" while a change is journaled, else the view model's saved status.
+QString auditSaveState(bool committing, const QString& savedStatus);
+
+// Whether any of the file names contains `text`, ignoring case; an empty text (after
+// trimming) matches everything.
+bool matchesSearch(const QStringList& fileNames, const QString& text);
+
+// Setup.
+// A review choice can be taken only when its formats are in the folder: both need JPEG and RAW.
+bool reviewChoiceAvailable(FormatReviewChoice choice, int jpegCount, int rawCount);
+QString reviewChoiceTitle(FormatReviewChoice choice);
+QString reviewChoiceDescription(FormatReviewChoice choice);
+QString operationModeTitle(SortOperationMode mode);
+QString operationModeDescription(SortOperationMode mode);
+QString verificationTitle(VerificationMode mode);
+// "Speicherprüfung steht aus" / "Freier Speicher wird geprüft …" / the estimate's own line.
+QString storageCheckText(bool hasDestination, bool checking, const QString& estimateMessage);
+
+// Review.
+// "Entscheidung wird gesichert" while journaling, "Nächstes Foto wird geladen" while the
+// picture is not on screen yet, else empty.
+QString inputGuardText(bool committing, bool previewReady, bool hasGroup);
+// "Vorschau wird geladen …" while loading without a picture, "Keine Vorschau verfügbar" when
+// every candidate failed, else empty.
+QString previewStatusText(bool loading, bool failed, bool hasImage);
+
+// Confirmation and trash.
+QString effectText(SortOperationMode mode);
+QString stagingLead(int rejectedFiles);
+QString volumeLine(bool sameVolumeAsSource);
+QString manualReviewText(int count);
+QString trashSafetyText();
+QString trashGuaranteeText();
+
+// Execution.
+// "12,5 MB/s"; empty when nothing was measured yet.
+QString transferRateText(double bytesPerSecond);
+// "noch etwa 2 min", "noch etwa 40 s", "noch weniger als 5 s"; empty without a rate.
+QString timeLeftText(qint64 remainingBytes, double bytesPerSecond);
+
+// Completion.
+QString completedHeadline(int failureCount, int pendingCount);
+QString pendingText(int pendingCount);
+
+} // namespace kestrava::UiText

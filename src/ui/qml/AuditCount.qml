@@ -1,0 +1,26 @@
+import QtQuick
+import QtQuick.Layouts
+import Kestrava
+
+Rectangle {
+    property string decision
+    property int count
+    radius: 15
+    color: DesignSystem.card
+    border.color: DesignSystem.decisionColor(decision)
+    implicitWidth: row.implicitWidth + 24
+    implicitHeight: 30
+    Accessible.role: Accessible.StaticText
+    Accessible.name: Texts.decisionLabel(decision) + ": " + count
+    RowLayout {
+        id: row
+        anchors.centerIn: parent
+        spacing: 6
+        Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(decision) }
+        Text {
+            text: count + " " + Texts.decisionLabel(decision)
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontBody
+        }
+    }
+}

@@ -1,0 +1,31 @@
+import QtQuick
+import QtQuick.Controls
+import Kestrava
+
+Button {
+    id: control
+    property string decision
+    property bool selected: false
+    property bool isSaving: false
+    focusPolicy: Qt.NoFocus
+    text: Texts.decisionLabel(decision)
+    Accessible.name: Texts.decisionAccessibleLabel(decision, selected)
+    contentItem: Text {
+        text: control.text
+        color: control.selected ? "#101114" : DesignSystem.textPrimary
+        font.pixelSize: DesignSystem.fontBody
+        font.weight: control.selected ? Font.DemiBold : Font.Normal
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        opacity: control.isSaving ? 0.6 : 1
+    }
+    background: Rectangle {
+        implicitWidth: 112
+        implicitHeight: 32
+        radius: 16
+        color: control.selected ? DesignSystem.decisionColor(control.decision)
+                                : (control.hovered ? DesignSystem.cardRaised : "transparent")
+        border.color: DesignSystem.decisionColor(control.decision)
+        opacity: control.enabled || control.selected ? 1 : 0.5
+    }
+}

@@ -1,0 +1,113 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kestrava
+
+// Lead, counts, size of the sort, save state, filter and search.
+Rectangle {
+    id: header
+    property AuditListModel model
+    function focusSearch() { search.forceActiveFocus() }
+    implicitHeight: column.implicitHeight + 2 * DesignSystem.spacingL
+    color: DesignSystem.background
+
+    ColumnLayout {
+        id: column
+        anchors.fill: parent
+        anchors.margins: DesignSystem.spacingL
+        spacing: DesignSystem.spacingM
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: DesignSystem.spacingM
+            Text {
+                Layout.fillWidth: true
+                text: "Kontrolliere deine Entscheidungen. Noch wurde keine Datei verschoben oder kopiert."
+                color: DesignSystem.textPrimary
+                font.pixelSize: DesignSystem.fontHeading
+                wrapMode: Text.WordWrap
+            }
+            Text {
+                objectName: "auditSaveState"
+                text: header.model ? header.model.saveStateText : ""
+                color: DesignSystem.textMuted
+                font.pixelSize: DesignSystem.fontCaption
+            }
+        }
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: DesignSystem.spacingM
+            Repeater {
+                model: ["keep", "maybe", "delete"]
+                AuditCount {
+                    required property string modelData
+                    decision: modelData
+                    count: ViewModel.decisionCounts[modelData] ?? 0
+                }
+            }
+            Text {
+                objectName: "auditSummary"
+                Layout.fillWidth: true
+                text: header.model ? header.model.summaryText : ""
+                color: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontBody
+            }
+        }
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: DesignSystem.spacingM
+            Text { text: "Filter"; color: DesignSystem.textSecondary; font.pixelSize: DesignSystem.fontBody }
+            Row {
+                spacing: 0
+                Repeater {
+                    model: [{ key: "all", label: "Alle" }, { key: "keep", label: "Behalten" },
+                            { key: "maybe", label: "Vielleicht" }, { key: "delete", label: "Aussortiert" }]
+                    Button {
+                        id: segment
+                        required property var modelData
+                        required property int index
+                        objectName: "filter_" + modelData.key
+                        text: modelData.label
+                        checkable: true
+                        checked: header.model && header.model.filter === modelData.key
+                        focusPolicy: Qt.TabFocus
+                        onClicked: header.model.filter = modelData.key
+                        Accessible.role: Accessible.RadioButton
+                        Accessible.checked: checked
+                        contentItem: Text {
+                            text: segment.text
+                            color: segment.checked ? DesignSystem.onAccent : DesignSystem.textPrimary
+                            font.pixelSize: DesignSystem.fontBody
+                            horizontalAlignment: Text.AlignHCenter
+                            verticalAlignment: Text.AlignVCenter
+                        }
+                        background: Rectangle {
+                            implicitWidth: 104
+                            implicitHeight: 34
+                            radius: 6
+                            color: segment.checked ? DesignSystem.accent : DesignSystem.card
+                            border.color: DesignSystem.border
+                        }
+                    }
+                }
+            }
+            Item { Layout.fillWidth: true }
+            TextField {
+                id: search
+                objectName: "auditSearch"
+                Layout.preferredWidth: 300
+                placeholderText: "Dateiname suchen"
+                placeholderTextColor: DesignSystem.textMuted
+                color: DesignSystem.textPrimary
+                selectByMouse: true
+                onTextChanged: header.model.searchText = text
+                background: Rectangle {
+                    implicitHeight: 36
+                    radius: DesignSystem.radiusSmall
+                    color: DesignSystem.surface
+                    border.color: search.activeFocus ? DesignSystem.accent : DesignSystem.border
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,91 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kestrava
+
+// One group: thumbnail, name, format, file count, size, its decision and a larger view.
+Rectangle {
+    id: row
+    required property int index
+    required property string groupId
+    required property string fileName
+    required property string formatText
+    required property string fileCountText
+    required property string sizeText
+    required property string decision
+    required property string thumbnailUrl
+    required property bool isSaving
+    property bool controlsDisabled: false
+    property bool current: false
+    signal decide(string decision)
+    signal showLarge()
+
+    implicitHeight: 72
+    color: current ? DesignSystem.cardRaised : (index % 2 === 0 ? DesignSystem.background : DesignSystem.surface)
+    Accessible.role: Accessible.ListItem
+    Accessible.name: fileName
+
+    RowLayout {
+        anchors.fill: parent
+        anchors.leftMargin: DesignSystem.spacingL
+        anchors.rightMargin: DesignSystem.spacingL
+        spacing: DesignSystem.spacingM
+
+        AuditThumbnail {
+            Layout.preferredWidth: 60
+            Layout.preferredHeight: 56
+            source: row.thumbnailUrl
+        }
+        ColumnLayout {
+            Layout.fillWidth: true
+            spacing: 2
+            Text {
+                Layout.fillWidth: true
+                text: row.fileName
+                color: DesignSystem.textPrimary
+                font.pixelSize: DesignSystem.fontBody + 1
+                font.weight: Font.DemiBold
+                elide: Text.ElideMiddle
+            }
+            Text {
+                Layout.fillWidth: true
+                text: row.formatText + "  ·  " + row.fileCountText + "  ·  " + row.sizeText
+                color: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontCaption
+                elide: Text.ElideRight
+            }
+        }
+        Text {
+            visible: row.isSaving
+            text: "Wird gesichert …"
+            color: DesignSystem.textMuted
+            font.pixelSize: DesignSystem.fontCaption
+        }
+        Row {
+            spacing: DesignSystem.spacingS
+            Repeater {
+                model: ["keep", "maybe", "delete"]
+                AuditDecisionButton {
+                    required property string modelData
+                    decision: modelData
+                    selected: row.decision === modelData
+                    isSaving: row.isSaving
+                    enabled: !row.controlsDisabled
+                    onClicked: row.decide(modelData)
+                }
+            }
+        }
+        SecondaryButton {
+            text: "Vorschau"
+            focusPolicy: Qt.NoFocus
+            padding: 6
+            onClicked: row.showLarge()
+        }
+    }
+    MouseArea {
+        anchors.fill: parent
+        z: -1
+        onClicked: row.ListView.view.currentIndex = row.index
+        onDoubleClicked: row.showLarge()
+    }
+}

@@ -1,0 +1,131 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import QtQuick.Window
+import Kestrava
+
+// "Auswahl prüfen": every group with its decision, to check, change and confirm.
+Window {
+    id: window
+    title: "Auswahl prüfen"
+    width: 1180
+    height: 780
+    minimumWidth: 860
+    minimumHeight: 520
+    color: DesignSystem.background
+
+    AuditListModel {
+        id: rows
+        viewModel: ViewModel
+    }
+
+    onVisibleChanged: ViewModel.setReviewAuditPresented(visible)
+    onClosing: ViewModel.setReviewAuditPresented(false)
+
+    // The session commands work from this window too.
+    Shortcut { sequence: StandardKey.Save; onActivated: Shell.requestSaveSession() }
+    Shortcut { sequence: StandardKey.Open; onActivated: Shell.requestLoadSession() }
+    Shortcut { sequence: StandardKey.Find; onActivated: header.focusSearch() }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        AuditHeader {
+            id: header
+            Layout.fillWidth: true
+            model: rows
+        }
+
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: 30
+            color: DesignSystem.surface
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: DesignSystem.spacingL + 76
+                anchors.rightMargin: DesignSystem.spacingL
+                Text { Layout.fillWidth: true; text: "DATEI"; color: DesignSystem.textMuted; font.pixelSize: DesignSystem.fontCaption; font.letterSpacing: 1 }
+                Text { Layout.preferredWidth: 420; text: "ENTSCHEIDUNG"; color: DesignSystem.textMuted; font.pixelSize: DesignSystem.fontCaption; font.letterSpacing: 1 }
+            }
+        }
+
+        ListView {
+            id: list
+            objectName: "auditList"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            clip: true
+            model: rows
+            focus: true
+            keyNavigationEnabled: true
+            highlightMoveDuration: 0
+            reuseItems: true
+            cacheBuffer: 400
+            boundsBehavior: Flickable.StopAtBounds
+            ScrollBar.vertical: ScrollBar { policy: ScrollBar.AlwaysOn }
+            delegate: AuditRow {
+                width: list.width
+                controlsDisabled: rows.controlsDisabled
+                current: ListView.isCurrentItem
+                onDecide: (decision) => rows.decide(index, decision)
+                onShowLarge: rows.showLarge(index)
+            }
+            // 1 · 2 · 3 decide the selected row; Return shows it large.
+            Keys.onPressed: (event) => {
+                const decisions = { [Qt.Key_1]: "keep", [Qt.Key_2]: "maybe", [Qt.Key_3]: "delete" }
+                if (decisions[event.key] !== undefined && currentIndex >= 0) {
+                    rows.decide(currentIndex, decisions[event.key])
+                    event.accepted = true
+                } else if ((event.key === Qt.Key_Return || event.key === Qt.Key_Enter) && currentIndex >= 0) {
+                    rows.showLarge(currentIndex)
+                    event.accepted = true
+                }
+            }
+
+            ColumnLayout {
+                anchors.centerIn: parent
+                visible: rows.count === 0
+                spacing: DesignSystem.spacingS
+                Text {
+                    objectName: "auditEmptyTitle"
+                    Layout.alignment: Qt.AlignHCenter
+                    text: "Keine Motive gefunden"
+                    color: DesignSystem.textPrimary
+                    font.pixelSize: DesignSystem.fontHeading
+                    font.weight: Font.DemiBold
+                }
+                Text {
+                    Layout.alignment: Qt.AlignHCenter
+                    text: "Passe Suche oder Filter an."
+                    color: DesignSystem.textSecondary
+                    font.pixelSize: DesignSystem.fontBody
+                }
+            }
+        }
+
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: 68
+            color: DesignSystem.surface
+            Rectangle { width: parent.width; height: 1; color: DesignSystem.border }
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: DesignSystem.spacingL
+                anchors.rightMargin: DesignSystem.spacingL
+                Text {
+                    Layout.fillWidth: true
+                    text: "↑ ↓ Zeile wählen · 1 Behalten · 2 Vielleicht · 3 Aussortiert · ⏎ Vorschau"
+                    color: DesignSystem.textMuted
+                    font.pixelSize: DesignSystem.fontCaption
+                }
+                PrimaryButton {
+                    objectName: "confirmSelectionButton"
+                    text: "Auswahl bestätigen"
+                    enabled: !rows.controlsDisabled && ViewModel.reviewGroupCount > 0
+                    onClicked: ViewModel.beginCompletionFlow()
+                }
+            }
+        }
+    }
+}

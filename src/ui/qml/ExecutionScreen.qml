@@ -1,0 +1,85 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kestrava
+
+// Progress of the execution, and a safe way to stop it.
+Item {
+    id: screen
+    readonly property var progress: ViewModel.sortProgress
+
+    ColumnLayout {
+        anchors.centerIn: parent
+        width: Math.min(parent.width - 2 * DesignSystem.spacingXL, 820)
+        spacing: DesignSystem.spacingL
+        Text {
+            text: "Dateien werden organisiert"
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontTitle + 4
+            font.weight: Font.Bold
+        }
+        Text {
+            objectName: "phaseText"
+            text: screen.progress ? (screen.progress.phase ?? "") : ""
+            color: DesignSystem.accent
+            font.pixelSize: DesignSystem.fontHeading
+        }
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: DesignSystem.spacingM
+            MetricCard {
+                Layout.fillWidth: true
+                label: "Dateien"
+                value: screen.progress ? (screen.progress.completedFiles ?? 0) + " / " + (screen.progress.totalFiles ?? 0) : "–"
+            }
+            MetricCard {
+                Layout.fillWidth: true
+                label: "Datenmenge"
+                value: screen.progress ? Texts.byteCount(screen.progress.completedBytes ?? 0) : "–"
+            }
+            MetricCard {
+                Layout.fillWidth: true
+                label: "Tempo"
+                value: Texts.transferRateText(screen.progress) || "–"
+            }
+            MetricCard {
+                Layout.fillWidth: true
+                label: "Restzeit"
+                value: Texts.timeLeftText(screen.progress) || "–"
+            }
+        }
+        ProgressBar {
+            objectName: "executionProgress"
+            Layout.fillWidth: true
+            from: 0
+            to: 1
+            value: Texts.progressFraction(screen.progress)
+            indeterminate: !screen.progress
+        }
+        Text {
+            Layout.fillWidth: true
+            text: screen.progress ? (screen.progress.currentFilename ?? "") : ""
+            color: DesignSystem.textMuted
+            font.pixelSize: DesignSystem.fontCaption
+            elide: Text.ElideMiddle
+        }
+        RowLayout {
+            spacing: DesignSystem.spacingL
+            Repeater {
+                model: ["Sicher fortsetzbar", "Jeder Schritt wird gespeichert", "Bitte Laufwerke verbunden lassen"]
+                RowLayout {
+                    required property string modelData
+                    spacing: 6
+                    Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.keep }
+                    Text { text: modelData; color: DesignSystem.textSecondary; font.pixelSize: DesignSystem.fontBody }
+                }
+            }
+        }
+        SecondaryButton {
+            objectName: "cancelExecutionButton"
+            text: "Sicher abbrechen"
+            enabled: typeof ViewModel.cancelExecution === "function"
+            onClicked: ViewModel.cancelExecution()
+        }
+    }
+}

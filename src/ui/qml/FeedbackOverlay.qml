@@ -1,0 +1,30 @@
+import QtQuick
+import Kestrava
+
+// The short confirmation after a decision; its timing belongs to the view model (shown,
+// exiting, gone), the overlay only follows it.
+Rectangle {
+    id: overlay
+    readonly property var feedback: ViewModel.decisionFeedback
+    readonly property bool present: (feedback.id ?? "").length > 0
+    visible: present || opacity > 0
+    opacity: present && !ViewModel.feedbackIsExiting ? 1 : 0
+    scale: present && !ViewModel.feedbackIsExiting ? 1 : 0.96
+    Behavior on opacity { enabled: !Shell.reducedMotion; NumberAnimation { duration: 160 } }
+    Behavior on scale { enabled: !Shell.reducedMotion; NumberAnimation { duration: 160 } }
+    radius: 22
+    color: Qt.rgba(0.08, 0.09, 0.1, 0.88)
+    border.color: DesignSystem.decisionColor(feedback.decision ?? "")
+    border.width: 2
+    implicitWidth: label.implicitWidth + 40
+    implicitHeight: 44
+    Text {
+        id: label
+        objectName: "feedbackTitle"
+        anchors.centerIn: parent
+        text: overlay.feedback.title ?? ""
+        color: DesignSystem.textPrimary
+        font.pixelSize: DesignSystem.fontHeading
+        font.weight: Font.DemiBold
+    }
+}

@@ -1,0 +1,52 @@
+import QtQuick
+import QtQuick.Layouts
+import Kestrava
+
+// Capture facts of the photo on screen, read in the background.
+Rectangle {
+    property alias path: inspector.path
+    color: DesignSystem.surface
+    Rectangle { width: 1; height: parent.height; color: DesignSystem.border }
+
+    PhotoInspector { id: inspector }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: DesignSystem.spacingL
+        spacing: DesignSystem.spacingM
+        Text {
+            text: "Inspector"
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontHeading
+            font.weight: Font.DemiBold
+        }
+        Repeater {
+            model: inspector.lines
+            ColumnLayout {
+                required property var modelData
+                Layout.fillWidth: true
+                spacing: 2
+                Text {
+                    text: modelData.label
+                    color: DesignSystem.textMuted
+                    font.pixelSize: DesignSystem.fontCaption
+                }
+                Text {
+                    Layout.fillWidth: true
+                    text: modelData.value
+                    color: DesignSystem.textPrimary
+                    font.pixelSize: DesignSystem.fontBody
+                    elide: Text.ElideRight
+                }
+            }
+        }
+        Item { Layout.fillHeight: true }
+        Text {
+            Layout.fillWidth: true
+            text: "↑ Behalten · → Vielleicht · ↓ Aussortiert · ← zurück · Z 100 %"
+            color: DesignSystem.textMuted
+            font.pixelSize: DesignSystem.fontCaption
+            wrapMode: Text.WordWrap
+        }
+    }
+}

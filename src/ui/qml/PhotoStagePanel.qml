@@ -1,0 +1,83 @@
+import QtQuick
+import QtQuick.Controls
+import Kestrava
+
+// The dark stage with the photo, its loading state, the input guard and the feedback.
+Rectangle {
+    id: panel
+    property ReviewPreviewController controller
+    function toggleZoom() { stageItem.toggleZoomAtPointer() }
+    color: DesignSystem.stage
+    clip: true
+
+    PreviewStageItem {
+        id: stageItem
+        objectName: "previewStage"
+        anchors.fill: parent
+        anchors.margins: zoomed ? 0 : DesignSystem.spacingL
+        Accessible.role: Accessible.Graphic
+        Accessible.name: ViewModel.currentGroup.fileName ?? ""
+    }
+
+    Binding {
+        target: stageItem
+        property: "image"
+        value: panel.controller ? panel.controller.image : null
+        when: panel.controller !== null
+    }
+
+    Text {
+        objectName: "previewStatus"
+        anchors.centerIn: parent
+        text: panel.controller ? panel.controller.statusText : ""
+        visible: text.length > 0
+        color: DesignSystem.textSecondary
+        font.pixelSize: DesignSystem.fontHeading
+    }
+
+    // Why a key press does nothing right now.
+    Rectangle {
+        readonly property string guard: Texts.inputGuardText(ViewModel.isCommittingDecision, ViewModel.isPreviewReady,
+                                                             (ViewModel.currentGroup.id ?? "").length > 0)
+        anchors.top: parent.top
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.topMargin: DesignSystem.spacingM
+        visible: guard.length > 0 && (!panel.controller || panel.controller.hasImage || ViewModel.isCommittingDecision)
+        radius: 14
+        color: Qt.rgba(0, 0, 0, 0.6)
+        implicitWidth: guardText.implicitWidth + 24
+        implicitHeight: 28
+        Text {
+            id: guardText
+            objectName: "inputGuardText"
+            anchors.centerIn: parent
+            text: parent.guard
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontCaption
+        }
+    }
+
+    Rectangle {
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        anchors.margins: DesignSystem.spacingM
+        visible: stageItem.zoomed
+        radius: 12
+        color: Qt.rgba(0, 0, 0, 0.6)
+        implicitWidth: zoomText.implicitWidth + 20
+        implicitHeight: 24
+        Text {
+            id: zoomText
+            anchors.centerIn: parent
+            text: "100 % · Z zum Einpassen"
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontCaption
+        }
+    }
+
+    FeedbackOverlay {
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: DesignSystem.spacingXL
+    }
+}

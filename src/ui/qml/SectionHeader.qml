@@ -1,0 +1,30 @@
+import QtQuick
+import QtQuick.Layouts
+import Kestrava
+
+// "1  Welche Ansicht passt zu deinem Workflow?"
+RowLayout {
+    property int number: 1
+    property string title
+    spacing: DesignSystem.spacingM
+    Rectangle {
+        width: 28; height: 28; radius: 14
+        color: DesignSystem.cardRaised
+        border.color: DesignSystem.border
+        Text {
+            anchors.centerIn: parent
+            text: number
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontBody
+            font.weight: Font.DemiBold
+        }
+    }
+    Text {
+        Layout.fillWidth: true
+        text: title
+        color: DesignSystem.textPrimary
+        font.pixelSize: DesignSystem.fontHeading + 2
+        font.weight: Font.DemiBold
+        wrapMode: Text.WordWrap
+    }
+}

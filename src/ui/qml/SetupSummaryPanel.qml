@@ -1,0 +1,59 @@
+import QtQuick
+import QtQuick.Layouts
+import Kestrava
+
+// The choices once more and the start button.
+Card {
+    implicitHeight: column.implicitHeight + 2 * padding
+    ColumnLayout {
+        id: column
+        width: parent.width
+        spacing: DesignSystem.spacingM
+        Text {
+            text: "Zusammenfassung"
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontHeading
+            font.weight: Font.DemiBold
+        }
+        Repeater {
+            model: [
+                { label: "Ordner", value: Texts.folderName(ViewModel.sourceFolder) },
+                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.selectedReviewChoice) },
+                { label: "Modus", value: Texts.operationModeTitle(ViewModel.selectedOperationMode) },
+                { label: "Zielbasis", value: Texts.folderName(ViewModel.destinationBaseFolder) },
+                { label: "Ergebnisordner", value: ViewModel.runFolderName }
+            ]
+            ColumnLayout {
+                required property var modelData
+                Layout.fillWidth: true
+                spacing: 2
+                Text {
+                    text: modelData.label
+                    color: DesignSystem.textMuted
+                    font.pixelSize: DesignSystem.fontCaption
+                }
+                Text {
+                    Layout.fillWidth: true
+                    text: modelData.value.length > 0 ? modelData.value : "–"
+                    color: DesignSystem.textPrimary
+                    font.pixelSize: DesignSystem.fontBody
+                    elide: Text.ElideMiddle
+                }
+            }
+        }
+        Text {
+            Layout.fillWidth: true
+            text: "Es wird erst nach deiner ausdrücklichen Bestätigung etwas organisiert."
+            color: DesignSystem.textSecondary
+            font.pixelSize: DesignSystem.fontCaption
+            wrapMode: Text.WordWrap
+        }
+        PrimaryButton {
+            objectName: "startReviewButton"
+            Layout.fillWidth: true
+            text: "Auswahl starten"
+            enabled: ViewModel.canStartReview
+            onClicked: ViewModel.startReviewing()
+        }
+    }
+}

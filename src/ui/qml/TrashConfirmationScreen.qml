@@ -1,0 +1,148 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kestrava
+
+// Safety copies being made, then the second confirmation before the only destructive step.
+Item {
+    id: screen
+    readonly property bool staging: ViewModel.route === "trashStaging"
+    readonly property var preparation: ViewModel.trashPreparation
+    readonly property int manualCount: Texts.manualReviewCount(preparation)
+
+    ColumnLayout {
+        anchors.centerIn: parent
+        visible: screen.staging
+        width: Math.min(parent.width - 80, 620)
+        spacing: DesignSystem.spacingM
+        BusyIndicator { Layout.alignment: Qt.AlignHCenter; running: visible }
+        Text {
+            Layout.alignment: Qt.AlignHCenter
+            text: "Sicherheitsablage wird vorbereitet"
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontTitle
+            font.weight: Font.DemiBold
+        }
+        ProgressBar {
+            Layout.fillWidth: true
+            value: Texts.progressFraction(ViewModel.sortProgress)
+            visible: !!ViewModel.sortProgress
+        }
+    }
+
+    ScrollView {
+        id: scroll
+        anchors.fill: parent
+        visible: !screen.staging
+        contentWidth: availableWidth
+        ColumnLayout {
+            x: Math.max(DesignSystem.spacingL, (scroll.availableWidth - width) / 2)
+            width: Math.min(scroll.availableWidth - 2 * DesignSystem.spacingL, 780)
+            spacing: DesignSystem.spacingL
+            Item { Layout.preferredHeight: DesignSystem.spacingS }
+            Text {
+                text: "Sicherheitskopien sind bereit."
+                color: DesignSystem.textPrimary
+                font.pixelSize: DesignSystem.fontTitle + 4
+                font.weight: Font.Bold
+            }
+            Text {
+                Layout.fillWidth: true
+                text: "Die Originale sind noch unangetastet. Jetzt folgt deine zweite Bestätigung."
+                color: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontHeading
+                wrapMode: Text.WordWrap
+            }
+            Card {
+                Layout.fillWidth: true
+                highlighted: true
+                implicitHeight: body.implicitHeight + 2 * padding
+                ColumnLayout {
+                    id: body
+                    width: parent.width
+                    spacing: DesignSystem.spacingM
+                    Text {
+                        text: "Jetzt folgt der einzige destruktive Schritt"
+                        color: DesignSystem.textPrimary
+                        font.pixelSize: DesignSystem.fontHeading
+                        font.weight: Font.DemiBold
+                    }
+                    Text {
+                        objectName: "volumeLine"
+                        Layout.fillWidth: true
+                        text: Texts.volumeLine(screen.preparation)
+                        color: DesignSystem.textSecondary
+                        font.pixelSize: DesignSystem.fontBody
+                        wrapMode: Text.WordWrap
+                    }
+                    Text {
+                        objectName: "manualReviewText"
+                        Layout.fillWidth: true
+                        visible: screen.manualCount > 0
+                        text: Texts.manualReviewText(screen.manualCount)
+                        color: DesignSystem.maybe
+                        font.pixelSize: DesignSystem.fontBody
+                        wrapMode: Text.WordWrap
+                    }
+                    Text {
+                        Layout.fillWidth: true
+                        text: Texts.trashSafetyText()
+                        color: DesignSystem.textSecondary
+                        font.pixelSize: DesignSystem.fontBody
+                        wrapMode: Text.WordWrap
+                    }
+                    Text {
+                        Layout.fillWidth: true
+                        text: Texts.trashGuaranteeText()
+                        color: DesignSystem.textMuted
+                        font.pixelSize: DesignSystem.fontCaption
+                        wrapMode: Text.WordWrap
+                    }
+                    CheckBox {
+                        id: commitBox
+                        objectName: "trashCommitConfirmation"
+                        Layout.fillWidth: true
+                        checked: ViewModel.trashCommitConfirmationAccepted
+                        onToggled: ViewModel.trashCommitConfirmationAccepted = checked
+                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die Originale jetzt in den Papierkorb verschieben."
+                        contentItem: Text {
+                            leftPadding: commitBox.indicator.width + commitBox.spacing
+                            text: commitBox.text
+                            color: DesignSystem.textPrimary
+                            font.pixelSize: DesignSystem.fontBody
+                            wrapMode: Text.WordWrap
+                            verticalAlignment: Text.AlignVCenter
+                        }
+                    }
+                }
+            }
+            RowLayout {
+                Layout.fillWidth: true
+                spacing: DesignSystem.spacingM
+                SecondaryButton {
+                    text: "Sicherheitsablage im Dateimanager öffnen"
+                    onClicked: {
+                        if (typeof ViewModel.openSafetyFolder === "function")
+                            ViewModel.openSafetyFolder()
+                        else if (screen.preparation && screen.preparation.stagingRoot)
+                            Shell.reveal(Shell.localPath(screen.preparation.stagingRoot))
+                    }
+                }
+                Item { Layout.fillWidth: true }
+                SecondaryButton {
+                    objectName: "deferTrashButton"
+                    text: "Später entscheiden"
+                    enabled: typeof ViewModel.deferPreparedTrash === "function"
+                    onClicked: ViewModel.deferPreparedTrash()
+                }
+                PrimaryButton {
+                    objectName: "commitTrashButton"
+                    destructive: true
+                    text: "Jetzt in den Papierkorb"
+                    enabled: ViewModel.canCommitTrash === true
+                    onClicked: ViewModel.commitPreparedTrash()
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,113 @@
+// A PNG of every screen in <build>/screenshots, made the way a person would reach it, so the
+// screens can be looked at after each build. The review shot shows a real decoded preview.
+
+#include "UiRig.h"
+
+#include <QFileInfo>
+#include <QImage>
+#include <QQmlComponent>
+#include <QQuickItem>
+#include <QTest>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A screenshot that is one flat colour shows nothing: the screen failed to build.
+void expectPainted(const QString& path)
+{
+    const QImage image(path);
+    ASSERT_FALSE(image.isNull()) << path.toStdString();
+    QSet<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 7)
+        for (int x = 0; x < image.width(); x += 7)
+            colours.insert(image.pixel(x, y));
+    EXPECT_GT(colours.size(), 8) << "almost blank: " << path.toStdString();
+}
+
+// A screen without the route that leads to it (the route belongs to work the view model does
+// not yet run here), rendered alone in a window of the main window's size.
+QString shootStandalone(UiRig& rig, const QString& component, const QString& name)
+{
+    QQmlComponent factory(rig.engine.get());
+    factory.setData(("import QtQuick\nimport QtQuick.Window\nimport Kestrava\nWindow { width: 1240; height: 768; visible: true;"
+                     " color: DesignSystem.background; "
+                     + component.toUtf8() + " { anchors.fill: parent } }"),
+                    QUrl(u"qrc:/Kestrava/qml/Standalone.qml"_s));
+    std::unique_ptr<QObject> object(factory.create());
+    EXPECT_NE(object, nullptr) << factory.errorString().toStdString();
+    if (!object)
+        return {};
+    auto* window = qobject_cast<QQuickWindow*>(object.get());
+    const QString path = rig.screenshot(window, name);
+    window->close();
+    return path;
+}
+
+} // namespace
+
+TEST(Screenshots, everyScreenOfTheFlow)
+{
+    UiRig rig(12);
+    QQuickWindow* window = rig.openMainWindow();
+    ASSERT_NE(window, nullptr);
+    window->show();
+    ASSERT_TRUE(waitUntil([&] { return window->isExposed(); }));
+    expectPainted(rig.screenshot(window, u"01-welcome"_s));
+
+    rig.scanGate->store(false);
+    rig.viewModel->load(rig.shootFolder);
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::scanning; }));
+    expectPainted(rig.screenshot(window, u"02-scanning"_s));
+    rig.scanGate->store(true);
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::setup; }));
+    expectPainted(rig.screenshot(window, u"03-setup-empty"_s));
+
+    rig.configure();
+    rig.viewModel->setAdvancedOptionsVisible(true);
+    expectPainted(rig.screenshot(window, u"03-setup-complete"_s));
+
+    rig.startReview();
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady(); }, 20000)) << "no preview reached the screen";
+    expectPainted(rig.screenshot(window, u"04-review"_s));
+
+    rig.press(window, Qt::Key_Up);
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->currentIndex() == 1 && rig.viewModel->isPreviewReady(); }, 20000));
+    expectPainted(rig.screenshot(window, u"04-review-after-keep"_s));
+
+    rig.press(window, Qt::Key_Z);
+    expectPainted(rig.screenshot(window, u"04-review-100-percent"_s));
+    rig.press(window, Qt::Key_Z);
+
+    rig.viewModel->requestReviewAudit();
+    ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }));
+    QQuickWindow* audit = rig.auditWindow();
+    ASSERT_TRUE(waitUntil([&] { return audit->isExposed(); }));
+    QTest::qWait(400); // thumbnails
+    expectPainted(rig.screenshot(audit, u"05-audit"_s));
+
+    for (const ReviewGroup& group : rig.viewModel->effectiveReviewGroups()) {
+        const int n = int(qHash(group.id) % 3);
+        rig.viewModel->reclassify(n == 0 ? u"keep"_s : n == 1 ? u"maybe"_s : u"delete"_s, group.id);
+        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+    }
+    rig.screenshot(audit, u"05-audit-decided"_s);
+    rig.viewModel->beginCompletionFlow();
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
+    expectPainted(rig.screenshot(window, u"06-confirmation-safeCopy"_s));
+    rig.viewModel->selectOperationMode(u"organizeAndTrash"_s);
+    expectPainted(rig.screenshot(window, u"06-confirmation-organizeAndTrash"_s));
+
+    expectPainted(shootStandalone(rig, u"TrashConfirmationScreen"_s, u"07-trash-confirmation"_s));
+    expectPainted(shootStandalone(rig, u"ExecutionScreen"_s, u"08-executing"_s));
+
+    // A completed session, as reopening it shows it.
+    const auto completed = rig.viewModel->makeSessionSnapshot(SortSessionStatus::completed);
+    ASSERT_TRUE(completed.has_value());
+    rig.viewModel->apply(*completed);
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }));
+    expectPainted(rig.screenshot(window, u"09-completed"_s));
+}

@@ -1,0 +1,132 @@
+// The shell around the view model: the one flush at quit, the decision export that never
+// replaces a file, reduced motion, revealing files, and the inspector's values.
+
+#include "UiRig.h"
+#include "scanning/generator/ShootGenerator.h"
+#include "ui/FileManagerReveal.h"
+#include "ui/PhotoInspector.h"
+#include "ui/PhotoMetadata.h"
+#include "ui/ReducedMotion.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+using namespace Qt::StringLiterals;
+
+TEST(AppShell, quittingFlushesTheSessionExactlyOnce)
+{
+    UiRig rig(3);
+    rig.loadShoot();
+    rig.shell->flushBeforeQuit();
+    rig.shell->flushBeforeQuit();
+    EXPECT_EQ(rig.shell->flushCount(), 1);
+}
+
+TEST(AppShell, menuCommandsArriveAsSignalsEvenWithoutAFolder)
+{
+    UiRig rig(1);
+    QSignalSpy save(rig.shell.get(), &AppShell::saveSessionRequested);
+    QSignalSpy load(rig.shell.get(), &AppShell::loadSessionRequested);
+    rig.shell->requestSaveSession();
+    rig.shell->requestLoadSession();
+    EXPECT_EQ(save.count(), 1);
+    EXPECT_EQ(load.count(), 1);
+}
+
+TEST(AppShell, decisionExportWritesANewFileAndNeverReplacesOne)
+{
+    UiRig rig(4);
+    rig.loadShoot();
+    rig.configure();
+    rig.startReview();
+    const QString groupID = rig.viewModel->effectiveReviewGroups().first().id;
+    rig.viewModel->reclassify(u"delete"_s, groupID);
+    ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+
+    const QString path = rig.tree.path(u"Entscheidungen.csv"_s);
+    ASSERT_TRUE(rig.shell->exportDecisionsCsv(path)) << rig.shell->alertText().toStdString();
+    const QByteArray csv = readFile(path);
+    EXPECT_TRUE(csv.startsWith("Datei,"));
+    EXPECT_TRUE(csv.contains("Aussortiert") || csv.contains("delete")) << csv.constData();
+
+    writeFile(path, "schon da");
+    EXPECT_FALSE(rig.shell->exportDecisionsCsv(path));
+    EXPECT_TRUE(rig.shell->alertText().startsWith(u"Export fehlgeschlagen: "_s));
+    EXPECT_EQ(readFile(path), QByteArray("schon da"));
+    rig.shell->dismissAlert();
+    EXPECT_TRUE(rig.shell->alertText().isEmpty());
+}
+
+TEST(ReducedMotion, environmentAndKdeSettings)
+{
+    EXPECT_EQ(ReducedMotion::fromEnvironment("1"), true);
+    EXPECT_EQ(ReducedMotion::fromEnvironment("0"), false);
+    EXPECT_EQ(ReducedMotion::fromEnvironment("yes"), std::nullopt);
+    EXPECT_EQ(ReducedMotion::fromKdeGlobals(u"[General]\nX=1\n[KDE]\nAnimationDurationFactor=0\n"_s), true);
+    EXPECT_EQ(ReducedMotion::fromKdeGlobals(u"[KDE]\nAnimationDurationFactor=0.5\n"_s), false);
+    // The key in another group does not count.
+    EXPECT_EQ(ReducedMotion::fromKdeGlobals(u"[Other]\nAnimationDurationFactor=0\n"_s), std::nullopt);
+}
+
+TEST(FileManagerReveal, fallbackOpensTheFolderThatHoldsAFile)
+{
+    TempTree tree;
+    const QString file = tree.write(u"Ordner/bild.jpg"_s);
+    EXPECT_EQ(FileManagerReveal::fallbackUrl(file), QUrl::fromLocalFile(tree.path(u"Ordner"_s)));
+    EXPECT_EQ(FileManagerReveal::fallbackUrl(tree.path(u"Ordner"_s)), QUrl::fromLocalFile(tree.path(u"Ordner"_s)));
+}
+
+TEST(PhotoMetadata, valuesAreWrittenTheWayPhotographersReadThem)
+{
+    EXPECT_EQ(PhotoMetadata::formatAperture(2.8), u"f/2,8"_s);
+    EXPECT_EQ(PhotoMetadata::formatAperture(8.0), u"f/8"_s);
+    EXPECT_EQ(PhotoMetadata::formatExposureTime(1.0 / 250), u"1/250 s"_s);
+    EXPECT_EQ(PhotoMetadata::formatExposureTime(0.5), u"0,5 s"_s);
+    EXPECT_EQ(PhotoMetadata::formatExposureTime(2), u"2 s"_s);
+    EXPECT_EQ(PhotoMetadata::formatFocalLength(50), u"50 mm"_s);
+    EXPECT_EQ(PhotoMetadata::formatFocalLength(18.5), u"18,5 mm"_s);
+    EXPECT_EQ(PhotoMetadata::formatPixelSize(QSize(6000, 4000)), u"6000 × 4000"_s);
+    EXPECT_EQ(PhotoMetadata::cameraName(u"Canon"_s, u"Canon EOS R5"_s), u"Canon EOS R5"_s);
+    EXPECT_EQ(PhotoMetadata::cameraName(u"NIKON CORPORATION"_s, u"NIKON Z 6_2"_s), u"NIKON Z 6_2"_s);
+    EXPECT_EQ(PhotoMetadata::cameraName(u"FUJIFILM"_s, u"X-T4"_s), u"FUJIFILM X-T4"_s);
+}
+
+TEST(PhotoMetadata, unreadableFileGivesDashesNotAnError)
+{
+    TempTree tree;
+    const auto lines = PhotoMetadata::lines(PhotoMetadata::read(tree.write(u"kaputt.jpg"_s, "kein jpeg")));
+    ASSERT_EQ(lines.size(), 8);
+    for (const auto& line : lines)
+        EXPECT_EQ(line.value, u"–"_s) << line.label.toStdString();
+}
+
+TEST(PhotoInspector, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)
+{
+    TempTree tree;
+    shootgen::ShootOptions options;
+    options.shots = 2;
+    options.distractors = false;
+    const auto summary = shootgen::generateShoot(tree.root(), options);
+    QString jpeg;
+    QDateTime date;
+    for (const auto& photo : summary.photos)
+        if (photo.formatGroup == PhotoFormatGroup::jpeg) {
+            jpeg = tree.path(photo.relativePath);
+            date = photo.captureDate;
+            break;
+        }
+    ASSERT_FALSE(jpeg.isEmpty());
+
+    PhotoInspector inspector;
+    inspector.setPath(tree.path(u"gibt-es-nicht.jpg"_s));
+    inspector.setPath(jpeg);
+    ASSERT_TRUE(waitUntil([&] { return !inspector.isReading(); }));
+    const QVariantMap first = inspector.lines().value(0).toMap();
+    EXPECT_EQ(first.value(u"label"_s).toString(), u"Aufnahmedatum"_s);
+    EXPECT_EQ(first.value(u"value"_s).toString(), date.toString(u"dd.MM.yyyy, HH:mm:ss"_s));
+    const QVariantMap pixels = inspector.lines().value(7).toMap();
+    EXPECT_EQ(pixels.value(u"value"_s).toString(), u"640 × 427"_s);
+}

@@ -1,0 +1,155 @@
+#include "UiRig.h"
+
+#include "scanning/PhotoInventoryScanner.h"
+#include "scanning/generator/ShootGenerator.h"
+#include "ui/UiEngine.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QQmlExtensionPlugin>
+#include <QQuickItem>
+#include <QTest>
+#include <QThread>
+#include <gtest/gtest.h>
+
+Q_IMPORT_QML_PLUGIN(KestravaPlugin)
+
+namespace kestrava::test {
+
+bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QTest::qWait(5);
+    }
+    return true;
+}
+
+UiRig::UiRig(int shots, bool withSessionStore)
+{
+    shootFolder = tree.mkdir(QStringLiteral("Shoot"));
+    destinationBase = tree.mkdir(QStringLiteral("Ergebnisse"));
+    shootgen::ShootOptions options;
+    options.shots = shots;
+    options.rawRatio = 1.0;
+    options.distractors = false;
+    options.imageSize = QSize(1200, 800);
+    shootgen::generateShoot(shootFolder, options);
+
+    WorkflowServices services;
+    services.scanFolder = [gate = scanGate](const FileUrl& folder) {
+        while (!gate->load())
+            QThread::msleep(5);
+        return PhotoInventoryScanner::scan(folder);
+    };
+    if (withSessionStore) {
+        store = std::make_unique<SessionStore>(tree.mkdir(QStringLiteral("Sessions")));
+        services.sessionStore = store.get();
+    }
+    services.timings.feedbackHold = std::chrono::milliseconds(60);
+    services.timings.feedbackExitStep = std::chrono::milliseconds(20);
+    services.timings.completionDelay = std::chrono::milliseconds(60);
+    viewModel = std::make_unique<KestravaViewModel>(services);
+    shell = std::make_unique<AppShell>(viewModel.get(), false);
+    shell->setReducedMotion(true);
+}
+
+UiRig::~UiRig()
+{
+    if (auto* audit = auditWindow())
+        audit->close();
+    if (window)
+        window->close();
+    engine.reset();
+    shell.reset();
+    viewModel.reset();
+    store.reset();
+}
+
+QQuickWindow* UiRig::openMainWindow()
+{
+    engine = std::make_unique<QQmlApplicationEngine>();
+    configureEngine(*engine, viewModel.get(), shell.get());
+    engine->load(mainWindowUrl());
+    if (engine->rootObjects().isEmpty())
+        return nullptr;
+    window = qobject_cast<QQuickWindow*>(engine->rootObjects().first());
+    return window;
+}
+
+void UiRig::loadShoot()
+{
+    viewModel->load(shootFolder);
+    EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::setup; })) << "the scan did not reach setup";
+}
+
+void UiRig::configure(const QString& mode)
+{
+    viewModel->chooseFormatReview(QStringLiteral("both"));
+    viewModel->selectOperationMode(mode);
+    viewModel->setDestinationBaseFolder(destinationBase);
+    viewModel->updateRunFolderName(QStringLiteral("Testlauf"));
+}
+
+void UiRig::startReview()
+{
+    viewModel->startReviewing();
+    EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::reviewing; }));
+}
+
+QObject* UiRig::find(const QString& objectName) const
+{
+    for (QWindow* top : QGuiApplication::topLevelWindows()) {
+        if (!top->isVisible())
+            continue;
+        if (top->objectName() == objectName)
+            return top;
+        if (QObject* found = top->findChild<QObject*>(objectName))
+            return found;
+        if (auto* quick = qobject_cast<QQuickWindow*>(top))
+            if (QObject* found = quick->contentItem()->findChild<QObject*>(objectName))
+                return found;
+    }
+    return nullptr;
+}
+
+QQuickWindow* UiRig::auditWindow() const
+{
+    for (QWindow* top : QGuiApplication::topLevelWindows())
+        if (top != window && top->title() == QStringLiteral("Auswahl prüfen") && top->isVisible())
+            return qobject_cast<QQuickWindow*>(top);
+    return nullptr;
+}
+
+QString UiRig::screenshot(QQuickWindow* target, const QString& name) const
+{
+    const QString folder = QStringLiteral(KESTRAVA_SCREENSHOT_DIR);
+    QDir().mkpath(folder);
+    // Let pending loads and fades settle into a frame.
+    QTest::qWait(60);
+    const QImage image = target->grabWindow();
+    const QString path = folder + u'/' + name + QStringLiteral(".png");
+    image.save(path);
+    return path;
+}
+
+void UiRig::click(QObject* object)
+{
+    auto* item = qobject_cast<QQuickItem*>(object);
+    ASSERT_NE(item, nullptr);
+    const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
+    QTest::mouseClick(item->window(), Qt::LeftButton, Qt::NoModifier, centre.toPoint());
+}
+
+void UiRig::press(QQuickWindow* target, int key, Qt::KeyboardModifiers modifiers)
+{
+    QTest::keyClick(target, Qt::Key(key), modifiers);
+}
+
+} // namespace kestrava::test

@@ -1,0 +1,56 @@
+#pragma once
+
+// The application as a test sees it: a generated shoot of real JPEG and RAW files, a session
+// store in a temporary folder, one view model with short feedback timings, the shell, and the
+// real main window loaded offscreen from the same QML module the program uses.
+
+#include "TestSupport.h"
+#include "session/SessionStore.h"
+#include "ui/AppShell.h"
+#include "workflow/KestravaViewModel.h"
+
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace kestrava::test {
+
+bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
+
+struct UiRig {
+    // `shots` JPEG+RAW pairs (RAW for every shot).
+    explicit UiRig(int shots = 8, bool withSessionStore = true);
+    ~UiRig();
+
+    // Loads Main.qml; the main window afterwards.
+    QQuickWindow* openMainWindow();
+    // Scans the shoot and waits for the setup screen.
+    void loadShoot();
+    // Clicks the item's centre, as the mouse would.
+    void click(QObject* item);
+    // Setup choices as a person makes them on screen, then review.
+    void configure(const QString& mode = QStringLiteral("safeCopy"));
+    void startReview();
+    // The first object in the main window (or any top-level window) with this objectName.
+    QObject* find(const QString& objectName) const;
+    QQuickWindow* auditWindow() const;
+    // Renders the window and writes it to `<build>/screenshots/<name>.png`; returns the path.
+    QString screenshot(QQuickWindow* window, const QString& name) const;
+    // Sends a key press and release to the window, as the keyboard would.
+    void press(QQuickWindow* window, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+
+    // Closed: the scan waits until it is opened (to see the scanning screen).
+    std::shared_ptr<std::atomic<bool>> scanGate = std::make_shared<std::atomic<bool>>(true);
+    TempTree tree;
+    QString shootFolder;
+    QString destinationBase;
+    std::unique_ptr<SessionStore> store;
+    std::unique_ptr<KestravaViewModel> viewModel;
+    std::unique_ptr<AppShell> shell;
+    std::unique_ptr<QQmlApplicationEngine> engine;
+    QQuickWindow* window = nullptr;
+};
+
+} // namespace kestrava::test

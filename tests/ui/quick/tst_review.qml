@@ -1,0 +1,86 @@
+import QtQuick
+import QtTest
+import Kestrava
+
+Item {
+    width: 1240
+    height: 800
+
+    Loader { id: loader; anchors.fill: parent; active: false; sourceComponent: ReviewScreen {} }
+
+    TestCase {
+        name: "Review"
+        when: windowShown
+
+        function initTestCase() {
+            verify(Rig.loadShoot())
+            Rig.configure("safeCopy")
+            verify(Rig.startReview())
+            loader.active = true
+            Shell.mainContentShown()
+            verify(Rig.waitForPreview(20000), "the first picture never reached the screen")
+        }
+        function cleanupTestCase() {
+            Shell.mainContentHidden()
+        }
+
+        function decideWith(key) {
+            verify(Rig.waitForPreview(20000))
+            keyClick(key)
+            verify(Rig.waitForSettled(5000))
+        }
+
+        function test_1_arrowKeysDecideAndLeftTakesBack() {
+            compare(ViewModel.currentIndex, 0)
+            decideWith(Qt.Key_Up)
+            compare(ViewModel.decisionCounts.keep, 1)
+            compare(ViewModel.currentIndex, 1)
+            decideWith(Qt.Key_Down)
+            compare(ViewModel.decisionCounts["delete"], 1)
+            decideWith(Qt.Key_Left)
+            compare(ViewModel.decisionCounts["delete"], 0)
+            compare(ViewModel.currentIndex, 1)
+        }
+
+        function test_2_previewAndNamesShowTheCurrentGroup() {
+            verify(Rig.waitForPreview(20000))
+            const stage = findChild(loader.item, "previewStage")
+            verify(stage.imageRect.width > 0)
+            compare(findChild(loader.item, "previewStatus").text, "")
+            compare(findChild(loader.item, "currentFileName").text, ViewModel.currentGroup.fileName)
+        }
+
+        function test_3_zoomKeyLeavesDecisionsAlone() {
+            const stage = findChild(loader.item, "previewStage")
+            const index = ViewModel.currentIndex
+            keyClick(Qt.Key_Z)
+            compare(stage.zoomed, true)
+            keyClick(Qt.Key_Z)
+            compare(stage.zoomed, false)
+            compare(ViewModel.currentIndex, index)
+            mouseDoubleClickSequence(stage, stage.width / 2, stage.height / 2)
+            compare(stage.zoomed, true)
+            keyClick(Qt.Key_Z)
+        }
+
+        function test_4_dockButtonsDecideLikeTheKeys() {
+            verify(Rig.waitForPreview(20000))
+            const before = ViewModel.decisionCounts.maybe
+            mouseClick(findChild(loader.item, "maybeButton"))
+            verify(Rig.waitForSettled(5000))
+            compare(ViewModel.decisionCounts.maybe, before + 1)
+            const label = findChild(loader.item, "maybeButton").Accessible.name
+            verify(label === "Vielleicht" || label === "Vielleicht, ausgewählt")
+        }
+
+        function test_5_keysAreInactiveWhileTheAuditIsOpen() {
+            verify(Rig.waitForPreview(20000))
+            ViewModel.setReviewAuditPresented(true)
+            const index = ViewModel.currentIndex
+            keyClick(Qt.Key_Up)
+            wait(50)
+            compare(ViewModel.currentIndex, index)
+            ViewModel.setReviewAuditPresented(false)
+        }
+    }
+}

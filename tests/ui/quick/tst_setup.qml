@@ -1,0 +1,74 @@
+import QtQuick
+import QtTest
+import Kestrava
+
+Item {
+    width: 1240
+    height: 800
+
+    SetupScreen { id: screen; anchors.fill: parent }
+
+    TestCase {
+        name: "Setup"
+        when: windowShown
+
+        function init() {
+            if (ViewModel.route !== "setup")
+                verify(Rig.loadShoot())
+        }
+
+        function test_startButtonWaitsForEveryChoice() {
+            const start = findChild(screen, "startReviewButton")
+            verify(start)
+            ViewModel.updateRunFolderName("")
+            compare(start.enabled, false)
+            ViewModel.chooseFormatReview("both")
+            ViewModel.selectOperationMode("safeCopy")
+            compare(start.enabled, false, "no destination yet")
+            ViewModel.setDestinationBaseFolder(Rig.destinationBase())
+            compare(start.enabled, false, "no result folder name yet")
+            ViewModel.updateRunFolderName("Lauf 1")
+            compare(start.enabled, true)
+            ViewModel.updateRunFolderName("")
+            compare(start.enabled, false)
+        }
+
+        function test_cardsShowTheChoiceAndTheClickReachesTheViewModel() {
+            const move = findChild(screen, "mode_moveOriginals")
+            mouseClick(move)
+            compare(ViewModel.selectedOperationMode, "moveOriginals")
+            compare(move.selected, true)
+            compare(findChild(screen, "mode_safeCopy").selected, false)
+            // Every shot has a RAW: all three views are possible.
+            verify(findChild(screen, "reviewChoice_both").enabled)
+            verify(findChild(screen, "reviewChoice_raw").enabled)
+        }
+
+        function test_typingTheFolderNameUpdatesTheViewModel() {
+            const field = findChild(screen, "runFolderNameField")
+            field.text = ""
+            mouseClick(field)
+            keyClick(Qt.Key_A, Qt.ShiftModifier)
+            keyClick(Qt.Key_B)
+            compare(ViewModel.runFolderName, "Ab")
+            compare(field.placeholderText, "Kestrava – 2026-07-18 14-30")
+        }
+
+        function test_destinationAndStorageLines() {
+            ViewModel.setDestinationBaseFolder("")
+            compare(findChild(screen, "destinationBaseText").text, "Noch nicht gewählt")
+            compare(findChild(screen, "storageCheckText").text, "Speicherprüfung steht aus")
+            ViewModel.setDestinationBaseFolder(Rig.destinationBase())
+            compare(findChild(screen, "destinationBaseText").text, Rig.destinationBase())
+        }
+
+        function test_advancedOptionsToggle() {
+            const toggle = findChild(screen, "advancedToggle")
+            const before = ViewModel.advancedOptionsVisible
+            mouseClick(toggle)
+            compare(ViewModel.advancedOptionsVisible, !before)
+            mouseClick(toggle)
+            compare(ViewModel.advancedOptionsVisible, before)
+        }
+    }
+}
