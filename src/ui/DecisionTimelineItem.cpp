@@ -3,9 +3,12 @@
 #include "workflow/DecisionTimelineLayout.h"
 #include "workflow/KestravaViewModel.h"
 
-#include <QSGFlatColorMaterial>
-#include <QSGGeometryNode>
-#include <QSGVertexColorMaterial>
+#include <QQuickWindow>
+#include <QSGRectangleNode>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
 
 namespace kestrava {
 
@@ -105,7 +108,34 @@ QList<DecisionTimelineItem::Run> DecisionTimelineItem::runs(const QList<std::opt
     if (count == 0 || width <= 0)
         return result;
     const auto [start, end] = DecisionTimelineLayout::trackBounds(width);
-    const bool separated = (end - start) / count >= separatedSegmentWidth;
+    const double segment = (end - start) / count;
+
+    auto append = [&](double lower, double upper, std::optional<PhotoDecision> decision) {
+        if (!result.isEmpty() && result.last().decision == decision && result.last().upper >= lower - 1e-9)
+            result.last().upper = upper;
+        else
+            result.append({lower, upper, decision});
+    };
+
+    if (segment < 1.0) {
+        // More groups than pixels: each pixel column shows the decision most of its groups have,
+        // so the drawing never needs more rectangles than the track has pixels.
+        const int columns = qMax(1, int(std::ceil(end - start)));
+        for (int column = 0; column < columns; ++column) {
+            const double lower = start + column;
+            const double upper = qMin(end, lower + 1.0);
+            const int first = qBound(0, int(std::floor((lower - start) / segment)), count - 1);
+            const int last = qBound(first, int(std::ceil((upper - start) / segment)) - 1, count - 1);
+            std::array<int, 4> tally{};
+            for (int i = first; i <= last; ++i)
+                ++tally[decisions[i] ? int(*decisions[i]) + 1 : 0];
+            const int winner = int(std::max_element(tally.begin(), tally.end()) - tally.begin());
+            append(lower, upper, winner == 0 ? std::nullopt : std::optional<PhotoDecision>(PhotoDecision(winner - 1)));
+        }
+        return result;
+    }
+
+    const bool separated = segment >= separatedSegmentWidth;
     int first = 0;
     for (int i = 1; i <= count; ++i) {
         if (i < count && !separated && decisions[i] == decisions[first])
@@ -132,46 +162,31 @@ void DecisionTimelineItem::geometryChange(const QRectF& newGeometry, const QRect
 
 QSGNode* DecisionTimelineItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*)
 {
-    auto* node = static_cast<QSGGeometryNode*>(old);
-    if (!node) {
-        node = new QSGGeometryNode;
-        auto* geometry = new QSGGeometry(QSGGeometry::defaultAttributes_ColoredPoint2D(), 0);
-        geometry->setDrawingMode(QSGGeometry::DrawTriangles);
-        node->setGeometry(geometry);
-        node->setFlag(QSGNode::OwnsGeometry);
-        node->setMaterial(new QSGVertexColorMaterial);
-        node->setFlag(QSGNode::OwnsMaterial);
-        geometryDirty_ = true;
-    }
+    // Plain rectangle nodes: drawn by every scene-graph backend, the software one included.
+    QSGNode* root = old ? old : new QSGNode;
     if (!geometryDirty_)
-        return node;
+        return root;
     geometryDirty_ = false;
 
     const QList<Run> list = runs(decisions_, width());
-    QSGGeometry* geometry = node->geometry();
-    geometry->allocate(int(list.size()) * 6);
-    auto* v = geometry->vertexDataAsColoredPoint2D();
-    const float top = 0, bottom = float(height());
-    for (const Run& run : list) {
-        QColor color = openColor_;
-        if (run.decision)
-            color = *run.decision == PhotoDecision::keep ? keepColor_
-                  : *run.decision == PhotoDecision::maybe ? maybeColor_ : deleteColor_;
-        // Vertex colours are premultiplied.
-        const float a = float(color.alphaF());
-        const auto r = uchar(color.red() * a), g = uchar(color.green() * a), b = uchar(color.blue() * a),
-                   alpha = uchar(color.alpha());
-        const float x0 = float(run.lower), x1 = float(qMax(run.upper, run.lower + 0.5));
-        v[0].set(x0, top, r, g, b, alpha);
-        v[1].set(x1, top, r, g, b, alpha);
-        v[2].set(x0, bottom, r, g, b, alpha);
-        v[3].set(x1, top, r, g, b, alpha);
-        v[4].set(x1, bottom, r, g, b, alpha);
-        v[5].set(x0, bottom, r, g, b, alpha);
-        v += 6;
+    while (root->childCount() > list.size()) {
+        QSGNode* child = root->lastChild();
+        root->removeChildNode(child);
+        delete child;
     }
-    node->markDirty(QSGNode::DirtyGeometry);
-    return node;
+    while (root->childCount() < list.size())
+        root->appendChildNode(window()->createRectangleNode());
+    QSGNode* child = root->firstChild();
+    for (const Run& run : list) {
+        auto* rect = static_cast<QSGRectangleNode*>(child);
+        const QColor color = !run.decision ? openColor_
+                           : *run.decision == PhotoDecision::keep ? keepColor_
+                           : *run.decision == PhotoDecision::maybe ? maybeColor_ : deleteColor_;
+        rect->setRect(QRectF(run.lower, 0, qMax(run.upper - run.lower, 0.5), height()));
+        rect->setColor(color);
+        child = child->nextSibling();
+    }
+    return root;
 }
 
 } // namespace kestrava

@@ -1,9 +1,10 @@
 #pragma once
 
 // The decision timeline under the photo: one coloured segment per review group and the
-// current group's position, drawn as a single geometry node. Neighbouring groups with the same
-// decision share one rectangle, so 20,000 groups cost a few hundred vertices, and a decision
-// rebuilds the vertex list without creating any item.
+// current group's position, drawn by this one item. Neighbouring groups with the same decision
+// share one rectangle, and with more groups than pixels each pixel column shows its majority,
+// so 20,000 groups never cost more rectangles than the track has pixels; a decision updates
+// the rectangles without creating any item.
 
 #include "model/PhotoModel.h"
 
@@ -55,8 +56,9 @@ public:
     Q_INVOKABLE int indexAt(double x) const;
     Q_INVOKABLE QString groupIdAt(int index) const;
 
-    // The rectangles for these decisions across `width`: one per run of equal decisions, or one
-    // per group with a hairline gap where segments are wide enough to tell apart.
+    // The rectangles for these decisions across `width`: one per run of equal decisions, one per
+    // group with a hairline gap where segments are wide enough to tell apart, or one per run of
+    // pixel columns (by majority) where groups are thinner than a pixel.
     static QList<Run> runs(const QList<std::optional<PhotoDecision>>& decisions, double width);
 
     // Set directly by tests and benchmarks that have no view model.

@@ -31,8 +31,11 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     rig.click(rig.find(u"reviewChoice_both"_s));
     rig.click(rig.find(u"mode_safeCopy"_s));
     rig.viewModel->setDestinationBaseFolder(rig.destinationBase); // from the folder dialog
-    EXPECT_FALSE(start->property("enabled").toBool()) << "no result folder name yet";
-    rig.click(rig.find(u"runFolderNameField"_s));
+    // The view model proposes a name; the person replaces it.
+    QMetaObject::invokeMethod(rig.find(u"runFolderNameField"_s), "forceActiveFocus");
+    QTest::keyClick(window, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(window, Qt::Key_Backspace);
+    ASSERT_TRUE(waitUntil([&] { return !start->property("enabled").toBool(); })) << "an empty name must not start";
     for (char c : QByteArray("Ende zu Ende"))
         QTest::keyClick(window, c);
     ASSERT_TRUE(waitUntil([&] { return start->property("enabled").toBool(); }));
@@ -52,9 +55,18 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     }
     EXPECT_EQ(rig.viewModel->classifiedCount(), 6);
 
-    // The last decision opens the audit window.
+    // Everything decided: the review moves on to the confirmation by itself.
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
+
+    // Back once more to check the list, then confirm from the audit window.
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"returnToReviewButton"_s) != nullptr; }));
+    rig.click(rig.find(u"returnToReviewButton"_s));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::reviewing; }));
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"auditLink"_s) != nullptr; }));
+    rig.click(rig.find(u"auditLink"_s));
     ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }, 10000));
     EXPECT_TRUE(rig.viewModel->isReviewAuditPresented());
+    EXPECT_FALSE(rig.viewModel->acceptsReviewShortcuts());
     QObject* confirm = rig.find(u"confirmSelectionButton"_s);
     ASSERT_NE(confirm, nullptr);
     rig.click(confirm);

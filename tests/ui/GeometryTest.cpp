@@ -13,7 +13,9 @@ TEST(TimelineRuns, equalNeighboursShareOneRectangleWhenSegmentsAreThin)
     Decisions decisions(1000, std::nullopt);
     for (int i = 0; i < 300; ++i)
         decisions[i] = PhotoDecision::keep;
-    decisions[500] = PhotoDecision::del;
+    for (int i = 500; i < 520; ++i)
+        decisions[i] = PhotoDecision::del;
+    decisions[700] = PhotoDecision::maybe; // alone in its pixel column: outvoted
     const auto runs = DecisionTimelineItem::runs(decisions, 400);
     ASSERT_EQ(runs.size(), 4); // keep, open, delete, open
     EXPECT_DOUBLE_EQ(runs.first().lower, 7.5);
@@ -21,6 +23,16 @@ TEST(TimelineRuns, equalNeighboursShareOneRectangleWhenSegmentsAreThin)
     for (qsizetype i = 1; i < runs.size(); ++i)
         EXPECT_DOUBLE_EQ(runs[i].lower, runs[i - 1].upper); // no gaps, no overlaps
     EXPECT_EQ(runs[2].decision, PhotoDecision::del);
+}
+
+TEST(TimelineRuns, neverMoreRectanglesThanPixels)
+{
+    Decisions alternating;
+    for (int i = 0; i < 20000; ++i)
+        alternating.append(PhotoDecision(i % 3));
+    const auto runs = DecisionTimelineItem::runs(alternating, 1200);
+    EXPECT_LE(runs.size(), 1185);
+    EXPECT_DOUBLE_EQ(runs.last().upper, 1192.5);
 }
 
 TEST(TimelineRuns, wideSegmentsAreDrawnSeparately)

@@ -103,6 +103,23 @@ void UiRig::startReview()
     EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::reviewing; }));
 }
 
+namespace {
+
+// Items made by repeaters and loaders hang in the visual tree, not always among QObject children.
+QObject* findItem(QQuickItem* root, const QString& objectName)
+{
+    if (root->objectName() == objectName)
+        return root;
+    if (QObject* found = root->findChild<QObject*>(objectName, Qt::FindDirectChildrenOnly))
+        return found;
+    for (QQuickItem* child : root->childItems())
+        if (QObject* found = findItem(child, objectName))
+            return found;
+    return nullptr;
+}
+
+} // namespace
+
 QObject* UiRig::find(const QString& objectName) const
 {
     for (QWindow* top : QGuiApplication::topLevelWindows()) {
@@ -113,7 +130,7 @@ QObject* UiRig::find(const QString& objectName) const
         if (QObject* found = top->findChild<QObject*>(objectName))
             return found;
         if (auto* quick = qobject_cast<QQuickWindow*>(top))
-            if (QObject* found = quick->contentItem()->findChild<QObject*>(objectName))
+            if (QObject* found = findItem(quick->contentItem(), objectName))
                 return found;
     }
     return nullptr;

@@ -76,7 +76,7 @@ Rectangle {
                         Accessible.checked: checked
                         contentItem: Text {
                             text: segment.text
-                            color: segment.checked ? DesignSystem.onAccent : DesignSystem.textPrimary
+                            color: segment.checked ? DesignSystem.textOnAccent : DesignSystem.textPrimary
                             font.pixelSize: DesignSystem.fontBody
                             horizontalAlignment: Text.AlignHCenter
                             verticalAlignment: Text.AlignVCenter

@@ -17,7 +17,7 @@ QtObject {
 
     readonly property color accent: "#7aa7ff"
     readonly property color accentPressed: "#5d8de6"
-    readonly property color onAccent: "#0d1526"
+    readonly property color textOnAccent: "#0d1526"
     readonly property color danger: "#e0605d"
     readonly property color dangerPressed: "#c24d4a"
 

@@ -14,7 +14,7 @@ Button {
     contentItem: Text {
         text: control.text
         font: control.font
-        color: control.enabled ? (control.destructive ? "white" : DesignSystem.onAccent) : DesignSystem.textMuted
+        color: control.enabled ? (control.destructive ? "white" : DesignSystem.textOnAccent) : DesignSystem.textMuted
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight

