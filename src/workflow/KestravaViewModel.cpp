@@ -320,6 +320,14 @@ QList<std::optional<PhotoDecision>> KestravaViewModel::decisionTimeline() const
     return timeline;
 }
 
+QStringList KestravaViewModel::decisionTimelineNames() const
+{
+    QStringList names;
+    for (const auto& value : decisionTimeline())
+        names.append(value ? rawValue(*value) : QString());
+    return names;
+}
+
 std::optional<PhotoItem> KestravaViewModel::photo(const ReviewGroup& group) const
 {
     for (const FileUrl& member : group.memberURLs) {

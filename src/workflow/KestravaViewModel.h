@@ -176,6 +176,8 @@ public:
     Q_INVOKABLE QString decisionNameForGroup(const QString& groupID) const;
     // One entry per effective group in review order: what the timeline colours.
     QList<std::optional<PhotoDecision>> decisionTimeline() const;
+    // The same for QML: raw decision names, empty for undecided groups.
+    Q_INVOKABLE QStringList decisionTimelineNames() const;
     std::optional<PhotoItem> photo(const ReviewGroup& group) const;
     // The current group's preview file first, then its other members; empty without a group.
     QStringList previewCandidates() const;

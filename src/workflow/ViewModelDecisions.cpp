@@ -12,8 +12,6 @@ namespace {
 
 const QString decisionFailurePrefix = QStringLiteral("Die Entscheidung konnte nicht sicher gespeichert werden: ");
 const QString reclassifyFailurePrefix = QStringLiteral("Die Änderung konnte nicht sicher gespeichert werden: ");
-// Only reachable if the store throws something outside its contract.
-const QString unknownFailure = QStringLiteral("Unbekannter Fehler.");
 
 QList<std::pair<FileUrl, std::optional<PhotoDecision>>> withDecision(const QList<FileUrl>& urls,
                                                                      std::optional<PhotoDecision> decision)
@@ -143,7 +141,7 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
                   emit decisionCommitted(groupID);
               })
         .onFailed(this, [rollback](const QException& error) { rollback(failureText(error)); })
-        .onFailed(this, [rollback] { rollback(unknownFailure); });
+        .onFailed(this, [rollback] { rollback(unknownFailureText()); });
 }
 
 void KestravaViewModel::finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion)
@@ -219,7 +217,7 @@ void KestravaViewModel::undoLastDecision()
                   emit decisionCommitted(groupID);
               })
         .onFailed(this, [rollback](const QException& error) { rollback(failureText(error)); })
-        .onFailed(this, [rollback] { rollback(unknownFailure); });
+        .onFailed(this, [rollback] { rollback(unknownFailureText()); });
 }
 
 void KestravaViewModel::previousPhoto()

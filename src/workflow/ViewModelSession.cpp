@@ -120,7 +120,7 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
                       setLastSavedAt(now());
               })
         .onFailed(this, [this](const QException& error) { setAlert(snapshotFailurePrefix + failureText(error)); })
-        .onFailed(this, [this] { setAlert(snapshotFailurePrefix + QStringLiteral("Unbekannter Fehler.")); });
+        .onFailed(this, [this] { setAlert(snapshotFailurePrefix + unknownFailureText()); });
     return written;
 }
 
@@ -242,6 +242,9 @@ void KestravaViewModel::apply(const SortSession& session)
     setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
     if (session.requiresModeSelection)
         setAlert(ambiguousModeMessage);
+    // A session resumed straight into review skips startReviewing, which would read the dates.
+    if (route_ == AppRoute::reviewing)
+        startMetadataEnrichment();
 }
 
 QString KestravaViewModel::suggestedSessionDocumentName() const
