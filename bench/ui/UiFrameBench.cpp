@@ -1,7 +1,7 @@
 // Timed runs of the real main window (run under xvfb-run or with QT_QPA_PLATFORM=offscreen):
 //   ui_frame_bench timeline [groups]  decisions at 20,000 groups: action to frame on screen
 //   ui_frame_bench audit [groups]     scrolling the audit list: scroll step to frame on screen
-//   ui_frame_bench keys [shots]       arrow key every 150 ms: key press to the next picture's frame
+//   ui_frame_bench keys [shots] [ms]  arrow key every 150 ms: key press to the next picture's frame
 // Each prints count, p50, p95 and max in milliseconds.
 
 #include "ui/AppShell.h"
@@ -59,6 +59,16 @@ qint64 nextFrame(QQuickWindow* window, QElapsedTimer& clock)
     waitFor([&] { return swapped >= 0; }, 2000);
     QObject::disconnect(connection);
     return swapped;
+}
+
+QQuickItem* findItem(QQuickItem* root, const QString& objectName)
+{
+    if (root->objectName() == objectName)
+        return root;
+    for (QQuickItem* child : root->childItems())
+        if (QQuickItem* found = findItem(child, objectName))
+            return found;
+    return nullptr;
 }
 
 struct App {
@@ -140,11 +150,15 @@ int audit(int groups)
     QQuickWindow* auditWindow = nullptr;
     waitFor([&] {
         for (QWindow* w : QGuiApplication::topLevelWindows())
-            if (w != app.window && w->isVisible())
+            if (w != app.window && w->isVisible() && w->title() == QStringLiteral("Auswahl prüfen"))
                 auditWindow = qobject_cast<QQuickWindow*>(w);
         return auditWindow && auditWindow->isExposed();
     });
-    auto* list = auditWindow->contentItem()->findChild<QQuickItem*>(QStringLiteral("auditList"));
+    QQuickItem* list = findItem(auditWindow->contentItem(), QStringLiteral("auditList"));
+    if (!list) {
+        std::printf("no audit list\n");
+        return 1;
+    }
     QElapsedTimer clock;
     clock.start();
     QList<double> scroll, decide;
@@ -165,7 +179,7 @@ int audit(int groups)
     return 0;
 }
 
-int keys(int shots)
+int keys(int shots, int intervalMs)
 {
     QTemporaryDir folder;
     QTemporaryDir destination;
@@ -193,8 +207,8 @@ int keys(int shots)
     QList<double> samples;
     int refused = 0;
     for (int i = 0; i + 1 < app.viewModel->reviewGroupCount(); ++i) {
-        // A key every 150 ms, as a brisk photographer presses them.
-        const qint64 due = clock.nsecsElapsed() + 150'000'000;
+        // A key every 150 ms by default, as a brisk photographer presses them.
+        const qint64 due = clock.nsecsElapsed() + qint64(intervalMs) * 1'000'000;
         const int before = app.viewModel->currentIndex();
         qint64 imageAt = -1, shownAt = -1;
         auto imageConnection = QObject::connect(controller, &ReviewPreviewController::imageChanged, app.window, [&] {
@@ -234,7 +248,7 @@ int main(int argc, char** argv)
     if (mode == QStringLiteral("audit"))
         return audit(count > 0 ? count : 20000);
     if (mode == QStringLiteral("keys"))
-        return keys(count > 0 ? count : 60);
+        return keys(count > 0 ? count : 60, args.value(3).toInt() > 0 ? args.value(3).toInt() : 150);
     std::fputs("usage: ui_frame_bench timeline|audit|keys [count]\n", stderr);
     return 2;
 }
