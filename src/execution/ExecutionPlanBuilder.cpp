@@ -82,6 +82,7 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
     // First pass: destinations promised by earlier runs.
     QSet<QString> reserved;
     QList<Reuse> reuse(selected.size(), Reuse::none);
+    QList<QString> recordedPath(selected.size());
     for (qsizetype index : order) {
         const PhotoItem& item = selected[index];
         const auto found = existingRecords.constFind(item.sourceURL.path());
@@ -90,10 +91,12 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         if (reuse[index] == Reuse::none)
             continue;
         const QString path = FileUrl::fromLocalPath(*record->destinationPath).path();
-        if (reserved.contains(path))
+        if (reserved.contains(path)) {
             reuse[index] = Reuse::none; // two records claiming one name: the later gets a new one
-        else
+        } else {
             reserved.insert(path);
+            recordedPath[index] = path;
+        }
     }
 
     plan.actions.reserve(selected.size());
@@ -104,7 +107,7 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         action.item = item;
         action.kind = kind;
         if (reuse[index] != Reuse::none) {
-            action.destinationURL = FileUrl::fromLocalPath(*existingRecords.value(item.sourceURL.path()).destinationPath);
+            action.destinationURL = FileUrl::fromLocalPath(recordedPath[index]);
             action.shouldSkip = reuse[index] == Reuse::skip;
         } else {
             const FileUrl folder = options.destinationRoot.appending(DestinationPlanner::relativeDirectory(item, options));
