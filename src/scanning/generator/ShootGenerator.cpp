@@ -1,5 +1,7 @@
 #include "ShootGenerator.h"
 
+#include "DngWriter.h"
+
 #include "SeededRandom.h"
 #include "ShootImages.h"
 
@@ -19,15 +21,14 @@ struct Camera {
     const char* make;
     const char* model;
     const char* prefix;
-    const char* rawExtension;
 };
 
 // One camera per day; names are not zero-padded so that IMG_2 and IMG_10 occur together.
 constexpr Camera cameras[] = {
-    {"Canon", "Canon EOS R6", "IMG_", "CR3"},
-    {"NIKON CORPORATION", "NIKON Z 6", "DSC_", "NEF"},
-    {"SONY", "ILCE-7M3", "DSC", "ARW"},
-    {"Leica Camera AG", "LEICA Q2", "L100", "DNG"},
+    {"Canon", "Canon EOS R6", "IMG_"},
+    {"NIKON CORPORATION", "NIKON Z 6", "DSC_"},
+    {"SONY", "ILCE-7M3", "DSC"},
+    {"Leica Camera AG", "LEICA Q2", "L100"},
 };
 
 constexpr const char* jpegExtensionSpellings[] = {"JPG", "JPG", "JPG", "jpg", "jpeg", "JPEG"};
@@ -159,10 +160,13 @@ ShootSummary generateShoot(const QString& directory, const ShootOptions& options
             summary.photos.append({jpegName, PhotoFormatGroup::jpeg, clock, shot});
 
             if (random.chance(options.rawRatio)) {
-                const QString extension = random.chance(0.25) ? QString::fromLatin1(camera.rawExtension).toLower()
-                                                              : QString::fromLatin1(camera.rawExtension);
+                // Real DNGs (a small mosaic plus an embedded preview) so the RAW path runs end to end.
+                const QString extension = random.chance(0.25) ? QStringLiteral("dng") : QStringLiteral("DNG");
                 const QString rawName = folder + QLatin1Char('/') + base + QLatin1Char('.') + extension;
-                writer.write(rawName, rawCompanionBytes({extension, tags, random.next()}), clock);
+                const QSize sensor = picture.size().scaled(QSize(1024, 1024), Qt::KeepAspectRatio);
+                writer.write(rawName,
+                             dngBytes(picture, tags, DngOptions{QSize(sensor.width() & ~1, sensor.height() & ~1), 1024}),
+                             clock);
                 summary.photos.append({rawName, PhotoFormatGroup::raw, clock, shot});
             }
             if (random.chance(0.125)) {
