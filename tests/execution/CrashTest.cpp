@@ -55,8 +55,10 @@ struct CrashRun {
     bool finished = false;
 };
 
+// `maxWorkMicroseconds` bounds how long a child may work before the kill: short for runs whose
+// files go fast (renames), so that the kills are spread over the whole run.
 CrashRun killRepeatedly(const QString& source, const QString& result, const QString& journal, const QString& mode,
-                        const QString& verify)
+                        const QString& verify, int maxWorkMicroseconds = 20000)
 {
     CrashRun run;
     QRandomGenerator random(1234);
@@ -78,7 +80,7 @@ CrashRun killRepeatedly(const QString& source, const QString& result, const QStr
             while (child.state() == QProcess::Running && waited.elapsed() < 10000
                    && lockOwner(lock) != QByteArray::number(child.processId()))
                 QThread::usleep(200);
-            QThread::usleep(random.bounded(0, 20000));
+            QThread::usleep(random.bounded(0, maxWorkMicroseconds));
             if (child.state() == QProcess::Running) {
                 child.kill();
                 child.waitForFinished(-1); // reaped: a zombie would still answer kill(pid, 0)
@@ -121,7 +123,7 @@ TEST(SortExecutorCrash, killedCopyRunsResumeToOneVerifiedCopyOfEveryFile)
     TempTree tree;
     const QMap<QByteArray, QString> sources = makeSources(tree);
     const QString result = tree.path("result");
-    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "safeCopy", "sha256");
+    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "safeCopy", "sha256", 6000);
 
     ASSERT_TRUE(run.finished) << "runs: " << run.runs;
     EXPECT_GE(run.kills, requiredKills);
@@ -141,7 +143,7 @@ TEST(SortExecutorCrash, killedMoveRunsLeaveEveryFileExactlyOnce)
     TempTree tree;
     const QMap<QByteArray, QString> sources = makeSources(tree);
     const QString result = tree.path("result");
-    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "moveOriginals", "fileSize");
+    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "moveOriginals", "fileSize", 2000);
 
     ASSERT_TRUE(run.finished) << "runs: " << run.runs;
     EXPECT_GE(run.kills, requiredKills);
@@ -169,7 +171,7 @@ TEST(SortExecutorCrash, killedMovesAcrossVolumesLeaveEveryFileExactlyOnce)
         GTEST_SKIP() << "temporary folder and /dev/shm share a volume";
     const QMap<QByteArray, QString> sources = makeSources(tree);
     const QString result = otherVolume.path() + "/result";
-    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "moveOriginals", "sha256");
+    const CrashRun run = killRepeatedly(tree.path("src"), result, tree.path("journal.jsonl"), "moveOriginals", "sha256", 6000);
 
     ASSERT_TRUE(run.finished) << "runs: " << run.runs;
     EXPECT_GE(run.kills, requiredKills);
