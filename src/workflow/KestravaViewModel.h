@@ -15,6 +15,7 @@
 //   cancels the previous.
 //
 // The implementation is split by concern: KestravaViewModel.cpp (state, setters, reset),
+// ViewModelDerived.cpp (derived values and their QML forms),
 // ViewModelLoading.cpp (folder scan and preparation), ViewModelDecisions.cpp (decisions,
 // history, feedback, completion), ViewModelSession.cpp (snapshots, journal, resume, documents),
 // ViewModelRecovery.cpp (recovery CSV), ViewModelExecution.cpp (execution and trash hooks).
