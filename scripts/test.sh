@@ -27,5 +27,5 @@ run_suite() { # build-dir cmake-args...
 
 run_suite "${KESTRAVA_TEST_BUILD_DIR:-$root/build}" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 if [ "$sanitize" -eq 1 ]; then
-  run_suite "${KESTRAVA_ASAN_BUILD_DIR:-$root/build-asan}" -DCMAKE_BUILD_TYPE=Debug -DKESTRAVA_SANITIZE=ON -DKESTRAVA_BUILD_BENCH=OFF
+  run_suite "${KESTRAVA_ASAN_BUILD_DIR:-$root/build-asan}" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTRAVA_SANITIZE=ON -DKESTRAVA_BUILD_BENCH=OFF
 fi
