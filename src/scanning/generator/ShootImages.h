@@ -31,6 +31,6 @@ struct RawCompanionSpec {
 
 // The one place RAW companion files are produced; currently recognisable placeholder bytes of
 // varying length, not decodable raw data.
-QByteArray rawCompanionBytes(const RawCompanionSpec& spec);
+QByteArray rawCompanionBytes(const RawCompanionSpec& companion);
 
 } // namespace kestrava::shootgen
