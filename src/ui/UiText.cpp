@@ -95,32 +95,20 @@ QString reviewChoiceDescription(FormatReviewChoice choice)
     return {};
 }
 
+// The mode and verification texts are the model's; the screens reach them through here.
 QString operationModeTitle(SortOperationMode mode)
 {
-    switch (mode) {
-    case SortOperationMode::safeCopy: return u"Sicher kopieren"_s;
-    case SortOperationMode::moveOriginals: return u"Originale verschieben"_s;
-    case SortOperationMode::organizeAndTrash: return u"Aufräumen & Papierkorb"_s;
-    }
-    return {};
+    return kestrava::operationModeTitle(mode);
 }
 
 QString operationModeDescription(SortOperationMode mode)
 {
-    switch (mode) {
-    case SortOperationMode::safeCopy:
-        return u"Alle bewerteten Dateien werden kopiert. Die Originale bleiben vollständig unverändert."_s;
-    case SortOperationMode::moveOriginals:
-        return u"Behalten, Vielleicht und Aussortiert werden geprüft und in den Ergebnisordner verschoben."_s;
-    case SortOperationMode::organizeAndTrash:
-        return u"Behalten und Vielleicht werden verschoben. Aussortierte kommen erst nach erfolgreicher Organisation in den Papierkorb."_s;
-    }
-    return {};
+    return kestrava::operationModeDescription(mode);
 }
 
 QString verificationTitle(VerificationMode mode)
 {
-    return mode == VerificationMode::sha256 ? u"SHA-256 (gründlich, langsamer)"_s : u"Dateigröße (schnell)"_s;
+    return kestrava::verificationModeLabel(mode);
 }
 
 QString storageCheckText(bool hasDestination, bool checking, const QString& estimateMessage)
