@@ -2,6 +2,7 @@
 
 #include "SessionStoreError.h"
 #include "model/PhotoModelJson.h"
+#include "trash/TrashJson.h"
 
 #include <limits>
 
@@ -98,7 +99,7 @@ QJsonObject toJson(const SortSession& s)
     for (auto it = s.executionRecords.cbegin(); it != s.executionRecords.cend(); ++it)
         records.insert(it.key(), toJson(it.value()));
     o.insert("executionRecords"_L1, records);
-    json::putOptional(o, "trashPreparation"_L1, s.trashPreparation, [](const QJsonObject& t) { return t; });
+    json::putOptional(o, "trashPreparation"_L1, s.trashPreparation, [](const TrashPreparation& t) { return toJson(t); });
     o.insert("lastEventSequence"_L1, s.lastEventSequence);
     return o;
 }
@@ -149,7 +150,7 @@ SortSession sortSessionFromJson(const QJsonObject& o)
         }
     }
     if (o.contains("trashPreparation"_L1) && !o.value("trashPreparation"_L1).isNull())
-        s.trashPreparation = json::requireObject(o, "trashPreparation"_L1);
+        s.trashPreparation = trashPreparationFromJson(json::requireObject(o, "trashPreparation"_L1));
     s.lastEventSequence = json::optionalInt(o, "lastEventSequence"_L1).value_or(0);
 
     // The legacy pair is validated even when a newer key makes it irrelevant: a value

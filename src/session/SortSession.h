@@ -38,6 +38,7 @@
 
 #include "model/PhotoModel.h"
 #include "model/SortOptions.h"
+#include "trash/TrashTypes.h"
 
 #include <QJsonObject>
 #include <QMap>
@@ -90,9 +91,8 @@ struct SortSession {
     VerificationMode verificationMode = VerificationMode::fileSize;
     // Keyed by the record's source path; one record per source file.
     QMap<QString, ExecutionRecord> executionRecords;
-    // The staged trash transaction, carried through unchanged until the trash subsystem's
-    // own type takes its place.
-    std::optional<QJsonObject> trashPreparation;
+    // The staged trash transaction; its journal is the authority, this copy finds it again.
+    std::optional<TrashPreparation> trashPreparation;
     qint64 lastEventSequence = 0;
 
     friend bool operator==(const SortSession&, const SortSession&) = default;

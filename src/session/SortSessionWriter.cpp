@@ -1,5 +1,6 @@
 #include "JsonTextWriter.h"
 #include "SortSession.h"
+#include "trash/TrashJson.h"
 
 namespace kestrava {
 
@@ -123,7 +124,7 @@ QByteArray encodeSortSession(const SortSession& s)
     w.string(rawValue(s.status));
     if (s.trashPreparation) {
         w.key("trashPreparation"_L1);
-        w.object(*s.trashPreparation);
+        w.object(toJson(*s.trashPreparation));
     }
     w.key("updatedAt"_L1);
     w.date(s.updatedAt);

@@ -4,6 +4,7 @@
 
 #include "FailureText.h"
 #include "KestravaViewModel.h"
+#include "trash/TrashJson.h"
 
 namespace kestrava {
 
@@ -11,7 +12,7 @@ QVariant KestravaViewModel::trashPreparation() const
 {
     // Carried in the session until the trash coordinator's own type takes its place.
     if (session_ && session_->trashPreparation)
-        return QVariant(session_->trashPreparation->toVariantMap());
+        return QVariant(toJson(*session_->trashPreparation).toVariantMap());
     return {};
 }
 

@@ -53,7 +53,21 @@ SortSession makeFullSession()
     const QString source = session.photos[0].sourceURL.path();
     session.executionRecords.insert(source, ExecutionRecord{source, u"/Ziel/x/IMG.JPG"_s, ExecutionActionStatus::failed,
                                                             7'000'000'000LL, u"Kein Speicherplatz"_s});
-    session.trashPreparation = QJsonObject{{u"groups"_s, QJsonArray{1, u"zwei"_s}}, {u"journal"_s, u"trash-v1.jsonl"_s}};
+    TrashPreparation trash;
+    trash.sessionID = session.id;
+    trash.stagingRoot = FileUrl::fromLocalPath(u"/Ziel/Sicherheitsablage/"_s + session.id.toString(QUuid::WithoutBraces).toUpper());
+    TrashEntry entry;
+    entry.id = QUuid::fromString(u"1B4E28BA-2FA1-11D2-883F-0016D3CCA427"_s);
+    entry.groupID = QUuid::fromString(u"6FA459EA-EE8A-3CA4-894E-DB77E160355E"_s);
+    entry.sourceURL = session.photos.last().sourceURL;
+    entry.stagingURL = FileUrl::fromLocalPath(trash.stagingRoot.path() + u"/a.CR3"_s);
+    entry.sourceIdentity.path = entry.sourceURL.path();
+    entry.sourceIdentity.size = 1;
+    entry.sourceIdentity.linkCount = 1;
+    entry.state = TrashTransactionState::stagedVerified;
+    trash.entries = {entry};
+    trash.sourceVolumes = {SourceVolumeSummary{u"uuid"_s, u"Fotos"_s, u"ext4"_s, true, false}};
+    session.trashPreparation = trash;
     session.lastEventSequence = 4711;
     return session;
 }

@@ -232,6 +232,7 @@ TEST(SessionDocumentDamage, anyFaultFailsTheWholeDocument)
         {"executionRecords", QJsonObject{{u"/a"_s, QJsonObject{{u"sourcePath"_s, u"/a"_s}}}}},
         {"executionRecords", QJsonArray{}},
         {"trashPreparation", u"staged"_s},
+        {"trashPreparation", QJsonObject{{u"entries"_s, 1}}},
         {"lastEventSequence", u"7"_s},
     };
     for (const auto& [key, value] : wrongValues) {
