@@ -26,6 +26,9 @@
 #include "session/RecoveryCsv.h"
 #include "session/SessionEvent.h"
 #include "session/SortSession.h"
+#include "execution/SortExecutionPlan.h"
+#include "execution/SortProgress.h"
+#include "execution/StoragePreflight.h"
 
 #include <QFuture>
 #include <QObject>
@@ -35,6 +38,7 @@
 
 namespace kestrava {
 
+class CancellationFlag;
 class ReviewKeyFilter;
 
 class KestravaViewModel : public QObject {
@@ -96,6 +100,9 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
     Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
+    Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
+    Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY reviewStateChanged)
+    Q_PROPERTY(QString progressTitle READ progressTitle NOTIFY progressTitleChanged)
 
 public:
     explicit KestravaViewModel(WorkflowServices services = {}, QObject* parent = nullptr);
@@ -257,17 +264,57 @@ public:
     Q_INVOKABLE void installArrowKeyMonitor();
     Q_INVOKABLE void removeArrowKeyMonitor();
 
-    // ---- Execution and trash (come with their own steps; inert until then) ------------------
-    QVariant lastResult() const { return {}; }
-    QVariant storageEstimate() const { return {}; }
-    QVariant sortProgress() const { return {}; }
-    QVariant trashPreparation() const;
-    bool canExecute() const { return false; }
+    // ---- Execution (ViewModelExecution.cpp, ViewModelReport.cpp) -----------------------------
+    const std::optional<SortResult>& lastSortResult() const { return lastResult_; }
+    const std::optional<SortProgress>& progress() const { return sortProgress_; }
+    const std::optional<StorageEstimate>& currentStorageEstimate() const { return storageEstimate_; }
+    // QML forms: maps with the fields' names, or null when unset.
+    QVariant lastResult() const;
+    QVariant storageEstimate() const;
+    QVariant sortProgress() const;
+    // The title above the progress while a run or a trash phase works; empty otherwise.
+    const QString& progressTitle() const { return progressTitle_; }
+    // Every decision is in, a result folder and mode exist, nothing runs, the storage suffices
+    // and, for the destructive mode, its first confirmation was accepted.
+    bool canExecute() const;
+    // The reviewed photos plus the carried-along ones, which are filed as keep.
+    QList<PhotoItem> itemsForExecution() const;
+    SortOptions currentOptions(const FileUrl& destination) const;
+    // The confirmation screen's button: a standard run, or organise-then-stage for the trash mode.
     Q_INVOKABLE void applySort();
+    void applyStandardSort();
+    // Journal every record of a new plan / one outcome, and keep the session's records current.
+    // Callable from the GUI thread; the futures fail with the store's error.
+    QFuture<void> persistExecutionPlan(const SortExecutionPlan& plan);
+    QFuture<void> persistExecutionRecord(const ExecutionRecord& record);
+    // A new run of the same session: finished files are skipped.
+    Q_INVOKABLE void retryPendingSort();
+    // Stops the running execution before its next file; the result still arrives.
+    Q_INVOKABLE void cancelExecution();
+    Q_INVOKABLE void refreshStorageEstimate();
+    // The plain-text report of the last result (no trailing line feed).
+    QString reportText() const;
+    // Writes the report atomically; false and an alert when it cannot be written.
+    Q_INVOKABLE bool saveReport(const QString& path);
+    Q_INVOKABLE void openResultInFinder();
+    Q_INVOKABLE void showExecutionLog();
+    // The execution task (organising, staging or committing), finished when none runs.
+    QFuture<void> executionTask() const { return executionTask_; }
+
+    // ---- Trash (ViewModelTrash.cpp) ----------------------------------------------------------
+    const std::optional<TrashPreparation>& preparedTrash() const;
+    QVariant trashPreparation() const;
+    // Files decided delete: what phase one will stage.
+    int rejectedFileCount() const;
+    Q_INVOKABLE void prepareTrashSort();
+    bool canCommitTrash() const;
+    Q_INVOKABLE void commitPreparedTrash();
+    Q_INVOKABLE void deferPreparedTrash();
+    Q_INVOKABLE void openSafetyFolder();
 
 #ifdef KESTRAVA_TEST_HOOKS
-    // Stands in for a running execution until execution exists.
-    void setApplyingForTesting(bool applying) { setFlag(isApplying_, applying, &KestravaViewModel::isApplyingChanged); }
+    // Stands in for a running execution.
+    void setApplyingForTesting(bool applying) { setApplying(applying); }
 #endif
 
 signals:
@@ -321,6 +368,10 @@ signals:
     void acceptsReviewShortcutsChanged();
     void accessibilityAnnouncementChanged();
     void canExecuteChanged();
+    void canCommitTrashChanged();
+    void progressTitleChanged();
+    // An execution task (run, staging, commit, defer) ended, successfully or not.
+    void executionFinished();
     // A decision (or undo) reached the journal, or was applied without a session.
     void decisionCommitted(const QString& groupID);
     // The metadata task finished and its dates were merged.
@@ -371,7 +422,25 @@ private:
     int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }
 
     // ViewModelExecution.cpp
-    void refreshStorageEstimate();
+    void setProgressTitle(const QString& title);
+    void setSortProgress(std::optional<SortProgress> progress);
+    void setLastResult(std::optional<SortResult> result);
+    void setStorageEstimate(std::optional<StorageEstimate> estimate);
+    void setApplying(bool applying);
+    // Emits canExecuteChanged / canCommitTrashChanged (cheap; called after any input changes).
+    void executionInputsChanged();
+    // Runs the organising (or whole standard) step on the execution task; `then` gets the
+    // result on the GUI thread unless the run was reset meanwhile.
+    void startExecution(bool organizeOnly, std::function<void(const SortResult&)> then);
+    void recordExecutionOutcome(const ExecutionRecord& record);
+    void finishStandardRun(const SortResult& result);
+    void cancelExecutionTask();
+
+    // ViewModelTrash.cpp
+    void setTrashPreparation(std::optional<TrashPreparation> preparation);
+    void stageTrashAfterOrganizing(const SortResult& organized);
+    void reloadTrashPreparation();
+    QString journalBase() const;
 
     // ViewModelSession.cpp
     QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
@@ -443,6 +512,16 @@ private:
     QTimer feedbackTimer_;
     int feedbackStage_ = 0;
     QTimer reviewCompletionTimer_;
+
+    // Execution.
+    std::optional<SortResult> lastResult_;
+    std::optional<SortResult> preparedOrganizationResult_;
+    std::optional<SortProgress> sortProgress_;
+    std::optional<StorageEstimate> storageEstimate_;
+    QString progressTitle_;
+    QFuture<void> executionTask_;
+    QFuture<void> storageTask_;
+    std::shared_ptr<CancellationFlag> executionCancel_;
 };
 
 } // namespace kestrava

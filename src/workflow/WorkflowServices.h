@@ -16,6 +16,28 @@
 namespace kestrava {
 
 class SessionStore;
+class TrashService;
+class TrashCapabilityChecking;
+class TrashReceiptValidating;
+class FileOps;
+
+// The desktop around the workflow: showing folders and files. The UI installs the file
+// manager; without one (command line, tests) the calls do nothing.
+class DesktopServices {
+public:
+    virtual ~DesktopServices() = default;
+    // Shows the item selected in a file-manager window.
+    virtual void reveal(const FileUrl& item) = 0;
+    // Opens a file with its default application.
+    virtual void open(const FileUrl& file) = 0;
+};
+
+// The system Trash as the trash transaction reaches it. Default: the freedesktop services.
+struct TrashServices {
+    std::shared_ptr<const TrashService> service;
+    std::shared_ptr<const TrashCapabilityChecking> capability;
+    std::shared_ptr<const TrashReceiptValidating> receipts;
+};
 
 // Reads capture dates for reviewed photos in the background. The real pipeline plugs in here;
 // the workflow never depends on it directly.
@@ -54,6 +76,14 @@ struct WorkflowServices {
     std::shared_ptr<MetadataEnriching> metadata;
     // Default: DestinationPlanner::existsOnDisk.
     DestinationPlanner::ExistsFunction exists;
+    // Default: none (reveal and open do nothing).
+    std::shared_ptr<DesktopServices> desktop;
+    // Default: the freedesktop Trash of this machine.
+    TrashServices trash;
+    // Where trash journals live. Default: the session store's folder (empty without a store).
+    QString journalBase;
+    // File access of the executor; default FileOps::system(). Not owned.
+    FileOps* fileOps = nullptr;
 };
 
 // Cancels a task that has not finished yet. A finished future is left alone: cancelling it
