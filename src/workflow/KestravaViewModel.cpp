@@ -3,7 +3,9 @@
 #include "model/DestinationPlanner.h"
 #include "model/Json.h"
 #include "scanning/PhotoInventoryScanner.h"
+#include "execution/ResumableSortExecutor.h"
 #include "session/SessionStore.h"
+#include "trash/FreedesktopTrash.h"
 
 #include <QtConcurrent>
 
@@ -26,6 +28,16 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     if (!services_.exists)
         services_.exists = DestinationPlanner::existsOnDisk;
 
+    if (!services_.trash.service)
+        services_.trash.service = std::make_shared<FreedesktopTrashService>();
+    if (!services_.trash.capability)
+        services_.trash.capability = std::make_shared<FreedesktopTrashCapabilityChecker>();
+    if (!services_.trash.receipts)
+        services_.trash.receipts = std::make_shared<FreedesktopTrashReceiptValidator>();
+    executionPool_.setMaxThreadCount(1);
+    // A run's files may be large: the thread must not be retired mid-way by the pool's expiry.
+    executionPool_.setExpiryTimeout(-1);
+
     feedbackTimer_.setSingleShot(true);
     connect(&feedbackTimer_, &QTimer::timeout, this, &KestravaViewModel::advanceFeedback);
     reviewCompletionTimer_.setSingleShot(true);
@@ -45,6 +57,22 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
                         &KestravaViewModel::selectedReviewChoiceChanged,
                         &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::runFolderNameChanged})
         connect(this, signal, this, &KestravaViewModel::canStartReviewChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
+                        &KestravaViewModel::isApplyingChanged, &KestravaViewModel::isLoadingChanged,
+                        &KestravaViewModel::isCommittingDecisionChanged, &KestravaViewModel::destinationFolderChanged,
+                        &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::storageEstimateChanged,
+                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
+                        &KestravaViewModel::trashPreparationChanged})
+        connect(this, signal, this, &KestravaViewModel::executionInputsChanged);
+    // The estimate follows what it is computed from, and is fresh whenever the confirmation
+    // screen opens (the volume may have filled during review).
+    connect(this, &KestravaViewModel::destinationFolderChanged, this, &KestravaViewModel::refreshStorageEstimate);
+    connect(this, &KestravaViewModel::selectedOperationModeChanged, this, &KestravaViewModel::refreshStorageEstimate);
+    connect(this, &KestravaViewModel::routeChanged, this, [this] {
+        if (route_ == AppRoute::confirmation)
+            refreshStorageEstimate();
+    });
 
     if (services_.sessionStore)
         discoverResumableSession();
@@ -52,6 +80,8 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
 
 KestravaViewModel::~KestravaViewModel()
 {
+    // The execution thread posts to this object; it must end first.
+    cancelExecutionTask();
     removeArrowKeyMonitor();
     cancelIfRunning(scanTask_);
     cancelIfRunning(metadataTask_);
@@ -290,7 +320,12 @@ void KestravaViewModel::resetTransientState()
     emit decisionCountsChanged();
     setDestinationFolder(std::nullopt);
     resolvedRunIdentity_.reset();
-    // lastResult, storageEstimate and sortProgress join here when execution arrives.
+    setLastResult(std::nullopt);
+    setStorageEstimate(std::nullopt);
+    ++storageGeneration_;
+    setFlag(isCheckingStorage_, false, &KestravaViewModel::isCheckingStorageChanged);
+    setSortProgress(std::nullopt);
+    setProgressTitle(QString());
     if (decisionFeedback_) {
         decisionFeedback_.reset();
         emit decisionFeedbackChanged();
@@ -302,10 +337,12 @@ void KestravaViewModel::resetTransientState()
     setReviewAuditPresented(false);
     setPendingDecisionGroupID({});
     setTrashCommitConfirmationAccepted(false);
-    // trashPreparation and preparedOrganizationResult join here when trash arrives.
+    setTrashPreparation(std::nullopt);
+    trashJournalBlocked_ = false;
+    preparedOrganizationResult_.reset();
     setPreviewReadyFlag(false);
     setCommitting(false);
-    setFlag(isApplying_, false, &KestravaViewModel::isApplyingChanged);
+    setApplying(false);
     metadataWasEnriched_ = false;
     setFlag(showFormatChoice_, false, &KestravaViewModel::showFormatChoiceChanged);
     setFlag(showPairingChoice_, false, &KestravaViewModel::showPairingChoiceChanged);
@@ -315,7 +352,7 @@ void KestravaViewModel::resetTransientState()
 
 void KestravaViewModel::newSort()
 {
-    // The execution task is cancelled here once execution exists.
+    cancelExecutionTask();
     cancelIfRunning(scanTask_);
     resetTransientState();
     setSourceFolder(std::nullopt);

@@ -33,6 +33,7 @@
 #include <QFuture>
 #include <QObject>
 #include <QPointer>
+#include <QThreadPool>
 #include <QTimer>
 #include <QVariantMap>
 
@@ -40,6 +41,7 @@ namespace kestrava {
 
 class CancellationFlag;
 class ReviewKeyFilter;
+struct ExecutionOutcome;
 
 class KestravaViewModel : public QObject {
     Q_OBJECT
@@ -302,7 +304,7 @@ public:
     QFuture<void> executionTask() const { return executionTask_; }
 
     // ---- Trash (ViewModelTrash.cpp) ----------------------------------------------------------
-    const std::optional<TrashPreparation>& preparedTrash() const;
+    const std::optional<TrashPreparation>& preparedTrash() const { return trashPreparation_; }
     QVariant trashPreparation() const;
     // Files decided delete: what phase one will stage.
     int rejectedFileCount() const;
@@ -429,16 +431,21 @@ private:
     void setApplying(bool applying);
     // Emits canExecuteChanged / canCommitTrashChanged (cheap; called after any input changes).
     void executionInputsChanged();
-    // Runs the organising (or whole standard) step on the execution task; `then` gets the
-    // result on the GUI thread unless the run was reset meanwhile.
-    void startExecution(bool organizeOnly, std::function<void(const SortResult&)> then);
-    void recordExecutionOutcome(const ExecutionRecord& record);
-    void finishStandardRun(const SortResult& result);
+    // Runs a standard run, or organising plus staging, on the execution thread; `then` gets
+    // the outcome on the GUI thread unless the run was reset meanwhile.
+    void startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then);
+    void recordExecutionOutcome(const ExecutionRecord& record, qint64 sequence);
+    void finishStandardRun(const ExecutionOutcome& outcome);
+    // Asks the running task to stop and waits for it.
     void cancelExecutionTask();
 
     // ViewModelTrash.cpp
     void setTrashPreparation(std::optional<TrashPreparation> preparation);
-    void stageTrashAfterOrganizing(const SortResult& organized);
+    void finishTrashStaging(const ExecutionOutcome& outcome);
+    // Runs a coordinator operation on the execution thread and publishes its preparation.
+    void runTrashOperation(std::function<TrashPreparation()> operation,
+                           std::function<void(const TrashPreparation&)> succeeded,
+                           std::function<void(const QString&)> failed);
     void reloadTrashPreparation();
     QString journalBase() const;
 
@@ -520,8 +527,13 @@ private:
     std::optional<StorageEstimate> storageEstimate_;
     QString progressTitle_;
     QFuture<void> executionTask_;
-    QFuture<void> storageTask_;
+    quint64 storageGeneration_ = 0;
+    std::optional<TrashPreparation> trashPreparation_;
+    // Set when the journal could not be continued: the transaction waits for a person.
+    bool trashJournalBlocked_ = false;
     std::shared_ptr<CancellationFlag> executionCancel_;
+    // The one execution thread: runs, staging and commits never overlap.
+    QThreadPool executionPool_;
 };
 
 } // namespace kestrava

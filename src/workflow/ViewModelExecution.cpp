@@ -1,30 +1,299 @@
-// Execution and trash belong to later steps of the workflow. Their published values exist
-// already (inert) so the screens can bind to them; the operations below are the places where
-// they attach.
+// Starting, following and ending a sort run. The run itself (ExecutionRun) works on the
+// view model's one execution thread; everything it reports hops back here before it touches
+// published state, and a report of a run that was reset meanwhile is dropped.
 
+#include "ExecutionRun.h"
 #include "FailureText.h"
 #include "KestravaViewModel.h"
-#include "trash/TrashJson.h"
+#include "session/SessionStore.h"
+
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace kestrava {
 
-QVariant KestravaViewModel::trashPreparation() const
+namespace {
+
+const QString notConfirmedMessage = QStringLiteral("Die Ausführung ist noch nicht sicher bestätigt.");
+
+} // namespace
+
+// ---- Published values ----------------------------------------------------------------------
+
+void KestravaViewModel::setProgressTitle(const QString& title)
 {
-    // Carried in the session until the trash coordinator's own type takes its place.
-    if (session_ && session_->trashPreparation)
-        return QVariant(toJson(*session_->trashPreparation).toVariantMap());
-    return {};
+    if (progressTitle_ == title)
+        return;
+    progressTitle_ = title;
+    emit progressTitleChanged();
 }
 
-void KestravaViewModel::applySort()
+void KestravaViewModel::setSortProgress(std::optional<SortProgress> progress)
 {
-    // Execution of the plan attaches here: applyStandardSort for safeCopy and moveOriginals,
-    // organise-then-stage for organizeAndTrash.
+    if (sortProgress_ == progress)
+        return;
+    sortProgress_ = std::move(progress);
+    emit sortProgressChanged();
 }
+
+void KestravaViewModel::setLastResult(std::optional<SortResult> result)
+{
+    if (lastResult_ == result)
+        return;
+    lastResult_ = std::move(result);
+    emit lastResultChanged();
+}
+
+void KestravaViewModel::setStorageEstimate(std::optional<StorageEstimate> estimate)
+{
+    if (storageEstimate_ == estimate)
+        return;
+    storageEstimate_ = std::move(estimate);
+    emit storageEstimateChanged();
+}
+
+void KestravaViewModel::setApplying(bool applying)
+{
+    setFlag(isApplying_, applying, &KestravaViewModel::isApplyingChanged);
+}
+
+void KestravaViewModel::executionInputsChanged()
+{
+    emit canExecuteChanged();
+    emit canCommitTrashChanged();
+}
+
+// ---- Preconditions and inputs --------------------------------------------------------------
+
+bool KestravaViewModel::canExecute() const
+{
+    if (isApplying_ || isLoading_ || isCommittingDecision_ || !selectedOperationMode_ || !destinationFolder_)
+        return false;
+    if (session_ && session_->requiresModeSelection)
+        return false;
+    if (reviewGroupCount() == 0 || undecidedGroupCount() > 0)
+        return false;
+    // A known shortage blocks; an estimate still being computed does not, because the run
+    // checks the volume again before its first file.
+    if (storageEstimate_ && !storageEstimate_->isSufficient)
+        return false;
+    if (*selectedOperationMode_ == SortOperationMode::organizeAndTrash && !destructiveConfirmationAccepted_)
+        return false;
+    // Staged safety copies wait for their own confirmation; a second run would stage again.
+    if (trashPreparation_ && !trashPreparation_->entries.isEmpty())
+        return false;
+    return true;
+}
+
+QList<PhotoItem> KestravaViewModel::itemsForExecution() const
+{
+    QList<PhotoItem> items = photos_;
+    items.reserve(photos_.size() + passThroughPhotos_.size());
+    for (PhotoItem carried : passThroughPhotos_) {
+        // The setup screen promises that the format not reviewed is filed as keep.
+        carried.decision = PhotoDecision::keep;
+        items.append(std::move(carried));
+    }
+    return items;
+}
+
+SortOptions KestravaViewModel::currentOptions(const FileUrl& destination) const
+{
+    SortOptions options;
+    options.destinationRoot = destination;
+    options.eventName = eventName_.trimmed();
+    options.groupByDate = groupByDate_;
+    options.operationMode = selectedOperationMode_.value_or(SortOperationMode::safeCopy);
+    options.verificationMode = verificationMode_;
+    return options;
+}
+
+// ---- Storage estimate ----------------------------------------------------------------------
 
 void KestravaViewModel::refreshStorageEstimate()
 {
-    // The storage preflight attaches here (isCheckingStorage, storageEstimate).
+    if (!destinationFolder_ || !selectedOperationMode_) {
+        setStorageEstimate(std::nullopt);
+        return;
+    }
+    // Undecided photos count as kept: before review ends the estimate is an upper bound.
+    QList<PhotoItem> items = itemsForExecution();
+    for (PhotoItem& item : items)
+        if (!item.decision)
+            item.decision = PhotoDecision::keep;
+    const SortOptions options = currentOptions(*destinationFolder_);
+    const QMap<QString, ExecutionRecord> records = session_ ? session_->executionRecords : QMap<QString, ExecutionRecord>{};
+    const quint64 generation = ++storageGeneration_;
+    setFlag(isCheckingStorage_, true, &KestravaViewModel::isCheckingStorageChanged);
+    QtConcurrent::run([items, options, records] { return StoragePreflight::estimate(items, options, records); })
+        .then(this, [this, generation](const StorageEstimate& estimate) {
+            // Only the newest request publishes; an older one finishing late is stale.
+            if (generation != storageGeneration_)
+                return;
+            setStorageEstimate(estimate);
+            setFlag(isCheckingStorage_, false, &KestravaViewModel::isCheckingStorageChanged);
+        });
+}
+
+// ---- Running -------------------------------------------------------------------------------
+
+void KestravaViewModel::applySort()
+{
+    if (selectedOperationMode_ == SortOperationMode::organizeAndTrash)
+        prepareTrashSort();
+    else
+        applyStandardSort();
+}
+
+void KestravaViewModel::applyStandardSort()
+{
+    if (!canExecute()) {
+        setAlert(notConfirmedMessage);
+        return;
+    }
+    setRoute(AppRoute::executing);
+    setProgressTitle(QString());
+    startExecution(false, [this](const ExecutionOutcome& outcome) { finishStandardRun(outcome); });
+}
+
+void KestravaViewModel::retryPendingSort()
+{
+    if (isApplying_)
+        return;
+    // The last run's result is history now; its records decide what is skipped.
+    setLastResult(std::nullopt);
+    applySort();
+}
+
+void KestravaViewModel::cancelExecution()
+{
+    if (executionCancel_)
+        executionCancel_->cancel();
+}
+
+void KestravaViewModel::cancelExecutionTask()
+{
+    cancelExecution();
+    // The run stops before its next file; waiting keeps it from outliving this object.
+    executionPool_.waitForDone();
+}
+
+QFuture<void> KestravaViewModel::persistExecutionPlan(const SortExecutionPlan& plan)
+{
+    if (!session_)
+        return QtFuture::makeReadyFuture();
+    SessionStore* store = services_.sessionStore;
+    const QUuid id = session_->id;
+    const qint64 after = session_->lastEventSequence;
+    const QMap<QString, ExecutionRecord> journaled = session_->executionRecords;
+    QFuture<void> written = QtConcurrent::run(&executionPool_, [store, id, after, plan, journaled, this] {
+        ExecutionRun::journalPlan(store, id, after, plan, journaled, [this](const ExecutionRecord& record, qint64 sequence) {
+            QMetaObject::invokeMethod(this, [this, record, sequence] { recordExecutionOutcome(record, sequence); },
+                                      Qt::QueuedConnection);
+        });
+    });
+    return written;
+}
+
+QFuture<void> KestravaViewModel::persistExecutionRecord(const ExecutionRecord& record)
+{
+    if (!session_)
+        return QtFuture::makeReadyFuture();
+    SessionStore* store = services_.sessionStore;
+    const QUuid id = session_->id;
+    const qint64 after = session_->lastEventSequence;
+    return QtConcurrent::run(&executionPool_, [store, id, after, record, this] {
+        const qint64 sequence = ExecutionRun::journalRecord(store, id, after, record);
+        QMetaObject::invokeMethod(this, [this, record, sequence] { recordExecutionOutcome(record, sequence); },
+                                  Qt::QueuedConnection);
+    });
+}
+
+void KestravaViewModel::recordExecutionOutcome(const ExecutionRecord& record, qint64 sequence)
+{
+    if (!session_)
+        return;
+    session_->executionRecords.insert(record.sourcePath, record);
+    session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
+    if (sequence > 0)
+        setLastSavedAt(now());
+}
+
+void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then)
+{
+    ExecutionRequest request;
+    request.items = itemsForExecution();
+    request.options = currentOptions(*destinationFolder_);
+    if (session_) {
+        request.snapshot = makeSessionSnapshot(SortSessionStatus::running);
+        // Later snapshots build on this status even before the store confirms it.
+        session_->status = SortSessionStatus::running;
+        request.records = session_->executionRecords;
+        request.store = services_.sessionStore;
+        request.sessionID = session_->id;
+        request.lastEventSequence = session_->lastEventSequence;
+    }
+    request.exists = services_.exists;
+    request.fileOps = services_.fileOps;
+    request.stageTrash = stageTrash;
+    request.journalBase = journalBase();
+    request.trashCapability = services_.trash.capability;
+
+    auto cancel = std::make_shared<CancellationFlag>();
+    executionCancel_ = cancel;
+    const quint64 generation = runGeneration_;
+    setApplying(true);
+    SortProgress start;
+    start.totalFiles = int(request.items.size());
+    setSortProgress(start);
+
+    // Progress and records are posted as events: they arrive in order, before the outcome,
+    // and are dropped with this object. The destructor waits for the thread, so `this` is
+    // alive whenever the worker posts.
+    const ExecutionRun::ProgressSink progress = [this, generation](const SortProgress& value) {
+        QMetaObject::invokeMethod(this, [this, generation, value] {
+            if (generation == runGeneration_)
+                setSortProgress(value);
+        }, Qt::QueuedConnection);
+    };
+    const ExecutionRun::RecordSink records = [this, generation](const ExecutionRecord& record, qint64 sequence) {
+        QMetaObject::invokeMethod(this, [this, generation, record, sequence] {
+            if (generation == runGeneration_)
+                recordExecutionOutcome(record, sequence);
+        }, Qt::QueuedConnection);
+    };
+    executionTask_ = QtConcurrent::run(&executionPool_, [request, progress, records, cancel] {
+                         return ExecutionRun::run(request, progress, records, cancel);
+                     })
+                         .then(this, [this, generation, then = std::move(then)](const ExecutionOutcome& outcome) {
+                             if (generation != runGeneration_)
+                                 return;
+                             executionCancel_.reset();
+                             setApplying(false);
+                             if (outcome.snapshotSaved)
+                                 setLastSavedAt(now());
+                             then(outcome);
+                             emit executionFinished();
+                         });
+}
+
+void KestravaViewModel::finishStandardRun(const ExecutionOutcome& outcome)
+{
+    if (!outcome.result) {
+        // Nothing was touched, or the run could not go on: back to the confirmation screen.
+        setSortProgress(std::nullopt);
+        setAlert(outcome.failure.value_or(unknownFailureText()));
+        saveSessionSnapshot(SortSessionStatus::paused);
+        setRoute(AppRoute::confirmation);
+        return;
+    }
+    const SortResult& result = *outcome.result;
+    setLastResult(result);
+    SortProgress finished = sortProgress_.value_or(SortProgress{});
+    finished.phase = SortPhase::finished;
+    setSortProgress(finished);
+    const bool complete = result.pendingCount == 0 && result.errors.isEmpty() && !result.cancelled;
+    saveSessionSnapshot(complete ? SortSessionStatus::completed : SortSessionStatus::paused);
+    setRoute(AppRoute::completed);
 }
 
 } // namespace kestrava

@@ -235,9 +235,7 @@ void KestravaViewModel::apply(const SortSession& session)
     const int groups = reviewGroupCount();
     setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
     setPreviewReadyFlag(false);
-    // A staged trash transaction is reloaded through the trash coordinator here once trash
-    // handling arrives; until then it is carried through unchanged in the session.
-    emit trashPreparationChanged();
+    setTrashPreparation(session.trashPreparation);
 
     setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
     if (session.requiresModeSelection)
@@ -245,6 +243,8 @@ void KestravaViewModel::apply(const SortSession& session)
     // A session resumed straight into review skips startReviewing, which would read the dates.
     if (route_ == AppRoute::reviewing)
         startMetadataEnrichment();
+    // The journal, not the document, knows where each entry stands; the route follows it.
+    reloadTrashPreparation();
 }
 
 QString KestravaViewModel::suggestedSessionDocumentName() const

@@ -1,0 +1,119 @@
+// What a run leaves for the user afterwards: the published result and progress in the form
+// the screens bind to, the plain-text report, and the ways to look at the result on disk.
+
+#include "FailureText.h"
+#include "KestravaViewModel.h"
+#include "model/Text.h"
+#include "platform/DurableFile.h"
+#include "session/SessionStore.h"
+
+#include <QFileInfo>
+
+#ifndef KESTRAVA_VERSION
+#define KESTRAVA_VERSION "0"
+#endif
+
+namespace kestrava {
+
+namespace {
+
+QString lastComponentOrDash(const std::optional<FileUrl>& folder)
+{
+    if (!folder)
+        return QStringLiteral("–");
+    const QString name = QFileInfo(folder->path()).fileName();
+    return name.isEmpty() ? QStringLiteral("–") : name;
+}
+
+} // namespace
+
+QVariant KestravaViewModel::lastResult() const
+{
+    if (!lastResult_)
+        return {};
+    const SortResult& r = *lastResult_;
+    return QVariantMap{{QStringLiteral("organizedCount"), r.organizedCount},
+                       {QStringLiteral("skippedCount"), r.skippedCount},
+                       {QStringLiteral("pendingCount"), r.pendingCount},
+                       {QStringLiteral("trashedCount"), r.trashedCount},
+                       {QStringLiteral("retainedDiscardCount"), r.retainedDiscardCount},
+                       {QStringLiteral("untouchedCount"), r.untouchedCount},
+                       {QStringLiteral("errors"), r.errors},
+                       {QStringLiteral("cancelled"), r.cancelled}};
+}
+
+QVariant KestravaViewModel::storageEstimate() const
+{
+    if (!storageEstimate_)
+        return {};
+    const StorageEstimate& e = *storageEstimate_;
+    QVariantMap map{{QStringLiteral("message"), e.message},
+                    {QStringLiteral("isSufficient"), e.isSufficient},
+                    {QStringLiteral("requiredBytes"), e.requiredBytes},
+                    {QStringLiteral("sameVolumeMove"), e.sameVolumeMove}};
+    if (e.availableBytes)
+        map.insert(QStringLiteral("availableBytes"), *e.availableBytes);
+    return map;
+}
+
+QVariant KestravaViewModel::sortProgress() const
+{
+    if (!sortProgress_)
+        return {};
+    const SortProgress& p = *sortProgress_;
+    return QVariantMap{{QStringLiteral("phase"), rawValue(p.phase)},
+                       {QStringLiteral("completedFiles"), p.completedFiles},
+                       {QStringLiteral("totalFiles"), p.totalFiles},
+                       {QStringLiteral("completedBytes"), p.completedBytes},
+                       {QStringLiteral("totalBytes"), p.totalBytes},
+                       {QStringLiteral("currentFilename"), p.currentFilename},
+                       {QStringLiteral("bytesPerSecond"), p.bytesPerSecond}};
+}
+
+QString KestravaViewModel::reportText() const
+{
+    const SortResult result = lastResult_.value_or(SortResult{});
+    const QString mode = selectedOperationMode_ ? operationModeTitle(*selectedOperationMode_) : QStringLiteral("–");
+    QStringList lines{QStringLiteral("Kestrava %1 Bericht").arg(QStringLiteral(KESTRAVA_VERSION)),
+                      QStringLiteral("Modus: ") + mode,
+                      QStringLiteral("Quelle: ") + lastComponentOrDash(sourceFolder_),
+                      QStringLiteral("Ziel: ") + lastComponentOrDash(destinationFolder_),
+                      QStringLiteral("Organisiert: %1").arg(result.organizedCount),
+                      QStringLiteral("Übersprungen: %1").arg(result.skippedCount),
+                      QStringLiteral("Papierkorb: %1").arg(result.trashedCount),
+                      QStringLiteral("Ausstehend: %1").arg(result.pendingCount),
+                      QStringLiteral("Fehler: %1").arg(result.errors.size())};
+    return lines.join(QLatin1Char('\n'));
+}
+
+bool KestravaViewModel::saveReport(const QString& path)
+{
+    if (path.isEmpty())
+        return false; // the dialog was cancelled
+    try {
+        atomicReplace(path, reportText().toUtf8());
+        return true;
+    } catch (const QException& error) {
+        setAlert(QStringLiteral("Der Bericht konnte nicht gespeichert werden: ") + failureText(error));
+        return false;
+    }
+}
+
+void KestravaViewModel::openResultInFinder()
+{
+    if (destinationFolder_ && services_.desktop)
+        services_.desktop->reveal(*destinationFolder_);
+}
+
+void KestravaViewModel::showExecutionLog()
+{
+    if (!session_ || !services_.sessionStore || !services_.desktop)
+        return;
+    const QString log = services_.sessionStore->executionLogPath(session_->id);
+    if (QFileInfo::exists(log))
+        services_.desktop->open(FileUrl::fromLocalPath(log));
+    else
+        setAlert(QStringLiteral("Für diese Sitzung gibt es noch kein Protokoll."));
+}
+
+} // namespace kestrava

@@ -1,0 +1,287 @@
+// The trash mode's two phases as the user sees them: organise and stage safety copies, wait
+// for the second confirmation, then move the originals. The coordinator's work runs on the
+// execution thread; its journal, not this object, is the authority on every entry's state.
+
+#include "ExecutionRun.h"
+#include "FailureText.h"
+#include "KestravaViewModel.h"
+#include "session/SessionStore.h"
+#include "trash/FreedesktopTrash.h"
+#include "trash/TrashJson.h"
+#include "trash/TrashTransactionCoordinator.h"
+
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace kestrava {
+
+namespace {
+
+using State = TrashTransactionState;
+
+const QString stagingTitle = QStringLiteral("Sicherheitsablage wird vorbereitet");
+const QString commitTitle = QStringLiteral("Originale und Sicherheitskopien werden erneut geprüft");
+
+bool isFinal(State state)
+{
+    return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned
+        || state == State::failed;
+}
+
+bool isTrashed(State state)
+{
+    return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned;
+}
+
+bool waitsForDecision(const TrashPreparation& preparation)
+{
+    return std::any_of(preparation.entries.begin(), preparation.entries.end(),
+                       [](const TrashEntry& entry) { return !isFinal(entry.state); });
+}
+
+struct TrashOperationResult {
+    std::optional<TrashPreparation> preparation;
+    QString failure;
+};
+
+} // namespace
+
+QString KestravaViewModel::journalBase() const
+{
+    if (!services_.journalBase.isEmpty())
+        return services_.journalBase;
+    return services_.sessionStore ? services_.sessionStore->baseDirectory() : QString();
+}
+
+QVariant KestravaViewModel::trashPreparation() const
+{
+    if (!trashPreparation_)
+        return {};
+    return QVariant(toJson(*trashPreparation_).toVariantMap());
+}
+
+void KestravaViewModel::setTrashPreparation(std::optional<TrashPreparation> preparation)
+{
+    if (session_)
+        session_->trashPreparation = preparation;
+    if (trashPreparation_ == preparation)
+        return;
+    trashPreparation_ = std::move(preparation);
+    emit trashPreparationChanged();
+}
+
+int KestravaViewModel::rejectedFileCount() const
+{
+    int count = 0;
+    for (const PhotoItem& photo : photos_)
+        count += photo.decision == PhotoDecision::del ? 1 : 0;
+    return count;
+}
+
+bool KestravaViewModel::canCommitTrash() const
+{
+    if (!trashPreparation_ || trashPreparation_->entries.isEmpty() || trashJournalBlocked_)
+        return false;
+    const bool allWaiting = std::all_of(trashPreparation_->entries.begin(), trashPreparation_->entries.end(),
+                                        [](const TrashEntry& entry) {
+                                            return entry.state == State::stagedVerified || entry.state == State::deferred;
+                                        });
+    return allWaiting && trashCommitConfirmationAccepted_ && !isApplying_;
+}
+
+// ---- Phase one -------------------------------------------------------------------------------
+
+void KestravaViewModel::prepareTrashSort()
+{
+    if (!canExecute()) {
+        setAlert(QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
+        return;
+    }
+    setProgressTitle(stagingTitle);
+    setRoute(AppRoute::trashStaging);
+    startExecution(true, [this](const ExecutionOutcome& outcome) { finishTrashStaging(outcome); });
+}
+
+void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
+{
+    setProgressTitle(QString());
+    if (outcome.result) {
+        setLastResult(*outcome.result);
+        preparedOrganizationResult_ = outcome.result;
+    }
+    if (!outcome.result || !ExecutionRun::organizedCompletely(*outcome.result)) {
+        // The organising step did not finish: no safety copy was made, no original touched.
+        if (outcome.failure)
+            setAlert(*outcome.failure);
+        else
+            setAlert(ExecutionRun::stagingRefusedPrefix() + outcome.result->errors.join(QLatin1Char('\n')));
+        saveSessionSnapshot(SortSessionStatus::paused);
+        setRoute(outcome.result ? AppRoute::completed : AppRoute::confirmation);
+        return;
+    }
+    if (!outcome.preparation) {
+        setAlert(outcome.failure.value_or(ExecutionRun::stagingRefusedPrefix() + unknownFailureText()));
+        saveSessionSnapshot(SortSessionStatus::paused);
+        setRoute(AppRoute::confirmation);
+        return;
+    }
+    setTrashPreparation(outcome.preparation);
+    if (!outcome.refusedGroups.isEmpty())
+        setAlert(outcome.refusedGroups.join(QLatin1Char('\n')));
+    if (outcome.preparation->entries.isEmpty()) {
+        // Nothing was rejected (or every group was refused): nothing waits for confirmation.
+        saveSessionSnapshot(outcome.refusedGroups.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
+        setRoute(AppRoute::completed);
+        return;
+    }
+    saveSessionSnapshot(SortSessionStatus::paused);
+    setRoute(AppRoute::trashConfirmation);
+}
+
+// ---- Phase two and deferral ------------------------------------------------------------------
+
+void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> operation,
+                                          std::function<void(const TrashPreparation&)> succeeded,
+                                          std::function<void(const QString&)> failed)
+{
+    const quint64 generation = runGeneration_;
+    setApplying(true);
+    executionTask_ = QtConcurrent::run(&executionPool_, [operation = std::move(operation)] {
+                         TrashOperationResult result;
+                         try {
+                             result.preparation = operation();
+                         } catch (const QException& error) {
+                             result.failure = failureText(error);
+                         } catch (...) {
+                             result.failure = unknownFailureText();
+                         }
+                         return result;
+                     })
+                         .then(this, [this, generation, succeeded = std::move(succeeded),
+                                      failed = std::move(failed)](const TrashOperationResult& result) {
+                             if (generation != runGeneration_)
+                                 return;
+                             setApplying(false);
+                             if (result.preparation)
+                                 succeeded(*result.preparation);
+                             else
+                                 failed(result.failure);
+                             emit executionFinished();
+                         });
+}
+
+void KestravaViewModel::commitPreparedTrash()
+{
+    if (!canCommitTrash()) {
+        setAlert(QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
+        return;
+    }
+    saveSessionSnapshot(SortSessionStatus::running);
+    setProgressTitle(commitTitle);
+    setRoute(AppRoute::executing);
+    const TrashPreparation preparation = *trashPreparation_;
+    const int files = int(preparation.entries.size());
+    SortProgress start;
+    start.phase = SortPhase::trashing;
+    start.totalFiles = files;
+    setSortProgress(start);
+    const quint64 generation = runGeneration_;
+    const TrashProgress progress = [this, generation, files](qint64 completed, qint64 total) {
+        SortProgress value;
+        value.phase = SortPhase::trashing;
+        value.totalFiles = files;
+        value.completedBytes = completed;
+        value.totalBytes = total;
+        QMetaObject::invokeMethod(this, [this, generation, value] {
+            if (generation == runGeneration_)
+                setSortProgress(value);
+        }, Qt::QueuedConnection);
+    };
+    const QString base = journalBase();
+    const TrashServices services = services_.trash;
+    TrashTransactionOptions options;
+    if (services_.fileOps)
+        options.fileOps = services_.fileOps;
+    runTrashOperation(
+        [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
+        [this](const TrashPreparation& committed) {
+            setProgressTitle(QString());
+            setTrashPreparation(committed);
+            SortResult result = preparedOrganizationResult_.value_or(lastResult_.value_or(SortResult{}));
+            result.trashedCount = 0;
+            for (const TrashEntry& entry : committed.entries)
+                result.trashedCount += isTrashed(entry.state) ? 1 : 0;
+            result.retainedDiscardCount = int(committed.entries.size()) - result.trashedCount;
+            setLastResult(result);
+            SortProgress finished = sortProgress_.value_or(SortProgress{});
+            finished.phase = SortPhase::finished;
+            setSortProgress(finished);
+            saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
+            setRoute(AppRoute::completed);
+        },
+        [this, preparation, base, options](const QString& failure) {
+            setProgressTitle(QString());
+            setAlert(failure);
+            // What the journal holds is what happened; the screen shows that, not the plan.
+            try {
+                setTrashPreparation(TrashTransactionCoordinator::reload(preparation, base, options));
+            } catch (const QException&) {
+                trashJournalBlocked_ = true;
+                emit canCommitTrashChanged();
+            }
+            saveSessionSnapshot(SortSessionStatus::paused);
+            setRoute(AppRoute::trashConfirmation);
+        });
+}
+
+void KestravaViewModel::deferPreparedTrash()
+{
+    if (!trashPreparation_ || isApplying_)
+        return;
+    const TrashPreparation preparation = *trashPreparation_;
+    const QString base = journalBase();
+    TrashTransactionOptions options;
+    if (services_.fileOps)
+        options.fileOps = services_.fileOps;
+    runTrashOperation([=] { return TrashTransactionCoordinator::markDeferred(preparation, base, options); },
+                      [this](const TrashPreparation& deferred) {
+                          setTrashPreparation(deferred);
+                          // Copies and originals stay; the session waits on the welcome screen.
+                          const std::optional<SortSession> parked = makeSessionSnapshot(SortSessionStatus::paused);
+                          saveSessionSnapshot(SortSessionStatus::paused);
+                          newSort();
+                          resumableSession_ = parked;
+                          emit resumableSessionChanged();
+                      },
+                      [this](const QString& failure) { setAlert(failure); });
+}
+
+void KestravaViewModel::reloadTrashPreparation()
+{
+    if (!trashPreparation_)
+        return;
+    const TrashPreparation stored = *trashPreparation_;
+    const QString base = journalBase();
+    TrashTransactionOptions options;
+    if (services_.fileOps)
+        options.fileOps = services_.fileOps;
+    runTrashOperation([=] { return TrashTransactionCoordinator::reload(stored, base, options); },
+                      [this](const TrashPreparation& reloaded) {
+                          setTrashPreparation(reloaded);
+                          if (waitsForDecision(reloaded))
+                              setRoute(AppRoute::trashConfirmation);
+                      },
+                      [this](const QString& failure) {
+                          // Nothing continues automatically from a journal that cannot be trusted.
+                          trashJournalBlocked_ = true;
+                          emit canCommitTrashChanged();
+                          setAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
+                      });
+}
+
+void KestravaViewModel::openSafetyFolder()
+{
+    if (trashPreparation_ && services_.desktop)
+        services_.desktop->reveal(trashPreparation_->stagingRoot);
+}
+
+} // namespace kestrava
