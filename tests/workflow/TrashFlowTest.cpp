@@ -1,0 +1,154 @@
+// The trash mode from the view model: organise, stage, second confirmation, commit; deferral
+// and resumption; nothing reaches the Trash without both confirmations.
+
+#include "WorkflowRig.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <gtest/gtest.h>
+
+using namespace kestrava;
+using namespace kestrava::test;
+using State = TrashTransactionState;
+
+namespace {
+
+// A Trash inside the test's folder instead of the user's.
+class TrashFlow : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        previous = qgetenv("XDG_DATA_HOME");
+        qputenv("XDG_DATA_HOME", rig.tree.mkdir(QStringLiteral("xdg")).toUtf8());
+        QList<PhotoItem> items = shoot(rig.photoFolder, 3);
+        for (const PhotoItem& item : items) {
+            QByteArray bytes = item.relativePath.toUtf8();
+            bytes.append(QByteArray(int(item.fileSize) - bytes.size(), 'x'));
+            writeFile(item.sourceURL.path(), bytes);
+            QFile file(item.sourceURL.path());
+            ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+            ASSERT_TRUE(file.setFileTime(item.modificationDate, QFileDevice::FileModificationTime));
+        }
+        rig.load(items);
+        rig.startReview(SortOperationMode::organizeAndTrash);
+        // Shot 1 kept, shots 2 and 3 rejected: four originals go to the Trash.
+        for (PhotoDecision decision : {PhotoDecision::keep, PhotoDecision::del, PhotoDecision::del})
+            rig.decide(decision);
+        ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
+        rig.settle();
+        rig.vm().setDestructiveConfirmationAccepted(true);
+    }
+
+    void TearDown() override { qputenv("XDG_DATA_HOME", previous); }
+
+    void waitForTask()
+    {
+        ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }, 30000));
+        rig.settle();
+    }
+
+    void stage()
+    {
+        EXPECT_EQ(rig.vm().rejectedFileCount(), 4);
+        rig.vm().applySort();
+        EXPECT_EQ(rig.vm().route(), AppRoute::trashStaging);
+        EXPECT_EQ(rig.vm().progressTitle(), QStringLiteral("Sicherheitsablage wird vorbereitet"));
+        waitForTask();
+        ASSERT_EQ(rig.vm().route(), AppRoute::trashConfirmation) << rig.vm().alertText().toStdString();
+    }
+
+    int originalsInPlace() const { return int(QDir(rig.photoFolder).entryList(QDir::Files).size()); }
+
+    int filesInTrash() const
+    {
+        return int(QDir(rig.tree.path(QStringLiteral("xdg/Trash/files"))).entryList(QDir::Files).size());
+    }
+
+    WorkflowRig rig;
+    QByteArray previous;
+};
+
+} // namespace
+
+TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
+{
+    stage();
+    const TrashPreparation staged = *rig.vm().preparedTrash();
+    ASSERT_EQ(staged.entries.size(), 4);
+    for (const TrashEntry& entry : staged.entries) {
+        EXPECT_EQ(entry.state, State::stagedVerified);
+        EXPECT_TRUE(QFile::exists(entry.stagingURL.path()));
+        EXPECT_TRUE(QFile::exists(entry.sourceURL.path())) << "staging touches no original";
+    }
+    EXPECT_TRUE(staged.stagingRoot.path().startsWith(rig.vm().destinationFolderPath() + QLatin1String("/Sicherheitsablage/")));
+    EXPECT_EQ(rig.vm().session()->trashPreparation, staged) << "the session carries the transaction";
+
+    // Without the second confirmation nothing moves.
+    EXPECT_FALSE(rig.vm().canCommitTrash());
+    rig.vm().commitPreparedTrash();
+    EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
+    EXPECT_EQ(originalsInPlace(), 4) << "kept pair moved to the result, rejected ones still here";
+    EXPECT_EQ(filesInTrash(), 0);
+
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    ASSERT_TRUE(rig.vm().canCommitTrash());
+    rig.vm().commitPreparedTrash();
+    EXPECT_EQ(rig.vm().route(), AppRoute::executing);
+    EXPECT_FALSE(rig.vm().canCommitTrash()) << "not twice at once";
+    waitForTask();
+
+    ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
+    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 2);
+    EXPECT_EQ(rig.vm().lastSortResult()->trashedCount, 4);
+    EXPECT_EQ(originalsInPlace(), 0);
+    EXPECT_EQ(filesInTrash(), 4);
+    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries) {
+        EXPECT_EQ(entry.state, State::stageCleaned);
+        EXPECT_FALSE(QFile::exists(entry.stagingURL.path())) << "copies go once the group is in the Trash";
+    }
+    EXPECT_TRUE(rig.vm().reportText().contains(QLatin1String("\nPapierkorb: 4\n")));
+    EXPECT_FALSE(rig.store->loadLatestIncomplete().result().has_value()) << "the session is completed";
+}
+
+TEST_F(TrashFlow, deferredTransactionWaitsAndResumesFromTheJournal)
+{
+    stage();
+    rig.vm().deferPreparedTrash();
+    waitForTask();
+    EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
+    EXPECT_TRUE(rig.vm().hasResumableSession());
+    EXPECT_EQ(originalsInPlace(), 4);
+
+    // A new process finds the parked transaction; the journal says every entry is deferred.
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
+    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
+    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
+        EXPECT_EQ(entry.state, State::deferred);
+    EXPECT_FALSE(rig.vm().canExecute()) << "staged copies are not staged a second time";
+
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    ASSERT_TRUE(rig.vm().canCommitTrash()) << "deferred entries may be committed";
+    rig.vm().commitPreparedTrash();
+    waitForTask();
+    EXPECT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
+    EXPECT_EQ(filesInTrash(), 4);
+}
+
+TEST_F(TrashFlow, journalThatCannotBeTrustedBlocksTheCommit)
+{
+    stage();
+    const QString journal = QDir(rig.storeFolder).filePath(rig.vm().session()->id.toString(QUuid::WithoutBraces).toUpper()
+                                                           + QLatin1String("/trash-v1.jsonl"));
+    ASSERT_TRUE(QFile::exists(journal));
+    rig.restart();
+    swapLines(journal, 0, 1);
+    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
+    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().alertText().startsWith(QLatin1String("Das Papierkorb-Journal")); }));
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    EXPECT_FALSE(rig.vm().canCommitTrash());
+    EXPECT_EQ(originalsInPlace(), 4);
+    EXPECT_EQ(filesInTrash(), 0);
+}
