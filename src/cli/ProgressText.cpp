@@ -1,0 +1,57 @@
+#include "ProgressText.h"
+
+#include "model/Text.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kestrava::cli {
+
+namespace {
+
+constexpr int barWidth = 24;
+
+} // namespace
+
+QString progressBar(const SortProgress& progress)
+{
+    const double fraction = progress.totalBytes > 0 ? double(progress.completedBytes) / double(progress.totalBytes)
+                            : progress.totalFiles > 0 ? double(progress.completedFiles) / double(progress.totalFiles)
+                                                      : 0.0;
+    const int filled = std::clamp(int(std::lround(fraction * barWidth)), 0, barWidth);
+    return QLatin1Char('[') + QString(filled, QLatin1Char('#')) + QString(barWidth - filled, QLatin1Char('-'))
+           + QLatin1Char(']');
+}
+
+std::optional<qint64> secondsLeft(const SortProgress& progress)
+{
+    if (progress.bytesPerSecond <= 0 || progress.totalBytes <= 0)
+        return std::nullopt;
+    const qint64 remaining = std::max<qint64>(0, progress.totalBytes - progress.completedBytes);
+    return qint64(std::ceil(double(remaining) / progress.bytesPerSecond));
+}
+
+QString formatDuration(qint64 seconds)
+{
+    const qint64 hours = seconds / 3600;
+    const qint64 minutes = seconds / 60 % 60;
+    const QString secondsText = QStringLiteral("%1").arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    if (hours > 0)
+        return QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QLatin1Char('0')).arg(secondsText);
+    return QStringLiteral("%1:%2").arg(minutes).arg(secondsText);
+}
+
+QString describeProgress(const SortProgress& progress)
+{
+    QStringList parts;
+    parts << QStringLiteral("%1/%2 Dateien").arg(progress.completedFiles).arg(progress.totalFiles);
+    parts << QStringLiteral("%1 von %2").arg(text::formatByteCount(progress.completedBytes),
+                                              text::formatByteCount(progress.totalBytes));
+    if (progress.bytesPerSecond > 0)
+        parts << text::formatByteCount(qint64(progress.bytesPerSecond)) + QStringLiteral("/s");
+    if (const auto left = secondsLeft(progress); left && progress.completedBytes < progress.totalBytes)
+        parts << QStringLiteral("noch ") + formatDuration(*left);
+    return parts.join(QStringLiteral(" · "));
+}
+
+} // namespace kestrava::cli

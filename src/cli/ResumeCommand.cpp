@@ -1,0 +1,67 @@
+// kestrava-cli resume: continues the latest incomplete session's run where it stopped. Files
+// an earlier run finished are validated and skipped; the lock of a run that died is taken over.
+
+#include "CliCommand.h"
+#include "ExecutionSupport.h"
+#include "ProgressReporter.h"
+#include "ReviewFlow.h"
+#include "model/Json.h"
+#include "session/SessionStore.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+using namespace kestrava;
+
+constexpr char resumeUsage[] = "resume [--store ORDNER]";
+
+int runResume(const QStringList& arguments)
+{
+    const cli::Arguments args(arguments, {QStringLiteral("--store")});
+    if (!args.ok() || !args.positional().isEmpty())
+        return cli::usage(resumeUsage);
+
+    const auto store = cli::openStore(args);
+    std::optional<SortSession> session;
+    try {
+        session = store->loadLatestIncomplete().result();
+    } catch (const KestravaError& error) {
+        return cli::fail(error.description());
+    }
+    if (!session)
+        return cli::fail(QStringLiteral("Es gibt keine unterbrochene Sitzung, die fortgesetzt werden kann."));
+
+    KestravaViewModel viewModel(cli::headlessServices(*store));
+    viewModel.apply(*session);
+    // A staged trash transaction is reloaded from its journal first; its failure is the alert.
+    if (!cli::runUntil(viewModel, [&] { return viewModel.executionTask().isFinished(); }))
+        return cli::fail(viewModel.alertText());
+    // Staged safety copies wait for the second confirmation, not for another run.
+    if (const auto& preparation = viewModel.preparedTrash(); preparation && !preparation->entries.isEmpty()) {
+        cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
+        cli::reportMessages(viewModel);
+        cli::err() << "Die Sicherheitsablage ist vorbereitet: weiter mit „kestrava-cli trash commit“ oder "
+                      "„kestrava-cli trash defer“.\n";
+        cli::err().flush();
+        return preparation->needsReviewCount() == 0 ? cli::success : cli::failure;
+    }
+    // The destructive mode was confirmed when this run was started; staging moves no original.
+    if (session->operationMode == SortOperationMode::organizeAndTrash)
+        viewModel.setDestructiveConfirmationAccepted(true);
+    if (const auto failure = cli::waitUntilExecutable(viewModel))
+        return cli::fail(*failure);
+
+    bool ok = true;
+    {
+        cli::ProgressReporter progress(viewModel);
+        ok = cli::runExecution(viewModel, [&] { viewModel.retryPendingSort(); });
+    }
+    cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
+    cli::reportMessages(viewModel);
+    return ok && cli::runSucceeded(viewModel, false) ? cli::success : cli::failure;
+}
+
+const cli::Registration registration{"resume", resumeUsage, &runResume};
+
+} // namespace

@@ -1,0 +1,65 @@
+// kestrava-cli sort: the whole review of `review`, then the run the confirmation screen's
+// button starts. For the trash mode the run stops after the safety copies are staged (the
+// session stays resumable); --confirm-trash gives the second confirmation and commits.
+
+#include "CliCommand.h"
+#include "ExecutionSupport.h"
+#include "ProgressReporter.h"
+#include "ReviewFlow.h"
+#include "model/Json.h"
+#include "session/SessionStore.h"
+#include "trash/TrashTypes.h"
+
+namespace {
+
+using namespace kestrava;
+
+constexpr char sortUsage[] =
+    "sort DIR --dest BASIS --mode safeCopy|moveOriginals|organizeAndTrash [--verify fileSize|sha256] "
+    "[--choice jpeg|raw|both] [--name NAME] [--event NAME] [--no-date-folders] [--store ORDNER] "
+    "(--decisions DATEI.csv | --all keep|maybe|delete) [--report DATEI] [--confirm-trash]";
+
+int runSort(const QStringList& arguments)
+{
+    const cli::Arguments args(arguments,
+                              cli::reviewValueOptions() + QStringList{QStringLiteral("--verify"), QStringLiteral("--report")},
+                              {QStringLiteral("--no-date-folders"), QStringLiteral("--confirm-trash")});
+    cli::ReviewRequest request;
+    if (const auto exit = cli::parseReviewRequest(args, sortUsage, request))
+        return *exit;
+    const bool trashMode = request.mode == SortOperationMode::organizeAndTrash;
+    if (args.has(QStringLiteral("--confirm-trash")) && !trashMode)
+        return cli::usage(sortUsage);
+
+    const auto store = cli::openStore(args);
+    KestravaViewModel viewModel(cli::headlessServices(*store));
+    if (const auto failure = cli::runReviewFlow(viewModel, request))
+        return cli::fail(*failure);
+    // Naming the destructive mode on the command line is its first confirmation.
+    if (trashMode)
+        viewModel.setDestructiveConfirmationAccepted(true);
+    if (const auto failure = cli::waitUntilExecutable(viewModel))
+        return cli::fail(*failure);
+
+    bool ok = true;
+    {
+        cli::ProgressReporter progress(viewModel);
+        ok = cli::runExecution(viewModel, [&] { viewModel.applySort(); });
+        if (ok && trashMode && args.has(QStringLiteral("--confirm-trash")) && viewModel.preparedTrash()
+            && !viewModel.alertMessage()) {
+            viewModel.setTrashCommitConfirmationAccepted(true);
+            ok = cli::runExecution(viewModel, [&] { viewModel.commitPreparedTrash(); });
+        }
+    }
+    if (args.has(QStringLiteral("--report")) && viewModel.lastSortResult())
+        ok = viewModel.saveReport(cli::absolutePath(args.value(QStringLiteral("--report")))) && ok;
+
+    cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
+    cli::reportMessages(viewModel);
+    return ok && cli::runSucceeded(viewModel, args.has(QStringLiteral("--confirm-trash"))) ? cli::success
+                                                                                          : cli::failure;
+}
+
+const cli::Registration registration{"sort", sortUsage, &runSort};
+
+} // namespace
