@@ -62,6 +62,10 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
     rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
     rig.startReview(SortOperationMode::safeCopy);
     decideAll(rig, {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del});
+    // The confirmation screen shows a fresh estimate of the five files.
+    ASSERT_TRUE(waitFor([&] { return rig.vm().currentStorageEstimate() && !rig.vm().isCheckingStorage(); }));
+    EXPECT_EQ(rig.vm().currentStorageEstimate()->requiredBytes, 5000);
+    EXPECT_TRUE(rig.vm().currentStorageEstimate()->isSufficient);
     ASSERT_TRUE(rig.vm().canExecute());
 
     rig.vm().applySort();
