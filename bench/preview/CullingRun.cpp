@@ -3,7 +3,8 @@
 // Generates SHOTS 24-megapixel JPEG+DNG pairs, then steps through them with one decision every
 // INTERVAL_MS as the review screen does: load the current JPEG at 2048 px and prefetch the next
 // four. Measures the time from the key press to the picture being available and the resident
-// memory. Twenty distinct pictures are written once and hard-linked under the other names:
+// memory, and beside the wall-clock figures the CPU time each render took and the load average,
+// so that a run on a busy machine can be told from a slow pipeline. Twenty distinct pictures are written once and hard-linked under the other names:
 // every name is its own cache key and its own decode, without writing gigabytes.
 
 #include "preview/PhotoPreviewLoader.h"
@@ -21,6 +22,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -71,10 +75,41 @@ QList<FileUrl> writeShoot(const QString& root, int shots)
 
 double percentile(std::vector<double> values, double p)
 {
+    if (values.empty())
+        return 0;
     std::sort(values.begin(), values.end());
     const size_t index = std::min(values.size() - 1, size_t(p * double(values.size() - 1) + 0.5));
     return values[index];
 }
+
+double threadCpuMs()
+{
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
+}
+
+double processCpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+QByteArray loadAverage()
+{
+    QFile file(QStringLiteral("/proc/loadavg"));
+    if (!file.open(QIODevice::ReadOnly))
+        return "?";
+    return file.readAll().split(' ').first();
+}
+
+// Wall and CPU milliseconds of every renderer call.
+struct RenderTimes {
+    std::mutex mutex;
+    std::vector<double> wall, cpu;
+    int cancelled = 0;
+};
 
 } // namespace
 
@@ -88,14 +123,32 @@ int main(int argc, char** argv)
     QTemporaryDir scratch;
     const QList<FileUrl> previews = writeShoot(scratch.path() + "/Shoot", shots);
 
+    RenderTimes renders;
     PreviewPipeline::Options options;
     options.cacheFolder = scratch.path() + "/Previews";
+    options.renderer = [&renders](const QString& path, int size, const PreviewRenderer::CancelCheck& isCanceled) {
+        QElapsedTimer wall;
+        wall.start();
+        const double cpuStart = threadCpuMs();
+        PreviewResult result = PreviewRenderer::render(path, size, isCanceled);
+        const double cpu = threadCpuMs() - cpuStart;
+        std::lock_guard lock(renders.mutex);
+        renders.wall.push_back(double(wall.nsecsElapsed()) / 1e6);
+        renders.cpu.push_back(cpu);
+        renders.cancelled += isCanceled && isCanceled() ? 1 : 0;
+        return result;
+    };
     PreviewPipeline pipeline(std::move(options));
     PhotoPreviewLoader loader(pipeline);
     loader.setTargetPixelSizeOverride(2048);
 
+    const qint64 baseRss = residentKiB();
+    const QByteArray loadBefore = loadAverage();
+    const double cpuBefore = processCpuSeconds();
+    QElapsedTimer runClock;
+    runClock.start();
     std::vector<double> latencies;
-    qint64 peakRss = residentKiB();
+    qint64 peakRss = baseRss;
     int failures = 0;
     QElapsedTimer clock;
     for (int i = 0; i < shots; ++i) {
@@ -130,10 +183,18 @@ int main(int argc, char** argv)
         peakRss = std::max(peakRss, residentKiB());
     }
 
+    const double runSeconds = double(runClock.nsecsElapsed()) / 1e9;
+    const double cpuSeconds = processCpuSeconds() - cpuBefore;
+    pipeline.waitForDiskCache();
+    std::lock_guard lock(renders.mutex);
     std::printf("{\"shots\":%d,\"intervalMs\":%d,\"failures\":%d,\"p50Ms\":%.2f,\"p90Ms\":%.2f,\"p95Ms\":%.2f,\"p99Ms\":%.2f,\"maxMs\":%.2f,"
-                "\"firstMs\":%.2f,\"peakRssMiB\":%.1f}\n",
+                "\"firstMs\":%.2f,\"peakRssMiB\":%.1f,\"rssBeforeRunMiB\":%.1f,\"renders\":%zu,\"rendersCancelled\":%d,"
+                "\"renderWallP50Ms\":%.1f,\"renderWallP95Ms\":%.1f,\"renderCpuP50Ms\":%.1f,\"renderCpuP95Ms\":%.1f,"
+                "\"runWallS\":%.1f,\"runCpuS\":%.1f,\"loadAvgBefore\":%s,\"loadAvgAfter\":%s}\n",
                 shots, interval, failures, percentile(latencies, 0.5), percentile(latencies, 0.9), percentile(latencies, 0.95),
                 percentile(latencies, 0.99), *std::max_element(latencies.begin(), latencies.end()), latencies.front(),
-                double(peakRss) / 1024.0);
+                double(peakRss) / 1024.0, double(baseRss) / 1024.0, renders.wall.size(), renders.cancelled,
+                percentile(renders.wall, 0.5), percentile(renders.wall, 0.95), percentile(renders.cpu, 0.5), percentile(renders.cpu, 0.95),
+                runSeconds, cpuSeconds, loadBefore.constData(), loadAverage().constData());
     return failures == 0 ? 0 : 1;
 }

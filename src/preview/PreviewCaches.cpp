@@ -73,6 +73,11 @@ bool MemoryPreviewCache::remove(const QString& key)
 
 DiskPreviewCache::DiskPreviewCache(QString folder, qint64 byteLimit) : folder_(std::move(folder)), byteLimit_(byteLimit) {}
 
+bool DiskPreviewCache::contains(const QString& key) const
+{
+    return enabled() && QFileInfo::exists(folder_ + QLatin1Char('/') + key + QStringLiteral(".jpg"));
+}
+
 std::optional<PreviewPayload> DiskPreviewCache::load(const QString& key) const
 {
     if (!enabled())

@@ -47,6 +47,8 @@ public:
     const QString& folder() const { return folder_; }
     qint64 byteLimit() const { return byteLimit_; }
 
+    // Whether key.jpg exists; a stat, no reading.
+    bool contains(const QString& key) const;
     // Loads key.jpg and marks it used now. nullopt when absent or undecodable.
     std::optional<PreviewPayload> load(const QString& key) const;
     // Writes key.jpg through a temporary file and a rename; the bytes written, 0 on any failure.

@@ -18,6 +18,8 @@ struct PreviewPipeline::RenderJob {
     int maxPixelSize = 0;
     int priority = 0;
     std::atomic<bool> cancelled{false};
+    // Set once the render holds a decode slot and is about to call the renderer.
+    std::atomic<bool> rendering{false};
     std::atomic<quint64> ticket{0};
     QPromise<Outcome> promise;
 
@@ -134,10 +136,17 @@ void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int p
 
     auto it = inFlight_.find(key);
     if (it != inFlight_.end() && it->priority < priority) {
-        // The more urgent caller must not queue behind a prefetch that may still wait for a slot.
-        abandon(*it);
-        inFlight_.erase(it);
-        it = inFlight_.end();
+        if (it->job->rendering) {
+            // Already decoding: starting over would throw away the work done and make the more
+            // urgent caller wait for a slot on top. Join it; later callers up to this priority too.
+            it->priority = priority;
+        } else {
+            // Still waiting for a slot: the more urgent caller must not queue behind it at the
+            // old priority. Nothing is lost by starting afresh.
+            abandon(*it);
+            inFlight_.erase(it);
+            it = inFlight_.end();
+        }
     }
     if (it == inFlight_.end())
         it = inFlight_.insert(key, startRender(key, path, maxPixelSize, priority));
@@ -154,17 +163,26 @@ PreviewPipeline::InFlight PreviewPipeline::startRender(const QString& key, const
     job->promise.start();
     const QUuid id = QUuid::createUuid();
     job->promise.future().then(&actor_, [this, key, id](Outcome outcome) { completeRender(key, id, outcome); });
-    workers_.start([this, job] { runJob(job); });
+    if (disk_.contains(key))
+        workers_.start([this, job] { loadOrRender(job); });
+    else
+        // Asked for here on the actor, so slots are requested in the order the requests came:
+        // the nearest prefetch is not overtaken by a farther one that happened to start first.
+        renderInSlot(job);
     return InFlight{id, priority, job, {}};
 }
 
-void PreviewPipeline::runJob(const std::shared_ptr<RenderJob>& job)
+void PreviewPipeline::loadOrRender(const std::shared_ptr<RenderJob>& job)
 {
     if (job->cancelled)
         return job->finish({});
     if (PreviewResult cached = disk_.load(job->key))
         return job->finish({std::move(cached), true});
+    renderInSlot(job);
+}
 
+void PreviewPipeline::renderInSlot(const std::shared_ptr<RenderJob>& job)
+{
     DecodeSlots::Request request = slots_.acquire(job->priority, decodeConcurrency(job->path));
     job->ticket = request.ticket;
     if (job->cancelled)
@@ -176,6 +194,7 @@ void PreviewPipeline::runJob(const std::shared_ptr<RenderJob>& job)
         {
             // Released before anyone hears of the result, so the next render starts at once.
             DecodeSlotGuard slot(slots_);
+            job->rendering = true;
             try {
                 if (!job->cancelled)
                     payload = options_.renderer(job->path, job->maxPixelSize, [job] { return job->cancelled.load(); });

@@ -63,7 +63,8 @@ public:
     static PreviewPipeline& shared();
 
     // A preview of at most `maxPixelSize` on its longer side; nullopt when the file cannot be
-    // rendered, or when a more urgent request for the same preview superseded this one.
+    // rendered, or when a more urgent request for the same preview superseded this one while
+    // it still waited for a decode slot. A render already decoding is joined, never restarted.
     QFuture<PreviewResult> preview(const FileUrl& url, int maxPixelSize, int priority);
     // Starts renders for the first five URLs at priorities 50 down to 46; returns at once.
     void prefetch(const QList<FileUrl>& urls, int maxPixelSize);
@@ -102,7 +103,10 @@ private:
 
     void handleRequest(const QString& path, int maxPixelSize, int priority, const Waiter& promise);
     InFlight startRender(const QString& key, const QString& path, int maxPixelSize, int priority);
-    void runJob(const std::shared_ptr<RenderJob>& job);
+    // Tries the disk cache (off the actor), then renders.
+    void loadOrRender(const std::shared_ptr<RenderJob>& job);
+    // Queues for a decode slot and calls the renderer once it is granted.
+    void renderInSlot(const std::shared_ptr<RenderJob>& job);
     void completeRender(const QString& key, const QUuid& id, const Outcome& outcome);
     void scheduleDiskSave(const QString& key, const PreviewPayload& payload);
     // Stops the render and answers its waiters with no image.
