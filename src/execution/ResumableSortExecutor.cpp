@@ -14,6 +14,9 @@
 #include <QtConcurrent/QtConcurrent>
 
 #include <cerrno>
+#include <future>
+#include <mutex>
+#include <optional>
 
 namespace kestrava::ResumableSortExecutor {
 
@@ -40,6 +43,9 @@ struct Runner {
     const ExecutionHandlers& handlers;
     FileOps& ops;
     ProgressThrottle throttle;
+    // Guards `progress` and `transferredBytes`: a copy being finished reports its read-back
+    // from its own thread. Held while reporting, so reports leave in the order they were made.
+    std::recursive_mutex progressMutex;
     SortProgress progress;
     QElapsedTimer clock;
     qint64 transferredBytes = 0;
@@ -55,6 +61,7 @@ struct Runner {
 
     void report(bool force = false)
     {
+        std::lock_guard guard(progressMutex);
         const double seconds = double(clock.nsecsElapsed()) / 1e9;
         progress.bytesPerSecond = seconds > 0 ? double(transferredBytes) / seconds : 0;
         throttle.emitProgress(progress, force);
@@ -63,6 +70,7 @@ struct Runner {
     ChunkProgress chunkProgress()
     {
         return [this](SortPhase phase, qint64 bytes) {
+            std::lock_guard guard(progressMutex);
             progress.phase = phase;
             if (phase != SortPhase::verifying) {
                 progress.completedBytes += bytes;
@@ -70,6 +78,12 @@ struct Runner {
             }
             report();
         };
+    }
+
+    void addCompletedBytes(qint64 bytes)
+    {
+        std::lock_guard guard(progressMutex);
+        progress.completedBytes += bytes;
     }
 
     void prepareFolder(const FileUrl& destination)
@@ -111,7 +125,7 @@ struct Runner {
                     throw;
                 return moveAcrossVolumes(action);
             }
-            progress.completedBytes += StoragePreflight::effectiveSize(action.item);
+            addCompletedBytes(StoragePreflight::effectiveSize(action.item));
             const qint64 size = fileSize(destination, ops);
             const qint64 expected = action.item.fileSize >= 1 ? action.item.fileSize : size;
             if (size < 0 || size != expected) {
@@ -143,17 +157,63 @@ struct Runner {
         return size;
     }
 
-    // Runs one action; returns its record and whether it was new work or an earlier run's.
-    ExecutionRecord perform(const PlannedAction& action, bool& skipped)
+    static ExecutionRecord recordFor(const PlannedAction& action)
     {
         ExecutionRecord record;
         record.sourcePath = action.item.sourceURL.path();
         record.destinationPath = action.destinationURL.path();
+        return record;
+    }
+
+    static void fail(ExecutionRecord& record, const KestravaError& error)
+    {
+        record.status = ExecutionActionStatus::failed;
+        record.verifiedSize = 0;
+        record.errorMessage = error.description();
+    }
+
+    // Copies that are new work can overlap: the next one is written while this one is flushed
+    // and read back. Everything else runs alone.
+    bool canOverlap(const PlannedAction& action) const
+    {
+        return action.kind == PlannedActionKind::copy && !(action.shouldSkip && exists(action.destinationURL, ops));
+    }
+
+    // The first half of an overlapping copy. Without a value, `record` holds the failure.
+    std::optional<UnfinishedCopy> startCopying(const PlannedAction& action, ExecutionRecord& record)
+    {
+        try {
+            prepareFolder(action.destinationURL);
+            validateSource(action.item, ops);
+            return startCopy(action.item, action.destinationURL, plan.options.verificationMode, ops, chunkProgress());
+        } catch (const KestravaError& error) {
+            fail(record, error);
+            return std::nullopt;
+        }
+    }
+
+    std::future<ExecutionRecord> finishInBackground(UnfinishedCopy copy, ExecutionRecord record)
+    {
+        return std::async(std::launch::async, [this, copy = std::move(copy), record]() mutable {
+            try {
+                record.verifiedSize = finishCopy(std::move(copy), chunkProgress());
+                record.status = ExecutionActionStatus::completed;
+            } catch (const KestravaError& error) {
+                fail(record, error);
+            }
+            return record;
+        });
+    }
+
+    // Runs one action; returns its record and whether it was new work or an earlier run's.
+    ExecutionRecord perform(const PlannedAction& action, bool& skipped)
+    {
+        ExecutionRecord record = recordFor(action);
         try {
             prepareFolder(action.destinationURL);
             if (action.shouldSkip && exists(action.destinationURL, ops)) {
                 record.verifiedSize = acceptExisting(action);
-                progress.completedBytes += StoragePreflight::effectiveSize(action.item);
+                addCompletedBytes(StoragePreflight::effectiveSize(action.item));
                 skipped = true;
             } else {
                 validateSource(action.item, ops);
@@ -164,9 +224,7 @@ struct Runner {
             }
             record.status = ExecutionActionStatus::completed;
         } catch (const KestravaError& error) {
-            record.status = ExecutionActionStatus::failed;
-            record.verifiedSize = 0;
-            record.errorMessage = error.description();
+            fail(record, error);
         }
         return record;
     }
@@ -190,27 +248,8 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     result.retainedDiscardCount = includeDeletions ? int(plan.deletions.size()) : 0;
     result.records.reserve(plan.actions.size());
 
-    for (qsizetype index = 0; index < plan.actions.size(); ++index) {
-        const PlannedAction& action = plan.actions[index];
-        if (handlers.isCanceled && handlers.isCanceled()) {
-            // The journal already holds a pending record for every planned file; leaving them
-            // as they are is what lets the next run resume here.
-            result.cancelled = true;
-            result.pendingCount = int(plan.actions.size() - index);
-            for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
-                const PlannedAction& pending = plan.actions[rest];
-                result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
-                                                      ExecutionActionStatus::pending, 0, std::nullopt});
-            }
-            result.errors.append(cancellationMessage());
-            break;
-        }
-        runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
-        runner.progress.currentFilename = action.item.sourceURL.fileName();
-        runner.report();
-
-        bool skipped = false;
-        const ExecutionRecord record = runner.perform(action, skipped);
+    int delivered = 0;
+    const auto deliver = [&](const ExecutionRecord& record, bool skipped) {
         if (record.status == ExecutionActionStatus::completed)
             ++(skipped ? result.skippedCount : result.organizedCount);
         else
@@ -218,10 +257,74 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         if (handlers.record)
             handlers.record(record);
         result.records.append(record);
-
-        runner.progress.completedFiles = int(index + 1);
+        {
+            std::lock_guard guard(runner.progressMutex);
+            runner.progress.completedFiles = ++delivered;
+        }
         runner.report();
+    };
+    // A copy whose second half (flush, read-back, rename) runs on its own thread while the
+    // next file is copied. It is settled before anything of a later file can become visible,
+    // so records arrive in plan order and each before the next file's outcome exists.
+    std::optional<std::future<ExecutionRecord>> inFlight;
+    const auto settle = [&] {
+        if (!inFlight)
+            return;
+        std::future<ExecutionRecord> finished = std::move(*inFlight);
+        inFlight.reset();
+        deliver(finished.get(), false);
+    };
+    const auto isCanceled = [&] { return handlers.isCanceled && handlers.isCanceled(); };
+    const auto stopAt = [&](qsizetype index) {
+        // The journal already holds a pending record for every planned file; leaving them
+        // as they are is what lets the next run resume here.
+        result.cancelled = true;
+        result.pendingCount = int(plan.actions.size() - index);
+        for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
+            const PlannedAction& pending = plan.actions[rest];
+            result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
+                                                  ExecutionActionStatus::pending, 0, std::nullopt});
+        }
+        result.errors.append(cancellationMessage());
+    };
+
+    for (qsizetype index = 0; index < plan.actions.size(); ++index) {
+        const PlannedAction& action = plan.actions[index];
+        if (isCanceled()) {
+            settle();
+            stopAt(index);
+            break;
+        }
+        {
+            std::lock_guard guard(runner.progressMutex);
+            runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
+            runner.progress.currentFilename = action.item.sourceURL.fileName();
+        }
+        runner.report();
+
+        if (!runner.canOverlap(action)) {
+            settle();
+            bool skipped = false;
+            const ExecutionRecord record = runner.perform(action, skipped);
+            deliver(record, skipped);
+            continue;
+        }
+        ExecutionRecord record = Runner::recordFor(action);
+        std::optional<UnfinishedCopy> copy = runner.startCopying(action, record);
+        settle();
+        // Asked again: the previous file's record may be what the caller waited for. This
+        // copy is dropped unfinished (its temporary file removed) and stays pending.
+        if (isCanceled()) {
+            copy.reset();
+            stopAt(index);
+            break;
+        }
+        if (copy)
+            inFlight = runner.finishInBackground(std::move(*copy), record);
+        else
+            deliver(record, false);
     }
+    settle();
 
     runner.progress.phase = SortPhase::finished;
     runner.report(true);

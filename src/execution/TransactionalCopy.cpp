@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
+#include <utility>
 
 namespace kestrava::ResumableSortExecutor {
 
@@ -32,7 +33,7 @@ struct Buffers {
     explicit Buffers(int count)
     {
         for (int i = 0; i < count; ++i)
-            memory[i] = std::make_unique<char[]>(size_t(chunkSize));
+            memory[i] = std::make_unique_for_overwrite<char[]>(size_t(chunkSize)); // no zero fill: 4 MiB each
     }
     char* operator[](qint64 index) { return memory[size_t(index % bufferCount)].get(); }
 };
@@ -184,11 +185,33 @@ qint64 validateExistingDestination(const PhotoItem& item, const FileUrl& destina
     return actual;
 }
 
-qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                           FileOps& ops, const ChunkProgress& progress)
+UnfinishedCopy::UnfinishedCopy(UnfinishedCopy&& other) noexcept
+    : temporary_(std::exchange(other.temporary_, QString()))
+    , destination_(std::move(other.destination_))
+    , sourceName_(std::move(other.sourceName_))
+    , expectedSize_(other.expectedSize_)
+    , sourceDigest_(std::move(other.sourceDigest_))
+    , output_(std::move(other.output_))
+    , ops_(other.ops_)
+{
+}
+
+UnfinishedCopy::~UnfinishedCopy()
+{
+    discard();
+}
+
+void UnfinishedCopy::discard()
+{
+    output_ = UniqueFd();
+    if (!temporary_.isEmpty())
+        ops_->unlink(encoded(std::exchange(temporary_, QString())));
+}
+
+UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                         FileOps& ops, const ChunkProgress& progress)
 {
     const QString source = item.sourceURL.path();
-    const QString temporary = temporaryPathFor(destination);
     const bool hashing = verificationMode == VerificationMode::sha256;
 
     UniqueFd input;
@@ -200,21 +223,27 @@ qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, Ve
     }
     ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 
-    UniqueFd output;
+    UnfinishedCopy copy;
+    copy.ops_ = &ops;
+    copy.destination_ = destination;
+    copy.sourceName_ = item.sourceURL.fileName();
+    const QString temporary = temporaryPathFor(destination);
     try {
-        output = createExclusive(temporary, ops, O_WRONLY, 0600);
+        copy.output_ = createExclusive(temporary, ops, O_WRONLY, 0600);
     } catch (const FileSystemError& error) {
         rethrowForDestination(error, destination);
     }
+    // From here on the copy owns the temporary file and removes it on every failure path.
+    copy.temporary_ = temporary;
 
-    bool renamed = false;
     try {
         struct stat sourceInfo {};
         if (ops.fstat(input.get(), &sourceInfo) != 0)
             throw FileSystemError(Op::inspect, source, errno);
 
-        // The source is read once: with sha256 the bytes just read are hashed on a second
-        // thread while they are written, so the source digest describes exactly what was copied.
+        // The source is read once: with sha256 the bytes just read are hashed (on a second
+        // thread for large files) while they are written, so the source digest describes
+        // exactly what was copied.
         Buffers buffers(hashing ? bufferCount : 1);
         std::optional<BackgroundHasher> sourceHasher;
         if (hashing)
@@ -229,16 +258,17 @@ qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, Ve
                 break;
             if (hashing)
                 sourceHasher->submit(buffers[slot], size_t(got));
-            writeAll(output.get(), buffers[slot], got, destination.path(), ops);
+            writeAll(copy.output_.get(), buffers[slot], got, destination.path(), ops);
             // Start writing this chunk to the disk now, so that the flush at the end waits for
-            // the last chunk only rather than for the whole file. A hint: the fsync below is
-            // what the result relies on.
-            ::sync_file_range(output.get(), copied, got, SYNC_FILE_RANGE_WRITE);
+            // the last chunk only rather than for the whole file. A hint: the fsync in the
+            // second half is what the result relies on.
+            ::sync_file_range(copy.output_.get(), copied, got, SYNC_FILE_RANGE_WRITE);
             copied += got;
             if (progress)
                 progress(SortPhase::copying, got);
         }
-        const QByteArray sourceDigest = hashing ? sourceHasher->finalize() : QByteArray();
+        if (hashing)
+            copy.sourceDigest_ = sourceHasher->finalize();
         sourceHasher.reset();
         input.close(source);
 
@@ -246,39 +276,57 @@ qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, Ve
         // file appears under its final name already carrying its date.
         const timespec modified = isKnown(item.modificationDate) ? toTimespec(item.modificationDate) : sourceInfo.st_mtim;
         const timespec times[2] = {{0, UTIME_OMIT}, modified};
-        if (::futimens(output.get(), times) != 0)
+        if (::futimens(copy.output_.get(), times) != 0)
             throw FileSystemError(Op::write, destination.path(), errno);
-        if (ops.fsync(output.get()) != 0)
+        copy.expectedSize_ = item.fileSize >= 1 ? item.fileSize : qint64(sourceInfo.st_size);
+        return copy;
+    } catch (const FileSystemError& error) {
+        copy.discard();
+        if (error.path() == temporary)
+            rethrowForDestination(error, destination);
+        throw;
+    }
+}
+
+qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
+{
+    FileOps& ops = *copy.ops_;
+    const FileUrl& destination = copy.destination_;
+    const QString temporary = copy.temporary_;
+    try {
+        if (ops.fsync(copy.output_.get()) != 0)
             throw FileSystemError(Op::flush, destination.path(), errno);
         struct stat written {};
-        if (ops.fstat(output.get(), &written) != 0)
+        if (ops.fstat(copy.output_.get(), &written) != 0)
             throw FileSystemError(Op::inspect, destination.path(), errno);
-        output.close(destination.path());
+        copy.output_.close(destination.path());
 
-        const qint64 expected = item.fileSize >= 1 ? item.fileSize : qint64(sourceInfo.st_size);
-        if (qint64(written.st_size) != expected)
-            throw ResumableSortError::verificationFailed(item.sourceURL.fileName());
-        if (hashing && sha256(FileUrl::fromLocalPath(temporary), ops, progress) != sourceDigest)
-            throw ResumableSortError::verificationFailed(item.sourceURL.fileName());
+        if (qint64(written.st_size) != copy.expectedSize_)
+            throw ResumableSortError::verificationFailed(copy.sourceName_);
+        if (!copy.sourceDigest_.isEmpty()
+            && sha256(FileUrl::fromLocalPath(temporary), ops, progress) != copy.sourceDigest_)
+            throw ResumableSortError::verificationFailed(copy.sourceName_);
 
         // The folder is not flushed here: should a power cut lose the new name, the journal
         // says completed but nothing is at the destination, and the next run copies the file
         // again (the source is untouched). A move flushes it before it removes the original.
         renameExclusive(temporary, destination.path(), ops);
-        renamed = true;
+        copy.temporary_.clear();
         return qint64(written.st_size);
     } catch (const FileSystemError& error) {
-        output = UniqueFd();
-        ops.unlink(encoded(temporary));
+        // A failed flush leaves the pages in an unknown state: the copy is dropped, never
+        // flushed again, and the next attempt starts from the source.
+        copy.discard();
         if (error.path() == temporary)
             rethrowForDestination(error, destination);
         throw;
-    } catch (...) {
-        output = UniqueFd();
-        if (!renamed)
-            ops.unlink(encoded(temporary));
-        throw;
     }
+}
+
+qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                           FileOps& ops, const ChunkProgress& progress)
+{
+    return finishCopy(startCopy(item, destination, verificationMode, ops, progress), progress);
 }
 
 void removeStaleTemporaries(const QString& folder, FileOps& ops)

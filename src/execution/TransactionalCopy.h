@@ -10,6 +10,7 @@
 
 #include "model/PhotoModel.h"
 #include "model/SortOptions.h"
+#include "platform/DurableFile.h"
 #include "platform/FileOps.h"
 
 #include <QByteArray>
@@ -33,6 +34,39 @@ using ChunkProgress = std::function<void(SortPhase phase, qint64 bytes)>;
 // naming the destination. A failed flush is never retried: the next attempt starts over.
 qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
                            FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+
+// copyTransactionally in two halves, so that the next file can be copied while this one is
+// flushed and read back (two cores, and the disk never idles between files). The first half
+// streams the source into the temporary file and dates it; the second flushes, checks and
+// renames. Nothing is visible under the destination's name before the second half, and an
+// unfinished copy that is dropped removes its temporary file.
+class UnfinishedCopy {
+public:
+    UnfinishedCopy(UnfinishedCopy&& other) noexcept;
+    UnfinishedCopy& operator=(UnfinishedCopy&&) = delete;
+    UnfinishedCopy(const UnfinishedCopy&) = delete;
+    ~UnfinishedCopy();
+
+private:
+    UnfinishedCopy() = default;
+    void discard();
+
+    friend UnfinishedCopy startCopy(const PhotoItem&, const FileUrl&, VerificationMode, FileOps&, const ChunkProgress&);
+    friend qint64 finishCopy(UnfinishedCopy, const ChunkProgress&);
+
+    QString temporary_;
+    FileUrl destination_;
+    QString sourceName_;
+    qint64 expectedSize_ = 0;
+    QByteArray sourceDigest_; // empty without sha256
+    UniqueFd output_;
+    FileOps* ops_ = nullptr;
+};
+
+// Same errors as copyTransactionally; a failure of either half removes the temporary file.
+UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
+                         FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress = {});
 
 // Digest of the file as stored: its cached pages are dropped before reading, so a copy is
 // checked against the medium rather than against the memory it was written from.
