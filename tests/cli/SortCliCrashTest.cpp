@@ -8,6 +8,8 @@
 #include "model/Json.h"
 #include "platform/Sha256.h"
 
+#include <QDir>
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -44,6 +46,26 @@ bool processAlive(qint64 pid)
     return pid > 0 && (::kill(pid_t(pid), 0) == 0 || errno != ESRCH);
 }
 
+// Files a user sees below `root` (hidden temporaries and the lock left out).
+int visibleFileCount(const QString& root)
+{
+    int count = 0;
+    QDirIterator it(root, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        it.next();
+        ++count;
+    }
+    return count;
+}
+
+// Whether the child still runs. QProcess learns of the child's end only inside its own calls,
+// so a short wait stands in for the sleep of a polling loop.
+bool running(QProcess& child)
+{
+    child.waitForFinished(1);
+    return child.state() == QProcess::Running;
+}
+
 struct CrashRun {
     int kills = 0;
     int runs = 0;
@@ -57,7 +79,7 @@ struct CrashRun {
 // are killed: mostly at a random moment of their copying (after they hold the lock), sometimes
 // at a random moment of their start-up (loading, planning, journaling the plan).
 CrashRun killRepeatedly(const QProcessEnvironment& environment, const QStringList& sortArguments, const QString& store,
-                        const QString& resultFolder, int wantedKills, int maxWorkMicroseconds, quint32 seed,
+                        const QString& resultFolder, int totalFiles, int wantedKills, int pollMicroseconds, quint32 seed,
                         const std::function<void()>& afterKill)
 {
     CrashRun run;
@@ -81,14 +103,31 @@ CrashRun killRepeatedly(const QProcessEnvironment& environment, const QStringLis
             QElapsedTimer waited;
             waited.start();
             if (duringStartUp) {
-                QThread::usleep(random.bounded(0, 300000));
+                // Somewhere in loading, planning or journaling the plan: before it takes the lock.
+                const qint64 deadline = random.bounded(0, 300);
+                while (running(child) && waited.elapsed() < deadline && fileContents(lock) != pid) {
+                }
             } else {
-                while (child.state() == QProcess::Running && waited.elapsed() < 60000 && fileContents(lock) != pid)
-                    QThread::usleep(200);
+                while (running(child) && waited.elapsed() < 60000 && fileContents(lock) != pid) {
+                }
                 tookLock = fileContents(lock) == pid;
-                QThread::usleep(random.bounded(0, maxWorkMicroseconds));
+                // Let it finish a random share of what is left, so that the kills spread over
+                // the whole run (and leave files for the kills still to come). The child is
+                // frozen while the result is counted, so it dies exactly in the state counted:
+                // at a random moment, often in the middle of a file.
+                const int killsLeft = wantedKills - run.kills;
+                const int shown = visibleFileCount(resultFolder);
+                const int share = std::max(1, (totalFiles - shown) / (killsLeft + 1));
+                const int target = std::min(shown + int(random.bounded(0, 2 * share)), totalFiles - 4 * killsLeft);
+                while (running(child) && waited.elapsed() < 60000) {
+                    ::kill(pid_t(child.processId()), SIGSTOP);
+                    if (visibleFileCount(resultFolder) >= target)
+                        break;
+                    ::kill(pid_t(child.processId()), SIGCONT);
+                    QThread::usleep(random.bounded(0, pollMicroseconds));
+                }
             }
-            if (child.state() == QProcess::Running) {
+            if (running(child)) {
                 child.kill();
                 child.waitForFinished(-1); // reaped, so the lock's pid is really gone
                 if (child.exitStatus() == QProcess::CrashExit) {
@@ -108,6 +147,10 @@ CrashRun killRepeatedly(const QProcessEnvironment& environment, const QStringLis
         if (child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0) {
             run.finished = true;
             run.finalOutput = lastJson(out);
+        } else if (attempt > 0 && err.contains("keine unterbrochene Sitzung")) {
+            // The last killed run had already recorded its end: nothing is left to resume.
+            // What it left on disk is checked like any other result.
+            run.finished = true;
         } else {
             run.failures.append(QStringLiteral("exit %1: %2").arg(child.exitCode()).arg(QString::fromUtf8(err.right(600))));
         }
@@ -139,7 +182,7 @@ struct Scenario {
     const char* mode;
     const char* verify;
     int kills;
-    int maxWorkMicroseconds;
+    int pollMicroseconds;
 };
 
 void crashAndResume(const Scenario& scenario, quint32 seed)
@@ -157,6 +200,7 @@ void crashAndResume(const Scenario& scenario, quint32 seed)
     // At every kill: what the result shows is complete and never twice; a moved file is at
     // its source or in the result, never in both and never in neither.
     int brokenMoments = 0;
+    QStringList progressAtKills; // files shown in the result at each kill
     const auto afterKill = [&] {
         const QList<QByteArray> shown = visibleDigests(resultFolder);
         QList<QByteArray> unique = shown;
@@ -169,22 +213,26 @@ void crashAndResume(const Scenario& scenario, quint32 seed)
             consistent = consistent && everywhere == shoot.keys();
         }
         brokenMoments += !consistent;
+        progressAtKills.append(QString::number(shown.size()));
     };
 
     QElapsedTimer clock;
     clock.start();
-    const CrashRun run = killRepeatedly(environment, arguments, store, resultFolder, scenario.kills,
-                                        scenario.maxWorkMicroseconds, seed, afterKill);
-    std::printf("%s/%s: %d files, %d runs, %d kills, %d lock takeovers, %lld ms\n", scenario.mode, scenario.verify,
-                int(shoot.size()), run.runs, run.kills, run.takeovers, qint64(clock.elapsed()));
+    const CrashRun run = killRepeatedly(environment, arguments, store, resultFolder, int(shoot.size()), scenario.kills,
+                                        scenario.pollMicroseconds, seed, afterKill);
+    std::printf("%s/%s: %d files, %d runs, %d kills, %d lock takeovers, %lld ms; files in the result at each kill: %s\n",
+                scenario.mode, scenario.verify, int(shoot.size()), run.runs, run.kills, run.takeovers,
+                qint64(clock.elapsed()), qPrintable(progressAtKills.join(QLatin1Char(' '))));
 
     ASSERT_TRUE(run.finished) << run.failures.join(QLatin1Char('\n')).toStdString();
     EXPECT_TRUE(run.failures.isEmpty()) << run.failures.join(QLatin1Char('\n')).toStdString();
     EXPECT_GE(run.kills, scenario.kills);
     EXPECT_GT(run.takeovers, 0);
     EXPECT_EQ(brokenMoments, 0);
-    EXPECT_EQ(run.finalOutput.value(QLatin1String("pendingCount")).toInt(), 0);
-    EXPECT_TRUE(run.finalOutput.value(QLatin1String("errors")).toArray().isEmpty());
+    if (!run.finalOutput.isEmpty()) {
+        EXPECT_EQ(run.finalOutput.value(QLatin1String("pendingCount")).toInt(), 0);
+        EXPECT_TRUE(run.finalOutput.value(QLatin1String("errors")).toArray().isEmpty());
+    }
 
     expectNoTemporaryLeft(resultFolder);
     // Every file exactly once in the result, byte for byte (the digests form a multiset).
@@ -200,15 +248,15 @@ void crashAndResume(const Scenario& scenario, quint32 seed)
 // 55 kills in all: copies verified by size and by SHA-256, and same-volume moves (renames).
 TEST(SortCliCrash, killedCopyWithSha256ResumesToOneVerifiedCopyOfEveryFile)
 {
-    crashAndResume({"safeCopy", "sha256", 20, 40000}, 101);
+    crashAndResume({"safeCopy", "sha256", 20, 2000}, 101);
 }
 
 TEST(SortCliCrash, killedCopyWithSizeCheckResumesToOneCopyOfEveryFile)
 {
-    crashAndResume({"safeCopy", "fileSize", 15, 30000}, 202);
+    crashAndResume({"safeCopy", "fileSize", 15, 2000}, 202);
 }
 
 TEST(SortCliCrash, killedMovesLeaveEveryFileExactlyOnce)
 {
-    crashAndResume({"moveOriginals", "fileSize", 20, 15000}, 303);
+    crashAndResume({"moveOriginals", "fileSize", 20, 400}, 303);
 }
