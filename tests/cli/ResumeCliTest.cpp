@@ -1,5 +1,5 @@
 // A run stopped with Ctrl-C (SIGINT) ends cleanly with its files pending; resume finishes it
-// and skips what the first run did.
+// and skips what the first run did. A resume while the run is alive is refused by its lock.
 
 #include "CliTestSupport.h"
 
@@ -56,6 +56,15 @@ TEST(ResumeCli, interruptedRunStopsCleanlyAndResumeFinishesIt)
         QThread::msleep(1);
     ASSERT_EQ(sort.state(), QProcess::Running) << sort.readAllStandardError().toStdString();
     ::kill(pid_t(sort.processId()), SIGSTOP);
+
+    // While the run lives and holds its lock, a second run of the same session is refused
+    // and changes nothing.
+    const CliResult blocked = runCli({QStringLiteral("resume"), QStringLiteral("--store"), store}, environment);
+    EXPECT_EQ(blocked.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(blocked.err).contains(QStringLiteral("Für diesen Zielordner läuft bereits eine Kestrava-Ausführung.")))
+        << blocked.err.toStdString();
+    EXPECT_EQ(fileContents(resultFolder + QStringLiteral("/.kestrava.lock")), pid);
+
     ::kill(pid_t(sort.processId()), SIGINT);
     ::kill(pid_t(sort.processId()), SIGCONT);
     ASSERT_TRUE(sort.waitForFinished(120000));
