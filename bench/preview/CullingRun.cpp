@@ -149,6 +149,7 @@ int main(int argc, char** argv)
     runClock.start();
     std::vector<double> latencies;
     qint64 peakRss = baseRss;
+    qint64 peakCacheBytes = 0;
     int failures = 0;
     QElapsedTimer clock;
     for (int i = 0; i < shots; ++i) {
@@ -167,12 +168,15 @@ int main(int argc, char** argv)
                 loop.quit();
             }
         });
+        // As the review screen does: the next four are asked for right after the current one,
+        // not once it is shown.
+        loader.prefetch(previews.mid(i + 1, 4));
         if (!ready && !failed)
             loop.exec();
         const double latency = double(clock.nsecsElapsed()) / 1e6;
         failures += failed ? 1 : 0;
         latencies.push_back(latency);
-        loader.prefetch(previews.mid(i + 1, 4));
+        peakCacheBytes = std::max(peakCacheBytes, pipeline.snapshot().memoryCost);
         // The photographer looks, then presses the next key.
         const qint64 remaining = interval - clock.elapsed();
         if (remaining > 0) {
@@ -188,12 +192,12 @@ int main(int argc, char** argv)
     pipeline.waitForDiskCache();
     std::lock_guard lock(renders.mutex);
     std::printf("{\"shots\":%d,\"intervalMs\":%d,\"failures\":%d,\"p50Ms\":%.2f,\"p90Ms\":%.2f,\"p95Ms\":%.2f,\"p99Ms\":%.2f,\"maxMs\":%.2f,"
-                "\"firstMs\":%.2f,\"peakRssMiB\":%.1f,\"rssBeforeRunMiB\":%.1f,\"renders\":%zu,\"rendersCancelled\":%d,"
+                "\"firstMs\":%.2f,\"peakRssMiB\":%.1f,\"rssBeforeRunMiB\":%.1f,\"peakMemoryCacheMiB\":%.1f,\"renders\":%zu,\"rendersCancelled\":%d,"
                 "\"renderWallP50Ms\":%.1f,\"renderWallP95Ms\":%.1f,\"renderCpuP50Ms\":%.1f,\"renderCpuP95Ms\":%.1f,"
                 "\"runWallS\":%.1f,\"runCpuS\":%.1f,\"loadAvgBefore\":%s,\"loadAvgAfter\":%s}\n",
                 shots, interval, failures, percentile(latencies, 0.5), percentile(latencies, 0.9), percentile(latencies, 0.95),
                 percentile(latencies, 0.99), *std::max_element(latencies.begin(), latencies.end()), latencies.front(),
-                double(peakRss) / 1024.0, double(baseRss) / 1024.0, renders.wall.size(), renders.cancelled,
+                double(peakRss) / 1024.0, double(baseRss) / 1024.0, double(peakCacheBytes) / 1048576.0, renders.wall.size(), renders.cancelled,
                 percentile(renders.wall, 0.5), percentile(renders.wall, 0.95), percentile(renders.cpu, 0.5), percentile(renders.cpu, 0.95),
                 runSeconds, cpuSeconds, loadBefore.constData(), loadAverage().constData());
     return failures == 0 ? 0 : 1;

@@ -7,8 +7,12 @@
 #include <QPromise>
 #include <QScopeGuard>
 
+#include <cerrno>
 #include <future>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace kestrava {
 
@@ -57,6 +61,21 @@ void resolve(const std::shared_ptr<QPromise<T>>& promise, T value)
 {
     promise->addResult(std::move(value));
     promise->finish();
+}
+
+// Encoding a cached JPEG is worth less than decoding the next picture: the disk-cache thread
+// runs at a lower scheduling priority, so on a busy machine the renders get the processor and
+// saves queue up (and are skipped beyond a few) instead. Linux sets nice values per thread.
+void yieldToRenders()
+{
+#ifdef Q_OS_LINUX
+    constexpr int diskCacheNice = 10;
+    const id_t thread = id_t(::syscall(SYS_gettid));
+    errno = 0;
+    const int current = ::getpriority(PRIO_PROCESS, thread);
+    if (errno == 0 && current < diskCacheNice)
+        ::setpriority(PRIO_PROCESS, thread, diskCacheNice);
+#endif
 }
 
 } // namespace
@@ -246,6 +265,7 @@ void PreviewPipeline::scheduleDiskSave(const QString& key, const PreviewPayload&
     ++pendingDiskSaves_;
     diskExecutor_.start([this, key, payload] {
         const auto done = qScopeGuard([this] { --pendingDiskSaves_; });
+        yieldToRenders();
         if (!didPruneDiskCache_) {
             diskCacheBytes_ = disk_.prune();
             didPruneDiskCache_ = true;
