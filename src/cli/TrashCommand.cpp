@@ -76,6 +76,14 @@ int runTrash(const QStringList& arguments)
             preparation = viewModel.preparedTrash();
     });
 
+    // A commit that ended before its session was saved is complete in the journal: nothing
+    // is left to do but to record that.
+    if (preparation && std::none_of(preparation->entries.begin(), preparation->entries.end(), isOpen)) {
+        viewModel.flushSessionBeforeTerminationAndWait();
+        cli::printJson(json::toCompactJson(toJson(*preparation)));
+        return cli::success;
+    }
+
     bool ok = true;
     {
         cli::ProgressReporter progress(viewModel);

@@ -28,8 +28,8 @@ using namespace kestrava::test;
 namespace {
 
 #ifdef KESTRAVA_SANITIZED
-constexpr int pairs = 40;
-constexpr int singles = 40;
+constexpr int pairs = 50;
+constexpr int singles = 50;
 #else
 constexpr int pairs = 100;
 constexpr int singles = 100;
@@ -118,7 +118,7 @@ CrashRun killRepeatedly(const QProcessEnvironment& environment, const QStringLis
                 const int killsLeft = wantedKills - run.kills;
                 const int shown = visibleFileCount(resultFolder);
                 const int share = std::max(1, (totalFiles - shown) / (killsLeft + 1));
-                const int target = std::min(shown + int(random.bounded(0, 2 * share)), totalFiles - 4 * killsLeft);
+                const int target = std::min(shown + int(random.bounded(0, 2 * share)), totalFiles - std::min(4 * killsLeft, totalFiles / 3));
                 while (running(child) && waited.elapsed() < 60000) {
                     ::kill(pid_t(child.processId()), SIGSTOP);
                     if (visibleFileCount(resultFolder) >= target)

@@ -155,3 +155,43 @@ TEST(TrashCli, confirmTrashCommitsRightAfterStaging)
     EXPECT_EQ(rig.organizedDigests(), rig.keptDigests());
     EXPECT_EQ(rig.trash(QStringLiteral("commit")).exitCode, 1);
 }
+
+// A commit that dies at a chosen step. After its journal recorded the last cleanup, the next
+// commit finds nothing left and says so with success; after a move whose receipt was never
+// journaled, the entry is held for review: nothing is moved twice and the command fails.
+TEST(TrashCli, commitKilledMidwayIsFinishedOrHeldForReviewNeverRepeated)
+{
+    {
+        TrashRig rig;
+        ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
+        QProcessEnvironment crashing = rig.environment;
+        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), QStringLiteral("journal.append.stageCleaned#3"));
+        EXPECT_EQ(runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, crashing).exitCode, 86);
+
+        const CliResult after = rig.trash(QStringLiteral("commit"));
+        EXPECT_EQ(after.exitCode, 0) << after.err.toStdString();
+        EXPECT_EQ(entryStates(lastJson(after.out)), QStringList{QStringLiteral("stageCleaned")});
+        EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
+        EXPECT_TRUE(filesBelow(rig.source).isEmpty());
+        // Recorded now: a further commit has no transaction to work on.
+        EXPECT_EQ(rig.trash(QStringLiteral("commit")).exitCode, 1);
+    }
+    {
+        TrashRig rig;
+        ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
+        QProcessEnvironment crashing = rig.environment;
+        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), QStringLiteral("trash.after-move#2"));
+        EXPECT_EQ(runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, crashing).exitCode, 86);
+        const QList<QByteArray> trashedBefore = digestsBelow(rig.trashFiles);
+        EXPECT_EQ(trashedBefore.size(), 2);
+
+        const CliResult after = rig.trash(QStringLiteral("commit"));
+        EXPECT_EQ(after.exitCode, 1);
+        EXPECT_FALSE(after.err.trimmed().isEmpty());
+        EXPECT_EQ(digestsBelow(rig.trashFiles), trashedBefore);
+        // Every rejected original is either still in place or in the Trash, exactly once.
+        QList<QByteArray> everywhere = digestsBelow(rig.trashFiles) + digestsBelow(rig.source);
+        std::sort(everywhere.begin(), everywhere.end());
+        EXPECT_EQ(everywhere, rig.rejectedDigests());
+    }
+}
