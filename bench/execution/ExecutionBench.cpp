@@ -139,6 +139,7 @@ struct Timing {
     double wall = 1e9;
     double user = 0;
     double system = 0;
+    long pageFaults = 0; // this process only
     void keepBest(const Timing& other)
     {
         if (other.wall < wall)
@@ -146,7 +147,7 @@ struct Timing {
     }
     QString text() const
     {
-        return QString::asprintf("%7.2f s (cpu %5.2f user %5.2f sys)", wall, user, system);
+        return QString::asprintf("%7.2f s (cpu %5.2f user %5.2f sys, %ld page faults)", wall, user, system, pageFaults);
     }
 };
 
@@ -166,6 +167,7 @@ Timing timed(Work work)
     ::getrusage(RUSAGE_CHILDREN, &childrenAfter);
     Timing timing;
     timing.wall = wall;
+    timing.pageFaults = selfAfter.ru_minflt - selfBefore.ru_minflt + selfAfter.ru_majflt - selfBefore.ru_majflt;
     timing.user = seconds(selfAfter.ru_utime) - seconds(selfBefore.ru_utime) + seconds(childrenAfter.ru_utime)
         - seconds(childrenBefore.ru_utime);
     timing.system = seconds(selfAfter.ru_stime) - seconds(selfBefore.ru_stime) + seconds(childrenAfter.ru_stime)

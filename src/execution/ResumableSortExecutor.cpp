@@ -1,5 +1,6 @@
 #include "ResumableSortExecutor.h"
 
+#include "ChunkPool.h"
 #include "OperationLock.h"
 #include "ResumableSortError.h"
 #include "StoragePreflight.h"
@@ -326,6 +327,7 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     }
     settle();
 
+    ChunkPool::trim();
     runner.progress.phase = SortPhase::finished;
     runner.report(true);
     lock.release();

@@ -1,6 +1,7 @@
 #include "TransactionalCopy.h"
 
 #include "BackgroundHasher.h"
+#include "ChunkPool.h"
 #include "ResumableSortError.h"
 
 #include "platform/DurableFile.h"
@@ -29,11 +30,11 @@ using Op = FileSystemError::Operation;
 constexpr int bufferCount = 3;
 
 struct Buffers {
-    std::array<std::unique_ptr<char[]>, bufferCount> memory;
+    std::array<ChunkPool::Chunk, bufferCount> memory;
     explicit Buffers(int count)
     {
         for (int i = 0; i < count; ++i)
-            memory[i] = std::make_unique_for_overwrite<char[]>(size_t(chunkSize)); // no zero fill: 4 MiB each
+            memory[size_t(i)] = ChunkPool::acquire();
     }
     char* operator[](qint64 index) { return memory[size_t(index % bufferCount)].get(); }
 };
