@@ -10,6 +10,8 @@
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 #include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <limits>
 
 namespace kestrava {
@@ -41,6 +43,12 @@ struct SessionStore::State {
     QThreadPool pool;
     QHash<QUuid, qint64> sequences;
     QHash<QUuid, QDateTime> snapshotDates;
+    // Sessions whose event log may still end in the line of a failed append, with the length
+    // the log had before it. Such a line must never come back: the caller was told the event
+    // did not happen and has undone it (the view model rolls its decision back), so replaying
+    // it would resurrect a choice the user saw fail. Replay reads no further than this length
+    // and the next append cuts the tail off before it writes.
+    QHash<QUuid, qint64> untrustedTails;
 
     QString fileOf(const QUuid& id, QLatin1StringView suffix) const
     {
@@ -66,8 +74,63 @@ struct SessionStore::State {
         event.timestamp = clock();
         QByteArray line = encodeEventLine(event);
         line.append('\n');
-        durableAppend(fileOf(id, ".events.jsonl"_L1), line, *fileOps);
+        const QString path = fileOf(id, ".events.jsonl"_L1);
+        // A tail left by an earlier failure goes first; if it still cannot be cut off, this
+        // event fails too rather than be written behind a line that must not count.
+        if (const auto tail = untrustedTails.constFind(id); tail != untrustedTails.constEnd()) {
+            truncateDurably(path, *tail);
+            untrustedTails.remove(id);
+        }
+        const qint64 before = lengthOf(path);
+        try {
+            durableAppend(path, line, *fileOps);
+        } catch (const FileSystemError&) {
+            // After a failed write or flush the line may be in the file, in the page cache only,
+            // or nowhere; a later read could still see it. Cutting the file back to its earlier
+            // length and flushing that makes the log durably what it was before the call. A
+            // compensating event written later instead could not help: the store does not know
+            // the state to restore, and a crash before it would leave the line standing alone.
+            try {
+                truncateDurably(path, before);
+            } catch (const FileSystemError&) {
+                untrustedTails.insert(id, before);
+            }
+            throw;
+        }
         return event.sequence;
+    }
+
+    // 0 when the file does not exist yet.
+    qint64 lengthOf(const QString& path)
+    {
+        struct stat info {};
+        if (fileOps->lstat(QFile::encodeName(path), &info) == 0)
+            return qint64(info.st_size);
+        if (errno == ENOENT)
+            return 0;
+        throw FileSystemError(FileSystemError::Operation::inspect, path, errno);
+    }
+
+    // Cuts the file back to `length` (if longer) and flushes it, so that the shorter state is
+    // what a crash leaves. A missing file has nothing to cut.
+    void truncateDurably(const QString& path, qint64 length)
+    {
+        using Op = FileSystemError::Operation;
+        const int fd = fileOps->open(QFile::encodeName(path), O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0) {
+            if (errno == ENOENT)
+                return;
+            throw FileSystemError(Op::open, path, errno);
+        }
+        UniqueFd file(fd, *fileOps);
+        struct stat info {};
+        if (fileOps->fstat(file.get(), &info) != 0)
+            throw FileSystemError(Op::inspect, path, errno);
+        if (qint64(info.st_size) > length && fileOps->ftruncate(file.get(), off_t(length)) != 0)
+            throw FileSystemError(Op::resize, path, errno);
+        if (fileOps->fsync(file.get()) != 0)
+            throw FileSystemError(Op::flush, path, errno);
+        file.close(path);
     }
 
     void replayInto(SortSession& session)
@@ -80,6 +143,8 @@ struct SessionStore::State {
                 return;
             throw;
         }
+        if (const auto tail = untrustedTails.constFind(session.id); tail != untrustedTails.constEnd())
+            log.truncate(*tail);
         replayEvents(session, log);
     }
 
@@ -178,6 +243,7 @@ QFuture<qint64> SessionStore::appendExecution(ExecutionRecord record, qint64 aft
     State* s = state_.get();
     return QtConcurrent::run(&s->pool, [s, event = std::move(event), after, sessionID] {
         const qint64 sequence = s->appendEvent(event, after, sessionID);
+        // The text log is for people and is never replayed: a line of a failed append may stay.
         durableAppend(s->fileOf(sessionID, ".execution.log"_L1), executionLogLine(s->clock(), *event.executionRecord).toUtf8(),
                       *s->fileOps);
         return sequence;

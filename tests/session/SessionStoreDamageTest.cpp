@@ -162,11 +162,56 @@ TEST(SessionStoreFailure, failedWriteOrFlushIsThrownNumberStaysUsedAndLogStaysRe
         EXPECT_EQ(loaded->photos[0].decision, PhotoDecision::del);
         EXPECT_EQ(loaded->photos[2].decision, PhotoDecision::del);
         EXPECT_EQ(loaded->lastEventSequence, 3);
-        // After a failed flush the line may or may not be on disk; either way it decodes.
-        if (op != FileOps::Op::fsync) {
-            EXPECT_FALSE(loaded->photos[1].decision.has_value());
-        }
+        // The failed event is gone from the file, whatever part of it had reached the disk:
+        // the caller undid it, and a replay must not bring it back.
+        EXPECT_FALSE(loaded->photos[1].decision.has_value()) << int(op);
+        EXPECT_EQ(readFile(store.eventLogPath(session.id)).count('\n'), 2) << int(op);
     }
+}
+
+// When even cutting the failed line off fails, the line is still in the file. The store then
+// reads past it nowhere (a load in the same run does not see it) and removes it before the
+// next event; until it can, appends fail rather than write behind it.
+TEST(SessionStoreFailure, failedFlushWhoseLineCannotBeCutOffNeverComesBack)
+{
+    TempTree tree;
+    FaultInjectingFileOps ops;
+    SessionStore store(tree.path(u"Sessions"_s), ops);
+    const SortSession session = makeSession(4);
+    await(store.saveSnapshot(session));
+    const auto decide = [&](int photo) {
+        return await(store.append(SessionEventKind::decision, {session.photos[photo].sourceURL.path()},
+                                  PhotoDecision::del, std::nullopt, photo, 0, session.id));
+    };
+    EXPECT_EQ(decide(0), 1);
+    ops.failAt(FileOps::Op::fsync, 1, EIO);
+    ops.failAt(FileOps::Op::ftruncate, 1, EIO, true);
+    EXPECT_THROW(decide(1), FileSystemError);
+    EXPECT_EQ(readFile(store.eventLogPath(session.id)).count('\n'), 2); // the line is there…
+
+    const SortSession sameRun = await(store.loadSession(session.id));
+    EXPECT_EQ(sameRun.photos[0].decision, PhotoDecision::del);
+    EXPECT_FALSE(sameRun.photos[1].decision.has_value()); // …but does not count
+    EXPECT_EQ(sameRun.lastEventSequence, 1);
+
+    EXPECT_THROW(decide(2), FileSystemError); // cannot cut it yet: nothing is written behind it
+    EXPECT_EQ(readFile(store.eventLogPath(session.id)).count('\n'), 2);
+
+    ops.clearFaults();
+    EXPECT_EQ(decide(3), 4);
+    const QList<QByteArray> lines = readFile(store.eventLogPath(session.id)).trimmed().split('\n');
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[0].contains("\"sequence\":1"));
+    EXPECT_TRUE(lines[1].contains("\"sequence\":4"));
+
+    SessionStore restarted(tree.path(u"Sessions"_s));
+    const auto loaded = await(restarted.loadLatestIncomplete());
+    ASSERT_TRUE(loaded.has_value());
+    EXPECT_EQ(loaded->photos[0].decision, PhotoDecision::del);
+    EXPECT_FALSE(loaded->photos[1].decision.has_value());
+    EXPECT_FALSE(loaded->photos[2].decision.has_value());
+    EXPECT_EQ(loaded->photos[3].decision, PhotoDecision::del);
+    EXPECT_EQ(loaded->lastEventSequence, 4);
 }
 
 TEST(SessionStoreFailure, executionLogFailureIsReportedAfterTheEventIsDurable)
