@@ -7,7 +7,10 @@ namespace kestrava {
 
 FileUrl FileUrl::fromLocalPath(const QString& path)
 {
-    if (path.isEmpty())
+    // A lone UTF-16 surrogate names no file: the system calls would see U+FFFD in its place,
+    // so the location would silently be another one. Nor can a session store it (its JSON
+    // reader refuses the path). Refused like an empty path, it never enters the model.
+    if (path.isEmpty() || !path.isValidUtf16())
         return {};
     // cleanPath is costly on hot paths; most paths from enumeration are already clean.
     const bool needsCleaning = path.contains(QLatin1String("/.")) || path.contains(QLatin1String("//"))
@@ -23,7 +26,10 @@ std::optional<FileUrl> FileUrl::fromUrlString(const QString& text)
     const QString local = url.toLocalFile();
     if (!local.startsWith(QLatin1Char('/')))
         return std::nullopt;
-    return fromLocalPath(local);
+    FileUrl result = fromLocalPath(local);
+    if (result.isEmpty())
+        return std::nullopt;
+    return result;
 }
 
 QString FileUrl::toUrlString() const

@@ -13,9 +13,10 @@ class FileUrl {
 public:
     FileUrl() = default;
 
-    // `path` must be absolute; "." and ".." segments and a trailing "/" are removed.
+    // `path` must be absolute; "." and ".." segments and a trailing "/" are removed. A path
+    // that is not valid UTF-16 (a lone surrogate) gives an empty FileUrl, as an empty one does.
     static FileUrl fromLocalPath(const QString& path);
-    // Accepts "file:" URLs with an absolute path only; anything else is nullopt.
+    // Accepts "file:" URLs with an absolute, valid path only; anything else is nullopt.
     static std::optional<FileUrl> fromUrlString(const QString& text);
 
     const QString& path() const { return path_; }

@@ -100,3 +100,22 @@ TEST(FileUrl, normalisesAndRefusesNonFileUrls)
     EXPECT_EQ(newline.parent().path(), u"/a"_s);
     EXPECT_EQ(FileUrl::fromLocalPath(u"/x"_s).parent().path(), u"/"_s);
 }
+
+// A path with a lone surrogate could not be written to a session, and the file system would
+// see another name: it never becomes a FileUrl, from a path, a URL or a relative part.
+TEST(FileUrl, pathsWithLoneSurrogatesAreRefusedAndPairsKept)
+{
+    const QString high = QString(QChar(0xD800));
+    const QString low = QString(QChar(0xDC00));
+    for (const QString& bad : {u"/Fotos/IMG"_s + high + u".JPG"_s, u"/Fotos/IMG"_s + low + u".JPG"_s,
+                               u"/Fotos/"_s + low + high + u".JPG"_s, u"/Fotos/./x/.."_s + high}) {
+        EXPECT_TRUE(FileUrl::fromLocalPath(bad).isEmpty());
+        EXPECT_FALSE(FileUrl::fromUrlString(u"file://"_s + bad).has_value());
+    }
+    EXPECT_TRUE(FileUrl::fromLocalPath(u"/Fotos"_s).appending(u"a"_s + high + u"/b.jpg"_s).isEmpty());
+
+    const FileUrl pair = FileUrl::fromLocalPath(u"/Fotos/😀 "_s + QChar(0xD83D) + QChar(0xDE00) + u".jpg"_s);
+    ASSERT_FALSE(pair.isEmpty());
+    EXPECT_EQ(FileUrl::fromUrlString(pair.toUrlString()), pair);
+    EXPECT_EQ(FileUrl::fromLocalPath(u"/Fotos"_s).appending(u"😀.jpg"_s).fileName(), u"😀.jpg"_s);
+}
