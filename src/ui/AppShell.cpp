@@ -1,6 +1,5 @@
 #include "AppShell.h"
 
-#include "FileManagerReveal.h"
 #include "ReducedMotion.h"
 #include "platform/DurableFile.h"
 #include "platform/FileOps.h"
@@ -9,7 +8,7 @@
 #include "workflow/KestravaViewModel.h"
 
 #include <QCoreApplication>
-#include <QDesktopServices>
+#include <QDir>
 #include <cerrno>
 
 namespace kestrava {
@@ -91,15 +90,11 @@ QString AppShell::suggestedSessionName() const
     return viewModel_ ? viewModel_->suggestedSessionDocumentName() : u"Kestrava.kestrava"_s;
 }
 
-void AppShell::reveal(const QString& path)
+QUrl AppShell::suggestedReportUrl() const
 {
-    FileManagerReveal::reveal(path, this);
-}
-
-void AppShell::openPath(const QString& path)
-{
-    if (!path.isEmpty())
-        QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+    const QString name = u"Kestrava-Bericht.txt"_s;
+    const QString folder = viewModel_ ? viewModel_->destinationFolderPath() : QString();
+    return QUrl::fromLocalFile(folder.isEmpty() ? QDir::homePath() + u'/' + name : folder + u'/' + name);
 }
 
 void AppShell::dismissAlert()

@@ -3,7 +3,7 @@
 // The application around the view model: the File menu's commands, which arrive as signals so
 // that they work from whichever window has focus while the main content view turns them into
 // view-model calls; the main content's appearance and disappearance; the one flush before the
-// process ends; revealing files; the decision export; and the desktop's reduced-motion wish.
+// process ends; the decision export; and the desktop's reduced-motion wish.
 
 #include "workflow/KestravaViewModel.h"
 
@@ -13,8 +13,6 @@
 #include <QtQml/qqmlregistration.h>
 
 namespace kestrava {
-
-
 
 class AppShell : public QObject {
     Q_OBJECT
@@ -47,8 +45,8 @@ public:
     Q_INVOKABLE QString suggestedCsvName() const;
     Q_INVOKABLE QString suggestedSessionName() const;
 
-    Q_INVOKABLE void reveal(const QString& path);
-    Q_INVOKABLE void openPath(const QString& path);
+    // The save dialog's proposal for the report: "Kestrava-Bericht.txt" in the result folder.
+    Q_INVOKABLE QUrl suggestedReportUrl() const;
     Q_INVOKABLE QString localPath(const QUrl& url) const { return url.toLocalFile(); }
     Q_INVOKABLE QUrl fileUrl(const QString& path) const { return QUrl::fromLocalFile(path); }
     Q_INVOKABLE void dismissAlert();

@@ -194,14 +194,43 @@ QString timeLeftText(qint64 remainingBytes, double bytesPerSecond)
     return u"noch etwa "_s + QString::number(minutes / 60) + u" h "_s + QString::number(minutes % 60) + u" min"_s;
 }
 
-QString completedHeadline(int failureCount, int pendingCount)
+QString fileProgressText(int completedFiles, int totalFiles)
 {
+    return QString::number(completedFiles) + u" / "_s + QString::number(totalFiles);
+}
+
+QString byteProgressText(qint64 completedBytes, qint64 totalBytes)
+{
+    return text::formatByteCount(completedBytes) + u" von "_s + text::formatByteCount(totalBytes);
+}
+
+QString completedHeadline(bool hasResult, int failureCount, int pendingCount)
+{
+    if (!hasResult)
+        return u"Keine Ergebnisdaten verfügbar."_s;
     return failureCount > 0 || pendingCount > 0 ? u"Sortierung mit Hinweisen beendet."_s : u"Deine Fotos sind sortiert."_s;
 }
 
 QString pendingText(int pendingCount)
 {
     return QString::number(pendingCount) + u" Dateien sind ausstehend und können fortgesetzt werden."_s;
+}
+
+QList<ResultCard> resultCards(const ResultCounts& counts, bool trashMode)
+{
+    const auto number = [](int value) { return QString::number(value); };
+    QList<ResultCard> cards{
+        {u"Organisiert"_s, number(counts.organized), counts.organized > 0 ? CardTone::good : CardTone::neutral},
+        {u"Bereits erledigt"_s, number(counts.skipped), CardTone::neutral},
+        {u"Ausstehend"_s, number(counts.pending), counts.pending > 0 ? CardTone::attention : CardTone::neutral},
+    };
+    if (trashMode || counts.trashed > 0 || counts.retainedDiscard > 0) {
+        cards.append({u"Im Papierkorb"_s, number(counts.trashed), CardTone::neutral});
+        cards.append({u"Aussortiert belassen"_s, number(counts.retainedDiscard),
+                      counts.retainedDiscard > 0 ? CardTone::attention : CardTone::neutral});
+    }
+    cards.append({u"Fehler"_s, number(counts.errors), counts.errors > 0 ? CardTone::failure : CardTone::neutral});
+    return cards;
 }
 
 } // namespace kestrava::UiText

@@ -62,8 +62,32 @@ QString transferRateText(double bytesPerSecond);
 // "noch etwa 2 min", "noch etwa 40 s", "noch weniger als 5 s"; empty without a rate.
 QString timeLeftText(qint64 remainingBytes, double bytesPerSecond);
 
+// "3 / 12": files done of all files of the run.
+QString fileProgressText(int completedFiles, int totalFiles);
+// "1,2 MB von 40 MB".
+QString byteProgressText(qint64 completedBytes, qint64 totalBytes);
+
 // Completion.
-QString completedHeadline(int failureCount, int pendingCount);
+// "Keine Ergebnisdaten verfügbar." without a result; a warning headline when files failed or wait.
+QString completedHeadline(bool hasResult, int failureCount, int pendingCount);
 QString pendingText(int pendingCount);
+
+// The counts of a finished run as the completed screen's cards, in their order. The two trash
+// cards appear only where trashing was part of the run (or counted anything).
+struct ResultCounts {
+    int organized = 0;
+    int skipped = 0;
+    int pending = 0;
+    int trashed = 0;
+    int retainedDiscard = 0;
+    int errors = 0;
+};
+enum class CardTone { neutral, good, attention, failure };
+struct ResultCard {
+    QString label;
+    QString value;
+    CardTone tone = CardTone::neutral;
+};
+QList<ResultCard> resultCards(const ResultCounts& counts, bool trashMode);
 
 } // namespace kestrava::UiText

@@ -3,10 +3,12 @@
 #include "UiText.h"
 #include "model/EnumNames.h"
 #include "model/Text.h"
-#include "workflow/KestravaViewModel.h"
+#include "trash/TrashJson.h"
 
 #include <QDateTime>
+#include <QException>
 #include <QFileInfo>
+#include <QJsonObject>
 #include <QVariantMap>
 
 namespace kestrava {
@@ -89,17 +91,33 @@ QString UiTexts::volumeLine(const QVariant& trashPreparation) const
     return UiText::volumeLine(fields(trashPreparation).value(u"sameVolumeAsSource"_s).toBool());
 }
 
+QStringList UiTexts::sourceVolumeTexts(const QVariant& trashPreparation) const
+{
+    QStringList lines;
+    for (const QVariant& volume : fields(trashPreparation).value(u"sourceVolumes"_s).toList()) {
+        try {
+            const SourceVolumeSummary summary = sourceVolumeSummaryFromJson(QJsonObject::fromVariantMap(volume.toMap()));
+            lines.append(u"Originale auf "_s + (summary.name.isEmpty() ? summary.description()
+                                                                         : summary.name + u" · "_s + summary.description()));
+        } catch (const QException&) {
+            // An unreadable entry is left out; the volume line above still states the layout.
+        }
+    }
+    return lines;
+}
+
 int UiTexts::manualReviewCount(const QVariant& trashPreparation) const
 {
-    // Mirrors TrashPreparation::needsReviewCount for the JSON form the session carries.
-    int count = 0;
-    for (const QVariant& entry : fields(trashPreparation).value(u"entries"_s).toList()) {
-        const QVariantMap map = entry.toMap();
-        const QString state = map.value(u"state"_s).toString();
-        if (state == u"needsReview"_s || (state == u"trashIntent"_s && !map.contains(u"receipt"_s)))
-            ++count;
+    const QVariantMap map = fields(trashPreparation);
+    if (map.isEmpty())
+        return 0;
+    try {
+        // The view model publishes the session document's form; decoding it again keeps the
+        // rule of what needs a person in one place.
+        return trashPreparationFromJson(QJsonObject::fromVariantMap(map)).needsReviewCount();
+    } catch (const QException&) {
+        return 0;
     }
-    return count;
 }
 
 QString UiTexts::manualReviewText(int count) const
@@ -139,10 +157,69 @@ double UiTexts::progressFraction(const QVariant& progress) const
     return totalFiles > 0 ? qBound(0.0, map.value(u"completedFiles"_s).toDouble() / totalFiles, 1.0) : 0.0;
 }
 
+QString UiTexts::fileProgressText(const QVariant& progress) const
+{
+    const QVariantMap map = fields(progress);
+    if (map.isEmpty())
+        return u"–"_s;
+    return UiText::fileProgressText(map.value(u"completedFiles"_s).toInt(), map.value(u"totalFiles"_s).toInt());
+}
+
+QString UiTexts::byteProgressText(const QVariant& progress) const
+{
+    const QVariantMap map = fields(progress);
+    if (map.isEmpty())
+        return u"–"_s;
+    return UiText::byteProgressText(map.value(u"completedBytes"_s).toLongLong(), map.value(u"totalBytes"_s).toLongLong());
+}
+
+QString UiTexts::phaseProgressText(const QVariant& progress) const
+{
+    const QVariantMap map = fields(progress);
+    if (map.isEmpty())
+        return {};
+    return map.value(u"phase"_s).toString() + u" · "_s + fileProgressText(progress);
+}
+
+bool UiTexts::hasResult(const QVariant& result) const
+{
+    return fields(result).contains(u"organizedCount"_s);
+}
+
+int UiTexts::pendingCount(const QVariant& result) const
+{
+    return fields(result).value(u"pendingCount"_s).toInt();
+}
+
 QString UiTexts::completedHeadline(const QVariant& result) const
 {
     const QVariantMap map = fields(result);
-    return UiText::completedHeadline(int(map.value(u"errors"_s).toList().size()), map.value(u"pendingCount"_s).toInt());
+    return UiText::completedHeadline(hasResult(result), int(map.value(u"errors"_s).toList().size()),
+                                     map.value(u"pendingCount"_s).toInt());
+}
+
+QVariantList UiTexts::resultCards(const QVariant& result, const QString& mode) const
+{
+    const QVariantMap map = fields(result);
+    UiText::ResultCounts counts;
+    counts.organized = map.value(u"organizedCount"_s).toInt();
+    counts.skipped = map.value(u"skippedCount"_s).toInt();
+    counts.pending = map.value(u"pendingCount"_s).toInt();
+    counts.trashed = map.value(u"trashedCount"_s).toInt();
+    counts.retainedDiscard = map.value(u"retainedDiscardCount"_s).toInt();
+    counts.errors = int(map.value(u"errors"_s).toList().size());
+    QVariantList cards;
+    for (const UiText::ResultCard& card : UiText::resultCards(counts, mode == u"organizeAndTrash"_s)) {
+        QString tone;
+        switch (card.tone) {
+        case UiText::CardTone::neutral: tone = u"neutral"_s; break;
+        case UiText::CardTone::good: tone = u"good"_s; break;
+        case UiText::CardTone::attention: tone = u"attention"_s; break;
+        case UiText::CardTone::failure: tone = u"failure"_s; break;
+        }
+        cards.append(QVariantMap{{u"label"_s, card.label}, {u"value"_s, card.value}, {u"tone"_s, tone}});
+    }
+    return cards;
 }
 
 QString UiTexts::pendingText(int pendingCount) const
@@ -179,17 +256,6 @@ bool UiTexts::reviewChoiceAvailable(const QString& choice, int jpegCount, int ra
 QString UiTexts::scopeText(int groups, int files) const
 {
     return UiText::auditSummary(groups, files);
-}
-
-int UiTexts::rejectedFileCount(QObject* viewModel) const
-{
-    const auto* model = qobject_cast<const KestravaViewModel*>(viewModel);
-    if (!model)
-        return 0;
-    int count = 0;
-    for (const PhotoItem& item : model->photos())
-        count += item.decision == PhotoDecision::del ? 1 : 0;
-    return count;
 }
 
 QString UiTexts::positionText(int index, int count) const

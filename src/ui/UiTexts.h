@@ -29,6 +29,9 @@ public:
     Q_INVOKABLE QString effectText(const QString& mode) const;
     Q_INVOKABLE QString stagingLead(int rejectedFiles) const;
     Q_INVOKABLE QString volumeLine(const QVariant& trashPreparation) const;
+    // One line per volume holding originals: "Originale auf Fotos · ext4 · lokal".
+    Q_INVOKABLE QStringList sourceVolumeTexts(const QVariant& trashPreparation) const;
+    // Entries a person must look at (the preparation's own count); 0 for an unreadable form.
     Q_INVOKABLE int manualReviewCount(const QVariant& trashPreparation) const;
     Q_INVOKABLE QString manualReviewText(int count) const;
     Q_INVOKABLE QString trashSafetyText() const;
@@ -36,7 +39,16 @@ public:
     Q_INVOKABLE QString transferRateText(const QVariant& progress) const;
     Q_INVOKABLE QString timeLeftText(const QVariant& progress) const;
     Q_INVOKABLE double progressFraction(const QVariant& progress) const;
+    Q_INVOKABLE QString fileProgressText(const QVariant& progress) const;
+    Q_INVOKABLE QString byteProgressText(const QVariant& progress) const;
+    // "Kopieren · 3 / 12"; empty without progress.
+    Q_INVOKABLE QString phaseProgressText(const QVariant& progress) const;
+    // Whether the view model's `lastResult` holds a result.
+    Q_INVOKABLE bool hasResult(const QVariant& result) const;
+    Q_INVOKABLE int pendingCount(const QVariant& result) const;
     Q_INVOKABLE QString completedHeadline(const QVariant& result) const;
+    // Maps {label, value, tone} with tone "neutral", "good", "attention" or "failure".
+    Q_INVOKABLE QVariantList resultCards(const QVariant& result, const QString& mode) const;
     Q_INVOKABLE QString pendingText(int pendingCount) const;
     Q_INVOKABLE QString fileCountText(int count) const;
     Q_INVOKABLE QString byteCount(double bytes) const;
@@ -44,8 +56,6 @@ public:
     Q_INVOKABLE QString captureDateText(const QDateTime& date) const;
     Q_INVOKABLE bool reviewChoiceAvailable(const QString& choice, int jpegCount, int rawCount) const;
     Q_INVOKABLE QString scopeText(int groups, int files) const;
-    // Files (not groups) decided "delete" among the view model's photos.
-    Q_INVOKABLE int rejectedFileCount(QObject* viewModel) const;
     Q_INVOKABLE QString positionText(int index, int count) const;
 };
 

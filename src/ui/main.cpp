@@ -2,6 +2,7 @@
 
 #include "AppShell.h"
 #include "DemoShoot.h"
+#include "DesktopIntegration.h"
 #include "UiEngine.h"
 #include "model/KestravaError.h"
 #include "session/SessionStore.h"
@@ -49,6 +50,7 @@ int main(int argc, char** argv)
 
     WorkflowServices services;
     services.sessionStore = &SessionStore::live();
+    installDesktopServices(services);
     KestravaViewModel viewModel(services);
     AppShell shell(&viewModel);
 

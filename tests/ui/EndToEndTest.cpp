@@ -1,10 +1,11 @@
 // The whole flow through the real window, driven only as a person would: clicks on the setup
 // screen, typing the folder name, arrow keys while reviewing, the audit window's confirm
-// button, then confirmation, execution and the result folder on disk.
+// button, then confirmation, execution, the result folder on disk and the completed screen with
+// its report, log and file-manager buttons.
 
 #include "UiRig.h"
 
-#include <QDirIterator>
+#include <QFileInfo>
 #include <QQuickItem>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -75,24 +76,53 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
 
     QObject* execute = rig.find(u"executeButton"_s);
     ASSERT_NE(execute, nullptr);
-    if (!waitUntil([&] { return execute->property("enabled").toBool(); }, 5000))
-        GTEST_SKIP() << "execution is not attached to the view model in this build";
+    ASSERT_TRUE(waitUntil([&] { return execute->property("enabled").toBool(); })) << "a decided safe copy must be executable";
+    const QStringList originalsBefore = photoFilesBelow(rig.shootFolder);
     rig.click(execute);
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000));
 
     // Every reviewed file was copied into the result folder; the originals are untouched.
-    int copied = 0;
-    QDirIterator it(rig.viewModel->destinationFolderPath(), QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        ++copied;
-    }
-    EXPECT_EQ(copied, 12);
-    int originals = 0;
-    QDirIterator source(rig.shootFolder, QDir::Files, QDirIterator::Subdirectories);
-    while (source.hasNext()) {
-        source.next();
-        ++originals;
-    }
-    EXPECT_EQ(originals, 12);
+    EXPECT_EQ(photoFilesBelow(rig.viewModel->destinationFolderPath()).size(), 12);
+    EXPECT_EQ(photoFilesBelow(rig.shootFolder), originalsBefore);
+
+    // The completed screen says so, in cards computed from the result.
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"completedHeadline"_s) != nullptr; }));
+    EXPECT_EQ(rig.textOf(u"completedHeadline"_s), u"Deine Fotos sind sortiert."_s);
+    EXPECT_EQ(rig.textOf(u"resultCard_Organisiert"_s, "value"), u"12"_s);
+    EXPECT_EQ(rig.textOf(u"resultCard_Fehler"_s, "value"), u"0"_s);
+    EXPECT_EQ(rig.find(u"resultCard_Im Papierkorb"_s), nullptr) << "no trash card for a copy";
+
+    // "Im Dateimanager öffnen" shows the result folder; "Log anzeigen" opens the run's log.
+    rig.click(rig.find(u"revealResultButton"_s));
+    EXPECT_EQ(rig.desktop->revealed, QStringList{rig.viewModel->destinationFolderPath()});
+    rig.click(rig.find(u"showLogButton"_s));
+    ASSERT_EQ(rig.desktop->opened.size(), 1);
+    EXPECT_TRUE(rig.desktop->opened.first().endsWith(u".execution.log"_s)) << rig.desktop->opened.first().toStdString();
+
+    // "Bericht speichern": the dialog proposes the report's name in the result folder;
+    // cancelling writes nothing, saving writes the plain-text report there.
+    const QString report = rig.viewModel->destinationFolderPath() + u"/Kestrava-Bericht.txt"_s;
+    rig.click(rig.find(u"saveReportButton"_s));
+    QObject* dialog = rig.find(u"reportDialog"_s);
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return dialog->property("visible").toBool(); }));
+    EXPECT_EQ(dialog->property("title").toString(), u"Bericht speichern"_s);
+    EXPECT_EQ(dialog->property("selectedFile").toUrl(), QUrl::fromLocalFile(report));
+    QMetaObject::invokeMethod(dialog, "reject");
+    ASSERT_TRUE(waitUntil([&] { return !dialog->property("visible").toBool(); }));
+    QTest::qWait(50);
+    EXPECT_FALSE(QFileInfo::exists(report));
+    rig.click(rig.find(u"saveReportButton"_s));
+    ASSERT_TRUE(waitUntil([&] { return dialog->property("visible").toBool(); }));
+    QMetaObject::invokeMethod(dialog, "accept");
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(report); })) << dialog->property("selectedFile").toUrl().toString().toStdString();
+    const QString text = QString::fromUtf8(readFile(report));
+    EXPECT_TRUE(text.startsWith(u"Kestrava "_s)) << text.toStdString();
+    EXPECT_TRUE(text.contains(u"\nModus: Sicher kopieren\nQuelle: Shoot\nZiel: Ende zu Ende\nOrganisiert: 12\n"_s))
+        << text.toStdString();
+    EXPECT_TRUE(text.endsWith(u"Fehler: 0"_s));
+
+    // A new sort starts over on the welcome screen.
+    rig.click(rig.find(u"newSortButton"_s));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::welcome; }));
 }

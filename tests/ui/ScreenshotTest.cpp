@@ -5,7 +5,6 @@
 
 #include <QFileInfo>
 #include <QImage>
-#include <QQmlComponent>
 #include <QQuickItem>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -26,25 +25,6 @@ void expectPainted(const QString& path)
         for (int x = 0; x < image.width(); x += 7)
             colours.insert(image.pixel(x, y));
     EXPECT_GT(colours.size(), 8) << "almost blank: " << path.toStdString();
-}
-
-// A screen without the route that leads to it (the route belongs to work the view model does
-// not yet run here), rendered alone in a window of the main window's size.
-QString shootStandalone(UiRig& rig, const QString& component, const QString& name)
-{
-    QQmlComponent factory(rig.engine.get());
-    factory.setData(("import QtQuick\nimport QtQuick.Window\nimport Kestrava\nWindow { width: 1240; height: 768; visible: true;"
-                     " color: DesignSystem.background; "
-                     + component.toUtf8() + " { anchors.fill: parent } }"),
-                    QUrl(u"qrc:/Kestrava/qml/Standalone.qml"_s));
-    std::unique_ptr<QObject> object(factory.create());
-    EXPECT_NE(object, nullptr) << factory.errorString().toStdString();
-    if (!object)
-        return {};
-    auto* window = qobject_cast<QQuickWindow*>(object.get());
-    const QString path = rig.screenshot(window, name);
-    window->close();
-    return path;
 }
 
 } // namespace
@@ -89,8 +69,10 @@ TEST(Screenshots, everyScreenOfTheFlow)
     QTest::qWait(400); // thumbnails
     expectPainted(rig.screenshot(audit, u"05-audit"_s));
 
+    // Every third group rejected, so the trash screens have something to show.
+    int position = 0;
     for (const ReviewGroup& group : rig.viewModel->effectiveReviewGroups()) {
-        const int n = int(qHash(group.id) % 3);
+        const int n = position++ % 3;
         rig.viewModel->reclassify(n == 0 ? u"keep"_s : n == 1 ? u"maybe"_s : u"delete"_s, group.id);
         ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
     }
@@ -99,15 +81,28 @@ TEST(Screenshots, everyScreenOfTheFlow)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
     expectPainted(rig.screenshot(window, u"06-confirmation-safeCopy"_s));
     rig.viewModel->selectOperationMode(u"organizeAndTrash"_s);
+    rig.viewModel->setDestructiveConfirmationAccepted(true);
     expectPainted(rig.screenshot(window, u"06-confirmation-organizeAndTrash"_s));
 
-    expectPainted(shootStandalone(rig, u"TrashConfirmationScreen"_s, u"07-trash-confirmation"_s));
-    expectPainted(shootStandalone(rig, u"ExecutionScreen"_s, u"08-executing"_s));
+    // The real trash flow, slowed per file so that its working screens can be caught.
+    rig.fileOps.delayMs = 120;
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->canExecute(); }));
+    rig.viewModel->applySort();
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->progress() && rig.viewModel->progress()->completedFiles >= 2; }, 30000));
+    expectPainted(rig.screenshot(window, u"07-trash-staging"_s));
+    rig.fileOps.delayMs = 0;
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::trashConfirmation; }, 60000))
+        << rig.viewModel->alertText().toStdString();
+    rig.viewModel->setTrashCommitConfirmationAccepted(true);
+    expectPainted(rig.screenshot(window, u"07-trash-confirmation"_s));
 
-    // A completed session, as reopening it shows it.
-    const auto completed = rig.viewModel->makeSessionSnapshot(SortSessionStatus::completed);
-    ASSERT_TRUE(completed.has_value());
-    rig.viewModel->apply(*completed);
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }));
+    rig.fileOps.delayMs = 300;
+    rig.viewModel->commitPreparedTrash();
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::executing; }));
+    QTest::qWait(400);
+    expectPainted(rig.screenshot(window, u"08-executing"_s));
+    rig.fileOps.delayMs = 0;
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000))
+        << rig.viewModel->alertText().toStdString();
     expectPainted(rig.screenshot(window, u"09-completed"_s));
 }

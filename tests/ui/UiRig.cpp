@@ -2,10 +2,14 @@
 
 #include "scanning/PhotoInventoryScanner.h"
 #include "scanning/generator/ShootGenerator.h"
+#include "ui/DesktopIntegration.h"
 #include "ui/UiEngine.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QQmlExtensionPlugin>
@@ -31,8 +35,34 @@ bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
     return true;
 }
 
+int ThrottledFileOps::fsync(int fd)
+{
+    if (const int delay = delayMs.load(); delay > 0)
+        QThread::msleep(delay);
+    return FileOps::fsync(fd);
+}
+
+QStringList photoFilesBelow(const QString& folder)
+{
+    static const QStringList cameraSuffixes{QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("dng")};
+    QStringList files;
+    const QDir root(folder);
+    QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QFileInfo file(it.next());
+        if (cameraSuffixes.contains(file.suffix().toLower()))
+            files.append(root.relativeFilePath(file.filePath()));
+    }
+    files.sort();
+    return files;
+}
+
 UiRig::UiRig(int shots, bool withSessionStore)
 {
+    hadDataHome = qEnvironmentVariableIsSet("XDG_DATA_HOME");
+    previousDataHome = qgetenv("XDG_DATA_HOME");
+    dataHome = tree.mkdir(QStringLiteral("data"));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome));
     shootFolder = tree.mkdir(QStringLiteral("Shoot"));
     destinationBase = tree.mkdir(QStringLiteral("Ergebnisse"));
     shootgen::ShootOptions options;
@@ -42,7 +72,11 @@ UiRig::UiRig(int shots, bool withSessionStore)
     options.imageSize = QSize(1200, 800);
     shootgen::generateShoot(shootFolder, options);
 
+    // The application's own desktop services, with the file manager replaced by a recorder.
     WorkflowServices services;
+    installDesktopServices(services);
+    services.desktop = desktop;
+    services.fileOps = &fileOps;
     services.scanFolder = [gate = scanGate](const FileUrl& folder) {
         while (!gate->load())
             QThread::msleep(5);
@@ -70,6 +104,10 @@ UiRig::~UiRig()
     shell.reset();
     viewModel.reset();
     store.reset();
+    if (hadDataHome)
+        qputenv("XDG_DATA_HOME", previousDataHome);
+    else
+        qunsetenv("XDG_DATA_HOME");
 }
 
 QQuickWindow* UiRig::openMainWindow()
@@ -162,6 +200,28 @@ void UiRig::click(QObject* object)
     ASSERT_NE(item, nullptr);
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
     QTest::mouseClick(item->window(), Qt::LeftButton, Qt::NoModifier, centre.toPoint());
+}
+
+bool UiRig::reviewWithKeys(const QList<int>& keys)
+{
+    for (int key : keys) {
+        const bool ready = waitUntil([&] { return viewModel->isPreviewReady() && !viewModel->isCommittingDecision(); }, 20000);
+        EXPECT_TRUE(ready) << "picture not on screen before key " << key;
+        if (!ready)
+            return false;
+        press(window, key);
+        const bool written = waitUntil([&] { return !viewModel->isCommittingDecision(); });
+        EXPECT_TRUE(written) << "decision not journaled";
+        if (!written)
+            return false;
+    }
+    return true;
+}
+
+QString UiRig::textOf(const QString& objectName, const char* property) const
+{
+    QObject* item = find(objectName);
+    return item ? item->property(property).toString() : QString();
 }
 
 void UiRig::press(QQuickWindow* target, int key, Qt::KeyboardModifiers modifiers)

@@ -5,6 +5,7 @@
 // real main window loaded offscreen from the same QML module the program uses.
 
 #include "TestSupport.h"
+#include "platform/FileOps.h"
 #include "session/SessionStore.h"
 #include "ui/AppShell.h"
 #include "workflow/KestravaViewModel.h"
@@ -17,7 +18,27 @@
 
 namespace kestrava::test {
 
+// What the screens asked the desktop to show, instead of opening file-manager windows.
+class RecordingDesktop final : public DesktopServices {
+public:
+    void reveal(const FileUrl& item) override { revealed.append(item.path()); }
+    void open(const FileUrl& file) override { opened.append(file.path()); }
+    QStringList revealed;
+    QStringList opened;
+};
+
+// The executor's file access, optionally slowed down per flushed file, so that a person has
+// time to press "Sicher abbrechen" while a run works.
+class ThrottledFileOps final : public FileOps {
+public:
+    int fsync(int fd) override;
+    std::atomic<int> delayMs{0};
+};
+
 bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
+
+// Relative paths of the camera files (JPEG and DNG, any spelling) below `folder`, sorted.
+QStringList photoFilesBelow(const QString& folder);
 
 struct UiRig {
     // `shots` JPEG+RAW pairs (RAW for every shot).
@@ -40,10 +61,22 @@ struct UiRig {
     QString screenshot(QQuickWindow* window, const QString& name) const;
     // Sends a key press and release to the window, as the keyboard would.
     void press(QQuickWindow* window, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+    // Decides the review with arrow keys, each once its picture is on screen; false (and a
+    // test failure) when a picture or a journal write does not arrive.
+    bool reviewWithKeys(const QList<int>& keys);
+    // The `text` (or `value`) property of the named item, empty when it is not on screen.
+    QString textOf(const QString& objectName, const char* property = "text") const;
 
     // Closed: the scan waits until it is opened (to see the scanning screen).
     std::shared_ptr<std::atomic<bool>> scanGate = std::make_shared<std::atomic<bool>>(true);
     TempTree tree;
+    // XDG_DATA_HOME of the process while the rig lives: the Trash of every test is a temporary
+    // folder on the shoot's file system, never the real home's.
+    QString dataHome;
+    QByteArray previousDataHome;
+    bool hadDataHome = false;
+    std::shared_ptr<RecordingDesktop> desktop = std::make_shared<RecordingDesktop>();
+    ThrottledFileOps fileOps;
     QString shootFolder;
     QString destinationBase;
     std::unique_ptr<SessionStore> store;

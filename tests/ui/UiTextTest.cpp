@@ -1,5 +1,6 @@
 // The words the screens choose between: each test is one decision a screen depends on.
 
+#include "trash/TrashJson.h"
 #include "ui/UiText.h"
 #include "ui/UiTexts.h"
 
@@ -99,10 +100,37 @@ TEST(UiText, transferRateAndTimeLeft)
 
 TEST(UiText, completionHeadlineWarnsOnFailuresOrPendingFiles)
 {
-    EXPECT_EQ(UiText::completedHeadline(0, 0), u"Deine Fotos sind sortiert."_s);
-    EXPECT_EQ(UiText::completedHeadline(1, 0), u"Sortierung mit Hinweisen beendet."_s);
-    EXPECT_EQ(UiText::completedHeadline(0, 3), u"Sortierung mit Hinweisen beendet."_s);
+    EXPECT_EQ(UiText::completedHeadline(true, 0, 0), u"Deine Fotos sind sortiert."_s);
+    EXPECT_EQ(UiText::completedHeadline(true, 1, 0), u"Sortierung mit Hinweisen beendet."_s);
+    EXPECT_EQ(UiText::completedHeadline(true, 0, 3), u"Sortierung mit Hinweisen beendet."_s);
+    EXPECT_EQ(UiText::completedHeadline(false, 0, 0), u"Keine Ergebnisdaten verfügbar."_s);
     EXPECT_EQ(UiText::pendingText(3), u"3 Dateien sind ausstehend und können fortgesetzt werden."_s);
+}
+
+TEST(UiText, resultCardsShowTrashCountsOnlyWhereTrashingHappened)
+{
+    UiText::ResultCounts counts;
+    counts.organized = 10;
+    counts.pending = 2;
+    counts.errors = 1;
+    const auto labels = [](const QList<UiText::ResultCard>& cards) {
+        QStringList names;
+        for (const auto& card : cards)
+            names.append(card.label + u'=' + card.value);
+        return names;
+    };
+    EXPECT_EQ(labels(UiText::resultCards(counts, false)),
+              (QStringList{u"Organisiert=10"_s, u"Bereits erledigt=0"_s, u"Ausstehend=2"_s, u"Fehler=1"_s}));
+    const auto trash = UiText::resultCards(counts, true);
+    EXPECT_EQ(labels(trash), (QStringList{u"Organisiert=10"_s, u"Bereits erledigt=0"_s, u"Ausstehend=2"_s, u"Im Papierkorb=0"_s,
+                                          u"Aussortiert belassen=0"_s, u"Fehler=1"_s}));
+    EXPECT_EQ(trash[2].tone, UiText::CardTone::attention);
+    EXPECT_EQ(trash[5].tone, UiText::CardTone::failure);
+    // A resumed trash run still shows what went to the Trash, whatever the mode says now.
+    counts.trashed = 3;
+    EXPECT_EQ(UiText::resultCards(counts, false).size(), 6);
+    EXPECT_EQ(UiText::fileProgressText(3, 12), u"3 / 12"_s);
+    EXPECT_EQ(UiText::byteProgressText(0, 0), u"0 Byte von 0 Byte"_s);
 }
 
 TEST(UiTexts, readsExecutionAndTrashValuesFromTheirMaps)
@@ -115,15 +143,39 @@ TEST(UiTexts, readsExecutionAndTrashValuesFromTheirMaps)
     EXPECT_DOUBLE_EQ(texts.progressFraction(QVariantMap{{u"completedFiles"_s, 1}, {u"totalFiles"_s, 4}}), 0.25);
     EXPECT_DOUBLE_EQ(texts.progressFraction(QVariant()), 0.0);
 
-    const QVariantMap result{{u"errors"_s, QVariantList{u"x"_s}}, {u"pendingCount"_s, 0}};
-    EXPECT_EQ(texts.completedHeadline(result), u"Sortierung mit Hinweisen beendet."_s);
+    EXPECT_EQ(texts.phaseProgressText(QVariantMap{{u"phase"_s, u"Kopieren"_s}, {u"completedFiles"_s, 1}, {u"totalFiles"_s, 4}}),
+              u"Kopieren · 1 / 4"_s);
+    EXPECT_EQ(texts.fileProgressText(QVariant()), u"–"_s);
 
-    const QVariantMap preparation{
-        {u"sameVolumeAsSource"_s, true},
-        {u"entries"_s, QVariantList{QVariantMap{{u"state"_s, u"stagedVerified"_s}}, QVariantMap{{u"state"_s, u"needsReview"_s}},
-                                    QVariantMap{{u"state"_s, u"trashIntent"_s}},
-                                    QVariantMap{{u"state"_s, u"trashIntent"_s}, {u"receipt"_s, QVariantMap{}}}}}};
-    EXPECT_EQ(texts.manualReviewCount(preparation), 2);
-    EXPECT_EQ(texts.volumeLine(preparation), u"Gleiches Laufwerk: Schutz vor versehentlichem Löschen, nicht vor Laufwerksdefekt"_s);
+    const QVariantMap result{{u"organizedCount"_s, 4}, {u"errors"_s, QVariantList{u"x"_s}}, {u"pendingCount"_s, 0}};
+    EXPECT_TRUE(texts.hasResult(result));
+    EXPECT_EQ(texts.completedHeadline(result), u"Sortierung mit Hinweisen beendet."_s);
+    EXPECT_FALSE(texts.hasResult(QVariant()));
+    EXPECT_EQ(texts.completedHeadline(QVariant()), u"Keine Ergebnisdaten verfügbar."_s);
+    const QVariantList cards = texts.resultCards(result, u"safeCopy"_s);
+    ASSERT_EQ(cards.size(), 4);
+    EXPECT_EQ(cards.last().toMap().value(u"tone"_s).toString(), u"failure"_s);
+
+    // The session document's form of a preparation, as the view model publishes it.
+    TrashPreparation preparation;
+    preparation.sessionID = QUuid::createUuid();
+    preparation.stagingRoot = FileUrl::fromLocalPath(u"/tmp/Ergebnis/Sicherheitsablage"_s);
+    preparation.sameVolumeAsSource = true;
+    for (auto state : {TrashTransactionState::stagedVerified, TrashTransactionState::needsReview, TrashTransactionState::trashIntent}) {
+        TrashEntry entry;
+        entry.id = QUuid::createUuid();
+        entry.groupID = QUuid::createUuid();
+        entry.sourceURL = FileUrl::fromLocalPath(u"/tmp/Shoot/IMG_1.JPG"_s);
+        entry.stagingURL = FileUrl::fromLocalPath(u"/tmp/Ergebnis/Sicherheitsablage/IMG_1.JPG"_s);
+        entry.state = state;
+        preparation.entries.append(entry);
+    }
+    preparation.sourceVolumes.append(SourceVolumeSummary{u"dev:1"_s, u"Fotos"_s, u"ext4"_s, true, false});
+    const QVariantMap published = toJson(preparation).toVariantMap();
+    EXPECT_EQ(texts.sourceVolumeTexts(published), QStringList{u"Originale auf Fotos · ext4 · lokal"_s});
+    EXPECT_EQ(texts.manualReviewCount(published), preparation.needsReviewCount());
+    EXPECT_EQ(texts.manualReviewCount(published), 2);
+    EXPECT_EQ(texts.volumeLine(published), u"Gleiches Laufwerk: Schutz vor versehentlichem Löschen, nicht vor Laufwerksdefekt"_s);
     EXPECT_EQ(texts.manualReviewCount(QVariant()), 0);
+    EXPECT_EQ(texts.manualReviewCount(QVariantMap{{u"entries"_s, u"kaputt"_s}}), 0);
 }

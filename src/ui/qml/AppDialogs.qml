@@ -16,7 +16,11 @@ Item {
     function openSession() { openSessionDialog.open() }
     function importRecoveryCsv() { csvDialog.open() }
     function exportCsv() { exportCsvDialog.open() }
-    function saveReport(callback) { reportDialog.callback = callback; reportDialog.open() }
+    function saveReport(callback) {
+        reportDialog.callback = callback
+        reportDialog.selectedFile = Shell.suggestedReportUrl()
+        reportDialog.open()
+    }
 
     FolderDialog {
         id: sourceDialog
@@ -66,11 +70,11 @@ Item {
     }
     FileDialog {
         id: reportDialog
+        objectName: "reportDialog"
         property var callback
         title: "Bericht speichern"
         fileMode: FileDialog.SaveFile
         defaultSuffix: "txt"
-        currentFile: Shell.fileUrl("Kestrava-Bericht.txt")
         nameFilters: ["Textdateien (*.txt)"]
         onAccepted: if (callback) callback(Shell.localPath(selectedFile))
     }

@@ -8,8 +8,14 @@ Item {
     id: screen
     property AppDialogs dialogs
     readonly property var result: ViewModel.lastResult
-    readonly property bool hasResult: !!result && result.organizedCount !== undefined
-    readonly property int pending: hasResult ? (result.pendingCount ?? 0) : 0
+    readonly property bool hasResult: Texts.hasResult(result)
+    readonly property int pending: Texts.pendingCount(result)
+
+    function toneColor(tone) {
+        return tone === "good" ? DesignSystem.keep
+             : tone === "attention" ? DesignSystem.maybe
+             : tone === "failure" ? DesignSystem.reject : DesignSystem.textPrimary
+    }
 
     ScrollView {
         id: scroll
@@ -27,7 +33,7 @@ Item {
             }
             Text {
                 objectName: "completedHeadline"
-                text: screen.hasResult ? Texts.completedHeadline(screen.result) : "Keine Ergebnisdaten verfügbar."
+                text: Texts.completedHeadline(screen.result)
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontTitle + 6
                 font.weight: Font.Bold
@@ -38,16 +44,17 @@ Item {
                 columns: 3
                 columnSpacing: DesignSystem.spacingM
                 rowSpacing: DesignSystem.spacingM
-                MetricCard { Layout.fillWidth: true; label: "Organisiert"; value: screen.hasResult ? screen.result.organizedCount : 0; accentColor: DesignSystem.keep }
-                MetricCard { Layout.fillWidth: true; label: "Bereits erledigt"; value: screen.hasResult ? (screen.result.skippedCount ?? 0) : 0 }
-                MetricCard { Layout.fillWidth: true; label: "Ausstehend"; value: screen.pending; accentColor: screen.pending > 0 ? DesignSystem.maybe : DesignSystem.textPrimary }
-                MetricCard { Layout.fillWidth: true; label: "Im Papierkorb"; value: screen.hasResult ? (screen.result.trashedCount ?? 0) : 0 }
-                MetricCard { Layout.fillWidth: true; label: "Aussortiert belassen"; value: screen.hasResult ? (screen.result.retainedDiscardCount ?? 0) : 0 }
-                MetricCard {
-                    Layout.fillWidth: true
-                    label: "Fehler"
-                    value: screen.hasResult ? (screen.result.errors ?? []).length : 0
-                    accentColor: screen.hasResult && (screen.result.errors ?? []).length > 0 ? DesignSystem.reject : DesignSystem.textPrimary
+                Repeater {
+                    objectName: "resultCards"
+                    model: Texts.resultCards(screen.result, ViewModel.selectedOperationMode)
+                    MetricCard {
+                        required property var modelData
+                        objectName: "resultCard_" + modelData.label
+                        Layout.fillWidth: true
+                        label: modelData.label
+                        value: modelData.value
+                        accentColor: screen.toneColor(modelData.tone)
+                    }
                 }
             }
             RowLayout {
@@ -55,6 +62,7 @@ Item {
                 Layout.fillWidth: true
                 spacing: DesignSystem.spacingM
                 Text {
+                    objectName: "pendingText"
                     Layout.fillWidth: true
                     text: Texts.pendingText(screen.pending)
                     color: DesignSystem.maybe
@@ -62,7 +70,9 @@ Item {
                     wrapMode: Text.WordWrap
                 }
                 PrimaryButton {
+                    objectName: "retryPendingButton"
                     text: "Fortsetzen"
+                    enabled: !ViewModel.isApplying
                     onClicked: ViewModel.retryPendingSort()
                 }
             }
@@ -76,24 +86,22 @@ Item {
                 Layout.fillWidth: true
                 spacing: DesignSystem.spacingM
                 SecondaryButton {
+                    objectName: "showLogButton"
                     visible: screen.hasResult
                     text: "Log anzeigen"
                     onClicked: ViewModel.showExecutionLog()
                 }
                 SecondaryButton {
+                    objectName: "saveReportButton"
                     visible: screen.hasResult
                     text: "Bericht speichern"
                     onClicked: screen.dialogs.saveReport((path) => ViewModel.saveReport(path))
                 }
                 SecondaryButton {
+                    objectName: "revealResultButton"
                     visible: ViewModel.destinationFolder.length > 0
                     text: "Im Dateimanager öffnen"
-                    onClicked: {
-                        if (typeof ViewModel.openResultInFinder === "function")
-                            ViewModel.openResultInFinder()
-                        else
-                            Shell.reveal(ViewModel.destinationFolder)
-                    }
+                    onClicked: ViewModel.openResultInFinder()
                 }
                 Item { Layout.fillWidth: true }
                 PrimaryButton {

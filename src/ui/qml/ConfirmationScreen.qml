@@ -58,7 +58,7 @@ Item {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         label: "Aussortierte in Papierkorb"
-                        value: Texts.fileCountText(Texts.rejectedFileCount(ViewModel))
+                        value: Texts.fileCountText(ViewModel.rejectedFileCount)
                     }
                 }
             }
@@ -93,7 +93,7 @@ Item {
                     Text {
                         Layout.fillWidth: true
                         visible: screen.trashMode
-                        text: Texts.stagingLead(Texts.rejectedFileCount(ViewModel))
+                        text: Texts.stagingLead(ViewModel.rejectedFileCount)
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -101,7 +101,8 @@ Item {
                     CheckBox {
                         id: confirmBox
                         objectName: "destructiveConfirmation"
-                        visible: screen.mode !== "safeCopy"
+                        // The first of the two confirmations the trash mode asks for.
+                        visible: screen.trashMode
                         checked: ViewModel.destructiveConfirmationAccepted
                         onToggled: ViewModel.destructiveConfirmationAccepted = checked
                         text: "Ich habe Ziel und Wirkung geprüft."

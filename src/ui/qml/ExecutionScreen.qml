@@ -19,8 +19,17 @@ Item {
             font.weight: Font.Bold
         }
         Text {
+            objectName: "progressTitle"
+            Layout.fillWidth: true
+            visible: text.length > 0
+            text: ViewModel.progressTitle
+            color: DesignSystem.textSecondary
+            font.pixelSize: DesignSystem.fontHeading
+            wrapMode: Text.WordWrap
+        }
+        Text {
             objectName: "phaseText"
-            text: screen.progress ? (screen.progress.phase ?? "") : ""
+            text: screen.progress ? screen.progress.phase : ""
             color: DesignSystem.accent
             font.pixelSize: DesignSystem.fontHeading
         }
@@ -28,14 +37,15 @@ Item {
             Layout.fillWidth: true
             spacing: DesignSystem.spacingM
             MetricCard {
+                objectName: "fileProgressCard"
                 Layout.fillWidth: true
                 label: "Dateien"
-                value: screen.progress ? (screen.progress.completedFiles ?? 0) + " / " + (screen.progress.totalFiles ?? 0) : "–"
+                value: Texts.fileProgressText(screen.progress)
             }
             MetricCard {
                 Layout.fillWidth: true
                 label: "Datenmenge"
-                value: screen.progress ? Texts.byteCount(screen.progress.completedBytes ?? 0) : "–"
+                value: Texts.byteProgressText(screen.progress)
             }
             MetricCard {
                 Layout.fillWidth: true
@@ -48,17 +58,15 @@ Item {
                 value: Texts.timeLeftText(screen.progress) || "–"
             }
         }
-        ProgressBar {
+        ProgressTrack {
             objectName: "executionProgress"
             Layout.fillWidth: true
-            from: 0
-            to: 1
             value: Texts.progressFraction(screen.progress)
             indeterminate: !screen.progress
         }
         Text {
             Layout.fillWidth: true
-            text: screen.progress ? (screen.progress.currentFilename ?? "") : ""
+            text: screen.progress ? screen.progress.currentFilename : ""
             color: DesignSystem.textMuted
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideMiddle
@@ -78,7 +86,7 @@ Item {
         SecondaryButton {
             objectName: "cancelExecutionButton"
             text: "Sicher abbrechen"
-            enabled: typeof ViewModel.cancelExecution === "function"
+            enabled: ViewModel.isApplying
             onClicked: ViewModel.cancelExecution()
         }
     }

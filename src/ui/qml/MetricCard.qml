@@ -23,6 +23,9 @@ Rectangle {
             color: accentColor
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
+            // Long values ("1,2 GB von 40 GB") shrink before they are cut.
+            fontSizeMode: Text.HorizontalFit
+            minimumPixelSize: DesignSystem.fontHeading
             elide: Text.ElideRight
             Layout.fillWidth: true
         }

@@ -15,18 +15,25 @@ Item {
         visible: screen.staging
         width: Math.min(parent.width - 80, 620)
         spacing: DesignSystem.spacingM
-        BusyIndicator { Layout.alignment: Qt.AlignHCenter; running: visible }
         Text {
+            objectName: "stagingTitle"
             Layout.alignment: Qt.AlignHCenter
-            text: "Sicherheitsablage wird vorbereitet"
+            text: ViewModel.progressTitle.length > 0 ? ViewModel.progressTitle : "Sicherheitsablage wird vorbereitet"
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
         }
-        ProgressBar {
+        Text {
+            Layout.alignment: Qt.AlignHCenter
+            visible: !!ViewModel.sortProgress
+            text: Texts.phaseProgressText(ViewModel.sortProgress)
+            color: DesignSystem.textSecondary
+            font.pixelSize: DesignSystem.fontBody
+        }
+        ProgressTrack {
             Layout.fillWidth: true
             value: Texts.progressFraction(ViewModel.sortProgress)
-            visible: !!ViewModel.sortProgress
+            indeterminate: !ViewModel.sortProgress
         }
     }
 
@@ -75,6 +82,17 @@ Item {
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
+                    Repeater {
+                        model: Texts.sourceVolumeTexts(screen.preparation)
+                        Text {
+                            required property string modelData
+                            Layout.fillWidth: true
+                            text: modelData
+                            color: DesignSystem.textSecondary
+                            font.pixelSize: DesignSystem.fontCaption
+                            elide: Text.ElideRight
+                        }
+                    }
                     Text {
                         objectName: "manualReviewText"
                         Layout.fillWidth: true
@@ -120,26 +138,22 @@ Item {
                 Layout.fillWidth: true
                 spacing: DesignSystem.spacingM
                 SecondaryButton {
+                    objectName: "openSafetyFolderButton"
                     text: "Sicherheitsablage im Dateimanager öffnen"
-                    onClicked: {
-                        if (typeof ViewModel.openSafetyFolder === "function")
-                            ViewModel.openSafetyFolder()
-                        else if (screen.preparation && screen.preparation.stagingRoot)
-                            Shell.reveal(Shell.localPath(screen.preparation.stagingRoot))
-                    }
+                    onClicked: ViewModel.openSafetyFolder()
                 }
                 Item { Layout.fillWidth: true }
                 SecondaryButton {
                     objectName: "deferTrashButton"
                     text: "Später entscheiden"
-                    enabled: typeof ViewModel.deferPreparedTrash === "function"
+                    enabled: !ViewModel.isApplying
                     onClicked: ViewModel.deferPreparedTrash()
                 }
                 PrimaryButton {
                     objectName: "commitTrashButton"
                     destructive: true
                     text: "Jetzt in den Papierkorb"
-                    enabled: ViewModel.canCommitTrash === true
+                    enabled: ViewModel.canCommitTrash
                     onClicked: ViewModel.commitPreparedTrash()
                 }
             }
