@@ -221,8 +221,10 @@ void PreviewPipeline::renderInSlot(const std::shared_ptr<RenderJob>& job)
                 payload.reset(); // a renderer that throws is a renderer that found nothing
             }
         }
-        // A superseded render's callers get nothing, even when the pixels arrived.
-        job->finish({job->cancelled ? std::nullopt : std::move(payload), false});
+        // A dropped render's callers were answered with nothing when it was dropped. A JPEG
+        // decode cannot stop half-way, so pixels may still arrive: they go into the caches,
+        // where stepping back to that photo finds them, instead of being thrown away.
+        job->finish({std::move(payload), false});
     });
 }
 

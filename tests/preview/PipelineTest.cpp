@@ -151,6 +151,35 @@ TEST(PreviewPipeline, movingOnByOnePhotoKeepsRunningWorkAndReordersTheWaiting)
     EXPECT_EQ(f.pipeline->decodeSlots().activeCount(), 0);
 }
 
+TEST(PreviewPipeline, theUserMovingOnDropsWaitingRendersButKeepsFinishedPixels)
+{
+    Fixture f(1);
+    f.renderer.holding = true;
+    const FileUrl decoding = f.file("decoding.jpg"), waiting = f.file("waiting.jpg");
+    auto first = f.pipeline->preview(decoding, size, 100);
+    ASSERT_TRUE(f.renderer.waitForCalls(1));
+    auto second = f.pipeline->preview(waiting, size, 100);
+    while (f.pipeline->decodeSlots().waiterCount() == 0)
+        QThread::msleep(1);
+
+    // The user pressed on twice: both are dropped and their callers hear nothing.
+    f.pipeline->dropInFlight(waiting, size);
+    f.pipeline->dropInFlight(decoding, size);
+    EXPECT_FALSE(resultOf(first));
+    EXPECT_FALSE(resultOf(second));
+    EXPECT_TRUE(f.renderer.waitUntilIdle());
+    while (!f.settled().inFlightPriorities.isEmpty() || f.pipeline->decodeSlots().activeCount() > 0)
+        QThread::msleep(1);
+    EXPECT_EQ(f.renderer.calls(), QStringList{"decoding.jpg"}) << "the waiting one never started";
+
+    // A decode that could not stop half-way still delivered its pixels: stepping back finds them.
+    f.renderer.letAllFinish();
+    EXPECT_TRUE(resultOf(f.pipeline->preview(decoding, size, 100)));
+    EXPECT_EQ(f.renderer.calls().size(), 1);
+    EXPECT_TRUE(resultOf(f.pipeline->preview(waiting, size, 100)));
+    EXPECT_EQ(f.renderer.calls().size(), 2);
+}
+
 TEST(PreviewPipeline, slotIsReleasedOnEveryPath)
 {
     Fixture f(1);
