@@ -12,8 +12,14 @@
 // `onRecord` runs on the worker thread, synchronously, before the next file is touched: journal
 // the record there (blocking) and throw if that fails, which stops the run; the future then
 // carries the exception. It may skip journaling a record equal to the one already stored
-// (files validated on resume are reported again unchanged). `onProgress` runs on the worker
-// thread at most ten times a second and must hop to the main thread itself.
+// (files validated on resume are reported again unchanged). `onProgress` runs on a worker
+// thread (the run's, or the one finishing the previous copy), never two at once, at most ten
+// times a second, and must hop to the main thread itself.
+//
+// While one copy is flushed, read back and renamed on a second thread, the next file is
+// already being written to its hidden temporary; its outcome still waits for the previous
+// record, so records arrive in plan order and nothing of a file is visible under its name
+// before the previous file's record was handed over.
 
 #include "ProgressThrottle.h"
 #include "SortExecutionPlan.h"
