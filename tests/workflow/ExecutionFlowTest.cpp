@@ -93,7 +93,7 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
 
     const QStringList report = rig.vm().reportText().split(QLatin1Char('\n'));
     ASSERT_EQ(report.size(), 9);
-    EXPECT_TRUE(report[0].startsWith(QLatin1String("Kestrava ")) && report[0].endsWith(QLatin1String(" Bericht")));
+    EXPECT_EQ(report[0], QStringLiteral("Kestrava 0.6.3 Bericht"));
     EXPECT_EQ(report.mid(1), (QStringList{"Modus: Sicher kopieren", "Quelle: Fotos", "Ziel: Ergebnis",
                                           "Organisiert: 5", "Übersprungen: 0", "Papierkorb: 0", "Ausstehend: 0",
                                           "Fehler: 0"}));
