@@ -156,8 +156,12 @@ void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int p
     auto it = inFlight_.find(key);
     if (it != inFlight_.end() && it->priority < priority) {
         if (it->job->rendering) {
-            // Already decoding: starting over would throw away the work done and make the more
-            // urgent caller wait for a slot on top. Join it; later callers up to this priority too.
+            // Superseded: the less urgent callers are answered with nothing, as for any
+            // cancelled render. The decode itself goes on for the urgent caller, because
+            // starting over would throw away the work done and make it wait for a slot on top.
+            for (const Waiter& waiter : it->waiters)
+                resolve<PreviewResult>(waiter, std::nullopt);
+            it->waiters.clear();
             it->priority = priority;
         } else {
             // Still waiting for a slot: the more urgent caller must not queue behind it at the
