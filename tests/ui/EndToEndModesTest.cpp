@@ -84,6 +84,9 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     EXPECT_TRUE(namesIn(trashFiles).isEmpty());
     const QString stagingRoot = rig.viewModel->preparedTrash()->stagingRoot.path();
     EXPECT_EQ(photoFilesBelow(stagingRoot).size(), 4);
+    // A rejected shot's sidecar travels with it.
+    const int staged = int(rig.viewModel->preparedTrash()->entries.size());
+    EXPECT_GE(staged, 4);
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"commitTrashButton"_s) != nullptr; }));
     EXPECT_EQ(rig.textOf(u"volumeLine"_s),
               u"Gleiches Laufwerk: Schutz vor versehentlichem Löschen, nicht vor Laufwerksdefekt"_s);
@@ -100,11 +103,12 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000))
         << rig.viewModel->alertText().toStdString();
 
-    // The four rejected originals are in the temporary Trash, each with its info file naming
-    // where it came from; the organised files are in the result folder.
+    // The rejected originals (four photos and their sidecars) are in the temporary Trash, each
+    // with its info file naming where it came from; the organised files are in the result folder.
     EXPECT_TRUE(photoFilesBelow(rig.shootFolder).isEmpty());
     const QStringList trashed = namesIn(trashFiles);
-    EXPECT_EQ(trashed.size(), 4);
+    EXPECT_EQ(trashed.size(), staged);
+    EXPECT_EQ(photoFilesBelow(trashFiles).size(), 4);
     for (const QString& name : trashed) {
         const QString info = QString::fromUtf8(readFile(rig.dataHome + u"/Trash/info/"_s + name + u".trashinfo"_s));
         EXPECT_TRUE(info.contains(u"Path="_s + QString::fromUtf8(QUrl::toPercentEncoding(rig.shootFolder, "/"))))
@@ -117,7 +121,7 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"completedHeadline"_s) != nullptr; }));
     EXPECT_EQ(rig.textOf(u"completedHeadline"_s), u"Deine Fotos sind sortiert."_s);
     EXPECT_EQ(rig.textOf(u"resultCard_Organisiert"_s, "value"), u"8"_s);
-    EXPECT_EQ(rig.textOf(u"resultCard_Im Papierkorb"_s, "value"), u"4"_s);
+    EXPECT_EQ(rig.textOf(u"resultCard_Im Papierkorb"_s, "value"), QString::number(staged));
     EXPECT_EQ(rig.textOf(u"resultCard_Aussortiert belassen"_s, "value"), u"0"_s);
 }
 

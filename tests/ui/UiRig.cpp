@@ -18,6 +18,8 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 Q_IMPORT_QML_PLUGIN(KestravaPlugin)
 
 namespace kestrava::test {
@@ -194,11 +196,41 @@ QString UiRig::screenshot(QQuickWindow* target, const QString& name) const
     return path;
 }
 
+namespace {
+
+// Scrolls the enclosing scroll view until the whole item is on screen, as a person scrolls
+// to a button below the fold before clicking it.
+void scrollIntoView(QQuickItem* item)
+{
+    for (QQuickItem* parent = item->parentItem(); parent; parent = parent->parentItem()) {
+        if (!parent->inherits("QQuickFlickable"))
+            continue;
+        QQuickItem* content = parent->property("contentItem").value<QQuickItem*>();
+        if (!content)
+            return;
+        const QRectF area = item->mapRectToItem(content, QRectF(0, 0, item->width(), item->height()));
+        const QPointF centre = area.center();
+        const qreal viewHeight = parent->height();
+        const qreal contentY = parent->property("contentY").toReal();
+        if (area.top() >= contentY && area.bottom() <= contentY + viewHeight)
+            return;
+        const qreal maxY = std::max<qreal>(0, parent->property("contentHeight").toReal() - viewHeight);
+        parent->setProperty("contentY", std::clamp<qreal>(centre.y() - viewHeight / 2, 0, maxY));
+        QTest::qWait(20);
+        return;
+    }
+}
+
+} // namespace
+
 void UiRig::click(QObject* object)
 {
     auto* item = qobject_cast<QQuickItem*>(object);
     ASSERT_NE(item, nullptr);
+    scrollIntoView(item);
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
+    ASSERT_TRUE(QRectF(0, 0, item->window()->width(), item->window()->height()).contains(centre))
+        << "the click would miss: " << item->objectName().toStdString() << " is off screen";
     QTest::mouseClick(item->window(), Qt::LeftButton, Qt::NoModifier, centre.toPoint());
 }
 
