@@ -25,7 +25,7 @@ Rectangle {
             font.weight: Font.DemiBold
             // Long values ("1,2 GB von 40 GB") shrink before they are cut.
             fontSizeMode: Text.HorizontalFit
-            minimumPixelSize: DesignSystem.fontHeading
+            minimumPixelSize: DesignSystem.fontBody
             elide: Text.ElideRight
             Layout.fillWidth: true
         }
