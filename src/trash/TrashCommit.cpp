@@ -84,7 +84,10 @@ void cleanUp(DurableTrashJournal& journal, const QUuid& sessionID, QList<TrashEn
         if (ops.unlink(QFile::encodeName(staging)) != 0 && errno != ENOENT)
             throw FileSystemError(FileSystemError::Operation::remove, staging, errno);
         testhooks::crashPoint(QStringLiteral("cleanup.after-remove"));
-        flushDirectory(folder, ops);
+        // A run killed after removing the entry's folder but before journaling it left no
+        // folder to flush; the removal of the copy is what counts and it is done.
+        if (pathExists(folder))
+            flushDirectory(folder, ops);
         // Empty entry and group folders go too; a folder that still holds anything stays.
         const QString groupFolder = QFileInfo(folder).path();
         if (::rmdir(QFile::encodeName(folder).constData()) == 0 && ::rmdir(QFile::encodeName(groupFolder).constData()) == 0)

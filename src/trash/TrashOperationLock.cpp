@@ -60,23 +60,36 @@ TrashOperationLock::TrashOperationLock(const QString& baseDirectory, FileOps& op
 
 bool TrashOperationLock::tryCreate()
 {
-    const int fd = ops_.open(QFile::encodeName(path_), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-    if (fd < 0)
-        return false;
-    UniqueFd file(fd, ops_);
+    // The id is written under a private name first and the lock appears by link(), which
+    // fails when it exists: a process killed at any moment leaves either no lock or one with
+    // its whole id, never an empty lock that would block every later session for good.
     const QByteArray pid = QByteArray::number(qint64(::getpid()));
-    try {
-        writeAll(fd, pid.constData(), pid.size(), path_, ops_);
-    } catch (const FileSystemError&) {
-        // A lock without a readable id would block every later session: take it back.
-        file = UniqueFd();
-        ops_.unlink(QFile::encodeName(path_));
-        throw alreadyRunning();
+    const QByteArray draft = QFile::encodeName(path_) + '.' + pid;
+    ops_.unlink(draft); // left by a process with this id that died between the two steps
+    {
+        const int fd = ops_.open(draft, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+        if (fd < 0)
+            throw alreadyRunning();
+        UniqueFd file(fd, ops_);
+        try {
+            writeAll(fd, pid.constData(), pid.size(), path_, ops_);
+        } catch (const FileSystemError&) {
+            file = UniqueFd();
+            ops_.unlink(draft);
+            throw alreadyRunning();
+        }
+        // The lock protects against a second process now, not across a power cut; its flush
+        // outcome does not decide anything.
+        ops_.fsync(fd);
     }
-    // The lock protects against a second process now, not across a power cut; its flush
-    // outcome does not decide anything.
-    ops_.fsync(fd);
-    return true;
+    const int linked = ops_.link(draft, QFile::encodeName(path_));
+    const int linkError = errno;
+    ops_.unlink(draft);
+    if (linked == 0)
+        return true;
+    if (linkError == EEXIST)
+        return false;
+    throw alreadyRunning();
 }
 
 TrashOperationLock::~TrashOperationLock()
