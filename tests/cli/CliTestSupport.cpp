@@ -43,16 +43,6 @@ ShootDigests writeShoot(const QString& folder, int pairs, int singles, quint32 s
     return digests;
 }
 
-QStringList filesBelow(const QString& root)
-{
-    QStringList result;
-    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        result.append(QDir(root).relativeFilePath(it.next()));
-    result.sort();
-    return result;
-}
-
 QList<QByteArray> digestsBelow(const QString& root)
 {
     QList<QByteArray> digests;

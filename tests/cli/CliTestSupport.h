@@ -15,8 +15,6 @@ namespace kestrava::test {
 using ShootDigests = QMap<QByteArray, QString>;
 ShootDigests writeShoot(const QString& folder, int pairs, int singles, quint32 seed = 7, int maxBytes = 16 * 1024);
 
-// Every path below `root`, hidden files included, relative and sorted.
-QStringList filesBelow(const QString& root);
 // The SHA-256 of every file below `root`, sorted (a multiset: duplicates stay).
 QList<QByteArray> digestsBelow(const QString& root);
 

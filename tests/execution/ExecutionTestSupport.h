@@ -63,15 +63,4 @@ struct RecordLog {
     }
 };
 
-// Relative paths of every file below `root`, hidden ones included, sorted.
-inline QStringList filesBelow(const QString& root)
-{
-    QStringList result;
-    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        result.append(QDir(root).relativeFilePath(it.next()));
-    result.sort();
-    return result;
-}
-
 } // namespace kestrava::test

@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -32,6 +33,16 @@ QString TempTree::mkdir(const QString& relative)
     const QString full = path(relative);
     QDir().mkpath(full);
     return full;
+}
+
+QStringList filesBelow(const QString& root)
+{
+    QStringList result;
+    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        result.append(QDir(root).relativeFilePath(it.next()));
+    result.sort();
+    return result;
 }
 
 QByteArray readFile(const QString& path)

@@ -26,6 +26,8 @@ private:
 };
 
 QByteArray readFile(const QString& path);
+// Relative paths of every file below `root`, hidden ones included, sorted.
+QStringList filesBelow(const QString& root);
 void writeFile(const QString& path, const QByteArray& bytes);
 // Damage helpers for durability tests.
 void truncateFile(const QString& path, qint64 newSize);

@@ -43,16 +43,6 @@ void waitForRunEnd(WorkflowRig& rig)
     rig.settle();
 }
 
-QStringList filesBelow(const QString& folder)
-{
-    QStringList files;
-    QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        files.append(QFileInfo(it.next()).fileName());
-    files.sort();
-    return files;
-}
-
 } // namespace
 
 TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
