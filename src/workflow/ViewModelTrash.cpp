@@ -185,10 +185,13 @@ void KestravaViewModel::commitPreparedTrash()
     start.totalFiles = files;
     setSortProgress(start);
     const quint64 generation = runGeneration_;
-    const TrashProgress progress = [this, generation, files](qint64 completed, qint64 total) {
+    // The coordinator reports once per original it has moved, from one thread.
+    auto moved = std::make_shared<int>(0);
+    const TrashProgress progress = [this, generation, files, moved](qint64 completed, qint64 total) {
         SortProgress value;
         value.phase = SortPhase::trashing;
         value.totalFiles = files;
+        value.completedFiles = ++*moved;
         value.completedBytes = completed;
         value.totalBytes = total;
         QMetaObject::invokeMethod(this, [this, generation, value] {

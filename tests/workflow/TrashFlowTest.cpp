@@ -100,6 +100,7 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
     EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 2);
     EXPECT_EQ(rig.vm().lastSortResult()->trashedCount, 4);
+    EXPECT_EQ(rig.vm().progress()->completedFiles, 4) << "the screen counted every moved original";
     EXPECT_EQ(originalsInPlace(), 0);
     EXPECT_EQ(filesInTrash(), 4);
     for (const TrashEntry& entry : rig.vm().preparedTrash()->entries) {
