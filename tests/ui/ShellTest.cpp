@@ -4,7 +4,7 @@
 #include "UiRig.h"
 #include "scanning/generator/ShootGenerator.h"
 #include "ui/FileManagerReveal.h"
-#include "ui/PhotoInspector.h"
+#include "ui/PhotoDetails.h"
 #include "ui/PhotoMetadata.h"
 #include "ui/ReducedMotion.h"
 
@@ -103,7 +103,7 @@ TEST(PhotoMetadata, unreadableFileGivesDashesNotAnError)
         EXPECT_EQ(line.value, u"–"_s) << line.label.toStdString();
 }
 
-TEST(PhotoInspector, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)
+TEST(PhotoDetails, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)
 {
     TempTree tree;
     shootgen::ShootOptions options;
@@ -120,7 +120,7 @@ TEST(PhotoInspector, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)
         }
     ASSERT_FALSE(jpeg.isEmpty());
 
-    PhotoInspector inspector;
+    PhotoDetails inspector;
     inspector.setPath(tree.path(u"gibt-es-nicht.jpg"_s));
     inspector.setPath(jpeg);
     ASSERT_TRUE(waitUntil([&] { return !inspector.isReading(); }));

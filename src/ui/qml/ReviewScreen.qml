@@ -36,7 +36,7 @@ Item {
             TimelineBar { Layout.fillWidth: true }
             DecisionDock { Layout.fillWidth: true }
         }
-        InspectorPanel {
+        DetailsPanel {
             Layout.preferredWidth: 290
             Layout.fillHeight: true
             visible: ViewModel.inspectorVisible

@@ -10,7 +10,7 @@
 
 namespace kestrava {
 
-class PhotoInspector : public QObject {
+class PhotoDetails : public QObject {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QString path READ path WRITE setPath NOTIFY pathChanged)

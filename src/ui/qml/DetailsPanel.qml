@@ -8,7 +8,7 @@ Rectangle {
     color: DesignSystem.surface
     Rectangle { width: 1; height: parent.height; color: DesignSystem.border }
 
-    PhotoInspector { id: inspector }
+    PhotoDetails { id: inspector }
 
     ColumnLayout {
         anchors.fill: parent

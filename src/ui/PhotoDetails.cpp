@@ -1,4 +1,4 @@
-#include "PhotoInspector.h"
+#include "PhotoDetails.h"
 
 #include "PhotoMetadata.h"
 
@@ -22,7 +22,7 @@ QThreadPool& metadataPool()
 
 } // namespace
 
-void PhotoInspector::setPath(const QString& path)
+void PhotoDetails::setPath(const QString& path)
 {
     if (path_ == path)
         return;
@@ -48,7 +48,7 @@ void PhotoInspector::setPath(const QString& path)
         });
 }
 
-void PhotoInspector::setReading(bool reading)
+void PhotoDetails::setReading(bool reading)
 {
     if (isReading_ == reading)
         return;
