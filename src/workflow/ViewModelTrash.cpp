@@ -38,6 +38,15 @@ bool waitsForDecision(const TrashPreparation& preparation)
                        [](const TrashEntry& entry) { return !isFinal(entry.state); });
 }
 
+// The system calls the coordinator uses: the injected ones where a test replaced them.
+TrashTransactionOptions transactionOptions(FileOps* fileOps)
+{
+    TrashTransactionOptions options;
+    if (fileOps)
+        options.fileOps = fileOps;
+    return options;
+}
+
 struct TrashOperationResult {
     std::optional<TrashPreparation> preparation;
     QString failure;
@@ -201,9 +210,7 @@ void KestravaViewModel::commitPreparedTrash()
     };
     const QString base = journalBase();
     const TrashServices services = services_.trash;
-    TrashTransactionOptions options;
-    if (services_.fileOps)
-        options.fileOps = services_.fileOps;
+    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation(
         [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
         [this](const TrashPreparation& committed) {
@@ -242,9 +249,7 @@ void KestravaViewModel::deferPreparedTrash()
         return;
     const TrashPreparation preparation = *trashPreparation_;
     const QString base = journalBase();
-    TrashTransactionOptions options;
-    if (services_.fileOps)
-        options.fileOps = services_.fileOps;
+    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::markDeferred(preparation, base, options); },
                       [this](const TrashPreparation& deferred) {
                           setTrashPreparation(deferred);
@@ -264,9 +269,7 @@ void KestravaViewModel::reloadTrashPreparation()
         return;
     const TrashPreparation stored = *trashPreparation_;
     const QString base = journalBase();
-    TrashTransactionOptions options;
-    if (services_.fileOps)
-        options.fileOps = services_.fileOps;
+    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::reload(stored, base, options); },
                       [this](const TrashPreparation& reloaded) {
                           setTrashPreparation(reloaded);
