@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace kestrava {
 
@@ -110,7 +111,9 @@ void writeAll(int fd, const char* data, qint64 size, const QString& pathForError
     }
 }
 
-void durableAppend(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+namespace {
+
+void appendDurably(const QString& path, const QByteArray& data, bool keepLineWithinPage, FileOps& ops, mode_t mode)
 {
     bool created = false;
     UniqueFd file = openForAppend(path, ops, mode, created);
@@ -118,8 +121,9 @@ void durableAppend(const QString& path, const QByteArray& data, FileOps& ops, mo
     struct stat before {};
     if (ops.fstat(file.get(), &before) != 0)
         fail(Op::inspect, path, errno);
+    const QByteArray bytes = keepLineWithinPage ? keptWithinPage(data, qint64(before.st_size)) : data;
     try {
-        writeAll(file.get(), data.constData(), data.size(), path, ops);
+        writeAll(file.get(), bytes.constData(), bytes.size(), path, ops);
     } catch (const FileSystemError&) {
         // Cut off what part of the record did reach the file, so that the next append does
         // not continue a half-written line. Best effort: the reader copes with a torn tail.
@@ -131,6 +135,30 @@ void durableAppend(const QString& path, const QByteArray& data, FileOps& ops, mo
     file.close(path);
     if (created)
         flushDirectory(parentOf(path), ops);
+}
+
+} // namespace
+
+void durableAppend(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+{
+    appendDurably(path, data, false, ops, mode);
+}
+
+void durableAppendLine(const QString& path, const QByteArray& line, FileOps& ops, mode_t mode)
+{
+    appendDurably(path, line, true, ops, mode);
+}
+
+QByteArray keptWithinPage(const QByteArray& line, qint64 fileSize)
+{
+    static const qint64 pageSize = [] {
+        const long size = ::sysconf(_SC_PAGESIZE);
+        return size > 0 ? qint64(size) : qint64(4096);
+    }();
+    const qint64 usedOfPage = fileSize % pageSize;
+    if (usedOfPage == 0 || line.size() > pageSize || usedOfPage + line.size() <= pageSize)
+        return line;
+    return QByteArray(pageSize - usedOfPage, '\n') + line;
 }
 
 void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)

@@ -41,6 +41,18 @@ private:
 // record is never left half-written for the next append to continue.
 void durableAppend(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
 
+// durableAppend for one line of a log whose reader skips blank lines, written so that a
+// process killed during the write leaves the line whole or absent (see keptWithinPage).
+void durableAppendLine(const QString& path, const QByteArray& line, FileOps& ops = FileOps::system(), mode_t mode = 0600);
+
+// The bytes to append at `fileSize` so that `line` lands inside one page of the file. The
+// kernel copies a write into the page cache a page at a time and a fatal signal can stop it
+// between two pages, so a SIGKILL can cut a line that straddles a page boundary in half, and
+// a log with a torn last line is treated as damaged. Line feeds in front of such a line move
+// it to the start of the next page; those are blank lines to the reader. A line longer than
+// a page cannot be kept whole this way and is returned as it is.
+QByteArray keptWithinPage(const QByteArray& line, qint64 fileSize);
+
 // Temporary file in the same folder (".<name>.<random>.tmp"), fsync, rename over `path`, fsync
 // the folder. Readers see the old or the new content, never a mixture; on failure the temporary
 // file is removed and the error names `path`. A symbolic link at `path` is replaced, not followed.

@@ -83,7 +83,7 @@ struct SessionStore::State {
         }
         const qint64 before = lengthOf(path);
         try {
-            durableAppend(path, line, *fileOps);
+            durableAppendLine(path, line, *fileOps);
         } catch (const FileSystemError&) {
             // After a failed write or flush the line may be in the file, in the page cache only,
             // or nowhere; a later read could still see it. Cutting the file back to its earlier

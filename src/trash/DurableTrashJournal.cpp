@@ -267,7 +267,7 @@ void DurableTrashJournal::append(TrashTransactionState state, const TrashEntry& 
     record.payload.entry.state = state;
     record.previousHash = records_.isEmpty() ? zeroHash() : records_.last().recordHash;
     record.recordHash = recordHash(record.previousHash, encodePayload(record.payload));
-    const QByteArray line = encodeRecord(record) + '\n';
+    const QByteArray line = keptWithinPage(encodeRecord(record) + '\n', stamp_.size);
 
     // From here on the file may differ from what was verified (a partial write, pages of
     // unknown state after a failed flush): the next append reads everything again.

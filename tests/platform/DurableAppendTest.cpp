@@ -61,6 +61,32 @@ TEST(DurableAppend, flushesTheFolderOnlyWhenTheFileIsNew)
     EXPECT_EQ(ops.callCount(Op::fsync), 3); // the file only
 }
 
+// A SIGKILL can stop a write between two pages, so no line may straddle a page boundary.
+TEST(DurableAppend, linesNeverStraddleAPageBoundary)
+{
+    TempTree tree;
+    const QString path = tree.path("log.jsonl");
+    const qint64 page = ::sysconf(_SC_PAGESIZE);
+    const QByteArray line = QByteArray(99, 'x') + '\n';
+    for (int i = 0; i < 200; ++i) {
+        durableAppendLine(path, line);
+        const QByteArray content = readFile(path);
+        const qint64 start = content.size() - line.size();
+        ASSERT_TRUE(content.endsWith(line));
+        EXPECT_EQ(start / page, (content.size() - 1) / page) << "line " << i << " straddles a page";
+    }
+    const QByteArray content = readFile(path);
+    const qint64 padding = content.size() - 200 * line.size();
+    EXPECT_GT(padding, 0);
+    EXPECT_LT(padding, (200 * line.size() / page + 1) * line.size()); // only where a line would straddle
+
+    // A line longer than a page cannot be helped and is written as it is, without blanks.
+    const QByteArray longLine = QByteArray(page + 10, 'y') + '\n';
+    EXPECT_EQ(keptWithinPage(longLine, page - 5), longLine);
+    // Blank lines are all that is ever added.
+    EXPECT_EQ(QByteArray(content).replace(line, ""), QByteArray(padding, '\n'));
+}
+
 TEST(DurableAppend, refusesToFollowASymbolicLink)
 {
     TempTree tree;

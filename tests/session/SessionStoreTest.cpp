@@ -20,11 +20,11 @@ qint64 decide(SessionStore& store, const SortSession& session, int photo, std::o
                               index, after, session.id));
 }
 
+// The log's events; blank lines, which keep an event within one page of the file, are none.
 QList<QByteArray> logLines(const QString& path)
 {
     QList<QByteArray> lines = readFile(path).split('\n');
-    if (!lines.isEmpty() && lines.last().isEmpty())
-        lines.removeLast();
+    lines.removeAll(QByteArray());
     return lines;
 }
 
