@@ -2,6 +2,7 @@
 
 #include "CliCommand.h"
 #include "model/Json.h"
+#include "execution/SortResultJson.h"
 #include "execution/StoragePreflight.h"
 #include "trash/TrashJson.h"
 #include "workflow/KestravaViewModel.h"
@@ -100,26 +101,10 @@ bool runExecution(KestravaViewModel& viewModel, const std::function<void()>& sta
     return started;
 }
 
-QJsonObject toJson(const SortResult& result)
-{
-    QJsonObject object;
-    object.insert(QLatin1String("organizedCount"), result.organizedCount);
-    object.insert(QLatin1String("skippedCount"), result.skippedCount);
-    object.insert(QLatin1String("pendingCount"), result.pendingCount);
-    object.insert(QLatin1String("trashedCount"), result.trashedCount);
-    object.insert(QLatin1String("retainedDiscardCount"), result.retainedDiscardCount);
-    object.insert(QLatin1String("untouchedCount"), result.untouchedCount);
-    object.insert(QLatin1String("errors"), QJsonArray::fromStringList(result.errors));
-    QJsonArray records;
-    for (const ExecutionRecord& record : result.records)
-        records.append(kestrava::toJson(record));
-    object.insert(QLatin1String("records"), records);
-    return object;
-}
-
 QJsonObject executionSummary(const KestravaViewModel& viewModel)
 {
-    QJsonObject summary = viewModel.lastSortResult() ? toJson(*viewModel.lastSortResult()) : QJsonObject();
+    QJsonObject summary =
+        viewModel.lastSortResult() ? kestrava::toJson(*viewModel.lastSortResult()) : QJsonObject();
     const auto& destination = viewModel.destinationFolder();
     summary.insert(QLatin1String("destinationFolder"),
                    destination ? QJsonValue(destination->toUrlString()) : QJsonValue(QJsonValue::Null));

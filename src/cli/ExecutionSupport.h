@@ -26,8 +26,6 @@ std::optional<QString> waitUntilExecutable(KestravaViewModel& viewModel);
 // Returns false when `start` started nothing; the view model's alert then says why.
 bool runExecution(KestravaViewModel& viewModel, const std::function<void()>& start);
 
-QJsonObject toJson(const SortResult& result);
-
 // The SortResult's fields at the top level (when there is a result), `destinationFolder`
 // (file: URL or null) and, when a trash transaction exists, `trashPreparation`.
 QJsonObject executionSummary(const KestravaViewModel& viewModel);
