@@ -134,11 +134,15 @@ TrashPreparation commit(const TrashPreparation& preparation, const QString& jour
         groups[entry.groupID].append(&entry);
     }
 
-    qint64 totalBytes = 0;
-    for (const auto& entry : result.entries)
-        if (readyToTrash(entry.state))
-            totalBytes += entry.sourceIdentity.size;
-    qint64 doneBytes = 0;
+    TrashProgressReport report;
+    for (const auto& entry : result.entries) {
+        if (readyToTrash(entry.state)) {
+            report.totalBytes += entry.sourceIdentity.size;
+            ++report.totalFiles;
+        }
+    }
+    if (progress)
+        progress(report);
 
     for (const QUuid& groupID : groupOrder) {
         QList<TrashEntry*>& members = groups[groupID];
@@ -168,9 +172,11 @@ TrashPreparation commit(const TrashPreparation& preparation, const QString& jour
             }
             entry->receipt = receipt;
             journalState(journal, sessionID, *entry, State::trashedConfirmed);
-            doneBytes += entry->sourceIdentity.size;
+            ++report.completedFiles;
+            report.completedBytes += entry->sourceIdentity.size;
+            report.currentFilename = name;
             if (progress)
-                progress(doneBytes, totalBytes);
+                progress(report);
         }
         const bool wholeGroupInTrash = std::all_of(members.begin(), members.end(),
                                                    [](const TrashEntry* e) { return inTrash(e->state); });

@@ -53,9 +53,12 @@ bool sourceLooksUnchanged(const FileIdentity& source)
 
 class Stager {
 public:
-    Stager(FileOps& ops, const TrashProgress& progress, qint64 totalBytes)
-        : ops_(ops), progress_(progress), totalBytes_(totalBytes), buffer_(size_t(copyChunkBytes))
+    Stager(FileOps& ops, const TrashProgress& progress, int totalFiles, qint64 totalBytes)
+        : ops_(ops), progress_(progress), buffer_(size_t(copyChunkBytes))
     {
+        report_.totalFiles = totalFiles;
+        report_.totalBytes = totalBytes;
+        emitReport();
     }
 
     // Copies the original into `partial` (created exclusively) with plain reads and writes,
@@ -63,6 +66,7 @@ public:
     void copy(const TrashEntry& entry, const QString& partial)
     {
         const QString name = entry.sourceURL.fileName();
+        report_.currentFilename = name;
         const int in = ops_.open(QFile::encodeName(entry.sourceURL.path()), O_RDONLY | O_NOFOLLOW);
         if (in < 0)
             throw TrashTransactionError(Kind::fileUnavailable, name);
@@ -80,6 +84,7 @@ public:
                 throw TrashTransactionError(Kind::stagingCollision, name);
             throw;
         }
+        qint64 copied = 0;
         for (;;) {
             const ssize_t got = ops_.read(in, buffer_.data(), buffer_.size());
             if (got < 0)
@@ -87,9 +92,9 @@ public:
             if (got == 0)
                 break;
             writeAll(target.get(), buffer_.data(), got, partial, ops_);
-            completed_ += got;
-            if (progress_)
-                progress_(completed_, totalBytes_);
+            copied += got;
+            report_.completedBytes = bytesOfFinishedFiles_ + copied;
+            emitReport();
         }
         if (ops_.fsync(target.get()) != 0)
             throw TrashTransactionError(Kind::journalUnavailable,
@@ -97,11 +102,28 @@ public:
         target.close(partial);
     }
 
+    // The entry's safety copy is verified, whether copied now or found complete from an
+    // earlier run: it counts with its whole size.
+    void finished(const TrashEntry& entry)
+    {
+        ++report_.completedFiles;
+        bytesOfFinishedFiles_ += entry.sourceIdentity.size;
+        report_.completedBytes = bytesOfFinishedFiles_;
+        report_.currentFilename = entry.sourceURL.fileName();
+        emitReport();
+    }
+
 private:
+    void emitReport() const
+    {
+        if (progress_)
+            progress_(report_);
+    }
+
     FileOps& ops_;
     const TrashProgress& progress_;
-    qint64 totalBytes_;
-    qint64 completed_ = 0;
+    TrashProgressReport report_;
+    qint64 bytesOfFinishedFiles_ = 0;
     std::vector<char> buffer_;
 };
 
@@ -254,17 +276,24 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
     }
 
     qint64 requiredBytes = 0;
-    for (const auto& entry : preparation.entries)
-        if (stillToStage(entry.state))
+    int filesToStage = 0;
+    for (const auto& entry : preparation.entries) {
+        if (stillToStage(entry.state)) {
             requiredBytes += entry.sourceIdentity.size;
+            ++filesToStage;
+        }
+    }
     const TrashStorageCheck storageCheck = options.storageCheck ? options.storageCheck : defaultStorageCheck;
     if (auto message = storageCheck(requiredBytes, preparation.stagingRoot.path()))
         throw TrashTransactionError(Kind::insufficientStorage, *message);
 
-    Stager stager(ops, progress, requiredBytes);
-    for (auto& entry : preparation.entries)
-        if (stillToStage(entry.state))
+    Stager stager(ops, progress, filesToStage, requiredBytes);
+    for (auto& entry : preparation.entries) {
+        if (stillToStage(entry.state)) {
             stageEntry(journal, sessionID, entry, stager, ops);
+            stager.finished(entry);
+        }
+    }
 
     if (const auto staging = volumeFacts(preparation.stagingRoot.path())) {
         for (const auto& entry : preparation.entries)

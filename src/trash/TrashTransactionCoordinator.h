@@ -26,8 +26,17 @@
 
 namespace kestrava {
 
-// Copy progress in bytes over everything this call stages.
-using TrashProgress = std::function<void(qint64 completedBytes, qint64 totalBytes)>;
+// How far a call has got: prepare counts the safety copies it has finished and the bytes it
+// has copied (the file being copied is `currentFilename`); commit counts the originals it has
+// moved. Totals cover what this call has to do, so a resumed call starts again at zero.
+struct TrashProgressReport {
+    int completedFiles = 0;
+    int totalFiles = 0;
+    qint64 completedBytes = 0;
+    qint64 totalBytes = 0;
+    QString currentFilename;
+};
+using TrashProgress = std::function<void(const TrashProgressReport& report)>;
 
 // Answers the storage message when `requiredBytes` (plus the reserve) do not fit at `folder`,
 // nullopt when they do.

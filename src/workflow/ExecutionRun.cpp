@@ -5,6 +5,8 @@
 #include "session/SessionStore.h"
 #include "trash/TrashTransactionCoordinator.h"
 
+#include <QElapsedTimer>
+
 namespace kestrava::ExecutionRun {
 
 QString planNotSavedPrefix()
@@ -50,13 +52,17 @@ bool organizedCompletely(const SortResult& result)
 
 namespace {
 
-SortProgress stagingProgress(qint64 completed, qint64 total, int files)
+SortProgress stagingProgress(const TrashProgressReport& report, const QElapsedTimer& clock)
 {
     SortProgress progress;
     progress.phase = SortPhase::copying;
-    progress.totalFiles = files;
-    progress.completedBytes = completed;
-    progress.totalBytes = total;
+    progress.completedFiles = report.completedFiles;
+    progress.totalFiles = report.totalFiles;
+    progress.completedBytes = report.completedBytes;
+    progress.totalBytes = report.totalBytes;
+    progress.currentFilename = report.currentFilename;
+    if (const qint64 elapsed = clock.nsecsElapsed(); elapsed > 0)
+        progress.bytesPerSecond = double(report.completedBytes) * 1e9 / double(elapsed);
     return progress;
 }
 
@@ -70,14 +76,13 @@ void stageTrash(const ExecutionRequest& request, const SortExecutionPlan& plan, 
         else
             accepted.append(group);
     }
-    int files = 0;
-    for (const TrashGroup& group : accepted)
-        files += int(group.members.size());
     TrashTransactionOptions options;
     if (request.fileOps)
         options.fileOps = request.fileOps;
-    const TrashProgress progress = [&](qint64 completed, qint64 total) {
-        progressSink(stagingProgress(completed, total, files));
+    QElapsedTimer clock;
+    clock.start();
+    const TrashProgress progress = [&](const TrashProgressReport& report) {
+        progressSink(stagingProgress(report, clock));
     };
     try {
         outcome.preparation = TrashTransactionCoordinator::prepare(request.sessionID, accepted, request.options.destinationRoot,

@@ -194,15 +194,15 @@ void KestravaViewModel::commitPreparedTrash()
     start.totalFiles = files;
     setSortProgress(start);
     const quint64 generation = runGeneration_;
-    // The coordinator reports once per original it has moved, from one thread.
-    auto moved = std::make_shared<int>(0);
-    const TrashProgress progress = [this, generation, files, moved](qint64 completed, qint64 total) {
+    // The coordinator reports before the first move and after each original it has moved.
+    const TrashProgress progress = [this, generation](const TrashProgressReport& report) {
         SortProgress value;
         value.phase = SortPhase::trashing;
-        value.totalFiles = files;
-        value.completedFiles = ++*moved;
-        value.completedBytes = completed;
-        value.totalBytes = total;
+        value.totalFiles = report.totalFiles;
+        value.completedFiles = report.completedFiles;
+        value.completedBytes = report.completedBytes;
+        value.totalBytes = report.totalBytes;
+        value.currentFilename = report.currentFilename;
         QMetaObject::invokeMethod(this, [this, generation, value] {
             if (generation == runGeneration_)
                 setSortProgress(value);

@@ -6,6 +6,8 @@
 #include "trash/TrashTransactionCoordinator.h"
 #include "trash/TrashTransactionError.h"
 
+#include <algorithm>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -76,12 +78,30 @@ TEST_F(TrashCoordinatorTest, prepareStagesVerifiedCopiesAndCommitTrashesThenClea
     const QString single = box.addOriginal(QStringLiteral("Cafe\u0301.jpg"), "single");
     const QList<TrashGroup> groups{TrashSandbox::oneGroup({jpeg, raw}), TrashSandbox::oneGroup({single})};
 
-    QList<qint64> progress;
-    const TrashPreparation prepared = Coordinator::prepare(
-        session, groups, FileUrl::fromLocalPath(box.resultRoot()), box.journalBase(), checker,
-        [&](qint64 done, qint64 total) { progress.append(done); EXPECT_EQ(total, 800006); });
+    QList<TrashProgressReport> progress;
+    const TrashPreparation prepared =
+        Coordinator::prepare(session, groups, FileUrl::fromLocalPath(box.resultRoot()), box.journalBase(), checker,
+                             [&](const TrashProgressReport& report) { progress.append(report); });
     ASSERT_EQ(prepared.entries.size(), 3);
-    EXPECT_EQ(progress.last(), 800006);
+    // The staging screen counts finished safety copies as well as bytes, and names the file.
+    ASSERT_GE(progress.size(), 4);
+    EXPECT_EQ(progress.first().completedFiles, 0);
+    EXPECT_EQ(progress.first().completedBytes, 0);
+    for (qsizetype i = 0; i < progress.size(); ++i) {
+        EXPECT_EQ(progress[i].totalFiles, 3);
+        EXPECT_EQ(progress[i].totalBytes, 800006);
+        if (i > 0) {
+            EXPECT_GE(progress[i].completedFiles, progress[i - 1].completedFiles);
+            EXPECT_GE(progress[i].completedBytes, progress[i - 1].completedBytes);
+        }
+    }
+    EXPECT_EQ(progress.last().completedFiles, 3);
+    EXPECT_EQ(progress.last().completedBytes, 800006);
+    EXPECT_EQ(progress.last().currentFilename, QStringLiteral("Cafe\u0301.jpg"));
+    const auto afterFirstFile = std::find_if(progress.begin(), progress.end(),
+                                             [](const TrashProgressReport& r) { return r.completedFiles == 1; });
+    ASSERT_NE(afterFirstFile, progress.end());
+    EXPECT_EQ(afterFirstFile->completedBytes, 300000) << "a finished copy counts with its whole size";
     EXPECT_EQ(prepared.stagingRoot.path(), box.resultRoot() + QLatin1String("/Sicherheitsablage/")
                                                + session.toString(QUuid::WithoutBraces).toUpper());
     EXPECT_TRUE(prepared.sameVolumeAsSource);
@@ -97,7 +117,15 @@ TEST_F(TrashCoordinatorTest, prepareStagesVerifiedCopiesAndCommitTrashesThenClea
     EXPECT_EQ(prepared.entries[2].stagingURL.fileName(), QStringLiteral("Caf\u00e9.jpg")) << "staging names are NFC";
     EXPECT_TRUE(trashedFiles().isEmpty());
 
-    const TrashPreparation committed = commit(prepared);
+    QList<TrashProgressReport> moves;
+    const TrashPreparation committed =
+        Coordinator::commit(prepared, box.journalBase(), service, validator,
+                            [&](const TrashProgressReport& report) { moves.append(report); });
+    ASSERT_EQ(moves.size(), 4) << "once before the first move, then once per moved original";
+    EXPECT_EQ(moves.first().completedFiles, 0);
+    EXPECT_EQ(moves.last().completedFiles, 3);
+    EXPECT_EQ(moves.last().totalFiles, 3);
+    EXPECT_EQ(moves.last().completedBytes, 800006);
     for (const auto& entry : committed.entries) {
         EXPECT_EQ(entry.state, State::stageCleaned);
         ASSERT_TRUE(entry.receipt);
@@ -215,9 +243,15 @@ TEST_F(TrashCoordinatorTest, foreignFileAtTheStagingPlaceIsACollision)
     // With the right content in place the leftover is taken as the copy.
     ::unlink(QFile::encodeName(planned.stagingURL.path()).constData());
     box.tree.write(QDir(box.tree.root()).relativeFilePath(planned.stagingURL.path()), "a");
-    const TrashPreparation prepared = prepare(TrashSandbox::singleGroups({a}));
+    QList<TrashProgressReport> progress;
+    const TrashPreparation prepared =
+        Coordinator::prepare(session, TrashSandbox::singleGroups({a}), FileUrl::fromLocalPath(box.resultRoot()),
+                             box.journalBase(), checker, [&](const TrashProgressReport& report) { progress.append(report); });
     EXPECT_EQ(prepared.entries[0].state, State::stagedVerified);
     EXPECT_EQ(journaledStates(planned.id).mid(2), (QList<State>{State::planned, State::stagedVerified}));
+    ASSERT_FALSE(progress.isEmpty());
+    EXPECT_EQ(progress.last().completedFiles, 1) << "a reused copy is a finished file too";
+    EXPECT_EQ(progress.last().completedBytes, 1);
 }
 
 TEST_F(TrashCoordinatorTest, journalFailureStopsBeforeTheAnnouncedStep)

@@ -75,6 +75,10 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     stage();
     const TrashPreparation staged = *rig.vm().preparedTrash();
     ASSERT_EQ(staged.entries.size(), 4);
+    ASSERT_TRUE(rig.vm().progress());
+    EXPECT_EQ(rig.vm().progress()->completedFiles, 4) << "the staging screen counted every safety copy";
+    EXPECT_EQ(rig.vm().progress()->totalFiles, 4);
+    EXPECT_EQ(rig.vm().progress()->completedBytes, staged.totalBytes());
     for (const TrashEntry& entry : staged.entries) {
         EXPECT_EQ(entry.state, State::stagedVerified);
         EXPECT_TRUE(QFile::exists(entry.stagingURL.path()));
