@@ -6,7 +6,7 @@
 //            because moved originals are no longer there to be scanned)
 //   RESULT   the result folder
 //   JOURNAL  JSON lines, one ExecutionRecord each; the last line for a source path counts and
-//            a torn last line is ignored
+//            blank lines are skipped
 // Exit: 0 all files completed, 1 some failed or pending, 3 result folder locked, 4 other error.
 
 #include "execution/ResumableSortError.h"
@@ -94,23 +94,23 @@ int main(int argc, char** argv)
         const SortExecutionPlan plan = ResumableSortExecutor::buildPlan(items, options, records);
 
         // Persist the plan: every action that is to run gets a pending record with its destination.
-        QByteArray planned;
+        // One line per append, each kept within a page as the session store does: a kill can
+        // then not leave a torn line for the next append to run into, which would lose that
+        // next record and, with it, the name a copy already has in the result.
         for (const PlannedAction& action : plan.actions) {
             if (action.shouldSkip)
                 continue;
             const ExecutionRecord pending{action.id, action.destinationURL.path(), ExecutionActionStatus::pending, 0,
                                           std::nullopt};
             if (records.value(action.id) != pending)
-                planned += lineFor(pending);
+                durableAppendLine(journal, lineFor(pending));
         }
-        if (!planned.isEmpty())
-            durableAppend(journal, planned);
 
         ResumableSortExecutor::ExecutionHandlers handlers;
         handlers.record = [&](const ExecutionRecord& record) {
             if (records.value(record.sourcePath) == record)
                 return;
-            durableAppend(journal, lineFor(record));
+            durableAppendLine(journal, lineFor(record));
             records.insert(record.sourcePath, record);
         };
         const SortResult outcome = ResumableSortExecutor::executeSynchronously(plan, true, handlers);
