@@ -61,16 +61,16 @@ public:
         holding = false;
         changed_.notify_all();
     }
-    // Waits (up to 10 s) until at least `count` renders have started.
+    // Waits until at least `count` renders have started; the limit only stops a hang.
     bool waitForCalls(int count)
     {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return calls_.size() >= count; });
+        return changed_.wait_for(lock, hangLimit, [&] { return calls_.size() >= count; });
     }
     bool waitUntilIdle()
     {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return running_ == 0; });
+        return changed_.wait_for(lock, hangLimit, [&] { return running_ == 0; });
     }
     QStringList calls()
     {
@@ -89,6 +89,7 @@ public:
     }
 
 private:
+    static constexpr std::chrono::seconds hangLimit{60};
     std::mutex mutex_;
     std::condition_variable changed_;
     QStringList calls_;

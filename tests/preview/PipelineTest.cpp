@@ -173,6 +173,9 @@ TEST(PreviewPipeline, theUserMovingOnDropsWaitingRendersButKeepsFinishedPixels)
     EXPECT_EQ(f.renderer.calls(), QStringList{"decoding.jpg"}) << "the waiting one never started";
 
     // A decode that could not stop half-way still delivered its pixels: stepping back finds them.
+    // They reach the memory cache on the actor after the slot is given back, so wait for them.
+    while (f.settled().memoryCount < 1)
+        QThread::msleep(1);
     f.renderer.letAllFinish();
     EXPECT_TRUE(resultOf(f.pipeline->preview(decoding, size, 100)));
     EXPECT_EQ(f.renderer.calls().size(), 1);
