@@ -34,15 +34,6 @@ SortSession loadDocument(const QString& path)
     return session;
 }
 
-void writeNewFile(const QString& path, const QByteArray& bytes)
-{
-    UniqueFd file = createExclusive(path);
-    writeAll(file.get(), bytes.constData(), bytes.size(), path);
-    if (FileOps::system().fsync(file.get()) != 0)
-        throw FileSystemError(FileSystemError::Operation::flush, path, errno);
-    file.close(path);
-}
-
 int runExportCsv(const QStringList& arguments)
 {
     const cli::Arguments args(arguments, {u"--out"_s, u"--store"_s});
@@ -59,7 +50,9 @@ int runExportCsv(const QStringList& arguments)
         }
         const QByteArray csv = exportDecisionsCsv(session);
         if (args.has(u"--out"_s)) {
-            writeNewFile(args.value(u"--out"_s), csv);
+            // Whole or not at all: a half-written export would import as fewer decisions
+            // than the session holds, without any error to warn about it.
+            atomicCreate(args.value(u"--out"_s), csv, FileOps::system(), 0644);
         } else {
             std::fwrite(csv.constData(), 1, size_t(csv.size()), stdout);
             std::fflush(stdout);

@@ -161,7 +161,13 @@ QByteArray keptWithinPage(const QByteArray& line, qint64 fileSize)
     return QByteArray(pageSize - usedOfPage, '\n') + line;
 }
 
-void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+namespace {
+
+// Writes `data` into a new hidden sibling of `path`, flushes it, and hands it to `publish`,
+// which gives it its final name. On any failure the temporary file is gone and the error
+// names `path`, which the user knows, rather than our temporary name.
+template <class Publish>
+void writeThroughTemporary(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode, Publish publish)
 {
     UniqueFd file;
     QString temporary;
@@ -181,15 +187,29 @@ void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops, mo
         if (ops.fsync(file.get()) != 0)
             fail(Op::flush, path, errno);
         file.close(path);
-        if (ops.rename(encoded(temporary), encoded(path)) != 0)
-            fail(Op::rename, path, errno);
+        publish(temporary);
     } catch (const FileSystemError& error) {
         file = UniqueFd();
         ops.unlink(encoded(temporary));
-        // The user knows the target, not our temporary name.
         throw FileSystemError(error.operation(), path, error.errorNumber());
     }
     flushDirectory(parentOf(path), ops);
+}
+
+} // namespace
+
+void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+{
+    writeThroughTemporary(path, data, ops, mode, [&](const QString& temporary) {
+        if (ops.rename(encoded(temporary), encoded(path)) != 0)
+            fail(Op::rename, path, errno);
+    });
+}
+
+void atomicCreate(const QString& path, const QByteArray& data, FileOps& ops, mode_t mode)
+{
+    writeThroughTemporary(path, data, ops, mode,
+                          [&](const QString& temporary) { renameExclusive(temporary, path, ops); });
 }
 
 void flushFile(const QString& path, FileOps& ops)

@@ -58,6 +58,11 @@ QByteArray keptWithinPage(const QByteArray& line, qint64 fileSize);
 // file is removed and the error names `path`. A symbolic link at `path` is replaced, not followed.
 void atomicReplace(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
 
+// atomicReplace for a file that must not exist yet: the content appears under `path` whole
+// or not at all (a crash or a full disk never leaves a truncated document behind for a
+// reader to misread), and an existing file or link at `path` is never replaced (EEXIST).
+void atomicCreate(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
+
 // Writes all bytes, retrying short writes and EINTR; throws on any other failure.
 void writeAll(int fd, const char* data, qint64 size, const QString& pathForErrors, FileOps& ops = FileOps::system());
 

@@ -100,3 +100,45 @@ TEST(AtomicReplaceFailure, missingFolderFailsWithoutCreatingAnything)
     EXPECT_EQ(error.errorNumber(), ENOENT);
     EXPECT_TRUE(allNames(tree.root()).isEmpty());
 }
+
+// A new document appears whole or not at all, and never in place of something already there.
+TEST(AtomicCreate, writesANewFileButNeverReplacesOne)
+{
+    TempTree tree;
+    const QString path = tree.path("decisions.csv");
+    FaultInjectingFileOps counting;
+    atomicCreate(path, "Datei,Format\n", counting);
+    EXPECT_EQ(readFile(path), "Datei,Format\n");
+    EXPECT_EQ(counting.callCount(Op::fsync), 2);
+
+    const FileSystemError occupied = fileErrorThrownBy([&] { atomicCreate(path, "other"); });
+    EXPECT_EQ(occupied.errorNumber(), EEXIST);
+    EXPECT_EQ(occupied.path(), path);
+    EXPECT_EQ(readFile(path), "Datei,Format\n");
+
+    const QString target = tree.write("target", "untouched");
+    const QString dangling = tree.path("dangling.csv");
+    ASSERT_TRUE(QFile::link(tree.path("nowhere"), dangling));
+    ASSERT_TRUE(QFile::link(target, tree.path("link.csv")));
+    EXPECT_EQ(fileErrorThrownBy([&] { atomicCreate(dangling, "x"); }).errorNumber(), EEXIST);
+    EXPECT_EQ(fileErrorThrownBy([&] { atomicCreate(tree.path("link.csv"), "x"); }).errorNumber(), EEXIST);
+    EXPECT_EQ(readFile(target), "untouched");
+    EXPECT_FALSE(QFileInfo::exists(tree.path("nowhere")));
+    EXPECT_EQ(allNames(tree.root()), (QStringList{"dangling.csv", "decisions.csv", "link.csv", "target"}));
+}
+
+TEST(AtomicCreate, aFailedWriteOrFlushLeavesNoFileAtAll)
+{
+    for (const auto& [op, errorNumber] : {std::pair{Op::write, ENOSPC}, std::pair{Op::fsync, EIO},
+                                          std::pair{Op::renameNoReplace, EACCES}}) {
+        SCOPED_TRACE(int(op));
+        TempTree tree;
+        const QString path = tree.path("export.csv");
+        FaultInjectingFileOps ops;
+        ops.failAt(op, 1, errorNumber);
+        const FileSystemError error = fileErrorThrownBy([&] { atomicCreate(path, QByteArray(100000, 'n'), ops); });
+        EXPECT_EQ(error.errorNumber(), errorNumber);
+        EXPECT_EQ(error.path(), path);
+        EXPECT_TRUE(allNames(tree.root()).isEmpty());
+    }
+}
