@@ -27,7 +27,8 @@ using Bytes = std::vector<uint8_t>;
 // Fragments that reach deeper into JSON and CSV grammars than random bytes do.
 const char* const tokens[] = {"\"", "{", "}", "[", "]", ",", ":", "\\", "\\u00e4", "\\ud800", "\n", "\r", "\r\n", "\"\"",
                               "null", "true", "false", "-1", "0", "3", "4", "1e400", "9223372036854775807", "1.5",
-                              "\"version\":", "\"sequence\":", "\"photos\":[", "\"sourcePath\":", "file:///",
+                              "\"version\":", "\"sequence\":", "\"photos\":[", "\"sourcePath\":", "\"payload\":",
+                              "\"previousHash\":", "file:///",
                               "\"2026-03-01T09:30:00Z\"", "Aussortiert", "Prüfen", "Datei,", "\xff", "\xc3"};
 
 Bytes mutate(Bytes input, std::mt19937_64& random)
