@@ -32,7 +32,9 @@ QList<qint64> runAndKill(const QString& storeFolder, int acknowledgements, int e
 {
     QProcess child;
     child.start(QStringLiteral(SESSION_CRASH_CHILD), {storeFolder});
-    if (!child.waitForStarted(5000))
+    // Generous waits: a loaded machine may take long to start or reap a process, and the log
+    // is read only once the child is certainly gone (a killed writer may finish its page).
+    if (!child.waitForStarted(60000))
         return {};
     QByteArray output;
     while (output.count('\n') < acknowledgements && child.state() == QProcess::Running) {
@@ -41,7 +43,8 @@ QList<qint64> runAndKill(const QString& storeFolder, int acknowledgements, int e
     }
     QThread::usleep(extraMicroseconds);
     ::kill(pid_t(child.processId()), SIGKILL);
-    child.waitForFinished(5000);
+    if (child.state() != QProcess::NotRunning)
+        EXPECT_TRUE(child.waitForFinished(60000)) << "killed child still running";
     output += child.readAllStandardOutput();
 
     QList<qint64> acknowledged;
