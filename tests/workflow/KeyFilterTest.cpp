@@ -127,7 +127,7 @@ TEST(KeyFilter, typingInATextFieldDecidesNothing)
     window.acceptsText = true;
     window.show();
     window.requestActivate();
-    if (!waitFor([&] { return QGuiApplication::focusWindow() == &window; }, 2000))
+    if (!waitFor([&] { return QGuiApplication::focusWindow() == &window; }, 10000))
         GTEST_SKIP() << "the platform plugin gives no window focus";
     EXPECT_TRUE(ReviewKeyFilter::focusAcceptsTextInput());
     rig.markPreviewVisible();

@@ -60,6 +60,6 @@ private:
 };
 
 // Waits (processing events) until `condition` holds; false after `timeoutMs`.
-bool waitFor(const std::function<bool()>& condition, int timeoutMs = 5000);
+bool waitFor(const std::function<bool()>& condition, int timeoutMs = 30000);
 
 } // namespace kestrava::test
