@@ -6,7 +6,9 @@
 #include "platform/ProcessProbe.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QUuid>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -30,6 +32,74 @@ std::optional<qint64> ownerOf(const QString& path, FileOps& ops)
     }
 }
 
+// The lock's content written under a private name (".kestrava.lock.<pid>.<random>"), to appear as the
+// lock by an exclusive rename: a run killed at any moment leaves no lock or one holding its
+// whole id, never an empty one, which would count as held and block the folder for good.
+class LockDraft {
+public:
+    LockDraft(const QString& lockPath, FileOps& ops)
+        : ops_(ops)
+    {
+        const QByteArray pid = QByteArray::number(QCoreApplication::applicationPid());
+        // The random part keeps two windows of one process, starting at once, apart.
+        path_ = lockPath + QLatin1Char('.') + QString::fromLatin1(pid) + QLatin1Char('.')
+            + QUuid::createUuid().toString(QUuid::Id128);
+        UniqueFd file = createExclusive(path_, ops_, O_WRONLY, 0600);
+        try {
+            writeAll(file.get(), pid.constData(), pid.size(), path_, ops_);
+            file.close(path_);
+        } catch (...) {
+            file = UniqueFd();
+            ops_.unlink(QFile::encodeName(path_));
+            throw;
+        }
+        written_ = true;
+    }
+
+    ~LockDraft()
+    {
+        if (written_)
+            ops_.unlink(QFile::encodeName(path_));
+    }
+
+    LockDraft(const LockDraft&) = delete;
+    LockDraft& operator=(const LockDraft&) = delete;
+
+    // False when a lock already exists; the draft then stays for another attempt.
+    bool becomeLock(const QString& lockPath)
+    {
+        try {
+            renameExclusive(path_, lockPath, ops_);
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() == EEXIST)
+                return false;
+            throw;
+        }
+        written_ = false;
+        return true;
+    }
+
+private:
+    FileOps& ops_;
+    QString path_;
+    bool written_ = false;
+};
+
+// Drafts of runs that died between writing and renaming them. Only dead owners' drafts go:
+// a live one may be about to try its rename.
+void removeAbandonedDrafts(const QString& folder, FileOps& ops)
+{
+    const QString prefix = QLatin1String(OperationLock::fileName) + QLatin1Char('.');
+    const QStringList names = QDir(folder).entryList({prefix + QLatin1Char('*')},
+                                                     QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString& name : names) {
+        bool ok = false;
+        const qint64 pid = name.mid(prefix.size()).section(QLatin1Char('.'), 0, 0).toLongLong(&ok);
+        if (ok && pid > 0 && pid != QCoreApplication::applicationPid() && !isProcessAlive(pid))
+            ops.unlink(QFile::encodeName(folder + QLatin1Char('/') + name));
+    }
+}
+
 } // namespace
 
 OperationLock::OperationLock(const FileUrl& destinationRoot, FileOps& ops)
@@ -37,43 +107,22 @@ OperationLock::OperationLock(const FileUrl& destinationRoot, FileOps& ops)
     , ops_(&ops)
 {
     ensureDirectory(destinationRoot.path(), ops);
-    if (tryCreate())
-        return;
-
-    const std::optional<qint64> owner = ownerOf(url_.path(), ops);
-    if (!owner || isProcessAlive(*owner))
-        throw ResumableSortError::operationAlreadyRunning();
-    if (ops.unlink(QFile::encodeName(url_.path())) != 0 && errno != ENOENT)
-        throw FileSystemError(FileSystemError::Operation::remove, url_.path(), errno);
-    if (!tryCreate())
-        throw ResumableSortError::operationAlreadyRunning();
+    LockDraft draft(url_.path(), ops);
+    if (!draft.becomeLock(url_.path())) {
+        const std::optional<qint64> owner = ownerOf(url_.path(), ops);
+        if (!owner || isProcessAlive(*owner))
+            throw ResumableSortError::operationAlreadyRunning();
+        if (ops.unlink(QFile::encodeName(url_.path())) != 0 && errno != ENOENT)
+            throw FileSystemError(FileSystemError::Operation::remove, url_.path(), errno);
+        if (!draft.becomeLock(url_.path()))
+            throw ResumableSortError::operationAlreadyRunning();
+    }
+    removeAbandonedDrafts(destinationRoot.path(), ops);
 }
 
 OperationLock::~OperationLock()
 {
     release();
-}
-
-bool OperationLock::tryCreate()
-{
-    UniqueFd file;
-    try {
-        file = createExclusive(url_.path(), *ops_, O_WRONLY, 0600);
-    } catch (const FileSystemError& error) {
-        if (error.errorNumber() == EEXIST)
-            return false;
-        throw;
-    }
-    const QByteArray pid = QByteArray::number(QCoreApplication::applicationPid());
-    try {
-        writeAll(file.get(), pid.constData(), pid.size(), url_.path(), *ops_);
-        file.close(url_.path());
-    } catch (...) {
-        file = UniqueFd();
-        ops_->unlink(QFile::encodeName(url_.path()));
-        throw;
-    }
-    return true;
 }
 
 void OperationLock::release()

@@ -2,10 +2,11 @@
 
 // Keeps two runs (other processes, other windows of this one) out of one result folder.
 //
-// Lock file: <destination root>/.kestrava.lock, mode 0600, created exclusively; its content is
-// the owner's process id as decimal text. A lock whose content cannot be read or parsed counts
-// as held (deliberately: a half-written lock belongs to a run that is just starting). A lock
-// is taken over only when the process probe says its owner no longer exists.
+// Lock file: <destination root>/.kestrava.lock, mode 0600, appearing exclusively (written under
+// a private name first, then renamed without replacing); its content is the owner's process id
+// as decimal text. A lock whose content cannot be read or parsed counts as held (deliberately:
+// Kestrava never writes one, so someone else did). A lock is taken over only when the process
+// probe says its owner no longer exists.
 
 #include "platform/FileOps.h"
 
@@ -33,8 +34,6 @@ public:
     static constexpr const char* fileName = ".kestrava.lock";
 
 private:
-    bool tryCreate();
-
     FileUrl url_;
     FileOps* ops_;
     bool isReleased_ = false;

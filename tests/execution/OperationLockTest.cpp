@@ -119,3 +119,30 @@ TEST(OperationLock, failingRemovalOfStaleLockIsReported)
         EXPECT_EQ(error.errorNumber(), EACCES);
     }
 }
+
+// The lock is written under a private name and renamed into place, so no moment exists at which
+// a kill leaves an empty lock that would block the folder for good. A draft whose writer died
+// is cleared by the next run; one of a live process is left for its rename.
+TEST(OperationLock, appearsOnlyWholeAndClearsDraftsOfDeadRuns)
+{
+    TempTree tree;
+    const QString dead = QString::number(pidOfFinishedProcess());
+    tree.write(".kestrava.lock." + dead + ".0f0f", dead.toLatin1());
+    tree.write(".kestrava.lock.1.0f0f", "1"); // init never goes away
+    {
+        OperationLock lock(FileUrl::fromLocalPath(tree.root()));
+        EXPECT_EQ(readFile(tree.path(".kestrava.lock")), QByteArray::number(QCoreApplication::applicationPid()));
+        const QStringList left = QDir(tree.root()).entryList(QDir::Files | QDir::Hidden | QDir::System);
+        EXPECT_EQ(left, (QStringList{".kestrava.lock", ".kestrava.lock.1.0f0f"}));
+    }
+
+    // A draft that cannot be written or renamed leaves neither a lock nor itself behind.
+    for (const FileOps::Op op : {FileOps::Op::write, FileOps::Op::renameNoReplace}) {
+        TempTree empty;
+        FaultInjectingFileOps ops;
+        ops.failAt(op, 1, op == FileOps::Op::write ? ENOSPC : EIO);
+        EXPECT_THROW(OperationLock(FileUrl::fromLocalPath(empty.root()), ops), FileSystemError);
+        EXPECT_TRUE(QDir(empty.root()).entryList(QDir::Files | QDir::Hidden | QDir::System).isEmpty());
+        EXPECT_FALSE(blocksWithAlreadyRunning(empty.root()));
+    }
+}
