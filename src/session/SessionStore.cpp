@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <limits>
 
 namespace kestrava {
@@ -133,6 +134,38 @@ struct SessionStore::State {
         file.close(path);
     }
 
+    // True when the file ends inside a line: a text-log append that a crash cut short. Only
+    // the last byte is read, so the check costs the same for a long log as for a short one.
+    bool endsMidLine(const QString& path)
+    {
+        using Op = FileSystemError::Operation;
+        const int fd = fileOps->open(QFile::encodeName(path), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0) {
+            if (errno == ENOENT)
+                return false;
+            throw FileSystemError(Op::open, path, errno);
+        }
+        UniqueFd file(fd, *fileOps);
+        struct stat info {};
+        if (fileOps->fstat(file.get(), &info) != 0)
+            throw FileSystemError(Op::inspect, path, errno);
+        char last = '\n';
+        if (info.st_size > 0 && ::pread(file.get(), &last, 1, info.st_size - 1) != 1)
+            throw FileSystemError(Op::read, path, errno);
+        return last != '\n';
+    }
+
+    // A record of the text log starts on a line of its own even after a crash cut the line
+    // before it short; otherwise the two would read as one file going to the wrong place.
+    void appendExecutionLogLine(const QUuid& id, const ExecutionRecord& record)
+    {
+        const QString path = fileOf(id, ".execution.log"_L1);
+        QByteArray line = executionLogLine(clock(), record).toUtf8();
+        if (endsMidLine(path))
+            line.prepend('\n');
+        durableAppend(path, line, *fileOps);
+    }
+
     void replayInto(SortSession& session)
     {
         QByteArray log;
@@ -244,8 +277,7 @@ QFuture<qint64> SessionStore::appendExecution(ExecutionRecord record, qint64 aft
     return QtConcurrent::run(&s->pool, [s, event = std::move(event), after, sessionID] {
         const qint64 sequence = s->appendEvent(event, after, sessionID);
         // The text log is for people and is never replayed: a line of a failed append may stay.
-        durableAppend(s->fileOf(sessionID, ".execution.log"_L1), executionLogLine(s->clock(), *event.executionRecord).toUtf8(),
-                      *s->fileOps);
+        s->appendExecutionLogLine(sessionID, *event.executionRecord);
         return sequence;
     });
 }

@@ -9,6 +9,7 @@
 //   U.execution.log   human-readable, one line per execution record, UTF-8:
 //                     <time ISO 8601 UTC> " [" <status> "] " <source> " -> " <destination or "–">
 //                     [" · " <error message>] "\n"
+//                     a line a crash cut short is ended with "\n" before the next record
 // The store never deletes, repairs or rewrites a damaged file; such a session is simply not
 // offered by loadLatestIncomplete().
 //

@@ -201,6 +201,26 @@ TEST(SessionStoreExecutionLog, oneReadableLinePerRecord)
     EXPECT_EQ(first.timestamp, at(9, 30));
 }
 
+TEST(SessionStoreExecutionLog, aLineCutShortByACrashDoesNotSwallowTheNextRecord)
+{
+    TempTree tree;
+    SteppingClock clock(at(9, 30));
+    SessionStore store(tree.path(u"Sessions"_s), FileOps::system(), clock.function());
+    const QUuid id = QUuid::createUuid();
+    await(store.appendExecution({u"/Fotos/A.JPG"_s, u"/Ziel/A.JPG"_s, ExecutionActionStatus::completed, 10, std::nullopt}, 0, id));
+    QFile log(store.executionLogPath(id));
+    ASSERT_TRUE(log.open(QIODevice::Append));
+    log.write("2026-03-01T09:30:02Z [completed] /Fotos/B.JPG -> /Ziel/B.J");
+    log.close();
+
+    await(store.appendExecution({u"/Fotos/C.JPG"_s, u"/Ziel/C.JPG"_s, ExecutionActionStatus::completed, 10, std::nullopt}, 0, id));
+    const QList<QByteArray> lines = readFile(store.executionLogPath(id)).split('\n');
+    ASSERT_EQ(lines.size(), 4);
+    EXPECT_EQ(lines[1], "2026-03-01T09:30:02Z [completed] /Fotos/B.JPG -> /Ziel/B.J");
+    EXPECT_TRUE(lines[2].endsWith(" [completed] /Fotos/C.JPG -> /Ziel/C.JPG")) << lines[2].constData();
+    EXPECT_TRUE(lines[3].isEmpty());
+}
+
 TEST(SessionStoreDurability, eachEventCostsExactlyOneFileFlushOnceTheLogExists)
 {
     TempTree tree;
