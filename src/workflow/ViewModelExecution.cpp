@@ -9,6 +9,8 @@
 
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <algorithm>
+
 namespace kestrava {
 
 namespace {
@@ -242,8 +244,12 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
     executionCancel_ = cancel;
     const quint64 generation = runGeneration_;
     setApplying(true);
+    // Until the executor reports, the count is of the files it will copy or move; in the
+    // trash mode the rejected ones are staged later and counted then.
     SortProgress start;
-    start.totalFiles = int(request.items.size());
+    start.totalFiles = int(std::count_if(request.items.begin(), request.items.end(), [&](const PhotoItem& item) {
+        return ResumableSortExecutor::receivesAction(item, request.options.operationMode);
+    }));
     setSortProgress(start);
 
     // Progress and records are posted as events: they arrive in order, before the outcome,

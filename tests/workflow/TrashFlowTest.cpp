@@ -52,6 +52,8 @@ protected:
         EXPECT_EQ(rig.vm().rejectedFileCount(), 4);
         rig.vm().applySort();
         EXPECT_EQ(rig.vm().route(), AppRoute::trashStaging);
+        ASSERT_TRUE(rig.vm().progress());
+        EXPECT_EQ(rig.vm().progress()->totalFiles, 2) << "the kept pair is organised; rejected files are counted when staged";
         EXPECT_EQ(rig.vm().progressTitle(), QStringLiteral("Sicherheitsablage wird vorbereitet"));
         waitForTask();
         ASSERT_EQ(rig.vm().route(), AppRoute::trashConfirmation) << rig.vm().alertText().toStdString();
