@@ -64,21 +64,12 @@ void AuditListModel::setViewModelObject(QObject* viewModel)
 
 void AuditListModel::setViewModel(KestravaViewModel* viewModel)
 {
-    if (viewModel_ == viewModel)
+    if (!viewModel_.reset(viewModel))
         return;
-    for (const auto& connection : connections_)
-        disconnect(connection);
-    connections_.clear();
-    viewModel_ = viewModel;
-    if (viewModel_) {
-        connections_ << connect(viewModel_, &KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
-        connections_ << connect(viewModel_, &KestravaViewModel::isCommittingDecisionChanged, this,
-                                &AuditListModel::onCommittingChanged);
-        connections_ << connect(viewModel_, &KestravaViewModel::isApplyingChanged, this,
-                                &AuditListModel::controlsDisabledChanged);
-        connections_ << connect(viewModel_, &KestravaViewModel::lastSavedAtChanged, this,
-                                &AuditListModel::saveStateTextChanged);
-    }
+    viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
+    viewModel_.follow(&KestravaViewModel::isCommittingDecisionChanged, this, &AuditListModel::onCommittingChanged);
+    viewModel_.follow(&KestravaViewModel::isApplyingChanged, this, &AuditListModel::controlsDisabledChanged);
+    viewModel_.follow(&KestravaViewModel::lastSavedAtChanged, this, &AuditListModel::saveStateTextChanged);
     beginResetModel();
     all_.clear();
     visible_.clear();

@@ -8,12 +8,13 @@
 // (a reset only when very many rows change), and the full rebuild happens only when the
 // groups themselves change.
 
+#include "ViewModelLink.h"
+
 #include "model/PhotoModel.h"
 
 #include "workflow/KestravaViewModel.h"
 
 #include <QAbstractListModel>
-#include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
 namespace kestrava {
@@ -100,14 +101,13 @@ private:
     int visiblePosition(int allIndex) const;
     void onCommittingChanged();
 
-    QPointer<KestravaViewModel> viewModel_;
+    ViewModelLink viewModel_;
     QString filter_ = QStringLiteral("all");
     QString searchText_;
     QList<Row> all_;
     QList<int> visible_; // ascending indices into all_
     qsizetype totalFiles_ = 0;
     QString savingGroupId_;
-    QList<QMetaObject::Connection> connections_;
 };
 
 } // namespace kestrava

@@ -35,17 +35,10 @@ QObject* DecisionTimelineItem::viewModelObject() const
 
 void DecisionTimelineItem::setViewModelObject(QObject* object)
 {
-    auto* viewModel = qobject_cast<KestravaViewModel*>(object);
-    if (viewModel_ == viewModel)
+    if (!viewModel_.reset(qobject_cast<KestravaViewModel*>(object)))
         return;
-    for (const auto& connection : connections_)
-        disconnect(connection);
-    connections_.clear();
-    viewModel_ = viewModel;
-    if (viewModel_) {
-        connections_ << connect(viewModel_, &KestravaViewModel::reviewStateChanged, this, &DecisionTimelineItem::reload);
-        connections_ << connect(viewModel_, &KestravaViewModel::currentIndexChanged, this, &DecisionTimelineItem::reload);
-    }
+    viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &DecisionTimelineItem::reload);
+    viewModel_.follow(&KestravaViewModel::currentIndexChanged, this, &DecisionTimelineItem::reload);
     emit viewModelChanged();
     reload();
 }

@@ -6,12 +6,13 @@
 // so 20,000 groups never cost more rectangles than the track has pixels; a decision updates
 // the rectangles without creating any item.
 
+#include "ViewModelLink.h"
+
 #include "model/PhotoModel.h"
 
 #include "workflow/KestravaViewModel.h"
 
 #include <QColor>
-#include <QPointer>
 #include <QQuickItem>
 #include <QtQml/qqmlregistration.h>
 #include <optional>
@@ -76,7 +77,7 @@ protected:
 private:
     void reload();
 
-    QPointer<KestravaViewModel> viewModel_;
+    ViewModelLink viewModel_;
     QList<std::optional<PhotoDecision>> decisions_;
     int currentIndex_ = 0;
     bool geometryDirty_ = true;
@@ -84,7 +85,6 @@ private:
     QColor maybeColor_{0xe3, 0xb3, 0x41};
     QColor deleteColor_{0xe0, 0x5d, 0x5d};
     QColor openColor_{0x3a, 0x3d, 0x44};
-    QList<QMetaObject::Connection> connections_;
 };
 
 } // namespace kestrava

@@ -32,16 +32,11 @@ void ReviewPreviewController::setViewModelObject(QObject* viewModel)
 
 void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
 {
-    if (viewModel_ == viewModel)
+    if (!viewModel_.reset(viewModel))
         return;
-    for (const auto& connection : connections_)
-        disconnect(connection);
-    connections_.clear();
-    viewModel_ = viewModel;
-    if (viewModel_) {
-        connections_ << connect(viewModel_, &KestravaViewModel::reviewStateChanged, this, &ReviewPreviewController::sync);
-        connections_ << connect(viewModel_, &KestravaViewModel::currentIndexChanged, this, &ReviewPreviewController::sync);
-    }
+    viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &ReviewPreviewController::sync);
+    viewModel_.follow(&KestravaViewModel::currentIndexChanged, this, &ReviewPreviewController::sync);
+    viewModel_.follow(&KestravaViewModel::isPreviewReadyChanged, this, &ReviewPreviewController::onPreviewReadyChanged);
     emit viewModelChanged();
     sync();
 }
@@ -93,11 +88,23 @@ void ReviewPreviewController::sync()
 
 void ReviewPreviewController::loadCandidate()
 {
-    QPointer<KestravaViewModel> viewModel = viewModel_;
+    QPointer<KestravaViewModel> viewModel = viewModel_.get();
     loader_->load(FileUrl::fromLocalPath(candidates_[candidateIndex_]), [viewModel](const FileUrl& url, bool success) {
         if (viewModel)
             viewModel->setPreviewReady(success, url.path());
     });
+}
+
+void ReviewPreviewController::onPreviewReadyChanged()
+{
+    // The view model asks for a visible picture again without the group changing (an undo of
+    // the decision on the group on screen, a return from the confirmation). The picture never
+    // left the screen, and no new load will report it, so it is reported once more.
+    if (!active_ || !viewModel_ || viewModel_->isPreviewReady() || loader_->isLoading() || !hasImage())
+        return;
+    const std::optional<FileUrl> shown = loader_->requestedURL();
+    if (shown && candidates_.contains(shown->path()))
+        viewModel_->setPreviewReady(true, shown->path());
 }
 
 void ReviewPreviewController::onDidFailChanged()

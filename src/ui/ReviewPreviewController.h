@@ -5,6 +5,8 @@
 // picture, reports readiness to the view model (decisions wait for a visible picture) and
 // prefetches the next four groups. Inactive (outside review) it forgets everything.
 
+#include "ViewModelLink.h"
+
 #include "preview/PhotoPreviewLoader.h"
 
 #include "workflow/KestravaViewModel.h"
@@ -62,14 +64,14 @@ private:
     void sync();
     void loadCandidate();
     void onDidFailChanged();
+    void onPreviewReadyChanged();
 
     PhotoPreviewLoader* loader_;
-    QPointer<KestravaViewModel> viewModel_;
+    ViewModelLink viewModel_;
     bool active_ = false;
     QString groupKey_;
     QStringList candidates_;
     int candidateIndex_ = 0;
-    QList<QMetaObject::Connection> connections_;
 };
 
 } // namespace kestrava

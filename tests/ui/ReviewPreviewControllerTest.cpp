@@ -1,0 +1,165 @@
+// The review screen's preview driver against a real view model and real renders of a
+// generated shoot: which files it renders and prefetches, how it falls back when a file
+// yields no picture, and that a decision is possible whenever the picture is on screen.
+
+#include "UiRig.h"
+#include "preview/PhotoPreviewLoader.h"
+#include "preview/PreviewPipeline.h"
+#include "preview/PreviewRenderer.h"
+#include "ui/ReviewPreviewController.h"
+
+#include <QFileInfo>
+#include <gtest/gtest.h>
+
+#include <mutex>
+
+using namespace kestrava;
+using namespace kestrava::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The real renderer, recording which files it was asked for.
+struct RecordingRenderer {
+    std::mutex mutex;
+    QStringList paths;
+
+    PreviewPipeline::Renderer function()
+    {
+        return [this](const QString& path, int size, const PreviewRenderer::CancelCheck& isCanceled) {
+            {
+                std::lock_guard lock(mutex);
+                paths.append(path);
+            }
+            return PreviewRenderer::render(path, size, isCanceled);
+        };
+    }
+    QStringList calls()
+    {
+        std::lock_guard lock(mutex);
+        return paths;
+    }
+};
+
+struct ControllerFixture : ::testing::Test {
+    UiRig rig{8};
+    RecordingRenderer renderer;
+    std::unique_ptr<PreviewPipeline> pipeline;
+    std::unique_ptr<PhotoPreviewLoader> loader;
+    std::unique_ptr<ReviewPreviewController> controller;
+
+    void SetUp() override
+    {
+        rig.loadShoot();
+        rig.configure();
+        rig.startReview();
+        PreviewPipeline::Options options; // no disk cache: every render is seen
+        options.renderer = renderer.function();
+        pipeline = std::make_unique<PreviewPipeline>(std::move(options));
+        loader = std::make_unique<PhotoPreviewLoader>(*pipeline);
+        loader->setTargetPixelSizeOverride(1024);
+    }
+    void TearDown() override
+    {
+        controller.reset();
+        loader.reset();
+        pipeline.reset();
+    }
+    void start()
+    {
+        controller = std::make_unique<ReviewPreviewController>(loader.get(), nullptr);
+        controller->setViewModel(rig.viewModel.get());
+        controller->setActive(true);
+    }
+    KestravaViewModel& vm() { return *rig.viewModel; }
+    bool pictureReady()
+    {
+        return waitUntil([&] { return vm().isPreviewReady() && !vm().isCommittingDecision(); });
+    }
+    // Every request sent so far has been answered.
+    bool pipelineIdle()
+    {
+        return waitUntil([&] { return pipeline->snapshot().inFlightPriorities.isEmpty(); });
+    }
+    QString previewOf(int group) { return vm().effectiveReviewGroups().at(group).previewURL.path(); }
+};
+
+QStringList sorted(QStringList list)
+{
+    list.sort();
+    return list;
+}
+
+} // namespace
+
+TEST_F(ControllerFixture, rendersTheCurrentGroupAndPrefetchesUpToFourAfterIt)
+{
+    start();
+    ASSERT_TRUE(pictureReady());
+    ASSERT_TRUE(pipelineIdle());
+    EXPECT_EQ(sorted(renderer.calls()), sorted({previewOf(0), previewOf(1), previewOf(2), previewOf(3), previewOf(4)}));
+
+    // At the third-last group only the two groups after it are prepared.
+    vm().showGroupInMainReview(vm().effectiveReviewGroups().at(5).id);
+    ASSERT_TRUE(pictureReady());
+    ASSERT_TRUE(pipelineIdle());
+    EXPECT_EQ(sorted(renderer.calls().mid(5)), sorted({previewOf(5), previewOf(6), previewOf(7)}));
+
+    // The last group was prefetched: it shows without another render, and nothing follows it.
+    vm().showGroupInMainReview(vm().effectiveReviewGroups().at(7).id);
+    ASSERT_TRUE(pictureReady());
+    ASSERT_TRUE(pipelineIdle());
+    EXPECT_EQ(renderer.calls().size(), 8);
+    EXPECT_EQ(controller->shownPath(), previewOf(7));
+    EXPECT_TRUE(controller->hasImage());
+}
+
+TEST_F(ControllerFixture, anUnreadableFileFallsBackToTheGroupsOtherFileAndNoneLeftSaysSo)
+{
+    // Group 0: the preferred file is damaged, its partner is fine.
+    const ReviewGroup first = vm().effectiveReviewGroups().at(0);
+    ASSERT_EQ(first.memberURLs.size(), 2);
+    writeFile(first.previewURL.path(), "kein Bild");
+    // Group 1: both files are damaged.
+    const ReviewGroup second = vm().effectiveReviewGroups().at(1);
+    for (const FileUrl& member : second.memberURLs)
+        writeFile(member.path(), "kein Bild");
+
+    start();
+    ASSERT_TRUE(pictureReady());
+    const QStringList candidates = vm().previewCandidates();
+    ASSERT_EQ(candidates.size(), 2);
+    EXPECT_EQ(controller->shownPath(), candidates.at(1));
+    EXPECT_NE(controller->shownPath(), first.previewURL.path());
+    EXPECT_TRUE(controller->hasImage());
+    EXPECT_EQ(controller->statusText(), QString());
+
+    vm().classify(PhotoDecision::keep);
+    ASSERT_TRUE(waitUntil([&] { return controller->statusText() == u"Keine Vorschau verfügbar"_s; }));
+    EXPECT_EQ(vm().currentIndex(), 1);
+    EXPECT_FALSE(controller->hasImage());
+    EXPECT_FALSE(vm().isPreviewReady()) << "no picture, so the keys stay locked";
+}
+
+TEST_F(ControllerFixture, takingBackTheDecisionOnTheGroupOnScreenKeepsItDecidable)
+{
+    start();
+    ASSERT_TRUE(pictureReady());
+    // On the last group a decision keeps the review there; taking it back stays there too.
+    vm().showGroupInMainReview(vm().effectiveReviewGroups().last().id);
+    ASSERT_TRUE(pictureReady());
+    const int last = vm().currentIndex();
+    vm().classify(PhotoDecision::del);
+    ASSERT_TRUE(pictureReady());
+    EXPECT_EQ(vm().currentIndex(), last);
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 1);
+
+    vm().undoLastDecision();
+    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
+    EXPECT_EQ(vm().currentIndex(), last);
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 0);
+    ASSERT_TRUE(pictureReady()) << "the picture never left the screen, so the keys must work";
+    vm().classify(PhotoDecision::keep);
+    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 1);
+}
