@@ -49,7 +49,7 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     ASSERT_EQ(groups, 6);
     const int keys[] = {Qt::Key_Up, Qt::Key_Right, Qt::Key_Down, Qt::Key_Left, Qt::Key_Down, Qt::Key_Up, Qt::Key_Up, Qt::Key_Right};
     for (int key : keys) {
-        ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady() && !rig.viewModel->isCommittingDecision(); }, 20000))
+        ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady() && !rig.viewModel->isCommittingDecision(); }, 60000))
             << "picture not on screen before key " << key;
         rig.press(window, key);
         ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
@@ -65,7 +65,7 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::reviewing; }));
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"auditLink"_s) != nullptr; }));
     rig.click(rig.find(u"auditLink"_s));
-    ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }, 60000));
     EXPECT_TRUE(rig.viewModel->isReviewAuditPresented());
     EXPECT_FALSE(rig.viewModel->acceptsReviewShortcuts());
     QObject* confirm = rig.find(u"confirmSelectionButton"_s);

@@ -53,7 +53,7 @@ public:
     {
         for (const ReviewGroup& group : rig->viewModel->effectiveReviewGroups()) {
             rig->viewModel->reclassify(decision, group.id);
-            if (!waitForSettled(5000))
+            if (!waitForSettled(60000))
                 return false;
         }
         return true;

@@ -51,11 +51,11 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"03-setup-complete"_s));
 
     rig.startReview();
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady(); }, 20000)) << "no preview reached the screen";
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady(); }, 60000)) << "no preview reached the screen";
     expectPainted(rig.screenshot(window, u"04-review"_s));
 
     rig.press(window, Qt::Key_Up);
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->currentIndex() == 1 && rig.viewModel->isPreviewReady(); }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->currentIndex() == 1 && rig.viewModel->isPreviewReady(); }, 60000));
     expectPainted(rig.screenshot(window, u"04-review-after-keep"_s));
 
     rig.press(window, Qt::Key_Z);
@@ -88,7 +88,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     rig.fileOps.delayMs = 120;
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->canExecute(); }));
     rig.viewModel->applySort();
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->progress() && rig.viewModel->progress()->completedFiles >= 2; }, 30000));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->progress() && rig.viewModel->progress()->completedFiles >= 2; }, 60000));
     expectPainted(rig.screenshot(window, u"07-trash-staging"_s));
     rig.fileOps.delayMs = 0;
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::trashConfirmation; }, 60000))

@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fcntl.h>
 
 Q_IMPORT_QML_PLUGIN(KestravaPlugin)
 
@@ -37,11 +38,42 @@ bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
     return true;
 }
 
+int ThrottledFileOps::open(const QByteArray& path, int flags, mode_t mode)
+{
+    const int fd = FileOps::open(path, flags, mode);
+    if (fd >= 0 && (flags & O_CREAT) && path.endsWith(".partial")) {
+        std::lock_guard lock(mutex_);
+        copies_.insert(fd);
+    }
+    return fd;
+}
+
 int ThrottledFileOps::fsync(int fd)
 {
+    int copy = 0;
+    {
+        std::lock_guard lock(mutex_);
+        if (copies_.contains(fd))
+            copy = ++copiesFlushed_;
+    }
+    if (copy > 0 && holdFromCopy.load() > 0 && copy >= holdFromCopy.load()) {
+        ++holding;
+        while (holdFromCopy.load() > 0 && copy >= holdFromCopy.load())
+            QThread::msleep(2);
+        --holding;
+    }
     if (const int delay = delayMs.load(); delay > 0)
         QThread::msleep(delay);
     return FileOps::fsync(fd);
+}
+
+int ThrottledFileOps::close(int fd)
+{
+    {
+        std::lock_guard lock(mutex_);
+        copies_.remove(fd);
+    }
+    return FileOps::close(fd);
 }
 
 QStringList photoFilesBelow(const QString& folder)
@@ -98,6 +130,7 @@ UiRig::UiRig(int shots, bool withSessionStore)
 
 UiRig::~UiRig()
 {
+    fileOps.holdFromCopy = 0; // a test that failed mid-run must not leave the executor waiting
     if (auto* audit = auditWindow())
         audit->close();
     if (window)
@@ -237,7 +270,7 @@ void UiRig::click(QObject* object)
 bool UiRig::reviewWithKeys(const QList<int>& keys)
 {
     for (int key : keys) {
-        const bool ready = waitUntil([&] { return viewModel->isPreviewReady() && !viewModel->isCommittingDecision(); }, 20000);
+        const bool ready = waitUntil([&] { return viewModel->isPreviewReady() && !viewModel->isCommittingDecision(); }, 60000);
         EXPECT_TRUE(ready) << "picture not on screen before key " << key;
         if (!ready)
             return false;

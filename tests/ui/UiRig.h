@@ -12,9 +12,12 @@
 
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
+#include <QSet>
+
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 namespace kestrava::test {
 
@@ -28,14 +31,27 @@ public:
 };
 
 // The executor's file access, optionally slowed down per flushed file, so that a person has
-// time to press "Sicher abbrechen" while a run works.
+// time to press "Sicher abbrechen" while a run works. `holdFromCopy` (counting copied files
+// from 1) stops the run when that file's copy is flushed, until it is set back to 0, so a
+// cancel arrives mid-run however slowly the test itself is scheduled.
 class ThrottledFileOps final : public FileOps {
 public:
+    int open(const QByteArray& path, int flags, mode_t mode = 0600) override;
     int fsync(int fd) override;
+    int close(int fd) override;
     std::atomic<int> delayMs{0};
+    std::atomic<int> holdFromCopy{0};
+    std::atomic<int> holding{0}; // threads stopped by holdFromCopy now
+
+private:
+    std::mutex mutex_;
+    QSet<int> copies_; // open temporaries of copied files
+    int copiesFlushed_ = 0;
 };
 
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
+// The limit only stops a hang: on a loaded machine (sanitizers, parallel tests) a step may take
+// many seconds, so waits are for conditions, never for a fixed time.
+bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 60000);
 
 // Relative paths of the camera files (JPEG and DNG, any spelling) below `folder`, sorted.
 QStringList photoFilesBelow(const QString& folder);

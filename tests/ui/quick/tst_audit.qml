@@ -22,7 +22,7 @@ Item {
             root.audit = auditComponent.createObject(null)
             root.audit.show()
             root.audit.requestActivate()
-            tryCompare(root.audit, "visible", true)
+            tryCompare(root.audit, "visible", true, 60000)
         }
         function cleanupTestCase() {
             root.audit.close()
@@ -30,7 +30,7 @@ Item {
         }
 
         function test_1_openingMarksThePresentationAndBlocksReviewKeys() {
-            tryCompare(ViewModel, "isReviewAuditPresented", true)
+            tryCompare(ViewModel, "isReviewAuditPresented", true, 60000)
             compare(ViewModel.acceptsReviewShortcuts, false)
             const list = findChild(root.audit.contentItem, "auditList")
             compare(list.count, 6)
@@ -46,7 +46,7 @@ Item {
             list.forceActiveFocus()
             list.currentIndex = 2
             Rig.pressIn(root.audit, Qt.Key_3)
-            verify(Rig.waitForSettled(5000))
+            verify(Rig.waitForSettled(60000))
             compare(ViewModel.decisionCounts["delete"], 1)
             compare(list.currentItem.decision, "delete")
         }

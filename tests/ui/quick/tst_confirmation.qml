@@ -19,7 +19,7 @@ Item {
             verify(Rig.startReview())
             verify(Rig.decideAll("delete"))
             ViewModel.beginCompletionFlow()
-            tryCompare(ViewModel, "route", "confirmation")
+            tryCompare(ViewModel, "route", "confirmation", 60000)
             confirmation.active = true
         }
 
