@@ -9,7 +9,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <cerrno>
 
 namespace kestrava {
 
@@ -64,12 +63,9 @@ bool AppShell::exportDecisionsCsv(const QString& path)
     }
     try {
         const QByteArray csv = kestrava::exportDecisionsCsv(*session);
-        // A document for the user, readable like the photos beside it.
-        UniqueFd file = createExclusive(path, FileOps::system(), 0, 0644);
-        writeAll(file.get(), csv.constData(), csv.size(), path);
-        if (FileOps::system().fsync(file.get()) != 0)
-            throw FileSystemError(FileSystemError::Operation::flush, path, errno);
-        file.close(path);
+        // A document for the user, readable like the photos beside it. Written whole or not at
+        // all: a CSV cut at a row boundary would import later as fewer decisions, silently.
+        atomicCreate(path, csv, FileOps::system(), 0644);
         return true;
     } catch (const KestravaError& error) {
         setAlert(u"Export fehlgeschlagen: "_s + error.description());

@@ -43,8 +43,9 @@ QList<qint64> runAndKill(const QString& storeFolder, int acknowledgements, int e
     }
     QThread::usleep(extraMicroseconds);
     ::kill(pid_t(child.processId()), SIGKILL);
-    if (child.state() != QProcess::NotRunning)
+    if (child.state() != QProcess::NotRunning) {
         EXPECT_TRUE(child.waitForFinished(60000)) << "killed child still running";
+    }
     output += child.readAllStandardOutput();
 
     QList<qint64> acknowledged;

@@ -49,14 +49,14 @@ Item {
     }
     FileDialog {
         id: csvDialog
-        title: "Recovery-CSV importieren"
+        title: "Recovery-CSV auswählen"
         fileMode: FileDialog.OpenFile
         nameFilters: ["CSV-Dateien (*.csv)", "Alle Dateien (*)"]
         onAccepted: csvFolderDialog.open()
     }
     FolderDialog {
         id: csvFolderDialog
-        title: "Ordner mit den Fotos wählen"
+        title: "Original-Fotoordner zuordnen"
         onAccepted: ViewModel.importRecoveryCsv(Shell.localPath(csvDialog.selectedFile), Shell.localPath(selectedFolder))
     }
     FileDialog {
