@@ -185,7 +185,9 @@ struct Scenario {
     int pollMicroseconds;
 };
 
-void crashAndResume(const Scenario& scenario, quint32 seed)
+// One shoot sorted, killed `wantedKills` times and resumed to its end, then checked in full.
+// Returns the run, whose kills may fall short of `wantedKills` when it finished first.
+CrashRun crashAndResume(const Scenario& scenario, quint32 seed, int wantedKills)
 {
     TempTree tree;
     const QString source = tree.path(QStringLiteral("Karte"));
@@ -218,16 +220,16 @@ void crashAndResume(const Scenario& scenario, quint32 seed)
 
     QElapsedTimer clock;
     clock.start();
-    const CrashRun run = killRepeatedly(environment, arguments, store, resultFolder, int(shoot.size()), scenario.kills,
+    const CrashRun run = killRepeatedly(environment, arguments, store, resultFolder, int(shoot.size()), wantedKills,
                                         scenario.pollMicroseconds, seed, afterKill);
     std::printf("%s/%s: %d files, %d runs, %d kills, %d lock takeovers, %lld ms; files in the result at each kill: %s\n",
                 scenario.mode, scenario.verify, int(shoot.size()), run.runs, run.kills, run.takeovers,
                 qint64(clock.elapsed()), qPrintable(progressAtKills.join(QLatin1Char(' '))));
 
-    ASSERT_TRUE(run.finished) << run.failures.join(QLatin1Char('\n')).toStdString();
+    EXPECT_TRUE(run.finished) << run.failures.join(QLatin1Char('\n')).toStdString();
+    if (!run.finished)
+        return run;
     EXPECT_TRUE(run.failures.isEmpty()) << run.failures.join(QLatin1Char('\n')).toStdString();
-    EXPECT_GE(run.kills, scenario.kills);
-    EXPECT_GT(run.takeovers, 0);
     EXPECT_EQ(brokenMoments, 0);
     if (!run.finalOutput.isEmpty()) {
         EXPECT_EQ(run.finalOutput.value(QLatin1String("pendingCount")).toInt(), 0);
@@ -241,6 +243,22 @@ void crashAndResume(const Scenario& scenario, quint32 seed)
         EXPECT_EQ(digestsBelow(source), shoot.keys());
     else
         EXPECT_TRUE(filesBelow(source).isEmpty()) << filesBelow(source).join(QLatin1Char(' ')).toStdString();
+    return run;
+}
+
+// On a busy machine a run gets further between the checks that hold it and can finish before
+// all its kills; a fresh shoot then takes the kills still wanted, each round checked in full.
+void crashUntilEnoughKills(const Scenario& scenario, quint32 seed)
+{
+    int kills = 0;
+    int takeovers = 0;
+    for (int round = 0; round < 5 && kills < scenario.kills && !::testing::Test::HasFailure(); ++round) {
+        const CrashRun run = crashAndResume(scenario, seed + quint32(round), scenario.kills - kills);
+        kills += run.kills;
+        takeovers += run.takeovers;
+    }
+    EXPECT_GE(kills, scenario.kills);
+    EXPECT_GT(takeovers, 0);
 }
 
 } // namespace
@@ -248,15 +266,15 @@ void crashAndResume(const Scenario& scenario, quint32 seed)
 // 55 kills in all: copies verified by size and by SHA-256, and same-volume moves (renames).
 TEST(SortCliCrash, killedCopyWithSha256ResumesToOneVerifiedCopyOfEveryFile)
 {
-    crashAndResume({"safeCopy", "sha256", 20, 2000}, 101);
+    crashUntilEnoughKills({"safeCopy", "sha256", 20, 2000}, 101);
 }
 
 TEST(SortCliCrash, killedCopyWithSizeCheckResumesToOneCopyOfEveryFile)
 {
-    crashAndResume({"safeCopy", "fileSize", 15, 2000}, 202);
+    crashUntilEnoughKills({"safeCopy", "fileSize", 15, 2000}, 202);
 }
 
 TEST(SortCliCrash, killedMovesLeaveEveryFileExactlyOnce)
 {
-    crashAndResume({"moveOriginals", "fileSize", 20, 400}, 303);
+    crashUntilEnoughKills({"moveOriginals", "fileSize", 20, 400}, 303);
 }
