@@ -1,5 +1,7 @@
 #include "FileOps.h"
 
+#include "DurableSteps.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -45,6 +47,8 @@ int renameat2NoReplace(const char* from, const char* to)
 
 int FileOps::open(const QByteArray& path, int flags, mode_t mode)
 {
+    if (flags & O_CREAT)
+        testhooks::durableStep("create", path.constData());
     return retryOnInterrupt([&] { return ::open(path.constData(), flags | O_CLOEXEC, mode); });
 }
 
@@ -60,6 +64,7 @@ ssize_t FileOps::write(int fd, const void* buffer, size_t count)
 
 int FileOps::fsync(int fd)
 {
+    testhooks::durableStep("fsync", nullptr, fd);
     // An EINTR from fsync says nothing about whether the data reached the disk; the caller
     // must treat it as a failed flush, so it is not retried here.
     return ::fsync(fd);
@@ -72,26 +77,31 @@ int FileOps::close(int fd)
 
 int FileOps::rename(const QByteArray& from, const QByteArray& to)
 {
+    testhooks::durableStep("rename", to.constData());
     return ::rename(from.constData(), to.constData());
 }
 
 int FileOps::renameNoReplace(const QByteArray& from, const QByteArray& to)
 {
+    testhooks::durableStep("renameNoReplace", to.constData());
     return renameat2NoReplace(from.constData(), to.constData());
 }
 
 int FileOps::link(const QByteArray& from, const QByteArray& to)
 {
+    testhooks::durableStep("link", to.constData());
     return ::link(from.constData(), to.constData());
 }
 
 int FileOps::unlink(const QByteArray& path)
 {
+    testhooks::durableStep("unlink", path.constData());
     return ::unlink(path.constData());
 }
 
 int FileOps::mkdir(const QByteArray& path, mode_t mode)
 {
+    testhooks::durableStep("mkdir", path.constData());
     return ::mkdir(path.constData(), mode);
 }
 
@@ -107,6 +117,7 @@ int FileOps::fstat(int fd, struct stat* info)
 
 int FileOps::ftruncate(int fd, off_t length)
 {
+    testhooks::durableStep("ftruncate", nullptr, fd);
     return retryOnInterrupt([&] { return ::ftruncate(fd, length); });
 }
 

@@ -1,0 +1,64 @@
+#include "DurableSteps.h"
+
+#ifdef KESTRAVA_TEST_HOOKS
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <climits>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace kestrava::testhooks {
+
+namespace {
+
+struct StepSettings {
+    long killAt = 0;
+    int logFd = -1;
+
+    StepSettings()
+    {
+        if (const char* kill = std::getenv("KESTRAVA_KILL_AT_STEP"))
+            killAt = std::strtol(kill, nullptr, 10);
+        // Opened once with O_APPEND and written with one write per line, so lines from
+        // several threads never interleave; deliberately never closed.
+        if (const char* log = std::getenv("KESTRAVA_STEP_LOG"); log && *log)
+            logFd = ::open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    }
+};
+
+} // namespace
+
+void durableStep(const char* kind, const char* path, int fd)
+{
+    static const StepSettings settings;
+    if (settings.killAt <= 0 && settings.logFd < 0)
+        return;
+    static std::atomic<long> steps{0};
+    const long step = ++steps;
+    if (settings.logFd >= 0) {
+        char target[PATH_MAX] = "-";
+        if (!path && fd >= 0) {
+            char link[64];
+            std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+            const ssize_t length = ::readlink(link, target, sizeof target - 1);
+            target[length > 0 ? length : 1] = '\0';
+            path = target;
+        }
+        char line[4096 + 128];
+        const int length = std::snprintf(line, sizeof line, "%ld %s %s\n", step, kind, path ? path : "-");
+        if (length > 0) {
+            const ssize_t written = ::write(settings.logFd, line, size_t(length) < sizeof line ? size_t(length) : sizeof line - 1);
+            (void)written;
+        }
+    }
+    if (step == settings.killAt)
+        ::raise(SIGKILL);
+}
+
+} // namespace kestrava::testhooks
+
+#endif
