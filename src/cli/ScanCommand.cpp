@@ -1,7 +1,8 @@
 #include "CliCommand.h"
-#include "model/PhotoModelJson.h"
 #include "scanning/PhotoInventoryScanner.h"
+#include "session/JsonTextWriter.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 namespace {
@@ -9,6 +10,28 @@ namespace {
 using namespace kestrava;
 
 constexpr char scanUsage[] = "scan DIR";
+
+// A folder of 100,000 photos would first become a JSON document tree of 100,000 objects and
+// then text; coded straight into text and handed on in chunks, the output costs about as much
+// as the walk itself.
+void printItemsStreaming(const QList<PhotoItem>& items)
+{
+    constexpr qsizetype chunkBytes = 1 << 20;
+    QFile out;
+    if (!out.open(stdout, QIODevice::WriteOnly))
+        return;
+    JsonTextWriter writer(chunkBytes + 4096);
+    writer.beginArray();
+    for (const PhotoItem& item : items) {
+        writePhotoJson(writer, item);
+        if (writer.pendingBytes() >= chunkBytes)
+            out.write(writer.take());
+    }
+    writer.endArray();
+    out.write(writer.take());
+    out.write("\n");
+    out.flush();
+}
 
 int runScan(const QStringList& arguments)
 {
@@ -18,7 +41,7 @@ int runScan(const QStringList& arguments)
     try {
         const FileUrl folder = FileUrl::fromLocalPath(QFileInfo(args.positional().first()).absoluteFilePath());
         const PhotoScanOutcome outcome = PhotoInventoryScanner::scanDetailed(folder);
-        cli::printJson(json::toCompactJson(toJson(outcome.items)));
+        printItemsStreaming(outcome.items);
         const int names = outcome.skippedUndecodableNames;
         const int folders = outcome.skippedUnreadableFolders;
         if (names == 1)

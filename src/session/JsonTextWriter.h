@@ -33,6 +33,8 @@ public:
     void object(const QJsonObject& object);
 
     QByteArray take() { return std::move(out_); }
+    // Bytes written since the last take(); a streaming caller hands them on in chunks.
+    qsizetype pendingBytes() const { return out_.size(); }
 
 private:
     void separate();
@@ -43,5 +45,9 @@ private:
     std::vector<bool> hasValue_;
     bool afterKey_ = false;
 };
+
+struct PhotoItem;
+// One photo as the session document codes it (the same text as toJson(photo), compact).
+void writePhotoJson(JsonTextWriter& writer, const PhotoItem& photo);
 
 } // namespace kestrava

@@ -6,12 +6,10 @@ namespace kestrava {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
 // Keys are written in ascending order, the order QJsonObject gives; the tests hold this text
 // against toJson(session).
 
-void writePhoto(JsonTextWriter& w, const PhotoItem& photo)
+void writePhotoJson(JsonTextWriter& w, const PhotoItem& photo)
 {
     w.beginObject();
     w.key("captureDate"_L1);
@@ -35,12 +33,14 @@ void writePhoto(JsonTextWriter& w, const PhotoItem& photo)
     w.endObject();
 }
 
+namespace {
+
 void writePhotos(JsonTextWriter& w, QLatin1StringView key, const QList<PhotoItem>& photos)
 {
     w.key(key);
     w.beginArray();
     for (const PhotoItem& photo : photos)
-        writePhoto(w, photo);
+        writePhotoJson(w, photo);
     w.endArray();
 }
 
