@@ -2,7 +2,9 @@
 //   ui_frame_bench timeline [groups]  decisions at 20,000 groups: action to frame on screen
 //   ui_frame_bench audit [groups]     scrolling the audit list: scroll step to frame on screen
 //   ui_frame_bench keys [shots] [ms]  arrow key every 150 ms: key press to the next picture's frame
-// Each prints count, p50, p95 and max in milliseconds.
+//   ui_frame_bench open [shots]       a folder of JPEG + RAW pairs (20,000 by default), warm cache:
+//                                     opening it to the first picture on screen, and peak memory
+// Each prints count, p50, p95 and max in milliseconds; `open` prints one line of figures.
 
 #include "ui/AppShell.h"
 #include "ui/ReviewPreviewController.h"
@@ -11,7 +13,10 @@
 #include "scanning/generator/ShootGenerator.h"
 #include "workflow/KestravaViewModel.h"
 
+#include <QDir>
+#include <QDirIterator>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
@@ -21,6 +26,8 @@
 #include <QTest>
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 Q_IMPORT_QML_PLUGIN(KestravaPlugin)
 
@@ -235,6 +242,101 @@ int keys(int shots, int intervalMs)
     return 0;
 }
 
+
+long statusKiB(const char* field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith(field))
+            return line.mid(qstrlen(field)).trimmed().split(' ').first().toLong();
+    return -1;
+}
+
+// A card of `shots` JPEG + RAW pairs in one folder. Only the first few JPEGs hold pictures (the
+// review shows the first shot and prefetches a few); the rest are empty files, which a scan
+// and the review list treat exactly like full ones.
+void writePairs(const QString& folder, int shots)
+{
+    QTemporaryDir real;
+    shootgen::ShootOptions options;
+    options.shots = 6;
+    options.rawRatio = 0;
+    options.distractors = false;
+    options.imageSize = QSize(6000, 4000);
+    shootgen::generateShoot(real.path(), options);
+    QStringList jpegs;
+    QDirIterator it(real.path(), {QStringLiteral("*.JPG"), QStringLiteral("*.jpg")}, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        jpegs.append(it.next());
+    jpegs.sort();
+    const QString dcim = folder + QStringLiteral("/DCIM/100CANON");
+    QDir().mkpath(dcim);
+    for (int i = 0; i < shots; ++i) {
+        const QString name = dcim + QStringLiteral("/IMG_%1").arg(i + 1, 5, 10, QLatin1Char('0'));
+        if (i < jpegs.size())
+            QFile::copy(jpegs[i], name + QStringLiteral(".JPG"));
+        else
+            ::close(::open(QFile::encodeName(name + QStringLiteral(".JPG")).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        ::close(::open(QFile::encodeName(name + QStringLiteral(".CR3")).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    }
+}
+
+int open(int shots)
+{
+    QTemporaryDir folder;
+    QTemporaryDir destination;
+    writePairs(folder.path(), shots);
+    // Warm cache: the tree is read once, as a photographer's second look at a card would.
+    QDirIterator warm(folder.path(), QDir::Files, QDirIterator::Subdirectories);
+    while (warm.hasNext())
+        warm.next();
+
+    WorkflowServices services;
+    services.timings.completionDelay = std::chrono::hours(1);
+    App app(services);
+    const long baseKiB = statusKiB("VmRSS:");
+    QElapsedTimer clock;
+    clock.start();
+    app.viewModel->load(folder.path());
+    waitFor([&] { return app.viewModel->route() == AppRoute::setup; });
+    const double scannedMs = clock.nsecsElapsed() / 1e6;
+    app.viewModel->chooseFormatReview(QStringLiteral("both"));
+    app.viewModel->selectOperationMode(QStringLiteral("safeCopy"));
+    app.viewModel->setDestinationBaseFolder(destination.path());
+    app.viewModel->updateRunFolderName(QStringLiteral("Bench"));
+    const qint64 started = clock.nsecsElapsed();
+    app.viewModel->startReviewing();
+    qint64 shownAt = -1;
+    ReviewPreviewController* controller = nullptr;
+    auto frameConnection = QObject::connect(app.window, &QQuickWindow::frameSwapped, app.window, [&] {
+        if (!controller)
+            controller = app.window->findChild<ReviewPreviewController*>();
+        if (shownAt < 0 && controller && controller->hasImage())
+            shownAt = clock.nsecsElapsed();
+    });
+    waitFor([&] { return shownAt >= 0; });
+    QObject::disconnect(frameConnection);
+    if (shownAt < 0) {
+        std::printf("no picture on screen\n");
+        return 1;
+    }
+    // Reviewing goes on: the metadata of every file is read in the background, the timeline and
+    // the audit list hold every group. Memory is taken once that settles.
+    app.viewModel->requestReviewAudit();
+    QElapsedTimer settle;
+    settle.start();
+    waitFor([&] { return settle.elapsed() > 3000; }, 4000);
+    const double openMs = scannedMs + (shownAt - started) / 1e6;
+    std::printf("{\"shots\":%d,\"files\":%d,\"scanToSetupMs\":%.1f,\"reviewToPictureMs\":%.1f,\"openToPictureMs\":%.1f,"
+                "\"baseRssMiB\":%.1f,\"rssMiB\":%.1f,\"peakRssMiB\":%.1f}\n",
+                shots, shots * 2, scannedMs, (shownAt - started) / 1e6, openMs, baseKiB / 1024.0,
+                statusKiB("VmRSS:") / 1024.0, statusKiB("VmHWM:") / 1024.0);
+    std::fflush(stdout);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -249,6 +351,8 @@ int main(int argc, char** argv)
         return audit(count > 0 ? count : 20000);
     if (mode == QStringLiteral("keys"))
         return keys(count > 0 ? count : 60, args.value(3).toInt() > 0 ? args.value(3).toInt() : 150);
-    std::fputs("usage: ui_frame_bench timeline|audit|keys [count]\n", stderr);
+    if (mode == QStringLiteral("open"))
+        return open(count > 0 ? count : 20000);
+    std::fputs("usage: ui_frame_bench timeline|audit|keys|open [count]\n", stderr);
     return 2;
 }
