@@ -2,6 +2,7 @@
 
 #include "RawSources.h"
 #include "ScaledDecode.h"
+#include "TurboDecode.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -18,6 +19,9 @@ constexpr int smallestUsefulSide = 100;
 
 QImage decodeEmbedded(const EmbeddedJpeg& jpeg, int maxPixelSize)
 {
+    QImage turbo = decodeJpegScaled(jpeg.bytes, maxPixelSize, false);
+    if (!turbo.isNull())
+        return orientedByExif(turbo, jpeg.exifOrientation);
     QByteArray bytes = jpeg.bytes;
     QBuffer buffer(&bytes);
     if (!buffer.open(QIODevice::ReadOnly))
@@ -29,7 +33,13 @@ QImage decodeEmbedded(const EmbeddedJpeg& jpeg, int maxPixelSize)
 
 std::optional<PreviewPayload> renderJpeg(QFile& file, int maxPixelSize)
 {
-    const QImage image = decodeScaled(file, maxPixelSize, true);
+    const QByteArray bytes = file.readAll();
+    QImage image = decodeJpegScaled(bytes, maxPixelSize, true);
+    if (!image.isNull())
+        return PreviewPayload::of(std::move(image), PreviewSource::decoded);
+    if (!file.seek(0))
+        return std::nullopt;
+    image = decodeScaled(file, maxPixelSize, true);
     if (image.isNull())
         return std::nullopt;
     return PreviewPayload::of(image, PreviewSource::decoded);
