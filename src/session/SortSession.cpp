@@ -85,7 +85,8 @@ QJsonObject toJson(const SortSession& s)
     o.insert("photos"_L1, toJson(s.photos));
     o.insert("passThroughPhotos"_L1, toJson(s.passThroughPhotos));
     o.insert("ignoredPhotoCount"_L1, s.ignoredPhotoCount);
-    o.insert("skippedEntryCount"_L1, s.skippedEntryCount);
+    if (s.skippedEntryCount != 0)
+        o.insert("skippedEntryCount"_L1, s.skippedEntryCount);
     json::putOptional(o, "selectedReviewChoice"_L1, s.selectedReviewChoice,
                       [](FormatReviewChoice c) { return rawValue(c); });
     o.insert("pairingWasTransferred"_L1, s.pairingWasTransferred);

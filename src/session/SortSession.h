@@ -81,7 +81,7 @@ struct SortSession {
     QList<PhotoItem> passThroughPhotos;
     int ignoredPhotoCount = 0;
     // Entries the scan could not take (undecodable names, unreadable sub-folders); they stay
-    // in the source folder whatever the run does.
+    // in the source folder whatever the run does. Written only when not 0.
     int skippedEntryCount = 0;
     std::optional<FormatReviewChoice> selectedReviewChoice;
     bool pairingWasTransferred = false;
