@@ -25,12 +25,10 @@ QString skippedEntriesNote(int skippedEntryCount)
     if (skippedEntryCount <= 0)
         return {};
     if (skippedEntryCount == 1)
-        return QStringLiteral("1 Eintrag (Datei oder Unterordner) konnte nicht gelesen werden (ungültig kodierter "
-                              "Name oder fehlende Leserechte) und ist nicht Teil dieser Sortierung; er bleibt "
-                              "unverändert im Quellordner.");
-    return QStringLiteral("%1 Einträge (Dateien oder Unterordner) konnten nicht gelesen werden (ungültig kodierte "
-                          "Namen oder fehlende Leserechte) und sind nicht Teil dieser Sortierung; sie bleiben "
-                          "unverändert im Quellordner.")
+        return QStringLiteral("1 Datei oder Unterordner war nicht lesbar (ungültig kodierter Name oder fehlende "
+                              "Leserechte): nicht Teil dieser Sortierung, bleibt unverändert im Quellordner.");
+    return QStringLiteral("%1 Dateien oder Unterordner waren nicht lesbar (ungültig kodierte Namen oder fehlende "
+                          "Leserechte): nicht Teil dieser Sortierung, bleiben unverändert im Quellordner.")
         .arg(skippedEntryCount);
 }
 

@@ -233,7 +233,7 @@ TEST(Loading, entriesTheScanLeftOutAreNamedAndStayNamedAfterARestart)
     rig.outcome.skippedUnreadableFolders = 1;
     rig.load(folder);
     EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
-    EXPECT_TRUE(rig.vm->skippedEntriesNoteText().contains(QStringLiteral("3 Einträge")))
+    EXPECT_TRUE(rig.vm->skippedEntriesNoteText().contains(QStringLiteral("3 Dateien oder Unterordner")))
         << rig.vm->skippedEntriesNoteText().toStdString();
 
     // Continued at a later start, the confirmation screen must still say it.
