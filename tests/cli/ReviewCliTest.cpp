@@ -113,6 +113,11 @@ TEST(ReviewCli, entriesWithUndecodableNamesAreNamedCountedLeftInPlaceAndFailTheS
     EXPECT_EQ(complete.exitCode, 0) << complete.err.toStdString();
     EXPECT_EQ(lastJson(complete.out).value(QLatin1String("skippedEntryCount")).toInt(-1), 0);
     EXPECT_FALSE(complete.err.contains(leftOutNote));
+
+    // Results asked for inside the source are named before the review starts.
+    const CliResult inside = runCli(reviewArguments(clean, clean + QStringLiteral("/Sortiert"), store), environment);
+    EXPECT_EQ(inside.exitCode, 0) << inside.err.toStdString();
+    EXPECT_TRUE(inside.err.contains("Die Zielbasis liegt im Quellordner")) << inside.err.toStdString();
 }
 
 // Root reads every folder whatever its mode, so as root the command runs as "nobody".
