@@ -2,6 +2,7 @@
 
 #include "model/EnumNames.h"
 #include "preview/PreviewRenderer.h"
+#include "preview/RegularFile.h"
 
 #include <QFileInfo>
 #include <QImageWriter>
@@ -24,6 +25,8 @@ int runPreview(const QStringList& arguments)
         return cli::usage(usageText);
 
     const QString input = QFileInfo(args.positional().first()).absoluteFilePath();
+    if (preview::existsButIsNotRegular(input))
+        return cli::fail(preview::notRegularFileMessage(input));
     const std::optional<PreviewPayload> payload = PreviewRenderer::render(input, size);
     if (!payload)
         return cli::fail(QStringLiteral("Für „%1“ kann keine Vorschau erzeugt werden.").arg(QFileInfo(input).fileName()));

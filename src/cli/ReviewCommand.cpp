@@ -34,6 +34,7 @@ int runReview(const QStringList& arguments)
     result.insert(QLatin1String("route"), viewModel.routeName());
     result.insert(QLatin1String("counts"), counts);
     result.insert(QLatin1String("destinationFolder"), viewModel.destinationFolder()->toUrlString());
+    result.insert(QLatin1String("skippedEntryCount"), viewModel.skippedEntryCount());
     cli::printJson(json::toCompactJson(result));
     return cli::success;
 }

@@ -93,6 +93,11 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
     viewModel.load(request.folder);
     if (!runUntil(viewModel, [&] { return !viewModel.isLoading(); }) || viewModel.route() != AppRoute::setup)
         return viewModel.alertText();
+    // Said before the review, so a run killed later has still told its user.
+    for (const QString& note : {viewModel.skippedEntriesNoteText(), viewModel.destinationBaseWarning()})
+        if (!note.isEmpty())
+            err() << "Hinweis: " << note << "\n";
+    err().flush();
     if (request.choice)
         viewModel.chooseFormatReview(*request.choice);
     viewModel.selectOperationMode(request.mode);

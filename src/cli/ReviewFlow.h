@@ -52,7 +52,9 @@ WorkflowServices headlessServices(SessionStore& store);
 bool runUntil(const KestravaViewModel& viewModel, const std::function<bool()>& done);
 
 // Loads, sets up, decides every group and waits for the confirmation screen with the session
-// saved. Each acknowledged decision is reported on standard error ("entschieden N GRUPPE").
+// saved. Entries the scan left out, and a destination base inside the source, are named on
+// standard error first. Each acknowledged decision is reported on standard error
+// ("entschieden N GRUPPE").
 // Returns the German failure message, or nothing on success.
 std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewRequest& request);
 

@@ -1,5 +1,6 @@
 #include "CliCommand.h"
 #include "scanning/PhotoInventoryScanner.h"
+#include "scanning/PhotoScannerError.h"
 #include "session/JsonTextWriter.h"
 
 #include <QFile>
@@ -42,16 +43,8 @@ int runScan(const QStringList& arguments)
         const FileUrl folder = FileUrl::fromLocalPath(QFileInfo(args.positional().first()).absoluteFilePath());
         const PhotoScanOutcome outcome = PhotoInventoryScanner::scanDetailed(folder);
         printItemsStreaming(outcome.items);
-        const int names = outcome.skippedUndecodableNames;
-        const int folders = outcome.skippedUnreadableFolders;
-        if (names == 1)
-            cli::err() << "Hinweis: 1 Eintrag mit ungültig kodiertem Namen wurde übergangen.\n";
-        else if (names > 1)
-            cli::err() << "Hinweis: " << names << " Einträge mit ungültig kodiertem Namen wurden übergangen.\n";
-        if (folders == 1)
-            cli::err() << "Hinweis: 1 Unterordner konnte nicht gelesen werden und wurde übergangen.\n";
-        else if (folders > 1)
-            cli::err() << "Hinweis: " << folders << " Unterordner konnten nicht gelesen werden und wurden übergangen.\n";
+        if (const QString note = skippedEntriesNote(outcome.skippedEntryCount()); !note.isEmpty())
+            cli::err() << "Hinweis: " << note << "\n";
         cli::err().flush();
         return cli::success;
     } catch (const KestravaError& error) {

@@ -54,8 +54,16 @@ int runSort(const QStringList& arguments)
     if (args.has(QStringLiteral("--report")) && viewModel.lastSortResult())
         ok = viewModel.saveReport(cli::absolutePath(args.value(QStringLiteral("--report")))) && ok;
 
-    cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
+    QJsonObject summary = cli::executionSummary(viewModel);
+    summary.insert(QLatin1String("skippedEntryCount"), viewModel.skippedEntryCount());
+    cli::printJson(json::toCompactJson(summary));
     cli::reportMessages(viewModel);
+    // Files left out by the scan are still in the source: the run must not pass for complete.
+    if (viewModel.skippedEntryCount() > 0) {
+        cli::err() << "Hinweis: " << viewModel.skippedEntriesNoteText() << "\n";
+        cli::err().flush();
+        ok = false;
+    }
     return ok && cli::runSucceeded(viewModel, args.has(QStringLiteral("--confirm-trash"))) ? cli::success
                                                                                           : cli::failure;
 }

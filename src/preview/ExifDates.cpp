@@ -1,6 +1,7 @@
 #include "ExifDates.h"
 
 #include "RawSources.h"
+#include "RegularFile.h"
 
 #include <QFile>
 #include <QHash>
@@ -45,7 +46,7 @@ std::optional<QDateTime> firstDate(const Exiv2::ExifData& exif)
 std::optional<QDateTime> dateFromCanonBoxes(const QString& path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!preview::openRegularFile(file))
         return std::nullopt;
     if (file.peek(8).mid(4, 4) != "ftyp")
         return std::nullopt;
@@ -83,6 +84,8 @@ std::optional<QDateTime> dateFromCanonBoxes(const QString& path)
 
 std::optional<QDateTime> readCaptureDate(const QString& path)
 {
+    if (!preview::isRegularFile(path))
+        return std::nullopt;
     preview::ensureExiv2Initialised();
     try {
         auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());

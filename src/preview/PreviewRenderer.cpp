@@ -1,6 +1,7 @@
 #include "PreviewRenderer.h"
 
 #include "RawSources.h"
+#include "RegularFile.h"
 #include "ScaledDecode.h"
 #include "TurboDecode.h"
 
@@ -80,7 +81,7 @@ std::optional<PreviewPayload> render(const QString& path, int maxPixelSize, cons
     if (maxPixelSize <= 0 || (isCanceled && isCanceled()))
         return std::nullopt;
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!openRegularFile(file))
         return std::nullopt;
     // Content decides, not the extension: some cameras and tools write JPEG data under a RAW
     // name, and a JPEG renamed by hand should still show.

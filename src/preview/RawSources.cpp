@@ -1,5 +1,6 @@
 #include "RawSources.h"
 
+#include "RegularFile.h"
 #include "ScaledDecode.h"
 
 #include <QFile>
@@ -73,6 +74,8 @@ QSize jpegFrameSize(const uchar* data, qsizetype available)
 
 std::unique_ptr<LibRaw> openWithLibRaw(const QString& path)
 {
+    if (!isRegularFile(path))
+        return nullptr;
     // The processor carries large buffers: never on a worker thread's stack.
     auto raw = std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK);
     if (raw->open_file(QFile::encodeName(path).constData()) != LIBRAW_SUCCESS)
@@ -151,7 +154,7 @@ std::optional<EmbeddedJpeg> exiv2EmbeddedJpeg(const QString& path, int maxPixelS
 std::optional<EmbeddedJpeg> scannedEmbeddedJpeg(const QString& path, int maxPixelSize)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() < 4)
+    if (!openRegularFile(file) || file.size() < 4)
         return std::nullopt;
     const qsizetype size = qsizetype(file.size());
     const uchar* data = file.map(0, size);
@@ -205,6 +208,10 @@ bool isFarSmaller(QSize size, int maxPixelSize)
 
 std::optional<EmbeddedJpeg> bestEmbeddedJpeg(const QString& path, int maxPixelSize, bool* openedByLibRaw)
 {
+    if (openedByLibRaw)
+        *openedByLibRaw = false;
+    if (!isRegularFile(path))
+        return std::nullopt;
     bool opened = false;
     std::optional<EmbeddedJpeg> embedded = libRawEmbeddedJpeg(path, &opened);
     if (openedByLibRaw)

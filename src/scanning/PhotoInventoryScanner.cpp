@@ -1,5 +1,7 @@
 #include "PhotoInventoryScanner.h"
 
+#include "model/RunFolderMarker.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QMutex>
@@ -222,7 +224,11 @@ private:
             const bool canceled = isCanceled && *isCanceled && (*isCanceled)();
             if (!canceled) {
                 const int fd = ::openat(rootFd_, relative.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-                if (fd < 0 || readDirectory(worker, fd, relative) != 0)
+                if (fd < 0)
+                    ++worker.unreadable;
+                else if (holdsRunFolderMarker(fd))
+                    ::close(fd);
+                else if (readDirectory(worker, fd, relative) != 0)
                     ++worker.unreadable;
             }
 
@@ -234,6 +240,13 @@ private:
             worker.foundFolders.clear();
             wakeUp_.wakeAll();
         }
+    }
+
+    // Whatever the marker is (file, folder, link), its presence alone decides.
+    static bool holdsRunFolderMarker(int fd)
+    {
+        struct stat info;
+        return ::fstatat(fd, runFolderMarkerName, &info, AT_SYMLINK_NOFOLLOW) == 0;
     }
 
     // Takes ownership of `fd`. Returns 0, or the errno of a listing that could not be read.

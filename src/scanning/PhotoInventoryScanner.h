@@ -4,12 +4,16 @@
 //
 // Contract of every scan:
 // - One pass over the tree; at most one stat per entry, and only for files whose extension
-//   names a photo (or entries whose type the directory listing does not tell).
+//   names a photo (or entries whose type the directory listing does not tell), plus one
+//   look-up of the run-folder marker per sub-folder.
 // - Symbolic links are never followed (a link to a photo or a folder is not a regular file),
 //   so link loops cannot hang a scan.
 // - Names starting with "." are hidden and skipped. Folders whose name starts with
-//   "Kestrava-Ergebnis" (earlier results) or ".kestrava" (working folders) are not descended.
-// - Unreadable sub-folders are passed over; only the chosen folder itself can fail the scan.
+//   "Kestrava-Ergebnis" (earlier results) or ".kestrava" (working folders) are not descended,
+//   nor sub-folders holding the run-folder marker: a result folder placed inside the source
+//   would otherwise be offered for review again. The chosen folder itself is always read.
+// - Unreadable sub-folders are passed over and counted; only the chosen folder itself can
+//   fail the scan.
 // - Names that are not valid UTF-8 cannot be represented in a session document: they are left
 //   out (and counted), never renamed or otherwise touched.
 // - File dates are whole seconds (modification, else creation, else distantPast()), the
@@ -26,12 +30,19 @@
 namespace kestrava {
 
 struct PhotoScanOutcome {
+    PhotoScanOutcome() = default;
+    // A scan that left nothing out.
+    PhotoScanOutcome(QList<PhotoItem> found) : items(std::move(found)) {}
+
     QList<PhotoItem> items;
     // Entries that would have been photos or folders to descend, left out because their name
     // is not valid UTF-8.
     int skippedUndecodableNames = 0;
     // Sub-folders that could not be opened (permission, vanished during the scan).
     int skippedUnreadableFolders = 0;
+    // Entries whose files are not part of the sort and stay where they are, whatever the run
+    // does with the rest; the user must be told.
+    int skippedEntryCount() const { return skippedUndecodableNames + skippedUnreadableFolders; }
     // True when the cancellation check answered true; `items` is then empty.
     bool canceled = false;
 };

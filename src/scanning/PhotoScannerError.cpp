@@ -17,3 +17,19 @@ QString PhotoScannerError::description() const
 }
 
 } // namespace kestrava
+
+namespace kestrava {
+
+QString skippedEntriesNote(int skippedEntryCount)
+{
+    if (skippedEntryCount <= 0)
+        return {};
+    if (skippedEntryCount == 1)
+        return QStringLiteral("1 Datei oder Unterordner war nicht lesbar (ungültig kodierter Name oder fehlende "
+                              "Leserechte): nicht Teil dieser Sortierung, bleibt unverändert im Quellordner.");
+    return QStringLiteral("%1 Dateien oder Unterordner waren nicht lesbar (ungültig kodierte Namen oder fehlende "
+                          "Leserechte): nicht Teil dieser Sortierung, bleiben unverändert im Quellordner.")
+        .arg(skippedEntryCount);
+}
+
+} // namespace kestrava

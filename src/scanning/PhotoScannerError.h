@@ -28,3 +28,12 @@ private:
 };
 
 } // namespace kestrava
+
+namespace kestrava {
+
+// The note shown wherever a scan left entries out (names that are not valid UTF-8, sub-folders
+// that could not be read): those files are not part of the sort and stay in the source folder.
+// Empty when `skippedEntryCount` is 0.
+QString skippedEntriesNote(int skippedEntryCount);
+
+} // namespace kestrava

@@ -85,6 +85,8 @@ QJsonObject toJson(const SortSession& s)
     o.insert("photos"_L1, toJson(s.photos));
     o.insert("passThroughPhotos"_L1, toJson(s.passThroughPhotos));
     o.insert("ignoredPhotoCount"_L1, s.ignoredPhotoCount);
+    if (s.skippedEntryCount != 0)
+        o.insert("skippedEntryCount"_L1, s.skippedEntryCount);
     json::putOptional(o, "selectedReviewChoice"_L1, s.selectedReviewChoice,
                       [](FormatReviewChoice c) { return rawValue(c); });
     o.insert("pairingWasTransferred"_L1, s.pairingWasTransferred);
@@ -133,6 +135,7 @@ SortSession sortSessionFromJson(const QJsonObject& o)
     s.photos = optionalPhotos(o, "photos"_L1);
     s.passThroughPhotos = optionalPhotos(o, "passThroughPhotos"_L1);
     s.ignoredPhotoCount = optionalIntField(o, "ignoredPhotoCount"_L1, 0);
+    s.skippedEntryCount = optionalIntField(o, "skippedEntryCount"_L1, 0);
     s.selectedReviewChoice = json::optionalEnum<FormatReviewChoice>(o, "selectedReviewChoice"_L1);
     s.pairingWasTransferred = json::optionalBool(o, "pairingWasTransferred"_L1).value_or(false);
     s.pairingChoiceResolved = json::optionalBool(o, "pairingChoiceResolved"_L1).value_or(true);

@@ -80,6 +80,9 @@ struct SortSession {
     QList<PhotoItem> photos;
     QList<PhotoItem> passThroughPhotos;
     int ignoredPhotoCount = 0;
+    // Entries the scan could not take (undecodable names, unreadable sub-folders); they stay
+    // in the source folder whatever the run does. Written only when not 0.
+    int skippedEntryCount = 0;
     std::optional<FormatReviewChoice> selectedReviewChoice;
     bool pairingWasTransferred = false;
     bool pairingChoiceResolved = true;

@@ -118,6 +118,10 @@ QByteArray encodeSortSession(const SortSession& s)
         w.key("selectedReviewChoice"_L1);
         w.string(rawValue(*s.selectedReviewChoice));
     }
+    if (s.skippedEntryCount != 0) {
+        w.key("skippedEntryCount"_L1);
+        w.integer(s.skippedEntryCount);
+    }
     w.key("sourceFolder"_L1);
     w.string(s.sourceFolder.toUrlString());
     w.key("status"_L1);

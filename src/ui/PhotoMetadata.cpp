@@ -1,4 +1,5 @@
 #include "PhotoMetadata.h"
+#include "preview/RegularFile.h"
 
 #include <exiv2/exiv2.hpp>
 
@@ -86,6 +87,9 @@ QString formatPixelSize(QSize size)
 Details read(const QString& path)
 {
     Details details;
+    // A FIFO named like a photo would block the open forever.
+    if (!preview::isRegularFile(path))
+        return details;
     try {
         auto image = Exiv2::ImageFactory::open(path.toStdString());
         if (!image.get())

@@ -7,6 +7,9 @@
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
 
+#include "platform/VolumeInfo.h"
+
+#include <QStandardPaths>
 #include <QtConcurrent>
 
 namespace kestrava {
@@ -20,7 +23,16 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     : QObject(parent), services_(std::move(services))
 {
     if (!services_.scanFolder)
-        services_.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scan(folder); };
+        services_.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scanDetailed(folder); };
+    if (!services_.isOnRemovableVolume)
+        services_.isOnRemovableVolume = [](const QString& path) {
+            const auto facts = volumeFacts(path);
+            return facts && facts->isRemovable;
+        };
+    if (services_.picturesFolder.isEmpty())
+        services_.picturesFolder = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    connect(this, &KestravaViewModel::sourceFolderChanged, this, &KestravaViewModel::setupWarningsChanged);
+    connect(this, &KestravaViewModel::destinationBaseFolderChanged, this, &KestravaViewModel::setupWarningsChanged);
     if (!services_.clock)
         services_.clock = [] { return QDateTime::currentDateTimeUtc(); };
     if (!services_.metadata)
@@ -316,6 +328,7 @@ void KestravaViewModel::resetTransientState()
     setCount(jpegAvailableCount_, 0, &KestravaViewModel::jpegAvailableCountChanged);
     setCount(rawAvailableCount_, 0, &KestravaViewModel::rawAvailableCountChanged);
     setCount(ignoredPhotoCount_, 0, &KestravaViewModel::ignoredPhotoCountChanged);
+    setSkippedEntryCount(0);
     tally_.reset();
     emit decisionCountsChanged();
     setDestinationFolder(std::nullopt);

@@ -43,6 +43,12 @@ class CancellationFlag;
 class ReviewKeyFilter;
 struct ExecutionOutcome;
 
+// One opened folder: what the scan found and the destination base proposed for it.
+struct FolderScan {
+    PhotoScanOutcome outcome;
+    FileUrl proposedDestinationBase;
+};
+
 class KestravaViewModel : public QObject {
     Q_OBJECT
 
@@ -105,6 +111,10 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
     Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY reviewStateChanged)
     Q_PROPERTY(QString progressTitle READ progressTitle NOTIFY progressTitleChanged)
+    // What the scan left out, and where the results would land (ViewModelLoading.cpp).
+    Q_PROPERTY(int skippedEntryCount READ skippedEntryCount NOTIFY skippedEntryCountChanged)
+    Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
+    Q_PROPERTY(QString destinationBaseWarning READ destinationBaseWarning NOTIFY setupWarningsChanged)
 
 public:
     explicit KestravaViewModel(WorkflowServices services = {}, QObject* parent = nullptr);
@@ -256,7 +266,8 @@ public:
     // Scans `folderPath` and parses `csvPath` in the background, then applies the recovery.
     Q_INVOKABLE void importRecoveryCsv(const QString& csvPath, const QString& folderPath);
     // Throws SessionStoreError (ambiguous row) without changing anything.
-    void applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory, const FileUrl& sourceFolder);
+    void applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory, const FileUrl& sourceFolder,
+                       int skippedEntryCount = 0, std::optional<FileUrl> proposedDestinationBase = std::nullopt);
     // Saves the final snapshot after every write already queued; the shell waits for the
     // returned future before the process ends.
     QFuture<void> flushSessionBeforeTermination();
@@ -319,7 +330,17 @@ public:
     void setApplyingForTesting(bool applying) { setApplying(applying); }
 #endif
 
+    // ---- Scan gaps and setup warnings (ViewModelLoading.cpp) -------------------------------
+    // Entries the scan could not take; their files stay in the source folder whatever the run does.
+    int skippedEntryCount() const { return skippedEntryCount_; }
+    // The German note naming them; empty when nothing was left out.
+    QString skippedEntriesNoteText() const;
+    // Non-empty when the destination base lies inside (or is) the source folder.
+    QString destinationBaseWarning() const;
+
 signals:
+    void skippedEntryCountChanged();
+    void setupWarningsChanged();
     void routeChanged();
     void photosChanged();
     void reviewGroupsChanged();
@@ -399,10 +420,13 @@ private:
     void setReviewAuditRequest(std::optional<QUuid> id);
     void setFlag(bool& field, bool value, void (KestravaViewModel::*signal)());
     void setCount(int& field, int value, void (KestravaViewModel::*signal)());
+    void setSkippedEntryCount(int count);
     QDateTime now() const;
 
     // ViewModelLoading.cpp
     void prepareScannedPhotos(const QList<PhotoItem>& items);
+    // Runs on a worker thread.
+    static FolderScan scanFolder(const WorkflowServices& services, const FileUrl& folder);
     void applyReviewChoice(FormatReviewChoice choice);
     void rebuildReviewGroups();
     // Empty on success, else the failure text.
@@ -482,6 +506,7 @@ private:
     int jpegAvailableCount_ = 0;
     int rawAvailableCount_ = 0;
     int ignoredPhotoCount_ = 0;
+    int skippedEntryCount_ = 0;
     std::optional<FormatReviewChoice> selectedReviewChoice_;
     DecisionTally tally_;
     std::optional<SortSession> resumableSession_;
@@ -514,7 +539,7 @@ private:
     // Owned tasks. The generation counts runs: a continuation whose generation is no longer
     // current belongs to a run that was reset and must not touch anything.
     quint64 runGeneration_ = 0;
-    QFuture<QList<PhotoItem>> scanTask_;
+    QFuture<FolderScan> scanTask_;
     QFuture<QList<PhotoItem>> metadataTask_;
     QTimer feedbackTimer_;
     int feedbackStage_ = 0;

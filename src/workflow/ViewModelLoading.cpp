@@ -6,6 +6,8 @@
 #include "model/DestinationPlanner.h"
 #include "scanning/FormatPreselection.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QtConcurrent>
 
 namespace kestrava {
@@ -40,21 +42,22 @@ void KestravaViewModel::load(const FileUrl& folder)
     // A new folder is a new run; its session is created once the scan has found files.
     session_.reset();
     setSourceFolder(folder);
-    // Results go beside the photo folder unless the user already chose a base: inside it they
-    // would be scanned again with the next run.
-    if (!destinationBaseFolder_)
-        setDestinationBase(folder.parent());
     setRunFolderNameValue(DestinationPlanner::suggestedRunName(eventName_, now().toLocalTime()));
     setRoute(AppRoute::scanning);
     setFlag(isLoading_, true, &KestravaViewModel::isLoadingChanged);
 
     const quint64 generation = runGeneration_;
-    scanTask_ = QtConcurrent::run([scan = services_.scanFolder, folder] { return scan(folder); });
+    scanTask_ = QtConcurrent::run([services = services_, folder] { return scanFolder(services, folder); });
     scanTask_
         .then(this,
-              [this, generation](const QList<PhotoItem>& items) {
+              [this, generation](const FolderScan& scanned) {
                   if (generation != runGeneration_)
                       return;
+                  const QList<PhotoItem>& items = scanned.outcome.items;
+                  // Unless the user already chose a base.
+                  if (!destinationBaseFolder_)
+                      setDestinationBase(scanned.proposedDestinationBase);
+                  setSkippedEntryCount(scanned.outcome.skippedEntryCount());
                   prepareScannedPhotos(items);
                   setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
                   if (items.isEmpty()) {
@@ -84,6 +87,56 @@ void KestravaViewModel::load(const FileUrl& folder)
             setRoute(AppRoute::welcome);
             setAlert(QStringLiteral("Der Ordner „%1“ konnte nicht gelesen werden.").arg(sourceFolderPath()));
         });
+}
+
+FolderScan KestravaViewModel::scanFolder(const WorkflowServices& services, const FileUrl& folder)
+{
+    FolderScan scanned;
+    scanned.outcome = services.scanFolder(folder);
+    // Results go beside the photo folder: inside it they would land among the originals. A
+    // folder on a card is the exception, since the card is what the user means to empty.
+    if (!services.picturesFolder.isEmpty() && services.isOnRemovableVolume(folder.path()))
+        scanned.proposedDestinationBase = FileUrl::fromLocalPath(services.picturesFolder);
+    else
+        scanned.proposedDestinationBase = folder.parent();
+    return scanned;
+}
+
+void KestravaViewModel::setSkippedEntryCount(int count)
+{
+    setCount(skippedEntryCount_, count, &KestravaViewModel::skippedEntryCountChanged);
+}
+
+QString KestravaViewModel::skippedEntriesNoteText() const
+{
+    return skippedEntriesNote(skippedEntryCount_);
+}
+
+namespace {
+
+// The real path where the folder exists (links resolved, so another name for the same
+// folder is recognised), else the cleaned path.
+QString comparablePath(const FileUrl& folder)
+{
+    const QString canonical = QFileInfo(folder.path()).canonicalFilePath();
+    return canonical.isEmpty() ? QDir::cleanPath(folder.path()) : canonical;
+}
+
+} // namespace
+
+QString KestravaViewModel::destinationBaseWarning() const
+{
+    if (!sourceFolder_ || !destinationBaseFolder_)
+        return {};
+    const QString source = comparablePath(*sourceFolder_);
+    const QString base = comparablePath(*destinationBaseFolder_);
+    const bool inside = base == source
+        || base.startsWith(source.endsWith(QLatin1Char('/')) ? source : source + QLatin1Char('/'));
+    if (!inside)
+        return {};
+    return QStringLiteral("Die Zielbasis liegt im Quellordner. Die Ergebnisse landen dann zwischen den Originalen "
+                          "und auf demselben Datenträger; wähle besser einen Ordner außerhalb von „%1“.")
+        .arg(sourceFolder_->fileName());
 }
 
 void KestravaViewModel::prepareScannedPhotos(const QList<PhotoItem>& items)

@@ -16,7 +16,7 @@ const QString recoveredEventName = QStringLiteral("Wiederhergestellt");
 
 struct RecoveryInput {
     QList<RecoveryCSVRow> rows;
-    QList<PhotoItem> inventory;
+    FolderScan scanned;
 };
 
 } // namespace
@@ -27,16 +27,17 @@ void KestravaViewModel::importRecoveryCsv(const QString& csvPath, const QString&
         return;
     const FileUrl folder = FileUrl::fromLocalPath(folderPath);
     // Parsing first: a broken list fails before the folder is read at all.
-    QtConcurrent::run([csvPath, folder, scan = services_.scanFolder] {
+    QtConcurrent::run([csvPath, folder, services = services_] {
         RecoveryInput input;
         input.rows = RecoveryCSVImporter::parse(readWholeFile(csvPath));
-        input.inventory = scan(folder);
+        input.scanned = scanFolder(services, folder);
         return input;
     })
         .then(this,
               [this, folder](const RecoveryInput& input) {
                   try {
-                      applyRecovery(input.rows, input.inventory, folder);
+                      applyRecovery(input.rows, input.scanned.outcome.items, folder,
+                                    input.scanned.outcome.skippedEntryCount(), input.scanned.proposedDestinationBase);
                   } catch (const QException& error) {
                       setAlert(failureText(error));
                   }
@@ -46,7 +47,8 @@ void KestravaViewModel::importRecoveryCsv(const QString& csvPath, const QString&
 }
 
 void KestravaViewModel::applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory,
-                                      const FileUrl& sourceFolder)
+                                      const FileUrl& sourceFolder, int skippedEntryCount,
+                                      std::optional<FileUrl> proposedDestinationBase)
 {
     // Matching throws on an ambiguous row before anything changes: all or nothing.
     const RecoveryMatch match = matchRecoveryRows(rows, inventory);
@@ -63,7 +65,8 @@ void KestravaViewModel::applyRecovery(const QList<RecoveryCSVRow>& rows, const Q
     resetTransientState();
     setSourceFolder(sourceFolder);
     if (!destinationBaseFolder_)
-        setDestinationBase(sourceFolder.parent());
+        setDestinationBase(proposedDestinationBase.value_or(sourceFolder.parent()));
+    setSkippedEntryCount(skippedEntryCount);
     updateEventName(recoveredEventName);
     setRunFolderNameValue(DestinationPlanner::suggestedRunName(recoveredEventName, now().toLocalTime()));
     createSession();

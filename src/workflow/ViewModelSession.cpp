@@ -85,6 +85,7 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     snapshot.photos = photos_;
     snapshot.passThroughPhotos = passThroughPhotos_;
     snapshot.ignoredPhotoCount = ignoredPhotoCount_;
+    snapshot.skippedEntryCount = skippedEntryCount_;
     snapshot.selectedReviewChoice = selectedReviewChoice_;
     snapshot.pairingWasTransferred = pairingWasTransferred_;
     snapshot.pairingChoiceResolved = !showFormatChoice_;
@@ -224,6 +225,7 @@ void KestravaViewModel::apply(const SortSession& session)
     setCount(jpegAvailableCount_, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
     setCount(rawAvailableCount_, raws, &KestravaViewModel::rawAvailableCountChanged);
     setCount(ignoredPhotoCount_, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
+    setSkippedEntryCount(session.skippedEntryCount);
     setSelectedReviewChoice(session.selectedReviewChoice);
     setFlag(showFormatChoice_, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
             &KestravaViewModel::showFormatChoiceChanged);

@@ -7,6 +7,7 @@
 
 #include "model/DestinationPlanner.h"
 #include "model/PhotoModel.h"
+#include "scanning/PhotoInventoryScanner.h"
 
 #include <QFuture>
 #include <chrono>
@@ -67,8 +68,15 @@ struct WorkflowTimings {
 struct WorkflowServices {
     // None disables all persistence. Not owned; must outlive the view model.
     SessionStore* sessionStore = nullptr;
-    // Blocking scan, called on a worker thread. Default: PhotoInventoryScanner::scan.
-    std::function<QList<PhotoItem>(const FileUrl& folder)> scanFolder;
+    // Blocking scan, called on a worker thread. Default: PhotoInventoryScanner::scanDetailed.
+    // A function answering a plain list reports nothing left out.
+    std::function<PhotoScanOutcome(const FileUrl& folder)> scanFolder;
+    // Whether a path lies on a removable volume (a card, a stick); called on a worker thread.
+    // Default: the platform's volume facts.
+    std::function<bool(const QString& path)> isOnRemovableVolume;
+    // Proposed as destination base for a source on a removable volume, so results never land
+    // on the card by default. Default: the user's Pictures folder.
+    QString picturesFolder;
     // Default: the current time in UTC.
     std::function<QDateTime()> clock;
     WorkflowTimings timings;

@@ -2,6 +2,7 @@
 
 #include "ScanTestHelpers.h"
 #include "TestSupport.h"
+#include "model/RunFolderMarker.h"
 #include "scanning/PhotoInventoryScanner.h"
 
 #include <QDir>
@@ -84,6 +85,35 @@ TEST(ScannerSelection, hiddenEntriesAndOwnFoldersAreNotEntered)
     QStringList found = relativePaths(scanTree(tree));
     found.sort();
     EXPECT_EQ(found, (QStringList{"Kestrava-Ergebnis.jpg", "Mein Kestrava-Ergebnis/found.jpg", "keep.jpg"}));
+}
+
+TEST(ScannerSelection, markedRunFoldersAreNotEnteredWhateverTheirNameButAChosenOneIsRead)
+{
+    TempTree tree;
+    tree.write("keep.jpg");
+    // A run folder placed inside the source, at the top and deeper down; its name is the
+    // user's choice, so only the marker can tell it apart.
+    tree.write(QString("Kestrava – Hochzeit/") + runFolderMarkerName, QByteArray());
+    tree.write("Kestrava – Hochzeit/JPEG/Behalten/keep.jpg");
+    tree.write(QString("Tag 1/Sortiert/") + runFolderMarkerName, QByteArray());
+    tree.write("Tag 1/Sortiert/RAW/IMG_1.CR3");
+    tree.write("Tag 1/IMG_1.CR3");
+    // The marker closes only its own folder, not its parent or its siblings.
+    tree.write(QString("Album/Unter/") + runFolderMarkerName, QByteArray());
+    tree.write("Album/Unter/b.jpg");
+    tree.write("Album/a.jpg");
+    // Whatever kind of entry carries the name, it marks the folder.
+    tree.mkdir(QString("Andere/") + runFolderMarkerName);
+    tree.write("Andere/c.jpg");
+
+    QStringList found = relativePaths(scanTree(tree));
+    found.sort();
+    EXPECT_EQ(found, (QStringList{"Album/a.jpg", "Tag 1/IMG_1.CR3", "keep.jpg"}));
+
+    // Opening a result folder itself is a deliberate choice: its photos are offered.
+    const QList<PhotoItem> inside =
+        PhotoInventoryScanner::scan(FileUrl::fromLocalPath(tree.path("Kestrava – Hochzeit")));
+    EXPECT_EQ(relativePaths(inside), QStringList{"JPEG/Behalten/keep.jpg"});
 }
 
 TEST(ScannerSelection, symbolicLinksAreNeitherFollowedNorReturned)

@@ -41,6 +41,7 @@ SortSession makeFullSession()
     session.passThroughPhotos = makeSession(1).photos;
     session.passThroughPhotos[0].sourceURL = FileUrl::fromLocalPath(u"/Fotos/Reise/Video, \"lang\".jpg"_s);
     session.ignoredPhotoCount = 12;
+    session.skippedEntryCount = 3;
     session.selectedReviewChoice = FormatReviewChoice::both;
     session.pairingWasTransferred = true;
     session.pairingChoiceResolved = false;

@@ -11,6 +11,10 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <future>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -101,6 +105,20 @@ TEST(PhotoMetadata, unreadableFileGivesDashesNotAnError)
     ASSERT_EQ(lines.size(), 8);
     for (const auto& line : lines)
         EXPECT_EQ(line.value, u"–"_s) << line.label.toStdString();
+}
+
+TEST(PhotoMetadata, fifoNamedLikeAPhotoIsRefusedWithoutWaitingForAWriter)
+{
+    TempTree tree;
+    const QByteArray fifo = QFile::encodeName(tree.path(u"pipe.jpg"_s));
+    ASSERT_EQ(::mkfifo(fifo.constData(), 0644), 0);
+    auto details = std::async(std::launch::async, [&] { return PhotoMetadata::read(QFile::decodeName(fifo)); });
+    if (details.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
+        ADD_FAILURE() << "reading the inspector's values blocked on a FIFO";
+        if (const int writer = ::open(fifo.constData(), O_WRONLY | O_NONBLOCK); writer >= 0)
+            ::close(writer); // releases the blocked reader
+    }
+    EXPECT_FALSE(details.get().captureDate.isValid());
 }
 
 TEST(PhotoDetails, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)

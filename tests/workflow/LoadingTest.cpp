@@ -185,3 +185,119 @@ TEST(Loading, metadataDatesMergeWithoutTouchingDecisions)
     EXPECT_EQ(vm.photos()[0].captureDate, shot);
     EXPECT_EQ(vm.photos()[0].decision, PhotoDecision::del);
 }
+
+namespace {
+
+// A view model on a real store whose scan answers `outcome`, with the volume question answered
+// by `removable` and the Pictures folder at `pictures`.
+struct SetupRig {
+    TempTree tree;
+    SessionStore store{tree.path(QStringLiteral("Sessions"))};
+    PhotoScanOutcome outcome;
+    bool removable = false;
+    QStringList askedAbout;
+    QString pictures = tree.mkdir(QStringLiteral("Bilder"));
+    std::unique_ptr<KestravaViewModel> vm;
+
+    SetupRig() { restart(); }
+    void restart()
+    {
+        vm.reset();
+        WorkflowServices services;
+        services.sessionStore = &store;
+        services.timings = WorkflowRig::shortTimings();
+        services.scanFolder = [this](const FileUrl&) { return outcome; };
+        services.isOnRemovableVolume = [this](const QString& path) {
+            askedAbout.append(path);
+            return removable;
+        };
+        services.picturesFolder = pictures;
+        vm = std::make_unique<KestravaViewModel>(services);
+    }
+    void load(const QString& folder)
+    {
+        vm->load(folder);
+        ASSERT_TRUE(waitFor([&] { return !vm->isLoading(); }));
+        ASSERT_EQ(vm->route(), AppRoute::setup) << vm->alertText().toStdString();
+    }
+};
+
+} // namespace
+
+TEST(Loading, entriesTheScanLeftOutAreNamedAndStayNamedAfterARestart)
+{
+    SetupRig rig;
+    const QString folder = rig.tree.mkdir(QStringLiteral("Karte"));
+    rig.outcome = photosNamed(folder, {"a.jpg", "b.jpg"});
+    rig.outcome.skippedUndecodableNames = 2;
+    rig.outcome.skippedUnreadableFolders = 1;
+    rig.load(folder);
+    EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
+    EXPECT_TRUE(rig.vm->skippedEntriesNoteText().contains(QStringLiteral("3 Dateien oder Unterordner")))
+        << rig.vm->skippedEntriesNoteText().toStdString();
+
+    // Continued at a later start, the confirmation screen must still say it.
+    rig.vm->selectOperationMode(SortOperationMode::moveOriginals);
+    rig.vm->startReviewing();
+    ASSERT_EQ(rig.vm->route(), AppRoute::reviewing) << rig.vm->alertText().toStdString();
+    rig.vm->flushSessionBeforeTerminationAndWait();
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm->hasResumableSession(); }));
+    rig.vm->resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm->route() == AppRoute::reviewing; }));
+    EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
+
+    // Another folder without gaps must not inherit the note.
+    rig.outcome = photosNamed(folder, {"c.jpg"});
+    rig.load(folder);
+    EXPECT_EQ(rig.vm->skippedEntryCount(), 0);
+    EXPECT_TRUE(rig.vm->skippedEntriesNoteText().isEmpty());
+}
+
+TEST(Loading, folderOnACardProposesThePicturesFolderAndOtherwiseItsParent)
+{
+    SetupRig rig;
+    const QString card = rig.tree.mkdir(QStringLiteral("DCIM/100CANON"));
+    rig.outcome = photosNamed(card, {"IMG_1.JPG"});
+    rig.load(card);
+    EXPECT_EQ(rig.vm->destinationBaseFolderPath(), rig.tree.path(QStringLiteral("DCIM")));
+
+    rig.removable = true;
+    rig.restart();
+    rig.load(card);
+    EXPECT_EQ(rig.vm->destinationBaseFolderPath(), rig.pictures);
+    EXPECT_EQ(rig.askedAbout.last(), card);
+
+    // A base the user chose stands, card or not.
+    rig.restart();
+    const QString chosen = rig.tree.mkdir(QStringLiteral("Archiv"));
+    rig.vm->setDestinationBaseFolder(chosen);
+    rig.load(card);
+    EXPECT_EQ(rig.vm->destinationBaseFolderPath(), chosen);
+}
+
+TEST(Loading, setupWarnsWhenTheDestinationBaseLiesInsideTheSource)
+{
+    SetupRig rig;
+    const QString source = rig.tree.mkdir(QStringLiteral("Fotos"));
+    rig.outcome = photosNamed(source, {"a.jpg"});
+    rig.load(source);
+    EXPECT_TRUE(rig.vm->destinationBaseWarning().isEmpty()); // the parent is proposed
+
+    QSignalSpy changed(rig.vm.get(), &KestravaViewModel::setupWarningsChanged);
+    const QString sibling = rig.tree.mkdir(QStringLiteral("Fotos 2")); // shares the prefix only
+    const QString linkToSource = rig.tree.path(QStringLiteral("Verknüpfung"));
+    ASSERT_TRUE(QFile::link(source, linkToSource));
+    struct Case {
+        QString base;
+        bool warns;
+    };
+    for (const Case& c : {Case{source, true}, Case{source + QStringLiteral("/"), true},
+                          Case{rig.tree.mkdir(QStringLiteral("Fotos/Sortiert")), true},
+                          Case{source + QStringLiteral("/Neu/Tiefer"), true}, Case{linkToSource, true},
+                          Case{sibling, false}, Case{rig.tree.root(), false}}) {
+        rig.vm->setDestinationBaseFolder(c.base);
+        EXPECT_EQ(!rig.vm->destinationBaseWarning().isEmpty(), c.warns) << c.base.toStdString();
+    }
+    EXPECT_GE(changed.count(), 6);
+}

@@ -32,6 +32,11 @@ Item {
                 wrapMode: Text.WordWrap
             }
             ConfirmationHeroCard { Layout.fillWidth: true }
+            NoticeBanner {
+                objectName: "skippedEntriesNote"
+                Layout.fillWidth: true
+                text: ViewModel.skippedEntriesNote
+            }
             Card {
                 Layout.fillWidth: true
                 implicitHeight: rows.implicitHeight + 2 * padding

@@ -37,6 +37,11 @@ Card {
                 onClicked: card.chooseFolder()
             }
         }
+        NoticeBanner {
+            objectName: "destinationBaseWarning"
+            Layout.fillWidth: true
+            text: ViewModel.destinationBaseWarning
+        }
         Text {
             text: "Name des Ergebnisordners"
             color: DesignSystem.textSecondary

@@ -27,6 +27,14 @@ Item {
                 Layout.fillWidth: true
                 onOpenAudit: ViewModel.requestReviewAudit()
             }
+            NoticeBanner {
+                objectName: "skippedEntriesNote"
+                Layout.fillWidth: true
+                Layout.leftMargin: DesignSystem.spacingL
+                Layout.rightMargin: DesignSystem.spacingL
+                Layout.bottomMargin: visible ? DesignSystem.spacingS : 0
+                text: ViewModel.skippedEntriesNote
+            }
             PhotoStagePanel {
                 id: stage
                 Layout.fillWidth: true

@@ -25,9 +25,20 @@ Rectangle {
         RowLayout {
             Layout.fillWidth: true
             spacing: DesignSystem.spacingS
+            TextMetrics {
+                id: nameMetrics
+                font: fileNameText.font
+                text: fileNameText.text
+            }
             Text {
+                id: fileNameText
                 objectName: "currentFileName"
-                Layout.maximumWidth: bar.width * 0.4
+                // Sized from the metrics of the whole name: once elided, a Text reports the
+                // elided width as its implicit width, so a name laid out before the window had
+                // its width would stay "…".
+                Layout.fillWidth: true
+                Layout.preferredWidth: Math.ceil(nameMetrics.advanceWidth) + 1
+                Layout.maximumWidth: Math.ceil(nameMetrics.advanceWidth) + 1
                 text: bar.group.fileName ?? ""
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontHeading + 1

@@ -41,6 +41,11 @@ Card {
                 }
             }
         }
+        NoticeBanner {
+            objectName: "skippedEntriesNote"
+            Layout.fillWidth: true
+            text: ViewModel.skippedEntriesNote
+        }
         Text {
             Layout.fillWidth: true
             text: "Es wird erst nach deiner ausdrücklichen Bestätigung etwas organisiert."
