@@ -9,6 +9,7 @@
 #include "ui/ReducedMotion.h"
 
 #include <QFile>
+#include <QPromise>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
@@ -173,4 +174,48 @@ TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
     rig.shell->openFromOutside(document);
     EXPECT_TRUE(rig.shell->alertText().isEmpty());
     EXPECT_EQ(rig.viewModel->route(), AppRoute::confirmation);
+}
+
+namespace {
+
+// Capture dates that arrive only when the test releases them, as from a slow card.
+struct HeldDates : MetadataEnriching {
+    QPromise<QList<PhotoItem>> promise;
+    QList<PhotoItem> photos;
+    QFuture<QList<PhotoItem>> enrich(QList<PhotoItem> asked) override
+    {
+        photos = std::move(asked);
+        promise = QPromise<QList<PhotoItem>>();
+        promise.start();
+        return promise.future();
+    }
+    void release()
+    {
+        promise.addResult(photos);
+        promise.finish();
+    }
+};
+
+} // namespace
+
+TEST(AppShell, confirmationWaitsVisiblyForCaptureDates)
+{
+    auto dates = std::make_shared<HeldDates>();
+    UiRig rig(2, true, dates);
+    QQuickWindow* window = rig.openMainWindow();
+    ASSERT_NE(window, nullptr);
+    window->show();
+    ASSERT_TRUE(waitUntil([&] { return window->isExposed(); }));
+    rig.loadShoot();
+    rig.configure(u"safeCopy"_s);
+    rig.startReview();
+    ASSERT_TRUE(rig.reviewWithKeys({Qt::Key_Up, Qt::Key_Up}));
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"executeButton"_s) != nullptr; }));
+    ASSERT_TRUE(waitUntil([&] { return !rig.textOf(u"executionWaitText"_s).isEmpty(); }));
+    rig.screenshot(window, u"confirmation-waiting-for-dates"_s);
+    EXPECT_FALSE(rig.find(u"executeButton"_s)->property("enabled").toBool());
+
+    dates->release();
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"executeButton"_s)->property("enabled").toBool(); }));
+    EXPECT_FALSE(rig.find(u"executionWaitText"_s)->property("visible").toBool());
 }
