@@ -68,7 +68,8 @@ QString SessionStoreError::description() const
         return u"„"_s + text_ + u"“ ist nicht eindeutig zuordenbar."_s;
     case Kind::sessionInUse:
         return u"Diese Sitzung wird gerade in einem anderen Kestrava-Fenster oder von kestrava-cli bearbeitet. "
-               u"Bitte beende es dort zuerst und versuche es dann erneut."_s;
+               u"Bitte schließe das andere Fenster oder warte, bis der Befehl fertig ist, und versuche es dann "
+               u"erneut."_s;
     }
     return {};
 }
