@@ -72,7 +72,8 @@ std::optional<QString> waitUntilExecutable(KestravaViewModel& viewModel)
 {
     if (!viewModel.isCheckingStorage() && !viewModel.currentStorageEstimate())
         viewModel.refreshStorageEstimate();
-    while (viewModel.isCheckingStorage())
+    // A run starts only once the capture dates of everything it sorts were read.
+    while (viewModel.isCheckingStorage() || viewModel.isPreparingMetadata())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     QCoreApplication::processEvents();
     const auto& estimate = viewModel.currentStorageEstimate();

@@ -33,7 +33,9 @@ int runResume(const QStringList& arguments)
         return cli::fail(QStringLiteral("Es gibt keine unterbrochene Sitzung, die fortgesetzt werden kann."));
 
     KestravaViewModel viewModel(cli::headlessServices(*store));
-    viewModel.apply(*session);
+    // Refused while another window or run writes the session.
+    if (!viewModel.apply(*session))
+        return cli::fail(viewModel.alertText());
     // A staged trash transaction is reloaded from its journal first; its failure is the alert.
     if (!cli::runUntil(viewModel, [&] { return viewModel.executionTask().isFinished(); }))
         return cli::fail(viewModel.alertText());

@@ -6,6 +6,7 @@
 #include "ReviewFlow.h"
 
 #include "platform/DurableFile.h"
+#include "scanning/MetadataPipeline.h"
 #include "session/SessionStore.h"
 #include "workflow/RecoveryMatching.h"
 
@@ -67,10 +68,25 @@ std::unique_ptr<SessionStore> openStore(const Arguments& args)
                                               : SessionStore::defaultDirectory());
 }
 
+namespace {
+
+// The capture dates the window reads too: a run from the command line files into the same
+// date folders.
+class PipelineDates final : public MetadataEnriching {
+public:
+    QFuture<QList<PhotoItem>> enrich(QList<PhotoItem> photos) override
+    {
+        return MetadataPipeline::shared().enrich(std::move(photos));
+    }
+};
+
+} // namespace
+
 WorkflowServices headlessServices(SessionStore& store)
 {
     WorkflowServices services;
     services.sessionStore = &store;
+    services.metadata = std::make_shared<PipelineDates>();
     // Nobody watches the overlay, and the confirmation screen may follow at once.
     services.timings = {std::chrono::milliseconds(0), std::chrono::milliseconds(0), std::chrono::milliseconds(0)};
     return services;

@@ -63,7 +63,9 @@ int runTrash(const QStringList& arguments)
         return cli::fail(QStringLiteral("Es gibt keinen vorbereiteten Papierkorb-Vorgang."));
 
     KestravaViewModel viewModel(cli::headlessServices(*store));
-    viewModel.apply(*session);
+    // Refused while another window or run writes the session.
+    if (!viewModel.apply(*session))
+        return cli::fail(viewModel.alertText());
     // The view model reloads the transaction from its journal; a damaged journal stops here.
     if (!cli::runUntil(viewModel, [&] { return viewModel.executionTask().isFinished(); }))
         return cli::fail(viewModel.alertText());

@@ -1,6 +1,7 @@
 #include "PreviewPipeline.h"
 
 #include "platform/AppPaths.h"
+#include "platform/FileSystemError.h"
 #include "platform/VolumeInfo.h"
 
 #include <QFile>
@@ -113,7 +114,12 @@ PreviewPipeline& PreviewPipeline::shared()
     // Never destroyed: renders may still be finishing while the process exits.
     static PreviewPipeline* const instance = [] {
         Options options;
-        options.cacheFolder = AppPaths::previewCacheFolder();
+        // The disk cache only saves time: where the cache folder cannot be made (a home folder
+        // that is not ours, a full disk), previews are simply rendered every time.
+        try {
+            options.cacheFolder = AppPaths::previewCacheFolder();
+        } catch (const FileSystemError&) {
+        }
         return new PreviewPipeline(std::move(options));
     }();
     return *instance;

@@ -7,10 +7,12 @@
 
 #include <QDir>
 #include <QHash>
+#include <QMutex>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <limits>
@@ -51,6 +53,10 @@ struct SessionStore::State {
     // and the next append cuts the tail off before it writes.
     QHash<QUuid, qint64> untrustedTails;
 
+    // Lock files held, by session; touched from any thread under `lockMutex`.
+    QMutex lockMutex;
+    QHash<QUuid, int> heldLocks;
+
     QString fileOf(const QUuid& id, QLatin1StringView suffix) const
     {
         return baseDirectory + u'/' + json::encodeUuid(id) + suffix;
@@ -58,10 +64,68 @@ struct SessionStore::State {
 
     void ensureBase() { ensureDirectory(baseDirectory, *fileOps); }
 
+    void lock(const QUuid& id)
+    {
+        QMutexLocker guard(&lockMutex);
+        if (heldLocks.contains(id))
+            return;
+        ensureBase();
+        const QString path = fileOf(id, ".lock"_L1);
+        const int fd = fileOps->open(QFile::encodeName(path), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd < 0)
+            throw FileSystemError(FileSystemError::Operation::open, path, errno);
+        // flock, not a pid in the file: the kernel drops it with the process, so a holder that
+        // was killed never blocks the session, and no stale pid can name a stranger.
+        if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+            const int error = errno;
+            fileOps->close(fd);
+            if (error == EWOULDBLOCK)
+                throw SessionStoreError::sessionInUse(path);
+            throw FileSystemError(FileSystemError::Operation::open, path, error);
+        }
+        heldLocks.insert(id, fd);
+    }
+
+    void unlock(const QUuid& id)
+    {
+        QMutexLocker guard(&lockMutex);
+        if (const auto held = heldLocks.constFind(id); held != heldLocks.constEnd()) {
+            fileOps->close(*held);
+            heldLocks.erase(held);
+        }
+    }
+
+    qint64 lastLogged(const QUuid& id) const
+    {
+        QByteArray log;
+        try {
+            log = readWholeFile(fileOf(id, ".events.jsonl"_L1), maxSessionFileBytes, *fileOps);
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() == ENOENT)
+                return 0;
+            throw;
+        }
+        qint64 highest = 0;
+        for (const QByteArray& line : log.split('\n')) {
+            if (line.isEmpty())
+                continue;
+            try {
+                highest = std::max(highest, decodeEventLine(line).sequence);
+            } catch (const KestravaError&) {
+                // A damaged line is replay's business; numbering only must not fall behind.
+            }
+        }
+        return highest;
+    }
+
     qint64 nextSequence(const QUuid& id, qint64 after)
     {
-        const auto known = sequences.constFind(id);
-        const qint64 base = known != sequences.constEnd() ? std::max(after, *known) : std::max<qint64>(after, 0);
+        auto known = sequences.constFind(id);
+        // The caller's `after` comes from the document it opened, which may be older than the
+        // log: numbers the log holds already would be replayed in the wrong order.
+        if (known == sequences.constEnd())
+            known = sequences.insert(id, lastLogged(id));
+        const qint64 base = std::max(after, *known);
         if (base == std::numeric_limits<qint64>::max())
             qFatal("Session event sequence overflow");
         sequences.insert(id, base + 1);
@@ -70,7 +134,7 @@ struct SessionStore::State {
 
     qint64 appendEvent(SessionEvent event, qint64 after, const QUuid& id)
     {
-        ensureBase();
+        lock(id);
         event.sequence = nextSequence(id, after);
         event.timestamp = clock();
         QByteArray line = encodeEventLine(event);
@@ -201,6 +265,8 @@ SessionStore::SessionStore(QString baseDirectory, FileOps& fileOps, Clock clock)
 SessionStore::~SessionStore()
 {
     state_->pool.waitForDone();
+    for (const int fd : std::as_const(state_->heldLocks))
+        state_->fileOps->close(fd);
 }
 
 SessionStore& SessionStore::live()
@@ -237,11 +303,26 @@ QString SessionStore::executionLogPath(const QUuid& sessionID) const
     return state_->fileOf(sessionID, ".execution.log"_L1);
 }
 
+void SessionStore::lockSession(const QUuid& sessionID)
+{
+    state_->lock(sessionID);
+}
+
+void SessionStore::unlockSession(const QUuid& sessionID)
+{
+    state_->unlock(sessionID);
+}
+
+qint64 SessionStore::lastLoggedSequence(const QUuid& sessionID) const
+{
+    return state_->lastLogged(sessionID);
+}
+
 QFuture<void> SessionStore::saveSnapshot(SortSession session)
 {
     State* s = state_.get();
     return QtConcurrent::run(&s->pool, [s, session = std::move(session)] {
-        s->ensureBase();
+        s->lock(session.id);
         const auto last = s->snapshotDates.constFind(session.id);
         const QDateTime lastWritten = last != s->snapshotDates.constEnd() ? *last : distantPast();
         if (session.updatedAt < lastWritten)

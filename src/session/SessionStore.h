@@ -10,6 +10,8 @@
 //                     <time ISO 8601 UTC> " [" <status> "] " <source> " -> " <destination or "–">
 //                     [" · " <error message>] "\n"
 //                     a line a crash cut short is ended with "\n" before the next record
+//   U.lock            held (flock) by the one store that writes the session; the kernel
+//                     releases it when that process ends, however it ends. Never deleted.
 // The store never deletes, repairs or rewrites a damaged file; such a session is simply not
 // offered by loadLatestIncomplete().
 //
@@ -60,9 +62,22 @@ public:
     // durability of single changes.
     QFuture<void> saveSnapshot(SortSession session);
 
+    // Claims the session for this store, so that no other process (a window, a CLI run) writes
+    // it meanwhile; every write claims it too. Runs on the calling thread. Throws
+    // SessionStoreError::sessionInUse when another holder has it, FileSystemError when the
+    // lock file cannot be opened. Claiming a session this store holds already does nothing.
+    void lockSession(const QUuid& sessionID);
+    // Lets another process take the session. Its next write here claims it again.
+    void unlockSession(const QUuid& sessionID);
+
+    // The highest sequence the session's event log holds, 0 for none. Runs on the calling
+    // thread; lines that do not decode are passed over.
+    qint64 lastLoggedSequence(const QUuid& sessionID) const;
+
     // Journals a decision or category event and returns its sequence number: one more than
-    // the larger of `after` (the caller's last known sequence, the session's
-    // `lastEventSequence`) and the last number this store handed out for the session. The
+    // the largest of `after` (the caller's last known sequence, the session's
+    // `lastEventSequence`), the last number this store handed out for the session and the
+    // highest number its log held when this store first wrote it. The
     // number is used up even when the write then fails, so a retry gets the next one. The
     // future finishes only after the line reached stable storage.
     QFuture<qint64> append(SessionEventKind kind, QStringList sourcePaths, std::optional<PhotoDecision> decision,

@@ -44,6 +44,13 @@ SessionStoreError SessionStoreError::ambiguousRecoveryRow(QString fileName)
     return error;
 }
 
+SessionStoreError SessionStoreError::sessionInUse(QString lockPath)
+{
+    SessionStoreError error(Kind::sessionInUse);
+    error.text_ = std::move(lockPath);
+    return error;
+}
+
 QString SessionStoreError::description() const
 {
     switch (kind_) {
@@ -59,6 +66,10 @@ QString SessionStoreError::description() const
         return u"Die CSV-Datei enthält nicht die erwarteten Spalten."_s;
     case Kind::ambiguousRecoveryRow:
         return u"„"_s + text_ + u"“ ist nicht eindeutig zuordenbar."_s;
+    case Kind::sessionInUse:
+        return u"Diese Sitzung wird gerade in einem anderen Kestrava-Fenster oder von kestrava-cli bearbeitet. "
+               u"Bitte schließe das andere Fenster oder warte, bis der Befehl fertig ist, und versuche es dann "
+               u"erneut."_s;
     }
     return {};
 }

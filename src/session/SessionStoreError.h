@@ -15,6 +15,7 @@ public:
         corruptSession,
         csvHeaderMissing,
         ambiguousRecoveryRow, // payload: the row's file name
+        sessionInUse,         // payload: the session's lock file
     };
 
     static SessionStoreError unsupportedVersion(qint64 version);
@@ -25,6 +26,8 @@ public:
     static SessionStoreError csvHeaderMissing();
     // A recovery row that fits more than one scanned file.
     static SessionStoreError ambiguousRecoveryRow(QString fileName);
+    // Another window or command writes the session at this moment.
+    static SessionStoreError sessionInUse(QString lockPath);
 
     Kind kind() const { return kind_; }
     qint64 version() const { return version_; }

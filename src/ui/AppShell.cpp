@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 
 namespace kestrava {
 
@@ -50,6 +51,25 @@ void AppShell::flushBeforeQuit()
         return;
     ++flushCount_;
     viewModel_->flushSessionBeforeTerminationAndWait();
+}
+
+void AppShell::openFromOutside(const QString& path)
+{
+    if (!viewModel_ || path.isEmpty())
+        return;
+    const QString name = QFileInfo(path).fileName();
+    if (!viewModel_->canOpenSessionDocument()) {
+        setAlert(u"„"_s + name + u"“ wurde nicht geöffnet: Während Dateien sortiert oder in den Papierkorb gelegt "
+                                 u"werden, kann nichts anderes geöffnet werden. Bitte öffne es danach erneut."_s);
+        return;
+    }
+    const QFileInfo info(path);
+    if (info.isDir())
+        viewModel_->load(info.absoluteFilePath());
+    else if (info.isFile() && info.suffix().compare(u"kestrava"_s, Qt::CaseInsensitive) == 0)
+        viewModel_->openSessionDocument(info.absoluteFilePath());
+    else
+        setAlert(u"„"_s + name + u"“ ist weder ein Ordner noch eine gesicherte Kestrava-Sitzung."_s);
 }
 
 bool AppShell::exportDecisionsCsv(const QString& path)

@@ -55,6 +55,11 @@ public:
     // The final session write, at most once per process.
     void flushBeforeQuit();
 
+    // A folder or session document given on the command line, by this start or handed over by
+    // a later one. Refused with a message while a sort or trash step runs: either would reset
+    // the state the running task still works on.
+    void openFromOutside(const QString& path);
+
 signals:
     void saveSessionRequested();
     void loadSessionRequested();

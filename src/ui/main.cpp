@@ -3,6 +3,7 @@
 #include "AppShell.h"
 #include "DemoShoot.h"
 #include "DesktopIntegration.h"
+#include "SingleInstance.h"
 #include "UiEngine.h"
 #include "model/KestravaError.h"
 #include "session/SessionStore.h"
@@ -43,10 +44,18 @@ int main(int argc, char** argv)
     const QStringList arguments = app.arguments().mid(1);
     const bool demo = arguments.contains(QStringLiteral("--demo"));
     const bool reportStartup = arguments.contains(QStringLiteral("--report-startup"));
+    // A folder to sort or a saved session document.
     QString folder;
     for (const QString& argument : arguments)
         if (!argument.startsWith(QStringLiteral("--")))
             folder = QFileInfo(argument).absoluteFilePath();
+
+    // A second start (a double click on the icon, a folder opened from the file manager) goes
+    // to the window already open: two windows on one session would write it at once. The
+    // startup measurement always runs on its own.
+    SingleInstance instance;
+    if (!reportStartup && instance.start(folder) == SingleInstance::Role::handedOver)
+        return 0;
 
     WorkflowServices services;
     services.sessionStore = &SessionStore::live();
@@ -61,10 +70,19 @@ int main(int argc, char** argv)
     engine.load(mainWindowUrl());
     if (engine.rootObjects().isEmpty())
         return 1;
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    QObject::connect(&instance, &SingleInstance::activationRequested, &shell, [&shell, window](const QString& path) {
+        shell.openFromOutside(path);
+        if (window) {
+            window->show();
+            window->raise();
+            window->requestActivate();
+        }
+    });
 
     if (reportStartup) {
         // Start to the first frame on screen, for the startup benchmark.
-        if (auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first())) {
+        if (window) {
             QObject::connect(window, &QQuickWindow::frameSwapped, &app, [&sinceStart] {
                 static bool reported = false;
                 if (!reported) {
@@ -93,7 +111,7 @@ int main(int argc, char** argv)
                 viewModel.load(outcome.first);
         });
     } else if (!folder.isEmpty()) {
-        viewModel.load(folder);
+        shell.openFromOutside(folder);
     }
     return app.exec();
 }

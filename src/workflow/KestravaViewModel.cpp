@@ -372,6 +372,7 @@ void KestravaViewModel::newSort()
     setDestinationBase(std::nullopt);
     setDestinationFolder(std::nullopt);
     // The run is over: later saves must not write into its session.
+    releaseSessionLock();
     session_.reset();
     // A scan that was running is abandoned; its result will be dropped.
     setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);

@@ -115,6 +115,9 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(int skippedEntryCount READ skippedEntryCount NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString destinationBaseWarning READ destinationBaseWarning NOTIFY setupWarningsChanged)
+    // Session ownership and run guards.
+    Q_PROPERTY(bool canOpenSessionDocument READ canOpenSessionDocument NOTIFY isApplyingChanged)
+    Q_PROPERTY(QString executionWaitText READ executionWaitText NOTIFY isPreparingMetadataChanged)
 
 public:
     explicit KestravaViewModel(WorkflowServices services = {}, QObject* parent = nullptr);
@@ -181,6 +184,14 @@ public:
     const std::optional<SortSession>& session() const { return session_; }
     const QList<HistoryEntry>& history() const { return history_; }
     bool metadataWasEnriched() const { return metadataWasEnriched_; }
+    // ---- Session ownership and run guards ----------------------------------------------------
+    // Opening a document would reset the state a running sort or trash step still works on.
+    bool canOpenSessionDocument() const { return !isApplying_; }
+    // A run sorts by capture date only once every item it sorts had its dates read (or the
+    // reading gave up); until then it does not start.
+    bool isWaitingForCaptureDates() const;
+    // What the confirmation screen shows while it waits; empty when nothing is awaited.
+    QString executionWaitText() const;
     bool hasArrowKeyMonitor() const { return !keyMonitor_.isNull(); }
 
     // ---- Derived ---------------------------------------------------------------------------
@@ -250,7 +261,8 @@ public:
     // ---- Session ---------------------------------------------------------------------------
     Q_INVOKABLE void resumeSavedSession();
     Q_INVOKABLE void ignoreSavedSession();
-    void apply(const SortSession& session);
+    // False, with the alert, when another process writes that session at this moment.
+    bool apply(const SortSession& session);
     std::optional<SortSession> makeSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt) const;
     // Hands a snapshot to the store; `session` and `lastSavedAt` follow on this thread, a
     // failure becomes the alert. The returned future is the store's own: wait on it or poll
@@ -478,6 +490,8 @@ private:
                                  std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
     void discoverResumableSession();
     void createSession();
+    // Lets other processes take the open session, unless it is `keep`.
+    void releaseSessionLock(std::optional<QUuid> keep = std::nullopt);
     void setLastSavedAt(QDateTime when);
 
     WorkflowServices services_;

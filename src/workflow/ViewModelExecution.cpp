@@ -74,6 +74,8 @@ bool KestravaViewModel::canExecute() const
         return false;
     if (reviewGroupCount() == 0 || undecidedGroupCount() > 0)
         return false;
+    if (isWaitingForCaptureDates())
+        return false;
     // A known shortage blocks; an estimate still being computed does not, because the run
     // checks the volume again before its first file.
     if (storageEstimate_ && !storageEstimate_->isSufficient)
@@ -84,6 +86,19 @@ bool KestravaViewModel::canExecute() const
     if (trashPreparation_ && !trashPreparation_->entries.isEmpty())
         return false;
     return true;
+}
+
+bool KestravaViewModel::isWaitingForCaptureDates() const
+{
+    return !metadataWasEnriched_ && !(photos_.isEmpty() && passThroughPhotos_.isEmpty());
+}
+
+QString KestravaViewModel::executionWaitText() const
+{
+    if (!isWaitingForCaptureDates())
+        return {};
+    return QStringLiteral("Aufnahmedaten werden gelesen … Das Sortieren kann beginnen, sobald alle Aufnahmedaten "
+                          "bekannt sind.");
 }
 
 QList<PhotoItem> KestravaViewModel::itemsForExecution() const
@@ -149,7 +164,7 @@ void KestravaViewModel::applySort()
 void KestravaViewModel::applyStandardSort()
 {
     if (!canExecute()) {
-        setAlert(notConfirmedMessage);
+        setAlert(isWaitingForCaptureDates() ? executionWaitText() : notConfirmedMessage);
         return;
     }
     setRoute(AppRoute::executing);

@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QtConcurrent>
 
 namespace kestrava {
@@ -40,6 +41,7 @@ void KestravaViewModel::load(const FileUrl& folder)
     cancelIfRunning(scanTask_);
     resetTransientState();
     // A new folder is a new run; its session is created once the scan has found files.
+    releaseSessionLock();
     session_.reset();
     setSourceFolder(folder);
     setRunFolderNameValue(DestinationPlanner::suggestedRunName(eventName_, now().toLocalTime()));
@@ -256,24 +258,32 @@ void KestravaViewModel::cancelMetadataTask()
 
 void KestravaViewModel::startMetadataEnrichment()
 {
-    if (metadataWasEnriched_ || photos_.isEmpty())
+    if (metadataWasEnriched_ || (photos_.isEmpty() && passThroughPhotos_.isEmpty()))
         return;
     cancelMetadataTask();
     setFlag(isPreparingMetadata_, true, &KestravaViewModel::isPreparingMetadataChanged);
     const quint64 generation = runGeneration_;
-    metadataTask_ = services_.metadata->enrich(photos_);
+    // The files carried along unreviewed are sorted into date folders too.
+    metadataTask_ = services_.metadata->enrich(photos_ + passThroughPhotos_);
     metadataTask_
         .then(this,
               [this, generation](const QList<PhotoItem>& enriched) {
                   if (generation != runGeneration_)
                       return;
+                  QHash<FileUrl, qsizetype> carried;
+                  for (qsizetype i = 0; i < passThroughPhotos_.size(); ++i)
+                      carried.insert(passThroughPhotos_[i].sourceURL, i);
                   // Only the dates are taken: decisions made meanwhile stay as they are.
                   for (const PhotoItem& item : enriched) {
-                      const qsizetype i = index_.photoIndex(item.sourceURL);
-                      if (i >= 0 && !item.captureDate.isNull())
+                      if (item.captureDate.isNull())
+                          continue;
+                      if (const qsizetype i = index_.photoIndex(item.sourceURL); i >= 0)
                           photos_[i].captureDate = item.captureDate;
+                      else if (const auto found = carried.constFind(item.sourceURL); found != carried.constEnd())
+                          passThroughPhotos_[*found].captureDate = item.captureDate;
                   }
                   metadataWasEnriched_ = true;
+                  emit canExecuteChanged();
                   setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   emit photosChanged();
                   emit metadataEnriched();
@@ -281,9 +291,12 @@ void KestravaViewModel::startMetadataEnrichment()
         .onFailed(this,
                   [this, generation] {
                       // Capture dates are a convenience: without them the files keep their
-                      // file dates and nothing is reported.
-                      if (generation == runGeneration_)
-                          setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
+                      // file dates and nothing is reported; the run need not wait any longer.
+                      if (generation != runGeneration_)
+                          return;
+                      metadataWasEnriched_ = true;
+                      emit canExecuteChanged();
+                      setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   })
         .onCanceled(this, [this, generation] {
             if (generation == runGeneration_)

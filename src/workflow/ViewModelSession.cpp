@@ -61,6 +61,7 @@ void KestravaViewModel::setLastSavedAt(QDateTime when)
 
 void KestravaViewModel::createSession()
 {
+    releaseSessionLock();
     const QDateTime created = now();
     SortSession session;
     session.id = QUuid::createUuid();
@@ -188,8 +189,19 @@ void KestravaViewModel::ignoreSavedSession()
     emit resumableSessionChanged();
 }
 
-void KestravaViewModel::apply(const SortSession& session)
+bool KestravaViewModel::apply(const SortSession& session)
 {
+    // Claimed before anything changes: a session another window or CLI run is writing is
+    // refused and the state on screen stays as it was.
+    if (services_.sessionStore) {
+        try {
+            services_.sessionStore->lockSession(session.id);
+        } catch (const QException& error) {
+            setAlert(failureText(error));
+            return false;
+        }
+    }
+    releaseSessionLock(session.id);
     cancelIfRunning(scanTask_);
     setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
     resetTransientState();
@@ -242,11 +254,19 @@ void KestravaViewModel::apply(const SortSession& session)
     setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
     if (session.requiresModeSelection)
         setAlert(ambiguousModeMessage);
-    // A session resumed straight into review skips startReviewing, which would read the dates.
-    if (route_ == AppRoute::reviewing)
+    // A session resumed into review or confirmation skips startReviewing, which would read
+    // the dates; the snapshot's dates may be file dates of a review cut short.
+    if (route_ == AppRoute::reviewing || route_ == AppRoute::confirmation)
         startMetadataEnrichment();
     // The journal, not the document, knows where each entry stands; the route follows it.
     reloadTrashPreparation();
+    return true;
+}
+
+void KestravaViewModel::releaseSessionLock(std::optional<QUuid> keep)
+{
+    if (services_.sessionStore && session_ && session_->id != keep)
+        services_.sessionStore->unlockSession(session_->id);
 }
 
 QString KestravaViewModel::suggestedSessionDocumentName() const
@@ -272,11 +292,24 @@ bool KestravaViewModel::saveSessionDocument(const QString& path)
 
 bool KestravaViewModel::openSessionDocument(const QString& path)
 {
+    // The menu item is disabled meanwhile; a document handed over by a second start is not.
+    if (!canOpenSessionDocument()) {
+        setAlert(QStringLiteral("Während Dateien sortiert oder in den Papierkorb gelegt werden, kann keine Sitzung "
+                                "geladen werden. Bitte warte, bis der Vorgang abgeschlossen ist."));
+        return false;
+    }
     try {
-        const SortSession session = decodeSortSession(readWholeFile(path));
+        SortSession session = decodeSortSession(readWholeFile(path));
         if (!QFileInfo(session.sourceFolder.path()).isDir())
             throw SessionStoreError::sourceFolderMissing(session.sourceFolder.path());
-        apply(session);
+        // An older document of a session that went on afterwards: its state is what the user
+        // chose to continue from, so the events logged since must neither be replayed over it
+        // later nor share their numbers with the decisions still to come.
+        if (services_.sessionStore)
+            session.lastEventSequence =
+                std::max(session.lastEventSequence, services_.sessionStore->lastLoggedSequence(session.id));
+        if (!apply(session))
+            return false;
         // The mode question of an older session is the more urgent message.
         if (!session.requiresModeSelection)
             setAlert(QString::number(decidedFiles(session.photos))

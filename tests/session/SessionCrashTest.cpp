@@ -5,6 +5,7 @@
 #include "SessionTestData.h"
 #include "TestSupport.h"
 #include "session/SessionEvent.h"
+#include "session/SessionStoreError.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
@@ -100,4 +101,40 @@ TEST(SessionCrash, everyAcknowledgedEventSurvivesSigkillAndNumberingContinues)
         }
     }
     EXPECT_EQ(expected - 1, lastLoaded);
+}
+
+TEST(SessionCrash, aLiveWritersSessionIsRefusedAndAKilledWritersIsTakenOver)
+{
+    TempTree tree;
+    const QString folder = tree.mkdir(u"Sessions"_s);
+    const SortSession session = makeSession(photoCount);
+    {
+        SessionStore store(folder);
+        await(store.saveSnapshot(session));
+    }
+    QProcess child;
+    child.start(QStringLiteral(SESSION_CRASH_CHILD), {folder});
+    ASSERT_TRUE(child.waitForStarted(60000));
+    QByteArray output;
+    while (!output.contains('\n') && child.state() == QProcess::Running) {
+        child.waitForReadyRead(2000);
+        output += child.readAllStandardOutput();
+    }
+    ASSERT_EQ(child.state(), QProcess::Running) << "the writer ended before its first event";
+
+    SessionStore store(folder);
+    EXPECT_THROW(store.lockSession(session.id), SessionStoreError);
+    EXPECT_THROW(await(store.append(SessionEventKind::decision, {session.photos[0].sourceURL.path()},
+                                    PhotoDecision::keep, std::nullopt, 0, 0, session.id)),
+                 SessionStoreError);
+
+    ::kill(pid_t(child.processId()), SIGKILL);
+    ASSERT_TRUE(child.waitForFinished(60000));
+    // The kernel dropped the dead writer's lock; nobody has to clean anything up.
+    EXPECT_NO_THROW(store.lockSession(session.id));
+    const qint64 logged = store.lastLoggedSequence(session.id);
+    EXPECT_GT(logged, 0);
+    EXPECT_EQ(await(store.append(SessionEventKind::decision, {session.photos[0].sourceURL.path()},
+                                 PhotoDecision::keep, std::nullopt, 0, 0, session.id)),
+              logged + 1);
 }

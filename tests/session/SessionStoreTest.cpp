@@ -30,7 +30,7 @@ QList<QByteArray> logLines(const QString& path)
 
 } // namespace
 
-TEST(SessionStoreSequence, numbersNeverGoBackwardsWithinARunAndContinueFromTheSessionAfterARestart)
+TEST(SessionStoreSequence, numbersNeverGoBackwardsAndContinueAfterTheLogAfterARestart)
 {
     TempTree tree;
     const SortSession session = makeSession(4);
@@ -43,9 +43,46 @@ TEST(SessionStoreSequence, numbersNeverGoBackwardsWithinARunAndContinueFromTheSe
         // Another session has its own numbering.
         EXPECT_EQ(decide(store, makeSession(1), 0, PhotoDecision::keep, 0), 1);
     }
-    SessionStore restarted(tree.path(u"Sessions"_s));
-    EXPECT_EQ(decide(restarted, session, 2, PhotoDecision::maybe, 17), 18);
-    EXPECT_EQ(logLines(restarted.eventLogPath(session.id)).size(), 5);
+    {
+        SessionStore restarted(tree.path(u"Sessions"_s));
+        EXPECT_EQ(decide(restarted, session, 2, PhotoDecision::maybe, 17), 18);
+    }
+    // A caller that opened an older document knows only the first event: the numbers the log
+    // holds are not handed out again, or a replay would put the old events over the new.
+    SessionStore reopened(tree.path(u"Sessions"_s));
+    EXPECT_EQ(decide(reopened, session, 3, PhotoDecision::keep, 1), 19);
+    EXPECT_EQ(reopened.lastLoggedSequence(session.id), 19);
+    EXPECT_EQ(logLines(reopened.eventLogPath(session.id)).size(), 6);
+}
+
+TEST(SessionStoreLock, oneStoreWritesASessionAtATime)
+{
+    TempTree tree;
+    const QString folder = tree.path(u"Sessions"_s);
+    const SortSession session = makeSession(2);
+    auto first = std::make_unique<SessionStore>(folder);
+    EXPECT_EQ(decide(*first, session, 0, PhotoDecision::keep, 0), 1);
+
+    SessionStore second(folder);
+    try {
+        second.lockSession(session.id);
+        ADD_FAILURE() << "the session was claimed twice";
+    } catch (const SessionStoreError& error) {
+        EXPECT_EQ(error.kind(), SessionStoreError::Kind::sessionInUse);
+    }
+    EXPECT_THROW(decide(second, session, 1, PhotoDecision::del, 0), SessionStoreError);
+    EXPECT_THROW(await(second.saveSnapshot(session)), SessionStoreError);
+    EXPECT_EQ(logLines(second.eventLogPath(session.id)).size(), 1);
+    EXPECT_FALSE(QFile::exists(second.snapshotPath(session.id)));
+    // Only that session is held.
+    EXPECT_EQ(decide(second, makeSession(1), 0, PhotoDecision::keep, 0), 1);
+
+    first->unlockSession(session.id);
+    EXPECT_EQ(decide(second, session, 1, PhotoDecision::del, 0), 2);
+    // The first store's next write finds the session taken rather than writing beside it.
+    EXPECT_THROW(decide(*first, session, 0, PhotoDecision::maybe, 1), SessionStoreError);
+    first.reset();
+    EXPECT_EQ(decide(second, session, 0, PhotoDecision::maybe, 2), 3);
 }
 
 TEST(SessionStoreSequence, concurrentCallersGetDistinctNumbersAndWholeLines)
@@ -87,7 +124,8 @@ TEST(SessionStoreSnapshot, olderStateNeverReplacesANewerSnapshotButAnEqualOneIsR
     same.photos[0].decision = PhotoDecision::keep;
     await(store.saveSnapshot(same));
     EXPECT_EQ(decodeSortSession(readFile(file)), same);
-    EXPECT_EQ(QDir(store.baseDirectory()).entryList(QDir::Files | QDir::Hidden).size(), 1); // no temporary left behind
+    // No temporary left behind: only the snapshot and the session's lock.
+    EXPECT_EQ(QDir(store.baseDirectory()).entryList(QDir::Files | QDir::Hidden).size(), 2);
 }
 
 TEST(SessionStoreReplay, onlyEventsNewerThanTheSnapshotAreApplied)

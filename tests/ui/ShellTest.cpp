@@ -9,6 +9,7 @@
 #include "ui/ReducedMotion.h"
 
 #include <QFile>
+#include <QPromise>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 #include <fcntl.h>
@@ -147,4 +148,92 @@ TEST(PhotoDetails, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)
     EXPECT_EQ(first.value(u"value"_s).toString(), date.toString(u"dd.MM.yyyy, HH:mm:ss"_s));
     const QVariantMap pixels = inspector.lines().value(7).toMap();
     EXPECT_EQ(pixels.value(u"value"_s).toString(), u"640 × 427"_s);
+}
+
+TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
+{
+    UiRig rig(2);
+    QQuickWindow* window = rig.openMainWindow();
+    ASSERT_NE(window, nullptr);
+    window->show();
+    ASSERT_TRUE(waitUntil([&] { return window->isExposed(); }));
+    rig.loadShoot();
+    rig.configure(u"safeCopy"_s);
+    rig.startReview();
+    ASSERT_TRUE(rig.reviewWithKeys({Qt::Key_Up, Qt::Key_Up}));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
+    const QString document = rig.tree.path(u"Sicherung.kestrava"_s);
+    ASSERT_TRUE(rig.viewModel->saveSessionDocument(document));
+    const QUuid id = rig.viewModel->session()->id;
+    QObject* loadAction = rig.find(u"loadSessionAction"_s);
+    ASSERT_NE(loadAction, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->canExecute(); }));
+    EXPECT_TRUE(loadAction->property("enabled").toBool());
+
+    // Held at its second copy, the run is still working when the document arrives.
+    rig.fileOps.holdFromCopy = 2;
+    rig.viewModel->applySort();
+    ASSERT_TRUE(waitUntil([&] { return rig.fileOps.holding.load() > 0; }));
+    EXPECT_FALSE(loadAction->property("enabled").toBool());
+    rig.shell->openFromOutside(document);
+    EXPECT_FALSE(rig.shell->alertText().isEmpty());
+    EXPECT_EQ(rig.viewModel->route(), AppRoute::executing);
+    EXPECT_EQ(rig.viewModel->session()->id, id);
+
+    rig.fileOps.holdFromCopy = 0;
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }));
+    ASSERT_TRUE(waitUntil([&] { return loadAction->property("enabled").toBool(); }));
+    rig.viewModel->flushSessionBeforeTerminationAndWait();
+    EXPECT_EQ(rig.store->loadSession(id).result().status, SortSessionStatus::completed);
+    EXPECT_EQ(photoFilesBelow(rig.viewModel->destinationFolderPath()).size(), 4);
+
+    // Afterwards a handed-over document opens as usual.
+    rig.shell->dismissAlert();
+    rig.shell->openFromOutside(document);
+    EXPECT_TRUE(rig.shell->alertText().isEmpty());
+    EXPECT_EQ(rig.viewModel->route(), AppRoute::confirmation);
+}
+
+namespace {
+
+// Capture dates that arrive only when the test releases them, as from a slow card.
+struct HeldDates : MetadataEnriching {
+    QPromise<QList<PhotoItem>> promise;
+    QList<PhotoItem> photos;
+    QFuture<QList<PhotoItem>> enrich(QList<PhotoItem> asked) override
+    {
+        photos = std::move(asked);
+        promise = QPromise<QList<PhotoItem>>();
+        promise.start();
+        return promise.future();
+    }
+    void release()
+    {
+        promise.addResult(photos);
+        promise.finish();
+    }
+};
+
+} // namespace
+
+TEST(AppShell, confirmationWaitsVisiblyForCaptureDates)
+{
+    auto dates = std::make_shared<HeldDates>();
+    UiRig rig(2, true, dates);
+    QQuickWindow* window = rig.openMainWindow();
+    ASSERT_NE(window, nullptr);
+    window->show();
+    ASSERT_TRUE(waitUntil([&] { return window->isExposed(); }));
+    rig.loadShoot();
+    rig.configure(u"safeCopy"_s);
+    rig.startReview();
+    ASSERT_TRUE(rig.reviewWithKeys({Qt::Key_Up, Qt::Key_Up}));
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"executeButton"_s) != nullptr; }));
+    ASSERT_TRUE(waitUntil([&] { return !rig.textOf(u"executionWaitText"_s).isEmpty(); }));
+    rig.screenshot(window, u"confirmation-waiting-for-dates"_s);
+    EXPECT_FALSE(rig.find(u"executeButton"_s)->property("enabled").toBool());
+
+    dates->release();
+    ASSERT_TRUE(waitUntil([&] { return rig.find(u"executeButton"_s)->property("enabled").toBool(); }));
+    EXPECT_FALSE(rig.find(u"executionWaitText"_s)->property("visible").toBool());
 }

@@ -91,7 +91,7 @@ QStringList photoFilesBelow(const QString& folder)
     return files;
 }
 
-UiRig::UiRig(int shots, bool withSessionStore)
+UiRig::UiRig(int shots, bool withSessionStore, std::shared_ptr<MetadataEnriching> metadata)
 {
     hadDataHome = qEnvironmentVariableIsSet("XDG_DATA_HOME");
     previousDataHome = qgetenv("XDG_DATA_HOME");
@@ -110,6 +110,8 @@ UiRig::UiRig(int shots, bool withSessionStore)
     WorkflowServices services;
     installDesktopServices(services);
     services.desktop = desktop;
+    if (metadata)
+        services.metadata = std::move(metadata);
     services.fileOps = &fileOps;
     services.scanFolder = [gate = scanGate](const FileUrl& folder) {
         while (!gate->load())

@@ -58,7 +58,8 @@ QStringList photoFilesBelow(const QString& folder);
 
 struct UiRig {
     // `shots` JPEG+RAW pairs (RAW for every shot).
-    explicit UiRig(int shots = 8, bool withSessionStore = true);
+    // `metadata` replaces the application's capture-date reader when given.
+    explicit UiRig(int shots = 8, bool withSessionStore = true, std::shared_ptr<MetadataEnriching> metadata = {});
     ~UiRig();
 
     // Loads Main.qml; the main window afterwards.

@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QPromise>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -184,4 +185,105 @@ TEST(ExecutionFlow, resumedSessionContinuesWhereTheRecordsEnd)
     waitForRunEnd(rig);
     EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 4);
     EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), 4);
+}
+
+namespace {
+
+// Reads capture dates only when the test lets it, giving every photo it was asked about the
+// same date.
+struct GatedDates : MetadataEnriching {
+    struct Call {
+        QPromise<QList<PhotoItem>> promise;
+        QList<PhotoItem> photos;
+    };
+    std::vector<std::unique_ptr<Call>> calls;
+
+    QFuture<QList<PhotoItem>> enrich(QList<PhotoItem> photos) override
+    {
+        auto call = std::make_unique<Call>();
+        call->photos = std::move(photos);
+        call->promise.start();
+        QFuture<QList<PhotoItem>> future = call->promise.future();
+        calls.push_back(std::move(call));
+        return future;
+    }
+
+    void release(const QDateTime& shot)
+    {
+        for (const auto& call : calls) {
+            if (call->promise.future().isFinished())
+                continue;
+            for (PhotoItem& photo : call->photos)
+                photo.captureDate = shot;
+            call->promise.addResult(call->photos);
+            call->promise.finish();
+        }
+    }
+};
+
+} // namespace
+
+TEST(ExecutionFlow, runWaitsForCaptureDatesAlsoWhenResumedAtConfirmation)
+{
+    auto dates = std::make_shared<GatedDates>();
+    WorkflowRig rig;
+    rig.metadata = dates;
+    rig.restart();
+    rig.load(realShoot(rig.photoFolder, 2, 1));
+    rig.startReview(SortOperationMode::safeCopy);
+    decideAll(rig, {PhotoDecision::keep, PhotoDecision::maybe});
+
+    // A review faster than the date reading: the run would sort by file dates.
+    EXPECT_FALSE(rig.vm().canExecute());
+    EXPECT_FALSE(rig.vm().executionWaitText().isEmpty());
+    rig.vm().applySort();
+    EXPECT_EQ(rig.vm().route(), AppRoute::confirmation);
+    EXPECT_FALSE(rig.vm().isApplying());
+
+    // Quit before the dates came; the resumed session reads them again before it may run.
+    rig.restart();
+    const size_t callsBefore = dates->calls.size();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
+    rig.vm().resumeSavedSession();
+    ASSERT_EQ(rig.vm().route(), AppRoute::confirmation);
+    rig.settle();
+    EXPECT_GT(dates->calls.size(), callsBefore);
+    EXPECT_FALSE(rig.vm().canExecute());
+
+    const QDateTime shot(QDate(2019, 5, 4), QTime(10, 30), Qt::UTC);
+    dates->release(shot);
+    ASSERT_TRUE(waitFor([&] { return rig.vm().canExecute(); })) << rig.vm().alertText().toStdString();
+    EXPECT_TRUE(rig.vm().executionWaitText().isEmpty());
+    rig.vm().applySort();
+    waitForRunEnd(rig);
+    const QStringList results = filesBelow(rig.vm().destinationFolderPath());
+    EXPECT_EQ(results.size(), 5);
+    for (const QString& file : results)
+        EXPECT_TRUE(file.contains(QStringLiteral("/2019-05/"))) << file.toStdString();
+}
+
+TEST(ExecutionFlow, sessionDocumentIsNotOpenedUnderARunningTask)
+{
+    WorkflowRig rig;
+    rig.load(realShoot(rig.photoFolder, 2));
+    rig.startReview(SortOperationMode::safeCopy);
+    decideAll(rig, {PhotoDecision::keep});
+    const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
+    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    const QUuid id = rig.vm().session()->id;
+    EXPECT_TRUE(rig.vm().canOpenSessionDocument());
+
+    rig.vm().applySort();
+    ASSERT_TRUE(rig.vm().isApplying());
+    EXPECT_FALSE(rig.vm().canOpenSessionDocument());
+    EXPECT_FALSE(rig.vm().openSessionDocument(document));
+    EXPECT_FALSE(rig.vm().alertText().isEmpty());
+    EXPECT_EQ(rig.vm().route(), AppRoute::executing);
+
+    // The run ends as its own: result, final snapshot and all.
+    waitForRunEnd(rig);
+    EXPECT_EQ(rig.vm().route(), AppRoute::completed);
+    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 4);
+    EXPECT_EQ(rig.store->loadSession(id).result().status, SortSessionStatus::completed);
+    EXPECT_TRUE(rig.vm().canOpenSessionDocument());
 }

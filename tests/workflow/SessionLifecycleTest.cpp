@@ -137,3 +137,40 @@ TEST(SessionLifecycle, failedSnapshotIsReported)
     EXPECT_TRUE(rig.vm().alertText().startsWith(QStringLiteral("Sitzung konnte nicht gespeichert werden: ")));
     EXPECT_FALSE(rig.vm().lastSavedAt());
 }
+
+TEST(SessionLifecycle, olderDocumentOfALiveSessionContinuesAfterTheLoggedEvents)
+{
+    WorkflowRig rig;
+    rig.load(shoot(rig.photoFolder, 0, 4));
+    rig.startReview(SortOperationMode::safeCopy);
+    rig.decide(PhotoDecision::keep);
+    const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
+    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    rig.decide(PhotoDecision::del);
+    rig.decide(PhotoDecision::del);
+    rig.vm().flushSessionBeforeTerminationAndWait();
+
+    // Restarted, the user goes back to the saved state and decides the second photo anew.
+    rig.restart();
+    ASSERT_TRUE(rig.vm().openSessionDocument(document));
+    ASSERT_EQ(rig.vm().currentIndex(), 1);
+    rig.decide(PhotoDecision::maybe);
+    const QUuid id = rig.vm().session()->id;
+    rig.vm().flushSessionBeforeTerminationAndWait();
+
+    QList<qint64> sequences;
+    for (const QByteArray& line : readFile(rig.store->eventLogPath(id)).split('\n'))
+        if (!line.isEmpty())
+            sequences.append(decodeEventLine(line).sequence);
+    for (qsizetype i = 1; i < sequences.size(); ++i)
+        EXPECT_GT(sequences[i], sequences[i - 1]) << "event " << i;
+
+    // A later resume shows what the user saw last, not the events the document left behind.
+    rig.restart();
+    const SortSession resumed = rig.store->loadSession(id).result();
+    ASSERT_EQ(resumed.photos.size(), 4);
+    EXPECT_EQ(resumed.photos[0].decision, PhotoDecision::keep);
+    EXPECT_EQ(resumed.photos[1].decision, PhotoDecision::maybe);
+    EXPECT_EQ(resumed.photos[2].decision, std::nullopt);
+    EXPECT_EQ(resumed.currentIndex, 2);
+}

@@ -68,6 +68,8 @@ void WorkflowRig::build()
         return scanResult;
     };
     services.timings = timings;
+    if (metadata)
+        services.metadata = metadata;
     viewModel = std::make_unique<KestravaViewModel>(services);
 }
 

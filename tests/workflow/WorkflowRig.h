@@ -50,6 +50,8 @@ struct WorkflowRig {
     FaultInjectingFileOps fileOps;
     QList<PhotoItem> scanResult;
     std::optional<QString> scanFailureFolder;
+    // The capture-date reader of the next view model built; the default reads none.
+    std::shared_ptr<MetadataEnriching> metadata;
     Persistence persistence;
     WorkflowTimings timings;
     std::unique_ptr<SessionStore> store;

@@ -17,8 +17,11 @@ MenuBar {
             onTriggered: bar.saveSession()
         }
         Action {
+            objectName: "loadSessionAction"
             text: "Sitzung laden …"
             shortcut: StandardKey.Open
+            // Loading would reset the state a running sort or trash step works on.
+            enabled: ViewModel.canOpenSessionDocument
             onTriggered: bar.loadSession()
         }
         MenuSeparator {}

@@ -88,6 +88,15 @@ Item {
                         wrapMode: Text.WordWrap
                     }
                     Text {
+                        objectName: "executionWaitText"
+                        Layout.fillWidth: true
+                        visible: text.length > 0
+                        text: ViewModel.executionWaitText
+                        color: DesignSystem.textSecondary
+                        font.pixelSize: DesignSystem.fontBody
+                        wrapMode: Text.WordWrap
+                    }
+                    Text {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         text: "Erst sichern, dann erneut bestätigen"

@@ -79,7 +79,11 @@ ApplicationWindow {
     Connections {
         target: Shell
         function onSaveSessionRequested() { appDialogs.saveSession() }
-        function onLoadSessionRequested() { appDialogs.openSession() }
+        function onLoadSessionRequested() {
+            // The audit window's shortcut arrives here too; the menu item is disabled meanwhile.
+            if (ViewModel.canOpenSessionDocument)
+                appDialogs.openSession()
+        }
         function onCsvExportRequested() { appDialogs.exportCsv() }
     }
 
