@@ -73,9 +73,14 @@ void flushDirectory(const QString& directory, FileOps& ops = FileOps::system());
 // Fails with EEXIST when anything, a symbolic link included, already has the name.
 UniqueFd createExclusive(const QString& path, FileOps& ops = FileOps::system(), int flags = 0, mode_t mode = 0600);
 
-// Moves `from` to `to` only if nothing exists at `to`: renameat2(RENAME_NOREPLACE), and where
-// the file system answers EINVAL, link + unlink. Never a plain rename, which could replace a
-// file. Throws FileSystemError (EEXIST when the target exists). Does not flush directories.
+// Moves `from` to `to` only if nothing exists at `to`: renameat2(RENAME_NOREPLACE); where the
+// file system answers EINVAL, link + unlink; where it has no hard links either (FAT, exFAT,
+// NTFS over FUSE), the name is reserved by an exclusively created empty file and the rename
+// replaces that reservation only after checking it is still the one created (same device and
+// inode, size 0). Never a plain rename onto anything else. The one function for every
+// exclusive rename in Kestrava. Throws FileSystemError (EEXIST when the target exists); a
+// failure leaves no reservation behind. Does not flush directories. A process killed between
+// reservation and rename leaves an empty file under the target name.
 void renameExclusive(const QString& from, const QString& to, FileOps& ops = FileOps::system());
 
 // Whole file into memory; throws FileSystemError. Refuses files larger than `maxBytes`.
