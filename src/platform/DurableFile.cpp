@@ -3,7 +3,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QElapsedTimer>
 #include <QRandomGenerator>
+#include <QThread>
 
 #include <algorithm>
 #include <cerrno>
@@ -323,6 +325,22 @@ void renameExclusive(const QString& from, const QString& to, FileOps& ops)
         ops.unlink(target);
         fail(Op::rename, from, unlinkError);
     }
+}
+
+bool isAbandonedReservation(const QString& path, FileOps& ops, int graceMs)
+{
+    const QByteArray name = encoded(path);
+    struct stat first {};
+    if (ops.lstat(name, &first) != 0 || !S_ISREG(first.st_mode) || first.st_size != 0)
+        return false;
+    QElapsedTimer waited;
+    waited.start();
+    while (waited.elapsed() < graceMs) {
+        QThread::msleep(20);
+        if (!isStillReservation(name, first, ops))
+            return false;
+    }
+    return true;
 }
 
 QByteArray readWholeFile(const QString& path, qint64 maxBytes, FileOps& ops)

@@ -83,6 +83,12 @@ UniqueFd createExclusive(const QString& path, FileOps& ops = FileOps::system(), 
 // reservation and rename leaves an empty file under the target name.
 void renameExclusive(const QString& from, const QString& to, FileOps& ops = FileOps::system());
 
+// Whether `path` is an empty file left by a process that died between reserving a name for
+// renameExclusive and renaming onto it. A live process holds a reservation for microseconds,
+// so an empty regular file that stays empty and in place for `graceMs` is taken as abandoned.
+// For files that are never legitimately empty, such as lock files.
+bool isAbandonedReservation(const QString& path, FileOps& ops = FileOps::system(), int graceMs = 1500);
+
 // Whole file into memory; throws FileSystemError. Refuses files larger than `maxBytes`.
 QByteArray readWholeFile(const QString& path, qint64 maxBytes = qint64(1) << 32, FileOps& ops = FileOps::system());
 

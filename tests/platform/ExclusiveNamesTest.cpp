@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <unistd.h>
+#include <thread>
 #include <utility>
 #include <fcntl.h>
 
@@ -230,4 +231,23 @@ TEST(FaultInjection, countsFromTheRuleAndRepeatsOnlyWhenAsked)
     ops.clearFaults();
     EXPECT_EQ(ops.mkdir(path, 0700), 0);
     EXPECT_EQ(ops.callCount(Op::mkdir), 3);
+}
+
+TEST(AbandonedReservation, onlyAnEmptyFileThatStaysSoIsTakenAsAbandoned)
+{
+    TempTree tree;
+    EXPECT_TRUE(isAbandonedReservation(tree.write("left", ""), FileOps::system(), 60));
+    EXPECT_FALSE(isAbandonedReservation(tree.write("lock", "1234"), FileOps::system(), 60));
+    EXPECT_FALSE(isAbandonedReservation(tree.path("missing"), FileOps::system(), 60));
+    EXPECT_FALSE(isAbandonedReservation(tree.mkdir("folder"), FileOps::system(), 60));
+
+    // A live process fills its reservation (renames its lock onto it) within the grace time.
+    const QString reserved = tree.write("reserved", "");
+    std::thread owner([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const QString draft = tree.write("draft", "4321");
+        ::rename(QFile::encodeName(draft).constData(), QFile::encodeName(reserved).constData());
+    });
+    EXPECT_FALSE(isAbandonedReservation(reserved, FileOps::system(), 5000));
+    owner.join();
 }
