@@ -43,11 +43,13 @@ PowerCutFileOps::PowerCutFileOps(QString parkingFolder) : parkingFolder_(std::mo
 
 void PowerCutFileOps::cutBeforeStep(int step)
 {
+    QMutexLocker lock(&mutex_);
     cutAt_ = step > 0 ? steps_ + step : 0;
 }
 
 bool PowerCutFileOps::step()
 {
+    QMutexLocker lock(&mutex_);
     if (dead_) {
         errno = EIO;
         return false;
@@ -99,6 +101,7 @@ void PowerCutFileOps::followRename(const QByteArray& from, const QByteArray& to)
 
 int PowerCutFileOps::open(const QByteArray& path, int flags, mode_t mode)
 {
+    QMutexLocker lock(&mutex_);
     const bool writes = (flags & O_ACCMODE) != O_RDONLY || (flags & O_TRUNC);
     if (dead_ && (writes || (flags & O_CREAT))) {
         errno = EIO;
@@ -125,6 +128,7 @@ int PowerCutFileOps::open(const QByteArray& path, int flags, mode_t mode)
 
 ssize_t PowerCutFileOps::write(int fd, const void* buffer, size_t count)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     return FileOps::write(fd, buffer, count);
@@ -132,6 +136,7 @@ ssize_t PowerCutFileOps::write(int fd, const void* buffer, size_t count)
 
 int PowerCutFileOps::ftruncate(int fd, off_t length)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     return FileOps::ftruncate(fd, length);
@@ -139,6 +144,7 @@ int PowerCutFileOps::ftruncate(int fd, off_t length)
 
 int PowerCutFileOps::fsync(int fd)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     const int result = FileOps::fsync(fd);
@@ -159,12 +165,14 @@ int PowerCutFileOps::fsync(int fd)
 
 int PowerCutFileOps::close(int fd)
 {
+    QMutexLocker lock(&mutex_);
     openPaths_.remove(fd);
     return FileOps::close(fd);
 }
 
 int PowerCutFileOps::rename(const QByteArray& from, const QByteArray& to)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     if (!exists(from)) {
@@ -193,6 +201,7 @@ int PowerCutFileOps::rename(const QByteArray& from, const QByteArray& to)
 
 int PowerCutFileOps::renameNoReplace(const QByteArray& from, const QByteArray& to)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     const int result = FileOps::renameNoReplace(from, to);
@@ -206,6 +215,7 @@ int PowerCutFileOps::renameNoReplace(const QByteArray& from, const QByteArray& t
 
 int PowerCutFileOps::link(const QByteArray& from, const QByteArray& to)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     const int result = FileOps::link(from, to);
@@ -217,6 +227,7 @@ int PowerCutFileOps::link(const QByteArray& from, const QByteArray& to)
 
 int PowerCutFileOps::unlink(const QByteArray& path)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     struct stat info {};
@@ -237,6 +248,7 @@ int PowerCutFileOps::unlink(const QByteArray& path)
 
 int PowerCutFileOps::mkdir(const QByteArray& path, mode_t mode)
 {
+    QMutexLocker lock(&mutex_);
     if (!step())
         return -1;
     const int result = FileOps::mkdir(path, mode);
@@ -248,6 +260,7 @@ int PowerCutFileOps::mkdir(const QByteArray& path, mode_t mode)
 
 void PowerCutFileOps::powerCut()
 {
+    QMutexLocker lock(&mutex_);
     // Contents first, where the files stand now; the names then carry them back.
     for (auto it = contents_.constBegin(); it != contents_.constEnd(); ++it) {
         struct stat info {};

@@ -12,7 +12,8 @@
 // fails with EIO and changes nothing, as if the machine had stopped there.
 //
 // Model and limits: the strictest reading of POSIX. A rename counts as done only once the
-// target folder is flushed; a file's data only once the file is. Single-threaded use only.
+// target folder is flushed; a file's data only once the file is. Calls may come from several
+// threads (the executor finishes a copy on a second one); they are taken one at a time.
 // Removed and replaced files are parked under `parkingFolder` (on the same file system as
 // the files under test) so that a cut can bring them back.
 
@@ -21,6 +22,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QRecursiveMutex>
 #include <QString>
 
 #include <exception>
@@ -40,7 +42,11 @@ public:
     // The nth durable step from now (1-based) throws PowerCut instead of happening; 0: never.
     void cutBeforeStep(int step);
     // Durable steps taken since construction or the last powerCut().
-    int stepCount() const { return steps_; }
+    int stepCount() const
+    {
+        QMutexLocker lock(&mutex_);
+        return steps_;
+    }
     // Takes back every change not yet flushed, and starts recording afresh.
     void powerCut();
 
@@ -85,6 +91,7 @@ private:
     void followRename(const QByteArray& from, const QByteArray& to);
     std::optional<Inode> folderOf(const QByteArray& path) const;
 
+    mutable QRecursiveMutex mutex_;
     QString parkingFolder_;
     int steps_ = 0;
     int cutAt_ = 0;
