@@ -188,8 +188,10 @@ void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, qu
         QString failure;
         ASSERT_TRUE(sort.resumeToTheEnd(failure)) << where << ": " << failure.toStdString();
         sort.expectFinished(where);
-        if (::testing::Test::HasFailure())
+        if (::testing::Test::HasFailure()) {
+            std::printf("%s\n", qPrintable(filesBelow(sort.result()).join(QLatin1Char('\n'))));
             break;
+        }
     }
     std::printf("%s, %s %s: %lld steps, %d kills\n", qPrintable(formatName(format)), qPrintable(mode),
                 sourceOnCard ? "off the card" : "onto the card", qint64(steps.size()), kills);
