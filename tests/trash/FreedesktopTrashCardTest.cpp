@@ -54,17 +54,24 @@ TEST_P(TrashOnACard, rejectGoesToTheCardsTrashWithItsOriginalPath)
     EXPECT_NE(second.resultingURL.path(), receipt.resultingURL.path());
     EXPECT_EQ(readFile(receipt.resultingURL.path()), photo);
 
-    // trash-cli, where installed, restores it to where it was.
+    // trash-cli, where installed, lists it under its original path and restores it there.
+    const QString list = QStandardPaths::findExecutable(QStringLiteral("trash-list"));
     const QString restore = QStandardPaths::findExecutable(QStringLiteral("trash-restore"));
-    if (restore.isEmpty())
+    if (list.isEmpty() || restore.isEmpty())
         return;
+    QProcess listing;
+    listing.start(list, QStringList());
+    ASSERT_TRUE(listing.waitForFinished(30000));
+    const QByteArray listed = listing.readAllStandardOutput();
+    EXPECT_TRUE(listed.contains(QFile::encodeName(original))) << listed.toStdString() << listing.readAllStandardError().toStdString();
     QProcess process;
     process.setWorkingDirectory(card.mountPoint());
     process.start(restore, {original});
     process.write("0\n");
     process.closeWriteChannel();
     ASSERT_TRUE(process.waitForFinished(30000));
-    EXPECT_EQ(readFile(original).size() > 0, true) << process.readAllStandardError().toStdString();
+    const QByteArray restored = readFile(original);
+    EXPECT_TRUE(restored == photo || restored == "second") << process.readAllStandardError().toStdString();
 }
 
 TEST_P(TrashOnACard, aRefusedCardIsNamedAndKeepsNoProbeFolder)
