@@ -13,6 +13,8 @@
 #include <QFileInfo>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 using namespace kestrava;
 using namespace kestrava::test;
 
@@ -135,6 +137,27 @@ TEST_P(CardFileSystem, copiesAndMovesOffTheCard)
         ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
         sort.expectFinished(mode.toStdString());
     }
+}
+
+// Culling straight off the card: the rejects go to the card's own Trash, where they can be
+// restored; nothing stays behind on the card but that Trash.
+TEST_P(CardFileSystem, rejectsGoToTheCardsOwnTrash)
+{
+    CardImage card(GetParam(), QStringLiteral("KARTE"), cardMegabytes);
+    if (!card.isMounted())
+        GTEST_SKIP() << card.skipReason().toStdString();
+    TempTree tree;
+    Sort sort(tree.root(), card.path(QStringLiteral("DCIM/100CANON")), tree.path(QStringLiteral("Ziel")),
+              QStringLiteral("organizeAndTrash"), 13);
+    QStringList arguments = sort.arguments();
+    arguments.replace(arguments.indexOf(QStringLiteral("keep")), QStringLiteral("delete"));
+    arguments.append(QStringLiteral("--confirm-trash"));
+    const CliResult run = runCli(arguments, sort.environment);
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(filesBelow(sort.source).join(QLatin1Char(' ')).toStdString(), "");
+    const QString trashFiles = card.path(QStringLiteral(".Trash-%1/files").arg(::getuid()));
+    EXPECT_EQ(digestsBelow(trashFiles), sort.shoot.keys());
+    EXPECT_EQ(filesBelow(card.path(QStringLiteral(".Trash-%1/info").arg(::getuid()))).size(), sort.shoot.size());
 }
 
 // Kills fall on the steps of the execution (from taking the result folder's lock on) that
