@@ -24,10 +24,6 @@ QByteArray encoded(const QString& path)
     return QFile::encodeName(path);
 }
 
-} // namespace
-
-namespace {
-
 // Link errors that say "this file system has no hard links" rather than "not here, not now".
 bool hasNoHardLinks(int error)
 {
