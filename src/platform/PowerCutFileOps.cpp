@@ -258,14 +258,19 @@ int PowerCutFileOps::mkdir(const QByteArray& path, mode_t mode)
     return result;
 }
 
-void PowerCutFileOps::powerCut()
+void PowerCutFileOps::powerCut(AppendLoss appendLoss)
 {
     QMutexLocker lock(&mutex_);
     // Contents first, where the files stand now; the names then carry them back.
-    for (auto it = contents_.constBegin(); it != contents_.constEnd(); ++it) {
+    for (auto it = contents_.begin(); it != contents_.end(); ++it) {
         struct stat info {};
         if (!exists(it->path, &info) || quint64(info.st_dev) != it.key().device || quint64(info.st_ino) != it.key().number)
             continue;
+        const QByteArray now = contentOf(QFile::decodeName(it->path));
+        if (appendLoss != AppendLoss::dropped && now.size() > it->flushed.size() && now.startsWith(it->flushed)) {
+            const qsizetype appended = now.size() - it->flushed.size();
+            it->flushed += appendLoss == AppendLoss::torn ? now.mid(it->flushed.size(), appended / 2) : QByteArray(appended, '\0');
+        }
         const int fd = ::open(it->path.constData(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
         if (fd < 0)
             continue;

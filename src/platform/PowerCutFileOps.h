@@ -47,8 +47,12 @@ public:
         QMutexLocker lock(&mutex_);
         return steps_;
     }
+    // What a cut does to data appended to a file since its last flush: drops it all; keeps
+    // the first half of it (a write that got part-way to the disk); or keeps its length with
+    // NUL bytes (the size reached the disk, the blocks did not).
+    enum class AppendLoss { dropped, torn, zeroed };
     // Takes back every change not yet flushed, and starts recording afresh.
-    void powerCut();
+    void powerCut(AppendLoss appendLoss = AppendLoss::dropped);
 
     int open(const QByteArray& path, int flags, mode_t mode = 0600) override;
     ssize_t write(int fd, const void* buffer, size_t count) override;
