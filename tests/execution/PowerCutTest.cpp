@@ -129,7 +129,8 @@ void cutAtEveryStep(SortOperationMode mode)
             PowerCutFileOps ops(run.tree.path("parking"));
             ops.cutBeforeStep(cut);
             EXPECT_THROW(run.execute(ops), PowerCutFileOps::PowerCut) << "step " << cut;
-            ops.powerCut();
+            // The data written since the last flush is lost, torn or zeroed, in turn.
+            ops.powerCut(PowerCutFileOps::AppendLoss(cut % 3));
         }
         QDir(run.tree.path("parking")).removeRecursively();
         // The process that held the result folder's lock died with the power.
