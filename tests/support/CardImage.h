@@ -106,8 +106,13 @@ private:
         }
         if (format_ == CardFormat::exfat) {
             QByteArray device;
-            if (!run(QStringLiteral("mkfs.exfat"), {QStringLiteral("-L"), label, image_})
-                || !run(QStringLiteral("losetup"), {QStringLiteral("-f"), QStringLiteral("--show"), image_}, &device))
+            if (!run(QStringLiteral("mkfs.exfat"), {QStringLiteral("-L"), label, image_}))
+                return;
+            // Tests running at once can race for the same free loop device: try again.
+            bool attached = false;
+            for (int attempt = 0; attempt < 5 && !attached; ++attempt)
+                attached = run(QStringLiteral("losetup"), {QStringLiteral("-f"), QStringLiteral("--show"), image_}, &device);
+            if (!attached)
                 return;
             loopDevice_ = QString::fromLocal8Bit(device.trimmed());
             if (!run(QStringLiteral("mount.exfat-fuse"), {loopDevice_, mountPoint_}))
