@@ -110,7 +110,8 @@ OperationLock::OperationLock(const FileUrl& destinationRoot, FileOps& ops)
     LockDraft draft(url_.path(), ops);
     if (!draft.becomeLock(url_.path())) {
         const std::optional<qint64> owner = ownerOf(url_.path(), ops);
-        if (!owner || isProcessAlive(*owner))
+        const bool abandoned = !owner && isAbandonedReservation(url_.path(), ops); // a run killed mid-rename on FAT
+        if (!abandoned && (!owner || isProcessAlive(*owner)))
             throw ResumableSortError::operationAlreadyRunning();
         if (ops.unlink(QFile::encodeName(url_.path())) != 0 && errno != ENOENT)
             throw FileSystemError(FileSystemError::Operation::remove, url_.path(), errno);

@@ -327,6 +327,21 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     }
     settle();
 
+    // A copy's new name is left to its folder's next flush (see finishCopy). Before the run
+    // reports its end, each result folder is flushed once: a power cut just after "Fertig"
+    // must not take back results the user now relies on, perhaps formatting the card.
+    QSet<QString> resultFolders;
+    for (const ExecutionRecord& record : std::as_const(result.records))
+        if (record.status == ExecutionActionStatus::completed && record.destinationPath)
+            resultFolders.insert(QFileInfo(*record.destinationPath).path());
+    for (const QString& folder : std::as_const(resultFolders)) {
+        try {
+            flushDirectory(folder, ops);
+        } catch (const FileSystemError& error) {
+            result.errors.append(error.description());
+        }
+    }
+
     ChunkPool::trim();
     runner.progress.phase = SortPhase::finished;
     runner.report(true);

@@ -36,18 +36,19 @@ QString parentOf(const QString& path)
 // Opens an existing file for appending, or creates it; reports which happened, because only
 // a new name needs its directory flushed. Two steps instead of O_CREAT alone, since O_CREAT
 // cannot tell whether it created the file.
-UniqueFd openForAppend(const QString& path, FileOps& ops, mode_t mode, bool& created)
+UniqueFd openForAppend(const QString& path, FileOps& ops, mode_t mode, bool& created, bool readable)
 {
     const QByteArray name = encoded(path);
+    const int access = readable ? O_RDWR : O_WRONLY;
     for (int attempt = 0; attempt < 8; ++attempt) {
-        int fd = ops.open(name, O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC);
+        int fd = ops.open(name, access | O_APPEND | O_NOFOLLOW | O_CLOEXEC);
         if (fd >= 0) {
             created = false;
             return UniqueFd(fd, ops);
         }
         if (errno != ENOENT)
             fail(Op::open, path, errno);
-        fd = ops.open(name, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+        fd = ops.open(name, access | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
         if (fd >= 0) {
             created = true;
             return UniqueFd(fd, ops);
@@ -113,17 +114,56 @@ void writeAll(int fd, const char* data, qint64 size, const QString& pathForError
 
 namespace {
 
-void appendDurably(const QString& path, const QByteArray& data, bool keepLineWithinPage, FileOps& ops, mode_t mode)
+// The last line feed in `data` before index `before` (-1 when there is none).
+qsizetype lineFeedBefore(QByteArrayView data, qsizetype before)
+{
+    return before <= 0 ? -1 : data.first(before).lastIndexOf('\n');
+}
+
+// Where the whole lines of the open file end, reading backwards from its end only as far as
+// the start of its last line.
+qint64 endOfWholeLines(int fd, qint64 size, const QString& path)
+{
+    qint64 window = std::min<qint64>(size, 4096);
+    for (;;) {
+        QByteArray tail(window, Qt::Uninitialized);
+        qint64 got = 0;
+        while (got < window) {
+            const ssize_t n = ::pread(fd, tail.data() + got, size_t(window - got), off_t(size - window + got));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                fail(Op::read, path, n < 0 ? errno : EIO);
+            got += n;
+        }
+        // Decided once the window holds the whole of the last line, from the line feed before it.
+        const qsizetype lastFeed = lineFeedBefore(tail, tail.size());
+        if (window == size || (lastFeed >= 0 && lineFeedBefore(tail, lastFeed) >= 0))
+            return size - window + wholeLinesLength(tail);
+        window = std::min(size, window * 4);
+    }
+}
+
+void appendDurably(const QString& path, const QByteArray& data, bool cutTornLine, FileOps& ops, mode_t mode)
 {
     bool created = false;
-    UniqueFd file = openForAppend(path, ops, mode, created);
+    UniqueFd file = openForAppend(path, ops, mode, created, cutTornLine);
 
     struct stat before {};
     if (ops.fstat(file.get(), &before) != 0)
         fail(Op::inspect, path, errno);
-    const QByteArray bytes = keepLineWithinPage ? keptWithinPage(data, qint64(before.st_size)) : data;
+    if (cutTornLine && before.st_size > 0) {
+        // A line that a crash cut short is never continued: the new line starts where the
+        // last acknowledged one ended.
+        const qint64 whole = endOfWholeLines(file.get(), qint64(before.st_size), path);
+        if (whole < qint64(before.st_size)) {
+            if (ops.ftruncate(file.get(), off_t(whole)) != 0)
+                fail(Op::resize, path, errno);
+            before.st_size = off_t(whole);
+        }
+    }
     try {
-        writeAll(file.get(), bytes.constData(), bytes.size(), path, ops);
+        writeAll(file.get(), data.constData(), data.size(), path, ops);
     } catch (const FileSystemError&) {
         // Cut off what part of the record did reach the file, so that the next append does
         // not continue a half-written line. Best effort: the reader copes with a torn tail.
@@ -149,16 +189,15 @@ void durableAppendLine(const QString& path, const QByteArray& line, FileOps& ops
     appendDurably(path, line, true, ops, mode);
 }
 
-QByteArray keptWithinPage(const QByteArray& line, qint64 fileSize)
+qsizetype wholeLinesLength(QByteArrayView data)
 {
-    static const qint64 pageSize = [] {
-        const long size = ::sysconf(_SC_PAGESIZE);
-        return size > 0 ? qint64(size) : qint64(4096);
-    }();
-    const qint64 usedOfPage = fileSize % pageSize;
-    if (usedOfPage == 0 || line.size() > pageSize || usedOfPage + line.size() <= pageSize)
-        return line;
-    return QByteArray(pageSize - usedOfPage, '\n') + line;
+    const qsizetype lastFeed = lineFeedBefore(data, data.size());
+    if (lastFeed < 0)
+        return 0;
+    const qsizetype lineStart = lineFeedBefore(data, lastFeed) + 1;
+    if (data.sliced(lineStart, lastFeed - lineStart).contains('\0'))
+        return lineStart;
+    return lastFeed + 1;
 }
 
 namespace {
@@ -246,28 +285,6 @@ UniqueFd createExclusive(const QString& path, FileOps& ops, int flags, mode_t mo
     if (fd < 0)
         fail(Op::create, path, errno);
     return UniqueFd(fd, ops);
-}
-
-void renameExclusive(const QString& from, const QString& to, FileOps& ops)
-{
-    const QByteArray source = encoded(from);
-    const QByteArray target = encoded(to);
-    if (ops.renameNoReplace(source, target) == 0)
-        return;
-    const int renameError = errno;
-    // EINVAL: the file system has no RENAME_NOREPLACE (FAT over FUSE, NFS, 9p); ENOSYS: an
-    // old kernel or a sandbox without renameat2. A hard link fails with EEXIST just as
-    // safely, so link + unlink keeps the promise of never replacing anything.
-    if (renameError != EINVAL && renameError != ENOSYS)
-        fail(Op::rename, from, renameError);
-    if (ops.link(source, target) != 0)
-        fail(Op::rename, from, errno);
-    if (ops.unlink(source) != 0) {
-        const int unlinkError = errno;
-        // Undo the second name so the caller does not find the file twice.
-        ops.unlink(target);
-        fail(Op::rename, from, unlinkError);
-    }
 }
 
 QByteArray readWholeFile(const QString& path, qint64 maxBytes, FileOps& ops)

@@ -41,17 +41,31 @@ private:
 // record is never left half-written for the next append to continue.
 void durableAppend(const QString& path, const QByteArray& data, FileOps& ops = FileOps::system(), mode_t mode = 0600);
 
-// durableAppend for one line of a log whose reader skips blank lines, written so that a
-// process killed during the write leaves the line whole or absent (see keptWithinPage).
+// durableAppend for one line (ending in '\n') of a log, for the session's event log and the
+// trash journal alike.
+//
+// The durable line format. One record is one line, written by one append and acknowledged to
+// the user only after its fsync returned. No padding: a line may straddle pages and be of any
+// length.
+// - A SIGKILL during the write: the kernel copies the line into the page cache front to back
+//   and can stop between two pages, so what stays is a prefix of the line. The line feed,
+//   its last byte, is missing.
+// - A power cut before the fsync returned: the file can come back at its old length, at the
+//   new length with the line whole, or at the new length with blocks that never reached the
+//   disk, which read as NUL bytes; the line feed may then be there or not.
+// Either way it is the last line, and it is one the system never acknowledged. So a last line
+// without its line feed, or holding a NUL byte (which no encoded record contains), is a torn
+// write: readers ignore it (wholeLinesLength), the trash journal's hash chain is verified
+// without it, and the next append first cuts the file back to the end of the last whole line,
+// so nothing ever continues a torn line. The user sees the state of the last acknowledged
+// record, which is what was shown as done. Damage, by contrast, is anything else: a line that
+// is not a record but is followed by further lines, or a record edited, missing or swapped;
+// that is refused as a damaged file.
 void durableAppendLine(const QString& path, const QByteArray& line, FileOps& ops = FileOps::system(), mode_t mode = 0600);
 
-// The bytes to append at `fileSize` so that `line` lands inside one page of the file. The
-// kernel copies a write into the page cache a page at a time and a fatal signal can stop it
-// between two pages, so a SIGKILL can cut a line that straddles a page boundary in half, and
-// a log with a torn last line is treated as damaged. Line feeds in front of such a line move
-// it to the start of the next page; those are blank lines to the reader. A line longer than
-// a page cannot be kept whole this way and is returned as it is.
-QByteArray keptWithinPage(const QByteArray& line, qint64 fileSize);
+// The length of `data` up to and including its last whole line: without a torn last write
+// (bytes after the last line feed, or a last line holding a NUL byte).
+qsizetype wholeLinesLength(QByteArrayView data);
 
 // Temporary file in the same folder (".<name>.<random>.tmp"), fsync, rename over `path`, fsync
 // the folder. Readers see the old or the new content, never a mixture; on failure the temporary
@@ -73,10 +87,21 @@ void flushDirectory(const QString& directory, FileOps& ops = FileOps::system());
 // Fails with EEXIST when anything, a symbolic link included, already has the name.
 UniqueFd createExclusive(const QString& path, FileOps& ops = FileOps::system(), int flags = 0, mode_t mode = 0600);
 
-// Moves `from` to `to` only if nothing exists at `to`: renameat2(RENAME_NOREPLACE), and where
-// the file system answers EINVAL, link + unlink. Never a plain rename, which could replace a
-// file. Throws FileSystemError (EEXIST when the target exists). Does not flush directories.
+// Moves `from` to `to` only if nothing exists at `to`: renameat2(RENAME_NOREPLACE); where the
+// file system answers EINVAL, link + unlink; where it has no hard links either (FAT, exFAT,
+// NTFS over FUSE), the name is reserved by an exclusively created empty file and the rename
+// replaces that reservation only after checking it is still the one created (same device and
+// inode, size 0). Never a plain rename onto anything else. The one function for every
+// exclusive rename in Kestrava. Throws FileSystemError (EEXIST when the target exists); a
+// failure leaves no reservation behind. Does not flush directories. A process killed between
+// reservation and rename leaves an empty file under the target name.
 void renameExclusive(const QString& from, const QString& to, FileOps& ops = FileOps::system());
+
+// Whether `path` is an empty file left by a process that died between reserving a name for
+// renameExclusive and renaming onto it. A live process holds a reservation for microseconds,
+// so an empty regular file that stays empty and in place for `graceMs` is taken as abandoned.
+// For files that are never legitimately empty, such as lock files.
+bool isAbandonedReservation(const QString& path, FileOps& ops = FileOps::system(), int graceMs = 1500);
 
 // Whole file into memory; throws FileSystemError. Refuses files larger than `maxBytes`.
 QByteArray readWholeFile(const QString& path, qint64 maxBytes = qint64(1) << 32, FileOps& ops = FileOps::system());

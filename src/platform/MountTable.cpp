@@ -207,19 +207,6 @@ std::optional<dev_t> blockDeviceOf(const MountEntry& mount)
     return std::nullopt;
 }
 
-std::optional<QString> fileSystemUuid(dev_t blockDevice)
-{
-    return deviceLinkName(QStringLiteral("/dev/disk/by-uuid"), blockDevice);
-}
-
-std::optional<QString> fileSystemLabel(dev_t blockDevice)
-{
-    const std::optional<QString> name = deviceLinkName(QStringLiteral("/dev/disk/by-label"), blockDevice);
-    if (!name)
-        return std::nullopt;
-    return decodeUdevName(name->toUtf8());
-}
-
 bool isRemovableSysfsFolder(const QString& folder)
 {
     return isRemovableFolder(folder, 0);

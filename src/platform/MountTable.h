@@ -33,9 +33,10 @@ std::optional<dev_t> blockDeviceOf(const MountEntry& mount);
 // The name of the link in `folder` (/dev/disk/by-uuid, /dev/disk/by-label) that resolves to
 // the block device `blockDevice`; absent when none does.
 std::optional<QString> deviceLinkName(const QString& folder, dev_t blockDevice);
-// Looked up among the /dev/disk/by-uuid links; absent when none resolves to `blockDevice`.
+// Looked up among the /dev/disk/by-uuid links, else read from the superblock where the
+// device may be opened; absent when neither tells.
 std::optional<QString> fileSystemUuid(dev_t blockDevice);
-// The label udev lists in /dev/disk/by-label for `blockDevice`; absent when none.
+// The label udev lists in /dev/disk/by-label for `blockDevice`, else the superblock's; absent when none.
 std::optional<QString> fileSystemLabel(dev_t blockDevice);
 // udev writes characters that are unsafe in a file name as \xNN ("EOS\x20DIGITAL").
 QString decodeUdevName(const QByteArray& name);

@@ -3,6 +3,8 @@
 #include "SessionEvent.h"
 #include "SessionStoreError.h"
 
+#include "platform/DurableFile.h"
+
 #include <QByteArrayView>
 #include <QHash>
 #include <QVarLengthArray>
@@ -11,9 +13,11 @@ namespace kestrava {
 
 using namespace Qt::StringLiterals;
 
-void replayEvents(SortSession& session, const QByteArray& log)
+void replayEvents(SortSession& session, const QByteArray& fullLog)
 {
-    if (!QByteArrayView(log).isValidUtf8())
+    // A torn last write was never acknowledged: it is not part of the log (see durableAppendLine).
+    const QByteArrayView log(fullLog.constData(), wholeLinesLength(fullLog));
+    if (!log.isValidUtf8())
         throw SessionStoreError::corruptSession(u"Ereignisprotokoll ist nicht UTF-8"_s);
 
     // A path may in principle name more than one photo; every one of them follows the event.

@@ -80,14 +80,11 @@ TrashJournalRecord decodeRecord(const QByteArray& line)
 QList<TrashJournalRecord> parseAndVerify(const QByteArray& data)
 {
     QList<TrashJournalRecord> records;
-    if (data.isEmpty())
-        return records;
-    // A last line without its line feed is a torn write, even when it parses.
-    if (!data.endsWith('\n'))
-        throw corrupt();
+    // A torn last write was never acknowledged and does not count (see durableAppendLine).
+    const qsizetype whole = wholeLinesLength(data);
     QString expectedPrevious = DurableTrashJournal::zeroHash();
     qsizetype start = 0;
-    while (start < data.size()) {
+    while (start < whole) {
         const qsizetype end = data.indexOf('\n', start);
         const QByteArray line = data.mid(start, end - start);
         start = end + 1;
@@ -227,6 +224,8 @@ void DurableTrashJournal::reloadFrom(int fd)
     for (auto& record : parseAndVerify(data))
         remember(record);
     stamp_ = stampOf(after);
+    // A torn last write stays outside what was verified; the next append cuts it off.
+    stamp_.size = wholeLinesLength(data);
     verified_ = true;
 }
 
@@ -267,7 +266,9 @@ void DurableTrashJournal::append(TrashTransactionState state, const TrashEntry& 
     record.payload.entry.state = state;
     record.previousHash = records_.isEmpty() ? zeroHash() : records_.last().recordHash;
     record.recordHash = recordHash(record.previousHash, encodePayload(record.payload));
-    const QByteArray line = keptWithinPage(encodeRecord(record) + '\n', stamp_.size);
+    const QByteArray line = encodeRecord(record) + '\n';
+    if (qint64(info.st_size) > stamp_.size && ops_.ftruncate(fd, off_t(stamp_.size)) != 0)
+        throw unavailable(systemReason(errno));
 
     // From here on the file may differ from what was verified (a partial write, pages of
     // unknown state after a failed flush): the next append reads everything again.

@@ -6,8 +6,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QHash>
-#include <QMutex>
 #include <cerrno>
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -22,24 +20,13 @@ namespace {
 
 constexpr size_t hashChunkBytes = 4 * 1024 * 1024;
 
-// Mount facts are read once per device: every capture would otherwise parse the mount
-// table again, and a file's volume cannot change while it keeps its device number.
-std::optional<QString> volumeUuidFor(dev_t device, const QString& path)
+// Read afresh at every capture, never remembered per device number: a card or an LVM volume
+// can come back under another number after a reboot or a reinsert, and another card can get
+// the number this one had. Next to hashing the file, reading the mount table costs nothing.
+std::optional<QString> volumeUuidOf(const QString& path)
 {
-    static QMutex mutex;
-    static QHash<quint64, std::optional<QString>> cache;
-    {
-        QMutexLocker lock(&mutex);
-        auto it = cache.constFind(quint64(device));
-        if (it != cache.constEnd())
-            return *it;
-    }
-    std::optional<QString> uuid;
-    if (auto facts = volumeFacts(path))
-        uuid = facts->uuid;
-    QMutexLocker lock(&mutex);
-    cache.insert(quint64(device), uuid);
-    return uuid;
+    const auto facts = volumeFacts(path);
+    return facts ? facts->uuid : std::nullopt;
 }
 
 struct FdCloser {
@@ -78,7 +65,7 @@ FileIdentity FileIdentity::capture(const QString& rawPath, bool requireSingleLin
 
     FileIdentity identity;
     identity.path = path;
-    identity.volumeUUID = volumeUuidFor(info.st_dev, path);
+    identity.volumeUUID = volumeUuidOf(path);
     identity.resourceIdentifier = QStringLiteral("%1:%2").arg(quint64(info.st_dev)).arg(quint64(info.st_ino));
     long generation = 0;
     if (::ioctl(file.fd, FS_IOC_GETVERSION, &generation) == 0)
@@ -127,9 +114,22 @@ bool FileIdentity::matches(const FileIdentity& other, bool afterRestart) const
         return false;
     if (afterRestart)
         return true;
-    if (device != other.device || inode != other.inode)
+    if (inode != other.inode)
         return false;
-    return agree(resourceIdentifier, other.resourceIdentifier);
+    // Where both volumes are known by UUID, that (compared above) says "same volume"; the
+    // device number, and the resource identifier built from it, may have changed meanwhile.
+    if (volumeUUID && other.volumeUUID)
+        return true;
+    return device == other.device && agree(resourceIdentifier, other.resourceIdentifier);
+}
+
+bool FileIdentity::isOnVolumeOf(quint64 deviceNow, const QString& pathNow) const
+{
+    if (volumeUUID) {
+        if (const auto uuidNow = volumeUuidOf(pathNow))
+            return *uuidNow == *volumeUUID;
+    }
+    return deviceNow == device;
 }
 
 namespace FileIntegrity {

@@ -29,6 +29,37 @@ QString candidateName(const QString& name, int attempt)
     return stem + QLatin1Char('_') + QString::number(attempt) + suffix;
 }
 
+// How a refusal names the volume: its label, else its mount point; never a file's name.
+QString volumeNameOf(const QString& path)
+{
+    const auto facts = volumeFacts(path);
+    if (!facts)
+        return path;
+    return !facts->name.isEmpty() && facts->name != QLatin1String("/") ? facts->name : facts->mountPoint;
+}
+
+// The top-directory trash folders a probe on `path`'s file system could create.
+QStringList topDirectoryTrashRoots(const FreedesktopTrashLayout& layout, const QString& path)
+{
+    QString top = layout.mountPointOf(path);
+    if (top.isEmpty())
+        return {};
+    if (top.endsWith(QLatin1Char('/')))
+        top.chop(1);
+    const QString uid = QString::number(layout.uid);
+    return {top + QLatin1String("/.Trash-") + uid, top + QLatin1String("/.Trash/") + uid};
+}
+
+// Takes back trash folders a failed probe made; rmdir removes only empty ones.
+void removeEmptyTrashFolders(const QStringList& roots)
+{
+    for (const QString& root : roots) {
+        ::rmdir(QFile::encodeName(root + QLatin1String("/files")).constData());
+        ::rmdir(QFile::encodeName(root + QLatin1String("/info")).constData());
+        ::rmdir(QFile::encodeName(root).constData());
+    }
+}
+
 bool exists(const QString& path)
 {
     struct stat info {};
@@ -52,7 +83,7 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
 
     const auto trash = layout_.trashDirectoryFor(source, true);
     if (!trash)
-        throw TrashTransactionError(Kind::unsupportedVolume, name);
+        throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
 
     for (int attempt = 1; attempt < 10000; ++attempt) {
         const QString trashName = candidateName(name, attempt);
@@ -92,7 +123,7 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
             if (error.errorNumber() == EEXIST && exists(source))
                 continue;
             if (error.errorNumber() == EXDEV)
-                throw TrashTransactionError(Kind::unsupportedVolume, name);
+                throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
             throw;
         }
         testhooks::crashPoint(QStringLiteral("trash.after-move"));
@@ -106,7 +137,7 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
         receipt.identity = FileIdentity::capture(target, false);
         return receipt;
     }
-    throw TrashTransactionError(Kind::unsupportedVolume, name);
+    throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
 }
 
 FreedesktopTrashCapabilityChecker::FreedesktopTrashCapabilityChecker(FreedesktopTrashLayout layout)
@@ -116,18 +147,22 @@ FreedesktopTrashCapabilityChecker::FreedesktopTrashCapabilityChecker(Freedesktop
 
 void FreedesktopTrashCapabilityChecker::check(const FileUrl& url) const
 {
-    const QString name = url.fileName();
-    const auto facts = volumeFacts(url.path());
+    const QString source = url.path();
+    const auto facts = volumeFacts(source);
     if (!facts || !facts->isLocal || facts->isReadOnly)
-        throw TrashTransactionError(Kind::unsupportedVolume, name);
+        throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
 
     const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     const QString folder = url.parent().path() + QLatin1String("/.kestrava-trash-probe-folder-") + uuid;
     const QString probe = folder + QLatin1String("/.kestrava-trash-probe-") + uuid;
     const QByteArray nativeFolder = QFile::encodeName(folder);
     if (::mkdir(nativeFolder.constData(), 0700) != 0)
-        throw TrashTransactionError(Kind::unsupportedVolume, name);
+        throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
 
+    QStringList absentBefore;
+    for (const QString& root : topDirectoryTrashRoots(layout_, folder))
+        if (!exists(root))
+            absentBefore.append(root);
     bool passed = false;
     try {
         createExclusive(probe).close(probe);
@@ -144,8 +179,10 @@ void FreedesktopTrashCapabilityChecker::check(const FileUrl& url) const
     }
     ::unlink(QFile::encodeName(probe).constData());
     ::rmdir(nativeFolder.constData());
-    if (!passed)
-        throw TrashTransactionError(Kind::unsupportedVolume, name);
+    if (!passed) {
+        removeEmptyTrashFolders(absentBefore);
+        throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
+    }
 }
 
 FreedesktopTrashReceiptValidator::FreedesktopTrashReceiptValidator(FreedesktopTrashLayout layout)

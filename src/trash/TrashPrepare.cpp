@@ -72,7 +72,7 @@ public:
             throw TrashTransactionError(Kind::fileUnavailable, name);
         UniqueFd source(in, ops_);
         struct stat info {};
-        if (ops_.fstat(in, &info) != 0 || quint64(info.st_dev) != entry.sourceIdentity.device
+        if (ops_.fstat(in, &info) != 0 || !entry.sourceIdentity.isOnVolumeOf(quint64(info.st_dev), entry.sourceURL.path())
             || quint64(info.st_ino) != entry.sourceIdentity.inode)
             throw TrashTransactionError(Kind::sourceChanged, name);
 

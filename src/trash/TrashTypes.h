@@ -40,10 +40,14 @@ struct FileIdentity {
     static FileIdentity capture(const QString& path, bool requireSingleLink);
 
     // True when both denote the same unchanged file: sizes and both timestamps, then the
-    // content hash, then the stable identifiers present on both sides; device, inode and
-    // resourceIdentifier only when `afterRestart` is false. path, bookmark and link count
-    // never take part. A touch or chmod makes the answer false (ctime), by design.
+    // content hash, then the stable identifiers present on both sides; the inode only when
+    // `afterRestart` is false, and device and resourceIdentifier then too unless both sides
+    // know their volume UUID. path, bookmark and link count never take part. A touch or
+    // chmod makes the answer false (ctime), by design.
     bool matches(const FileIdentity& other, bool afterRestart) const;
+    // Whether a file now on `deviceNow` at `pathNow` lies on this identity's volume: by volume
+    // UUID where both are known (device numbers change across reboots), else by device number.
+    bool isOnVolumeOf(quint64 deviceNow, const QString& pathNow) const;
 
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };

@@ -94,9 +94,8 @@ int main(int argc, char** argv)
         const SortExecutionPlan plan = ResumableSortExecutor::buildPlan(items, options, records);
 
         // Persist the plan: every action that is to run gets a pending record with its destination.
-        // One line per append, each kept within a page as the session store does: a kill can
-        // then not leave a torn line for the next append to run into, which would lose that
-        // next record and, with it, the name a copy already has in the result.
+        // One line per append, as the session store does: an append first cuts off a line a
+        // kill left torn, so the next record is never glued to it and lost.
         for (const PlannedAction& action : plan.actions) {
             if (action.shouldSkip)
                 continue;

@@ -94,7 +94,7 @@ TEST(OperationLock, staleLockOfDeadProcessIsTakenOver)
 
 TEST(OperationLock, unreadableOrGarbledLockBlocks)
 {
-    for (const QByteArray& content : {QByteArray("garbage"), QByteArray(""), QByteArray("99999999999"), QByteArray("-5")}) {
+    for (const QByteArray& content : {QByteArray("garbage"), QByteArray("99999999999"), QByteArray("-5")}) {
         TempTree tree;
         tree.write(".kestrava.lock", content);
         EXPECT_TRUE(blocksWithAlreadyRunning(tree.root())) << content.constData();
@@ -104,6 +104,15 @@ TEST(OperationLock, unreadableOrGarbledLockBlocks)
     TempTree tree;
     tree.mkdir(".kestrava.lock");
     EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
+}
+
+// On FAT and exFAT a run killed between reserving the lock's name and renaming its lock onto
+// it leaves an empty lock: once it stays empty, it is taken over instead of blocking for good.
+TEST(OperationLock, emptyLockLeftByAKilledRunIsTakenOver)
+{
+    TempTree tree;
+    tree.write(".kestrava.lock", "");
+    EXPECT_FALSE(blocksWithAlreadyRunning(tree.root()));
 }
 
 TEST(OperationLock, failingRemovalOfStaleLockIsReported)

@@ -9,6 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <unistd.h>
+#include <thread>
+#include <utility>
 #include <fcntl.h>
 
 using namespace kestrava;
@@ -91,15 +94,97 @@ TEST(RenameExclusiveFallback, stillRefusesAnOccupiedName)
     EXPECT_EQ(ops.callCount(Op::rename), 0);
 }
 
-TEST(RenameExclusiveFallback, failedLinkIsAnErrorNotAPlainRename)
+// FAT and exFAT over FUSE: no RENAME_NOREPLACE (EINVAL) and no hard links (EPERM).
+class WithoutLinks : public FaultInjectingFileOps {
+public:
+    WithoutLinks()
+    {
+        failAt(Op::renameNoReplace, 1, EINVAL, true);
+        failAt(Op::link, 1, EPERM, true);
+    }
+};
+
+TEST(RenameExclusiveWithoutLinks, movesOntoAReservationAndLeavesNothingElse)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    WithoutLinks ops;
+    renameExclusive(from, tree.path("b"), ops);
+    EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
+    EXPECT_EQ(readFile(tree.path("b")), "photo");
+}
+
+TEST(RenameExclusiveWithoutLinks, refusesOccupiedNamesOfEveryKind)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "new");
+    const QString occupied = tree.write("b", "old");
+    const QString empty = tree.write("e", "");
+    ASSERT_TRUE(QFile::link(tree.path("nowhere"), tree.path("c")));
+    tree.mkdir("d");
+    WithoutLinks ops;
+    for (const QString& name : {occupied, empty, tree.path("c"), tree.path("d")})
+        EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, name, ops); }).errorNumber(), EEXIST) << name.toStdString();
+    EXPECT_EQ(ops.callCount(Op::rename), 0);
+    EXPECT_EQ(readFile(from), "new");
+    EXPECT_EQ(readFile(occupied), "old");
+    EXPECT_EQ(readFile(empty), "");
+    EXPECT_FALSE(QFileInfo::exists(tree.path("nowhere")));
+}
+
+TEST(RenameExclusiveWithoutLinks, aFailedRenameTakesBackItsReservation)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    WithoutLinks ops;
+    ops.failAt(Op::rename, 1, EIO);
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EIO);
+    EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
+}
+
+// Another writer puts its own file under the reserved name between reservation and rename.
+class ReservationTakenOver : public WithoutLinks {
+public:
+    explicit ReservationTakenOver(QByteArray foreign) : foreign_(std::move(foreign)) {}
+    int lstat(const QByteArray& path, struct stat* info) override
+    {
+        if (!done_ && QFile::exists(QFile::decodeName(path))) {
+            done_ = true;
+            // Written beside and renamed over, so that it cannot reuse the reservation's inode.
+            const QString other = QFile::decodeName(path) + QLatin1String(".foreign");
+            kestrava::test::writeFile(other, foreign_);
+            ::rename(QFile::encodeName(other).constData(), path.constData());
+        }
+        return WithoutLinks::lstat(path, info);
+    }
+
+private:
+    QByteArray foreign_;
+    bool done_ = false;
+};
+
+TEST(RenameExclusiveWithoutLinks, neverReplacesWhatIsNoLongerItsReservation)
+{
+    // A non-empty file, and an empty one with another inode: neither is ours to replace.
+    for (const QByteArray& foreign : {QByteArray("foreign"), QByteArray()}) {
+        TempTree tree;
+        const QString from = tree.write("a", "photo");
+        ReservationTakenOver ops(foreign);
+        EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EEXIST);
+        EXPECT_EQ(ops.callCount(Op::rename), 0);
+        EXPECT_EQ(readFile(from), "photo");
+        EXPECT_EQ(readFile(tree.path("b")), foreign);
+    }
+}
+
+TEST(RenameExclusiveFallback, aLinkFailureOtherThanMissingSupportIsAnError)
 {
     TempTree tree;
     const QString from = tree.write("a", "photo");
     FaultInjectingFileOps ops;
     ops.failAt(Op::renameNoReplace, 1, EINVAL);
-    ops.failAt(Op::link, 1, EPERM); // FAT has no hard links
-    const FileSystemError error = fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); });
-    EXPECT_EQ(error.errorNumber(), EPERM);
+    ops.failAt(Op::link, 1, EIO);
+    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EIO);
     EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
     EXPECT_EQ(ops.callCount(Op::rename), 0);
 }
@@ -146,4 +231,23 @@ TEST(FaultInjection, countsFromTheRuleAndRepeatsOnlyWhenAsked)
     ops.clearFaults();
     EXPECT_EQ(ops.mkdir(path, 0700), 0);
     EXPECT_EQ(ops.callCount(Op::mkdir), 3);
+}
+
+TEST(AbandonedReservation, onlyAnEmptyFileThatStaysSoIsTakenAsAbandoned)
+{
+    TempTree tree;
+    EXPECT_TRUE(isAbandonedReservation(tree.write("left", ""), FileOps::system(), 60));
+    EXPECT_FALSE(isAbandonedReservation(tree.write("lock", "1234"), FileOps::system(), 60));
+    EXPECT_FALSE(isAbandonedReservation(tree.path("missing"), FileOps::system(), 60));
+    EXPECT_FALSE(isAbandonedReservation(tree.mkdir("folder"), FileOps::system(), 60));
+
+    // A live process fills its reservation (renames its lock onto it) within the grace time.
+    const QString reserved = tree.write("reserved", "");
+    std::thread owner([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const QString draft = tree.write("draft", "4321");
+        ::rename(QFile::encodeName(draft).constData(), QFile::encodeName(reserved).constData());
+    });
+    EXPECT_FALSE(isAbandonedReservation(reserved, FileOps::system(), 5000));
+    owner.join();
 }

@@ -49,12 +49,26 @@ struct TwoSessions {
 
 } // namespace
 
-TEST(SessionFileDamage, tornLastLineHidesOnlyThatSession)
+// A crash during the last append leaves a write that was never acknowledged: the session
+// goes on from its last whole event, and the next decision is not glued to the torn line.
+TEST(SessionFileDamage, tornLastLineIsIgnoredAndNeverContinued)
 {
-    TwoSessions fixture;
-    const QString log = fixture.store.eventLogPath(fixture.damaged.id);
-    truncateFile(log, QFile(log).size() - 7);
-    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+    for (const int cut : {1, 7}) {
+        TwoSessions fixture;
+        const QString log = fixture.store.eventLogPath(fixture.damaged.id);
+        truncateFile(log, QFile(log).size() - cut);
+        // The process that wrote the log is gone: its lock goes with it.
+        fixture.store.unlockSession(fixture.damaged.id);
+        SessionStore restarted(fixture.store.baseDirectory());
+        SortSession loaded = await(restarted.loadSession(fixture.damaged.id));
+        EXPECT_TRUE(loaded.photos[1].decision.has_value());
+        EXPECT_FALSE(loaded.photos[2].decision.has_value());
+        await(restarted.append(SessionEventKind::decision, {loaded.photos[2].sourceURL.path()}, PhotoDecision::del,
+                               std::nullopt, 2, loaded.lastEventSequence, loaded.id));
+        restarted.unlockSession(loaded.id);
+        loaded = await(SessionStore(fixture.store.baseDirectory()).loadSession(fixture.damaged.id));
+        EXPECT_EQ(loaded.photos[2].decision, PhotoDecision::del);
+    }
 }
 
 TEST(SessionFileDamage, editedEventRecordHidesTheSession)

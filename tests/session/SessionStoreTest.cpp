@@ -20,7 +20,7 @@ qint64 decide(SessionStore& store, const SortSession& session, int photo, std::o
                               index, after, session.id));
 }
 
-// The log's events; blank lines, which keep an event within one page of the file, are none.
+// The log's events; blank lines (left by older versions, which padded events to a page) are none.
 QList<QByteArray> logLines(const QString& path)
 {
     QList<QByteArray> lines = readFile(path).split('\n');

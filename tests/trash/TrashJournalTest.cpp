@@ -101,12 +101,21 @@ TEST_F(TrashJournalTest, freshJournalVerifiesAndReEncodesByteForByte)
     EXPECT_EQ(reopened.latestEntryList().first().id, first.id);
 }
 
-TEST_F(TrashJournalTest, tornLastLineIsCorruptEvenWhenItParses)
+// A torn last write was never acknowledged: it neither counts nor blocks, and the next
+// record is chained to the last whole one.
+TEST_F(TrashJournalTest, tornLastLineIsIgnoredAndCutBeforeTheNextRecord)
 {
-    writeSample();
-    truncateFile(path(), QFileInfo(path()).size() - 1);
-    EXPECT_EQ(openFailure(), Kind::journalCorrupt);
-    EXPECT_THROW(DurableTrashJournal::verifyFile(path()), TrashTransactionError);
+    for (const int cut : {1, 40}) {
+        session = QUuid::createUuid();
+        writeSample();
+        truncateFile(path(), QFileInfo(path()).size() - cut);
+        EXPECT_EQ(DurableTrashJournal::verifyFile(path()).size(), 6);
+        DurableTrashJournal journal(tree.root(), session);
+        EXPECT_EQ(journal.records().size(), 6);
+        journal.append(State::deferred, second, session);
+        EXPECT_EQ(DurableTrashJournal::verifyFile(path()).size(), 7);
+        EXPECT_EQ(DurableTrashJournal(tree.root(), session).latestEntries().value(second.id).state, State::deferred);
+    }
 }
 
 TEST_F(TrashJournalTest, anyChangedCharacterBreaksTheChain)
