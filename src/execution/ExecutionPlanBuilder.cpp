@@ -1,6 +1,9 @@
 #include "SortExecutionPlan.h"
 
 #include "StoragePreflight.h"
+#include "TransactionalCopy.h"
+
+#include "platform/FileSystemError.h"
 
 #include "model/Text.h"
 #include "trash/TrashGroupPlanner.h"
@@ -16,7 +19,7 @@ namespace {
 enum class Reuse { none, skip, sameName };
 
 // What a recorded outcome means for this run's destination of the file.
-Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists)
+Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists, const SameContentFunction& sameContent)
 {
     if (!record || !record->destinationPath || record->destinationPath->isEmpty())
         return Reuse::none;
@@ -25,7 +28,13 @@ Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists)
     case ExecutionActionStatus::completed:
         return Reuse::skip;
     case ExecutionActionStatus::pending:
-        return present ? Reuse::skip : Reuse::sameName;
+        if (!present)
+            return Reuse::sameName;
+        // A source that is gone was moved there by the earlier run; one still present must
+        // prove that the file at its destination is its own copy.
+        if (!exists(record->sourcePath) || sameContent(record->sourcePath, *record->destinationPath))
+            return Reuse::skip;
+        return Reuse::none;
     case ExecutionActionStatus::failed:
     case ExecutionActionStatus::skipped:
         // A failed file never leaves anything visible behind, so what stands at its old name
@@ -49,6 +58,15 @@ QList<qsizetype> fileBrowserOrder(const QList<PhotoItem>& photos)
 
 } // namespace
 
+bool sameContentOnDisk(const QString& source, const QString& destination)
+{
+    try {
+        return sha256(FileUrl::fromLocalPath(source)) == sha256(FileUrl::fromLocalPath(destination));
+    } catch (const FileSystemError&) {
+        return false;
+    }
+}
+
 bool receivesAction(const PhotoItem& item, SortOperationMode mode)
 {
     if (!item.decision)
@@ -59,7 +77,8 @@ bool receivesAction(const PhotoItem& item, SortOperationMode mode)
 }
 
 SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& options,
-                            const QMap<QString, ExecutionRecord>& existingRecords, const ExistsFunction& fileManager)
+                            const QMap<QString, ExecutionRecord>& existingRecords, const ExistsFunction& fileManager,
+                            const SameContentFunction& sameContent)
 {
     SortExecutionPlan plan;
     plan.options = options;
@@ -87,7 +106,7 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         const PhotoItem& item = selected[index];
         const auto found = existingRecords.constFind(item.sourceURL.path());
         const ExecutionRecord* record = found == existingRecords.constEnd() ? nullptr : &found.value();
-        reuse[index] = reuseOf(record, fileManager);
+        reuse[index] = reuseOf(record, fileManager, sameContent);
         if (reuse[index] == Reuse::none)
             continue;
         const QString path = FileUrl::fromLocalPath(*record->destinationPath).path();

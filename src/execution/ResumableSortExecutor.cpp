@@ -5,6 +5,9 @@
 #include "ResumableSortError.h"
 #include "StoragePreflight.h"
 
+#include "ResultPermissions.h"
+
+#include "platform/AppPaths.h"
 #include "platform/DurableFile.h"
 #include "platform/VolumeInfo.h"
 
@@ -15,6 +18,8 @@
 #include <QtConcurrent/QtConcurrent>
 
 #include <cerrno>
+#include <sys/statvfs.h>
+#include <vector>
 #include <future>
 #include <mutex>
 #include <optional>
@@ -30,13 +35,66 @@ bool exists(const FileUrl& url, FileOps& ops)
 }
 
 // Removing the original is the one irreversible step of a move; callers make the copy's folder
-// entry durable first, and the original's folder is flushed so the removal is final too.
+// entry durable first, and the original's folder is flushed so the removal is final too. When
+// the card refuses (write-protected, pulled), the verified copy stays and the failure says so:
+// the file then waits in the state "copy verified, original still present", from which a
+// later run only removes the original, never copies again.
 void removeMovedSource(const PlannedAction& action, FileOps& ops)
 {
     const QString source = action.item.sourceURL.path();
-    if (ops.unlink(QFile::encodeName(source)) != 0 && errno != ENOENT)
-        throw FileSystemError(FileSystemError::Operation::remove, source, errno);
-    flushDirectory(action.item.sourceURL.parent().path(), ops);
+    try {
+        if (ops.unlink(QFile::encodeName(source)) != 0 && errno != ENOENT)
+            throw FileSystemError(FileSystemError::Operation::remove, source, errno);
+        flushDirectory(action.item.sourceURL.parent().path(), ops);
+    } catch (const FileSystemError& error) {
+        throw ResumableSortError::originalNotRemoved(action.item.sourceURL.fileName(), error.reason());
+    }
+}
+
+bool isOutOfSpace(const KestravaError& error)
+{
+    const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
+    return fileError && (fileError->errorNumber() == ENOSPC || fileError->errorNumber() == EDQUOT);
+}
+
+// The folders the photos were scanned from: each photo's path without its relative path.
+QStringList sourceFolders(const SortExecutionPlan& plan)
+{
+    QSet<QString> folders;
+    for (const PlannedAction& action : plan.actions) {
+        const QString path = action.item.sourceURL.path();
+        const QString relative = action.item.relativePath;
+        if (!relative.isEmpty() && path.endsWith(QLatin1Char('/') + relative))
+            folders.insert(path.left(path.size() - relative.size() - 1));
+        else
+            folders.insert(action.item.sourceURL.parent().path());
+    }
+    QStringList sorted(folders.begin(), folders.end());
+    sorted.sort();
+    return sorted;
+}
+
+bool isReadOnlyFolder(const QString& folder)
+{
+    struct statvfs info {};
+    return ::statvfs(QFile::encodeName(folder).constData(), &info) == 0 && (info.f_flag & ST_RDONLY) != 0;
+}
+
+// A move from a write-protected card could copy every photo and then remove none: refused
+// before the first byte moves, naming the folder.
+void refuseMovesFromReadOnlyFolders(const SortExecutionPlan& plan, FileOps& ops)
+{
+    QSet<QString> checked;
+    for (const PlannedAction& action : plan.actions) {
+        if (action.kind != PlannedActionKind::move || !exists(action.item.sourceURL, ops))
+            continue;
+        const QString folder = action.item.sourceURL.parent().path();
+        if (checked.contains(folder))
+            continue;
+        checked.insert(folder);
+        if (isReadOnlyFolder(folder))
+            throw ResumableSortError::sourceReadOnly(action.item.sourceURL.parent().fileName());
+    }
 }
 
 struct Runner {
@@ -92,7 +150,7 @@ struct Runner {
         const QString folder = destination.parent().path();
         if (preparedFolders.contains(folder))
             return;
-        ensureDirectory(folder, ops);
+        ensureResultFolder(folder, ops);
         removeStaleTemporaries(folder, ops);
         preparedFolders.insert(folder);
     }
@@ -144,7 +202,7 @@ struct Runner {
     qint64 moveAcrossVolumes(const PlannedAction& action)
     {
         const qint64 size = copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
-                                                chunkProgress());
+                                                chunkProgress(), ResultMode::original);
         try {
             flushDirectory(action.destinationURL.parent().path(), ops);
         } catch (const FileSystemError&) {
@@ -166,10 +224,29 @@ struct Runner {
         return record;
     }
 
-    static void fail(ExecutionRecord& record, const KestravaError& error)
+    // Set by the first file the destination had no room for; the run stops there, since
+    // every later file would fail the same way.
+    std::atomic<bool> outOfSpace{false};
+
+    void fail(ExecutionRecord& record, const KestravaError& error)
     {
-        record.status = ExecutionActionStatus::failed;
         record.verifiedSize = 0;
+        if (isOutOfSpace(error)) {
+            // Nothing of the file is left behind; it waits for the next run like the rest.
+            outOfSpace.store(true);
+            record.status = ExecutionActionStatus::pending;
+            record.errorMessage = ResumableSortError::destinationFull().description();
+            return;
+        }
+        record.status = ExecutionActionStatus::failed;
+        record.errorMessage = error.description();
+    }
+
+    // The copy is at the destination and proven; only the original stayed behind.
+    void keepVerifiedCopy(ExecutionRecord& record, const PlannedAction& action, const ResumableSortError& error)
+    {
+        record.status = ExecutionActionStatus::pending;
+        record.verifiedSize = std::max<qint64>(fileSize(action.destinationURL, ops), 0);
         record.errorMessage = error.description();
     }
 
@@ -224,6 +301,11 @@ struct Runner {
                     : move(action);
             }
             record.status = ExecutionActionStatus::completed;
+        } catch (const ResumableSortError& error) {
+            if (error.kind() == ResumableSortError::Kind::originalNotRemoved)
+                keepVerifiedCopy(record, action, error);
+            else
+                fail(record, error);
         } catch (const KestravaError& error) {
             fail(record, error);
         }
@@ -241,7 +323,17 @@ QString cancellationMessage()
 SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
                                 FileOps& ops)
 {
+    // Sources first: a second run of the same card is refused before it makes a result folder.
+    std::vector<std::unique_ptr<OperationLock>> sourceLocks;
+    const QStringList sources = sourceFolders(plan);
+    if (!sources.isEmpty()) {
+        const QString lockFolder = AppPaths::sessionsFolder();
+        for (const QString& folder : sources)
+            sourceLocks.push_back(OperationLock::forSource(folder, lockFolder, ops));
+    }
+    refuseMovesFromReadOnlyFolders(plan, ops);
     OperationLock lock(plan.options.destinationRoot, ops);
+    ensureRunFolderMarker(plan.options.destinationRoot.path(), ops);
     Runner runner(plan, handlers, ops);
 
     SortResult result;
@@ -250,11 +342,17 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     result.records.reserve(plan.actions.size());
 
     int delivered = 0;
+    const auto addError = [&](const QString& message) {
+        if (!result.errors.contains(message))
+            result.errors.append(message);
+    };
     const auto deliver = [&](const ExecutionRecord& record, bool skipped) {
         if (record.status == ExecutionActionStatus::completed)
             ++(skipped ? result.skippedCount : result.organizedCount);
         else
-            result.errors.append(*record.errorMessage);
+            addError(*record.errorMessage);
+        if (record.status == ExecutionActionStatus::pending)
+            ++result.pendingCount;
         if (handlers.record)
             handlers.record(record);
         result.records.append(record);
@@ -276,24 +374,25 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         deliver(finished.get(), false);
     };
     const auto isCanceled = [&] { return handlers.isCanceled && handlers.isCanceled(); };
-    const auto stopAt = [&](qsizetype index) {
+    const auto stopAt = [&](qsizetype index, const QString& message) {
         // The journal already holds a pending record for every planned file; leaving them
         // as they are is what lets the next run resume here.
         result.cancelled = true;
-        result.pendingCount = int(plan.actions.size() - index);
+        result.pendingCount += int(plan.actions.size() - index);
         for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
             const PlannedAction& pending = plan.actions[rest];
             result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
                                                   ExecutionActionStatus::pending, 0, std::nullopt});
         }
-        result.errors.append(cancellationMessage());
+        addError(message);
     };
+    const auto outOfSpace = [&] { return runner.outOfSpace.load(); };
 
     for (qsizetype index = 0; index < plan.actions.size(); ++index) {
         const PlannedAction& action = plan.actions[index];
         if (isCanceled()) {
             settle();
-            stopAt(index);
+            stopAt(index, cancellationMessage());
             break;
         }
         {
@@ -308,16 +407,21 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
             bool skipped = false;
             const ExecutionRecord record = runner.perform(action, skipped);
             deliver(record, skipped);
+            if (outOfSpace()) {
+                stopAt(index + 1, ResumableSortError::destinationFull().description());
+                break;
+            }
             continue;
         }
         ExecutionRecord record = Runner::recordFor(action);
         std::optional<UnfinishedCopy> copy = runner.startCopying(action, record);
         settle();
-        // Asked again: the previous file's record may be what the caller waited for. This
-        // copy is dropped unfinished (its temporary file removed) and stays pending.
-        if (isCanceled()) {
+        // Asked again: the previous file's record may be what the caller waited for, or it
+        // found the disk full. This copy is dropped unfinished (its temporary file removed)
+        // and stays pending.
+        if (isCanceled() || outOfSpace()) {
             copy.reset();
-            stopAt(index);
+            stopAt(index, outOfSpace() ? ResumableSortError::destinationFull().description() : cancellationMessage());
             break;
         }
         if (copy)

@@ -2,6 +2,7 @@
 
 #include "BackgroundHasher.h"
 #include "ChunkPool.h"
+#include "ResultPermissions.h"
 #include "ResumableSortError.h"
 
 #include "platform/DurableFile.h"
@@ -191,6 +192,7 @@ UnfinishedCopy::UnfinishedCopy(UnfinishedCopy&& other) noexcept
     , destination_(std::move(other.destination_))
     , sourceName_(std::move(other.sourceName_))
     , expectedSize_(other.expectedSize_)
+    , mode_(other.mode_)
     , sourceDigest_(std::move(other.sourceDigest_))
     , output_(std::move(other.output_))
     , ops_(other.ops_)
@@ -210,7 +212,7 @@ void UnfinishedCopy::discard()
 }
 
 UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                         FileOps& ops, const ChunkProgress& progress)
+                         FileOps& ops, const ChunkProgress& progress, ResultMode mode)
 {
     const QString source = item.sourceURL.path();
     const bool hashing = verificationMode == VerificationMode::sha256;
@@ -241,6 +243,7 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         struct stat sourceInfo {};
         if (ops.fstat(input.get(), &sourceInfo) != 0)
             throw FileSystemError(Op::inspect, source, errno);
+        copy.mode_ = mode == ResultMode::original ? mode_t(sourceInfo.st_mode & 0777) : userFileMode();
 
         // The source is read once: with sha256 the bytes just read are hashed (on a second
         // thread for large files) while they are written, so the source digest describes
@@ -295,6 +298,9 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
     const FileUrl& destination = copy.destination_;
     const QString temporary = copy.temporary_;
     try {
+        // Set before the flush, so the one flush makes the mode durable with the data. File
+        // systems without Unix modes (FAT, exFAT) refuse; their files are readable anyway.
+        ::fchmod(copy.output_.get(), copy.mode_);
         if (ops.fsync(copy.output_.get()) != 0)
             throw FileSystemError(Op::flush, destination.path(), errno);
         struct stat written {};
@@ -325,9 +331,9 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
 }
 
 qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                           FileOps& ops, const ChunkProgress& progress)
+                           FileOps& ops, const ChunkProgress& progress, ResultMode mode)
 {
-    return finishCopy(startCopy(item, destination, verificationMode, ops, progress), progress);
+    return finishCopy(startCopy(item, destination, verificationMode, ops, progress, mode), progress);
 }
 
 void removeStaleTemporaries(const QString& folder, FileOps& ops)

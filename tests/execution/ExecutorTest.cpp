@@ -110,11 +110,11 @@ TEST(SortExecutor, injectedWriteOrFlushFailureFailsOnlyThatFileAndLeavesNothingV
         f.add("2.jpg", "two");
         f.add("3.jpg", "three");
         FaultInjectingFileOps ops;
-        // Lock file write comes first; the 2nd data write is 2.jpg's. Flushes: the folder
-        // flush of ensureDirectory (x3 for the new folders) … so count 2.jpg's by position.
-        const int nth = op == FileOps::Op::write ? 3 : 0;
+        // The two lock files' writes (source, result folder) come first, then one per file.
+        // Any error but a full disk, which stops the whole run instead.
+        const int nth = op == FileOps::Op::write ? 4 : 0;
         if (op == FileOps::Op::write)
-            ops.failAt(op, nth, ENOSPC);
+            ops.failAt(op, nth, EIO);
         RecordLog log;
         auto handlers = log.handlers();
         if (op == FileOps::Op::fsync) {
@@ -224,17 +224,24 @@ TEST(SortExecutor, moveWithinVolumeIsARenameAndMoveIsFinishedOnResume)
     EXPECT_EQ(readFile(f.keep + "/b.jpg"), "bbbb");
 }
 
-TEST(SortExecutor, moveWhoseLeftoverOriginalDiffersKeepsTheOriginal)
+// A stranger's file of the right size at a pending destination is never taken for the moved
+// photo: the photo goes to a new name and the stranger stays as it was.
+TEST(SortExecutor, moveWhosePendingDestinationHoldsAStrangerTakesANewName)
 {
-    Fixture f;
-    f.add("b.jpg", "bbbb");
-    RecordLog log;
-    log.addPending(f.plan(SortOperationMode::moveOriginals));
-    f.tree.write("out/JPEG/Behalten/b.jpg", "BBBB"); // same size, other content
-    const SortResult result = Executor::executeSynchronously(
-        f.plan(SortOperationMode::moveOriginals, VerificationMode::fileSize, log.bySource), true, log.handlers());
-    EXPECT_EQ(result.errors, QStringList{"Die Kopie von „b.jpg“ konnte nicht verifiziert werden."});
-    EXPECT_EQ(readFile(f.src + "/b.jpg"), "bbbb");
+    for (const VerificationMode verification : {VerificationMode::fileSize, VerificationMode::sha256}) {
+        Fixture f;
+        f.add("b.jpg", "bbbb");
+        RecordLog log;
+        log.addPending(f.plan(SortOperationMode::moveOriginals, verification));
+        f.tree.write("out/JPEG/Behalten/b.jpg", "BBBB"); // same size, other content
+        const SortResult result = Executor::executeSynchronously(
+            f.plan(SortOperationMode::moveOriginals, verification, log.bySource), true, log.handlers());
+        EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join(' ').toStdString();
+        EXPECT_EQ(readFile(f.keep + "/b.jpg"), "BBBB");
+        EXPECT_EQ(readFile(f.keep + "/b 2.jpg"), "bbbb");
+        EXPECT_FALSE(QFile::exists(f.src + "/b.jpg"));
+        EXPECT_EQ(log.bySource.value(f.src + "/b.jpg").destinationPath, f.keep + "/b 2.jpg");
+    }
 }
 
 TEST(SortExecutor, lockHeldByAnotherRunStopsBeforeAnythingIsTouched)
