@@ -432,7 +432,11 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     settle();
 
     ChunkPool::trim();
-    runner.progress.phase = SortPhase::finished;
+    // "Finished" only when everything is done; a failed or stopped run ends on its last phase.
+    if (!result.cancelled && result.pendingCount == 0 && result.errors.isEmpty()) {
+        std::lock_guard guard(runner.progressMutex);
+        runner.progress.phase = SortPhase::finished;
+    }
     runner.report(true);
     lock.release();
     return result;
