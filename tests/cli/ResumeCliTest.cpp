@@ -57,11 +57,11 @@ TEST(ResumeCli, interruptedRunStopsCleanlyAndResumeFinishesIt)
     ASSERT_EQ(sort.state(), QProcess::Running) << sort.readAllStandardError().toStdString();
     ::kill(pid_t(sort.processId()), SIGSTOP);
 
-    // While the run lives and holds its lock, a second run of the same session is refused
-    // and changes nothing.
+    // While the run lives and holds its locks, a second run of the same session is refused
+    // (its card is the first thing it finds taken) and changes nothing.
     const CliResult blocked = runCli({QStringLiteral("resume"), QStringLiteral("--store"), store}, environment);
     EXPECT_EQ(blocked.exitCode, 1);
-    EXPECT_TRUE(QString::fromUtf8(blocked.err).contains(QStringLiteral("Für diesen Zielordner läuft bereits eine Kestrava-Ausführung.")))
+    EXPECT_TRUE(QString::fromUtf8(blocked.err).contains(QStringLiteral("Quellordner „Karte“ läuft bereits")))
         << blocked.err.toStdString();
     EXPECT_EQ(fileContents(resultFolder + QStringLiteral("/.kestrava.lock")), pid);
 

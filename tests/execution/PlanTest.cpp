@@ -126,3 +126,38 @@ TEST(ExecutionPlan, resumeReusesRecordedDestinationsAndNeverClaimsForeignFiles)
     EXPECT_EQ(readFile(folder + "/f-foreign.jpg"), QByteArray("SAME"));
     // e's own name was promised to c by the earlier run, although e comes later in the order.
 }
+
+// The XMP sidecar goes with its motif's RAW (with a lone JPEG, with the JPEG), into the same
+// folder under the photo's final stem, as a file of its own right after its photo. It stays
+// behind when its RAW does, and when two sidecars leave it open which one is meant.
+TEST(ExecutionPlan, sidecarsTravelWithTheirPhotoUnderThePhotosName)
+{
+    TempTree tree;
+    for (const char* name : {"IMG_1.JPG", "IMG_1.CR3", "IMG_1.xmp", // pair: follows the RAW
+                             "IMG_2.CR3", "IMG_2.XMP",              // RAW whose name is taken at the result
+                             "IMG_3.JPG", "IMG_3.xmp",              // lone JPEG
+                             "IMG_4.JPG", "IMG_4.CR3", "IMG_4.xmp", // RAW undecided: sidecar stays with it
+                             "IMG_5.CR3", "IMG_5.xmp", "IMG_5.XMP"}) // which sidecar? neither goes
+        tree.write(QStringLiteral("src/") + name, name);
+    const QString src = tree.path("src");
+    QList<PhotoItem> items;
+    for (const char* name : {"IMG_1.JPG", "IMG_1.CR3", "IMG_2.CR3", "IMG_3.JPG", "IMG_4.JPG", "IMG_5.CR3"})
+        items.append(photoAt(src, name));
+    items.append(photoAt(src, "IMG_4.CR3", std::nullopt));
+    const QString out = tree.path("out");
+    tree.write("out/RAW/Behalten/IMG_2.XMP", "someone else's"); // its photo's name is free, its own is not
+
+    const auto plan = Executor::buildPlan(items, optionsFor(out, SortOperationMode::moveOriginals), {});
+    QStringList sources;
+    for (const auto& action : plan.actions)
+        sources.append(action.item.sourceURL.fileName());
+    EXPECT_EQ(sources, (QStringList{"IMG_1.CR3", "IMG_1.xmp", "IMG_1.JPG", "IMG_2.CR3", "IMG_2.XMP", "IMG_3.JPG",
+                                    "IMG_3.xmp", "IMG_4.JPG", "IMG_5.CR3"}));
+    EXPECT_EQ(destinationNames(plan, out),
+              (QStringList{"RAW/Behalten/IMG_1.CR3", "RAW/Behalten/IMG_1.xmp", "JPEG/Behalten/IMG_1.JPG",
+                           "RAW/Behalten/IMG_2 2.CR3", "RAW/Behalten/IMG_2 2.XMP", "JPEG/Behalten/IMG_3.JPG",
+                           "JPEG/Behalten/IMG_3.xmp", "JPEG/Behalten/IMG_4.JPG", "RAW/Behalten/IMG_5.CR3"}));
+    EXPECT_EQ(plan.actions[1].kind, PlannedActionKind::move);
+    EXPECT_EQ(plan.actions[1].item.fileSize, QByteArray("IMG_1.xmp").size());
+    EXPECT_EQ(plan.actions[1].item.decision, PhotoDecision::keep);
+}
