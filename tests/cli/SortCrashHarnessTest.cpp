@@ -12,6 +12,8 @@
 
 #include "KillLoop.h"
 
+#include "model/RunFolderMarker.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
@@ -22,6 +24,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
+#include <ostream>
 #include <sys/stat.h>
 
 using namespace kestrava;
@@ -138,6 +142,11 @@ struct Scenario {
     QString mode;
     bool acrossVolumes = false;
 };
+
+void PrintTo(const Scenario& scenario, std::ostream* out)
+{
+    *out << scenario.name.toStdString();
+}
 
 class SortCrashHarness : public ::testing::TestWithParam<Scenario> {
 protected:
@@ -258,6 +267,18 @@ TEST_P(SortCrashHarness, killedAtAnyDurableStepTheRunResumesToEveryFileExactlyOn
     ASSERT_EQ(clean.exitCode, 0) << clean.err.toStdString();
     ASSERT_FALSE(steps.isEmpty());
     expectAccountedFor(logged, "uninterrupted");
+    // The run folder is marked before the first photo lands in it.
+    const auto stepOf = [&](const std::function<bool(const DurableStep&)>& matches) {
+        const auto found = std::find_if(steps.begin(), steps.end(), matches);
+        return found == steps.end() ? -1 : found->number;
+    };
+    const int marked = stepOf([](const DurableStep& step) { return step.path.endsWith(runFolderMarkerName); });
+    const int firstLanded = stepOf([&](const DurableStep& step) {
+        return step.kind.startsWith("rename") && step.path.startsWith(logged.base)
+            && !QFileInfo(step.path).fileName().startsWith('.');
+    });
+    EXPECT_GT(marked, 0);
+    EXPECT_LT(marked, firstLanded);
 
     // Most kill points fall in the run itself (from its first lock on), the rest in the review
     // that journals the decisions before it.
@@ -304,6 +325,47 @@ TEST_P(SortCrashHarness, killedAtRandomMomentsTheRunResumesToEveryFileExactlyOnc
         finishByResuming(round, 0, context);
         expectAccountedFor(round, context);
     }
+}
+
+// A second process between the kill and the resume: a stranger's file of exactly the photo's
+// size appears at the name the killed run had promised the photo. Resume must not take it for
+// the copy (the card might be formatted on the strength of it): the photo goes to a new name,
+// and the stranger's file stays as it was.
+TEST_P(SortCrashHarness, foreignFileAtAPendingDestinationIsNeverTakenForThePhoto)
+{
+    const Round logged = freshRound(0);
+    const QList<DurableStep> steps = durableStepsOf(logged.sortArguments, logged.environment);
+    // The third photo's rename into the result: killed before it, that name is pending and free.
+    int renames = 0;
+    const DurableStep* target = nullptr;
+    for (const DurableStep& step : steps)
+        if (step.kind == "renameNoReplace" && step.path.startsWith(logged.base) && !isSidecar(step.path)
+            && ++renames == 3) {
+            target = &step;
+            break;
+        }
+    ASSERT_NE(target, nullptr);
+
+    const Round round = freshRound(1);
+    ASSERT_TRUE(runCliKilledAtStep(round.sortArguments, target->number, round.environment).killed);
+    const QString destination = round.base + target->path.mid(logged.base.size());
+    ASSERT_FALSE(QFileInfo::exists(destination)) << destination.toStdString();
+    QString original;
+    QDirIterator it(round.source, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext() && original.isEmpty())
+        if (it.next(), it.fileName() == QFileInfo(destination).fileName())
+            original = it.filePath();
+    ASSERT_FALSE(original.isEmpty());
+    QByteArray stranger = readFile(original);
+    stranger[stranger.size() / 2] = char(~stranger[stranger.size() / 2]);
+    writeFile(destination, stranger);
+    QFile(destination).setFileTime(QFileInfo(original).lastModified(), QFileDevice::FileModificationTime);
+
+    finishByResuming(round, 0, "foreign file");
+    EXPECT_EQ(readFile(destination), stranger);
+    // Apart from the stranger, the result holds every file of the shoot exactly once.
+    QFile::remove(destination);
+    expectAccountedFor(round, "foreign file");
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, SortCrashHarness,
