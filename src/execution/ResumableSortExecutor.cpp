@@ -201,17 +201,9 @@ struct Runner {
 
     qint64 moveAcrossVolumes(const PlannedAction& action)
     {
+        // The copy's name is durable when this returns; only then may the original go.
         const qint64 size = copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
                                                 chunkProgress(), ResultMode::original);
-        try {
-            flushDirectory(action.destinationURL.parent().path(), ops);
-        } catch (const FileSystemError&) {
-            // The copy's name may not survive a power cut, so the original stays, and so that
-            // a failed file leaves no result a later run would have to tell apart from its own,
-            // the copy goes again.
-            ops.unlink(QFile::encodeName(action.destinationURL.path()));
-            throw;
-        }
         removeMovedSource(action, ops);
         return size;
     }

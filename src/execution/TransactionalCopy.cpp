@@ -314,11 +314,19 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
             && sha256(FileUrl::fromLocalPath(temporary), ops, progress) != copy.sourceDigest_)
             throw ResumableSortError::verificationFailed(copy.sourceName_);
 
-        // The folder is not flushed here: should a power cut lose the new name, the journal
-        // says completed but nothing is at the destination, and the next run copies the file
-        // again (the source is untouched). A move flushes it before it removes the original.
         renameExclusive(temporary, destination.path(), ops);
         copy.temporary_.clear();
+        // The new name is made durable before the copy counts: once the journal says
+        // "completed" the session may end, and no later run would look for a name a power cut
+        // took back while the user formats the card. A name that cannot be made durable goes
+        // again, so a failed file never leaves a result a later run would have to tell apart
+        // from its own.
+        try {
+            flushDirectory(destination.parent().path(), ops);
+        } catch (const FileSystemError&) {
+            ops.unlink(encoded(destination.path()));
+            throw;
+        }
         return qint64(written.st_size);
     } catch (const FileSystemError& error) {
         // A failed flush leaves the pages in an unknown state: the copy is dropped, never

@@ -33,7 +33,8 @@ using ChunkProgress = std::function<void(SortPhase phase, qint64 bytes)>;
 // modification date, fsync, compare the size with the expected one (the recorded size when at
 // least 1, else the source's size now), with sha256 compare the digest of the bytes read from
 // the source with the digest of the copy read back from the storage (its cached pages dropped
-// first), then rename into place without ever replacing a file and flush the folder.
+// first), then rename into place without ever replacing a file and flush the folder (a name
+// that cannot be made durable is removed again and the flush error thrown).
 // Returns the verified size. On failure the temporary file is removed and the error thrown:
 // ResumableSortError::verificationFailed for a size or digest mismatch, else FileSystemError
 // naming the destination. A failed flush is never retried: the next attempt starts over.

@@ -162,6 +162,42 @@ TEST(SortExecutor, leftoverTemporaryIsNeverTakenForAResultAndIsCleanedUp)
     EXPECT_EQ(readFile(f.keep + "/a.jpg"), "complete content");
 }
 
+// A copy counts only once its name is durable: when the result folder cannot be flushed after
+// the rename, the record is not "completed" (a completed session is never looked at again) and
+// nothing is left under the name; the next run copies it there.
+TEST(SortExecutor, copyWhoseNameCannotBeMadeDurableDoesNotCount)
+{
+    class FolderFlushFails : public FileOps {
+    public:
+        QString folder;
+        int fsync(int fd) override
+        {
+            const QString path = QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(fd));
+            if (!folder.isEmpty() && path == folder) {
+                errno = EIO;
+                return -1;
+            }
+            return FileOps::fsync(fd);
+        }
+    };
+    Fixture f;
+    f.add("a.jpg", "aaaa");
+    RecordLog log;
+    log.addPending(f.plan());
+    FolderFlushFails ops;
+    QDir().mkpath(f.keep);
+    ops.folder = QFileInfo(f.keep).canonicalFilePath();
+    const SortResult result = Executor::executeSynchronously(f.plan(), true, log.handlers(), ops);
+    EXPECT_EQ(result.organizedCount, 0);
+    EXPECT_EQ(log.bySource.value(f.src + "/a.jpg").status, ExecutionActionStatus::failed);
+    EXPECT_TRUE(filesBelow(f.out).isEmpty());
+
+    const SortResult again = Executor::executeSynchronously(
+        f.plan(SortOperationMode::safeCopy, VerificationMode::fileSize, log.bySource), true, log.handlers());
+    EXPECT_EQ(again.organizedCount, 1);
+    EXPECT_EQ(filesBelow(f.out), QStringList{"JPEG/Behalten/a.jpg"});
+}
+
 TEST(SortExecutor, resumeKeepsNamesSkipsFinishedWorkAndRejectsWrongResults)
 {
     Fixture f;
