@@ -1,13 +1,12 @@
 #include "ResumableSortExecutor.h"
 
 #include "ChunkPool.h"
-#include "OperationLock.h"
+#include "RunGuard.h"
 #include "ResumableSortError.h"
 #include "StoragePreflight.h"
 
 #include "ResultPermissions.h"
 
-#include "platform/AppPaths.h"
 #include "platform/DurableFile.h"
 #include "platform/VolumeInfo.h"
 
@@ -18,8 +17,6 @@
 #include <QtConcurrent/QtConcurrent>
 
 #include <cerrno>
-#include <sys/statvfs.h>
-#include <vector>
 #include <future>
 #include <mutex>
 #include <optional>
@@ -55,46 +52,6 @@ bool isOutOfSpace(const KestravaError& error)
 {
     const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
     return fileError && (fileError->errorNumber() == ENOSPC || fileError->errorNumber() == EDQUOT);
-}
-
-// The folders the photos were scanned from: each photo's path without its relative path.
-QStringList sourceFolders(const SortExecutionPlan& plan)
-{
-    QSet<QString> folders;
-    for (const PlannedAction& action : plan.actions) {
-        const QString path = action.item.sourceURL.path();
-        const QString relative = action.item.relativePath;
-        if (!relative.isEmpty() && path.endsWith(QLatin1Char('/') + relative))
-            folders.insert(path.left(path.size() - relative.size() - 1));
-        else
-            folders.insert(action.item.sourceURL.parent().path());
-    }
-    QStringList sorted(folders.begin(), folders.end());
-    sorted.sort();
-    return sorted;
-}
-
-bool isReadOnlyFolder(const QString& folder)
-{
-    struct statvfs info {};
-    return ::statvfs(QFile::encodeName(folder).constData(), &info) == 0 && (info.f_flag & ST_RDONLY) != 0;
-}
-
-// A move from a write-protected card could copy every photo and then remove none: refused
-// before the first byte moves, naming the folder.
-void refuseMovesFromReadOnlyFolders(const SortExecutionPlan& plan, FileOps& ops)
-{
-    QSet<QString> checked;
-    for (const PlannedAction& action : plan.actions) {
-        if (action.kind != PlannedActionKind::move || !exists(action.item.sourceURL, ops))
-            continue;
-        const QString folder = action.item.sourceURL.parent().path();
-        if (checked.contains(folder))
-            continue;
-        checked.insert(folder);
-        if (isReadOnlyFolder(folder))
-            throw ResumableSortError::sourceReadOnly(action.item.sourceURL.parent().fileName());
-    }
 }
 
 struct Runner {
@@ -315,17 +272,7 @@ QString cancellationMessage()
 SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
                                 FileOps& ops)
 {
-    // Sources first: a second run of the same card is refused before it makes a result folder.
-    std::vector<std::unique_ptr<OperationLock>> sourceLocks;
-    const QStringList sources = sourceFolders(plan);
-    if (!sources.isEmpty()) {
-        const QString lockFolder = AppPaths::sessionsFolder();
-        for (const QString& folder : sources)
-            sourceLocks.push_back(OperationLock::forSource(folder, lockFolder, ops));
-    }
-    refuseMovesFromReadOnlyFolders(plan, ops);
-    OperationLock lock(plan.options.destinationRoot, ops);
-    ensureRunFolderMarker(plan.options.destinationRoot.path(), ops);
+    RunGuard guard(plan, ops);
     Runner runner(plan, handlers, ops);
 
     SortResult result;
@@ -430,7 +377,7 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         runner.progress.phase = SortPhase::finished;
     }
     runner.report(true);
-    lock.release();
+    guard.release();
     return result;
 }
 
