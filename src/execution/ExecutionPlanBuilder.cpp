@@ -1,14 +1,12 @@
 #include "SortExecutionPlan.h"
 
+#include "SidecarFinder.h"
 #include "StoragePreflight.h"
 #include "TransactionalCopy.h"
 
-#include "platform/FileSystemError.h"
-
-#include "SidecarFinder.h"
-
 #include "model/SidecarRule.h"
 #include "model/Text.h"
+#include "platform/FileSystemError.h"
 #include "trash/TrashGroupPlanner.h"
 
 #include <QFile>

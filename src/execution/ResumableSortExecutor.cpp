@@ -1,11 +1,10 @@
 #include "ResumableSortExecutor.h"
 
 #include "ChunkPool.h"
-#include "RunGuard.h"
-#include "ResumableSortError.h"
-#include "StoragePreflight.h"
-
 #include "ResultPermissions.h"
+#include "ResumableSortError.h"
+#include "RunGuard.h"
+#include "StoragePreflight.h"
 
 #include "platform/DurableFile.h"
 #include "platform/VolumeInfo.h"
@@ -373,7 +372,7 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     ChunkPool::trim();
     // "Finished" only when everything is done; a failed or stopped run ends on its last phase.
     if (!result.cancelled && result.pendingCount == 0 && result.errors.isEmpty()) {
-        std::lock_guard guard(runner.progressMutex);
+        std::lock_guard hold(runner.progressMutex);
         runner.progress.phase = SortPhase::finished;
     }
     runner.report(true);
