@@ -6,11 +6,13 @@
 #include "RunGuard.h"
 #include "StoragePreflight.h"
 
+#include "model/SidecarRule.h"
 #include "platform/DurableFile.h"
 #include "platform/VolumeInfo.h"
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QPromise>
 #include <QSet>
 #include <QtConcurrent/QtConcurrent>
@@ -285,9 +287,12 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
             result.errors.append(message);
     };
     const auto deliver = [&](const ExecutionRecord& record, bool skipped) {
-        if (record.status == ExecutionActionStatus::completed)
+        // The counts are the user's photos; a sidecar that went along is part of its photo.
+        // Its failure still shows, with its own name.
+        const bool sidecar = isSidecarName(QFileInfo(record.sourcePath).fileName());
+        if (record.status == ExecutionActionStatus::completed && !sidecar)
             ++(skipped ? result.skippedCount : result.organizedCount);
-        else
+        if (record.status != ExecutionActionStatus::completed)
             addError(*record.errorMessage);
         if (record.status == ExecutionActionStatus::pending)
             ++result.pendingCount;

@@ -318,3 +318,21 @@ TEST(SortExecutor, backgroundRunDeliversRecordsBeforeTheNextFileAndKeepsResultWh
     EXPECT_EQ(filesBelow(keep), (QStringList{"0.jpg", "1.jpg", "2.jpg"}));
     EXPECT_EQ(result.records[4].status, ExecutionActionStatus::pending);
 }
+
+// A sidecar goes along as a file of its own, verified and journaled, but the counts the user
+// reads are photos: one RAW with its sidecar is one organized photo.
+TEST(SortExecutor, sidecarIsJournaledOnItsOwnButCountsAsPartOfItsPhoto)
+{
+    Fixture f;
+    f.add("a.CR3", "raw bytes");
+    f.tree.write("src/a.xmp", "<rating 5>");
+    RecordLog log;
+    const SortResult result = Executor::executeSynchronously(f.plan(SortOperationMode::moveOriginals), true,
+                                                             log.handlers());
+    EXPECT_EQ(result.organizedCount, 1);
+    EXPECT_TRUE(result.errors.isEmpty());
+    EXPECT_EQ(log.inOrder.size(), 2);
+    EXPECT_EQ(log.bySource.value(f.src + "/a.xmp").status, ExecutionActionStatus::completed);
+    EXPECT_EQ(filesBelow(f.out), (QStringList{"RAW/Behalten/a.CR3", "RAW/Behalten/a.xmp"}));
+    EXPECT_TRUE(filesBelow(f.src).isEmpty());
+}
