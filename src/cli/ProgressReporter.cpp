@@ -1,6 +1,7 @@
 #include "ProgressReporter.h"
 
 #include "CliCommand.h"
+#include "ProgressText.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <unistd.h>
@@ -45,7 +46,8 @@ void ProgressReporter::update(bool force)
     // Phase names are the German labels the screens show.
     QString heading = title;
     if (progress)
-        heading += (heading.isEmpty() ? QString() : QStringLiteral(" – ")) + rawValue(progress->phase);
+        heading += (heading.isEmpty() ? QString() : QStringLiteral(" – "))
+            + phaseHeading(*progress, viewModel_.lastSortResult() ? &*viewModel_.lastSortResult() : nullptr);
 
     if (terminal_) {
         QString line = heading;

@@ -13,6 +13,19 @@ constexpr int barWidth = 24;
 
 } // namespace
 
+QString phaseHeading(const SortProgress& progress, const SortResult* result)
+{
+    if (progress.phase != SortPhase::finished || !result)
+        return rawValue(progress.phase);
+    if (result->cancelled || result->pendingCount > 0)
+        return QStringLiteral("Angehalten");
+    const bool failed = !result->errors.isEmpty()
+        || std::any_of(result->records.begin(), result->records.end(), [](const ExecutionRecord& record) {
+               return record.status == ExecutionActionStatus::failed;
+           });
+    return failed ? QStringLiteral("Mit Fehlern beendet") : rawValue(progress.phase);
+}
+
 QString progressBar(const SortProgress& progress)
 {
     const double fraction = progress.totalBytes > 0 ? double(progress.completedBytes) / double(progress.totalBytes)
@@ -49,7 +62,8 @@ QString describeProgress(const SortProgress& progress)
                                               text::formatByteCount(progress.totalBytes));
     if (progress.bytesPerSecond > 0)
         parts << text::formatByteCount(qint64(progress.bytesPerSecond)) + QStringLiteral("/s");
-    if (const auto left = secondsLeft(progress); left && progress.completedBytes < progress.totalBytes)
+    const bool running = progress.phase != SortPhase::finished;
+    if (const auto left = secondsLeft(progress); running && left && progress.completedBytes < progress.totalBytes)
         parts << QStringLiteral("noch ") + formatDuration(*left);
     return parts.join(QStringLiteral(" · "));
 }

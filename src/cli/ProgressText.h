@@ -9,8 +9,12 @@
 namespace kestrava::cli {
 
 // "12/300 Dateien · 1,5 MB von 45 MB · 3,4 MB/s · noch 0:12": the figures of one report.
-// The rate and the time left are left out while nothing has been measured.
+// The rate and the time left are left out while nothing has been measured, and the time left
+// once the run has ended (a failed file's bytes never arrive).
 QString describeProgress(const SortProgress& progress);
+// The heading of a report: the phase's German label, except that a run which ended without
+// finishing everything (`result` failed, stopped or left files pending) never claims "Fertig".
+QString phaseHeading(const SortProgress& progress, const SortResult* result);
 // "[#########---------------]": done bytes (files while the bytes are unknown) of the total.
 QString progressBar(const SortProgress& progress);
 // Seconds until `progress` is done at its current rate, or nothing without a rate.

@@ -32,6 +32,13 @@ int runResume(const QStringList& arguments)
     if (!session)
         return cli::fail(QStringLiteral("Es gibt keine unterbrochene Sitzung, die fortgesetzt werden kann."));
 
+    // A sort stopped while its decisions were still being recorded never reached its run:
+    // nothing was copied or moved, and only a new sort knows the decisions it was given.
+    if ((session->status == SortSessionStatus::reviewing || session->status == SortSessionStatus::ready)
+        && session->executionRecords.isEmpty())
+        return cli::fail(QStringLiteral("Die letzte Sitzung wurde vor dem Start der Sortierung unterbrochen; es wurde "
+                                        "nichts kopiert oder verschoben. Starte die Sortierung erneut."));
+
     KestravaViewModel viewModel(cli::headlessServices(*store));
     // Refused while another window or run writes the session.
     if (!viewModel.apply(*session))

@@ -7,8 +7,12 @@
 #include "ProgressReporter.h"
 #include "ReviewFlow.h"
 #include "model/Json.h"
+#include "platform/DurableFile.h"
 #include "session/SessionStore.h"
 #include "trash/TrashTypes.h"
+#include "workflow/KestravaViewModel.h"
+
+#include <QFileInfo>
 
 namespace {
 
@@ -19,6 +23,18 @@ constexpr char sortUsage[] =
     "[--choice jpeg|raw|both] [--name NAME] [--event NAME] [--no-date-folders] [--store ORDNER] "
     "(--decisions DATEI.csv | --all keep|maybe|delete) [--report DATEI] [--confirm-trash]";
 
+// Created, never replaced: a file that appeared there during the run stays as it is.
+bool saveReport(const KestravaViewModel& viewModel, const QString& path)
+{
+    try {
+        atomicCreate(path, viewModel.reportText().toUtf8(), FileOps::system(), 0666);
+        return true;
+    } catch (const KestravaError& error) {
+        cli::err() << "Der Bericht konnte nicht gespeichert werden: " << error.description() << "\n";
+        return false;
+    }
+}
+
 int runSort(const QStringList& arguments)
 {
     const cli::Arguments args(arguments,
@@ -27,6 +43,12 @@ int runSort(const QStringList& arguments)
     cli::ReviewRequest request;
     if (const auto exit = cli::parseReviewRequest(args, sortUsage, request))
         return *exit;
+    // Refused before anything runs: the report never takes the place of an existing file.
+    const std::optional<QString> report =
+        args.has(QStringLiteral("--report")) ? std::optional(cli::absolutePath(args.value(QStringLiteral("--report"))))
+                                             : std::nullopt;
+    if (report && QFileInfo::exists(*report))
+        return cli::fail(QStringLiteral("„%1“ existiert bereits und wird nicht überschrieben.").arg(*report));
     const bool trashMode = request.mode == SortOperationMode::organizeAndTrash;
     if (args.has(QStringLiteral("--confirm-trash")) && !trashMode)
         return cli::usage(sortUsage);
@@ -51,8 +73,8 @@ int runSort(const QStringList& arguments)
             ok = cli::runExecution(viewModel, [&] { viewModel.commitPreparedTrash(); });
         }
     }
-    if (args.has(QStringLiteral("--report")) && viewModel.lastSortResult())
-        ok = viewModel.saveReport(cli::absolutePath(args.value(QStringLiteral("--report")))) && ok;
+    if (report && viewModel.lastSortResult())
+        ok = saveReport(viewModel, *report) && ok;
 
     QJsonObject summary = cli::executionSummary(viewModel);
     summary.insert(QLatin1String("skippedEntryCount"), viewModel.skippedEntryCount());

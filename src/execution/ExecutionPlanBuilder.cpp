@@ -1,13 +1,22 @@
 #include "SortExecutionPlan.h"
 
+#include "SidecarFinder.h"
 #include "StoragePreflight.h"
+#include "TransactionalCopy.h"
 
+#include "model/SidecarRule.h"
 #include "model/Text.h"
+#include "platform/FileSystemError.h"
 #include "trash/TrashGroupPlanner.h"
+
+#include <QFile>
+#include <QHash>
 
 #include <algorithm>
 #include <limits>
 #include <numeric>
+#include <optional>
+#include <sys/stat.h>
 
 namespace kestrava::ResumableSortExecutor {
 
@@ -16,7 +25,7 @@ namespace {
 enum class Reuse { none, skip, sameName };
 
 // What a recorded outcome means for this run's destination of the file.
-Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists)
+Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists, const SameContentFunction& sameContent)
 {
     if (!record || !record->destinationPath || record->destinationPath->isEmpty())
         return Reuse::none;
@@ -25,7 +34,13 @@ Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists)
     case ExecutionActionStatus::completed:
         return Reuse::skip;
     case ExecutionActionStatus::pending:
-        return present ? Reuse::skip : Reuse::sameName;
+        if (!present)
+            return Reuse::sameName;
+        // A source that is gone was moved there by the earlier run; one still present must
+        // prove that the file at its destination is its own copy.
+        if (!exists(record->sourcePath) || sameContent(record->sourcePath, *record->destinationPath))
+            return Reuse::skip;
+        return Reuse::none;
     case ExecutionActionStatus::failed:
     case ExecutionActionStatus::skipped:
         // A failed file never leaves anything visible behind, so what stands at its old name
@@ -47,7 +62,102 @@ QList<qsizetype> fileBrowserOrder(const QList<PhotoItem>& photos)
     return order;
 }
 
+// One file of the plan: a photo, or the XMP sidecar travelling with the photo at `photoIndex`
+// (the entry just before it).
+struct PlanEntry {
+    PhotoItem item;
+    qsizetype photoIndex = -1;
+    QString sidecarName; // a photo's sidecar, when it has one
+};
+
+// The sidecar as a file of the plan: the photo's decision and place, the sidecar's own file.
+std::optional<PhotoItem> sidecarItem(const PhotoItem& photo, const QString& sidecarPath)
+{
+    struct stat info {};
+    if (::lstat(QFile::encodeName(sidecarPath).constData(), &info) != 0)
+        return std::nullopt;
+    PhotoItem sidecar = photo;
+    sidecar.sourceURL = FileUrl::fromLocalPath(sidecarPath);
+    const QString name = sidecar.sourceURL.fileName();
+    const qsizetype slash = photo.relativePath.lastIndexOf(QLatin1Char('/'));
+    sidecar.relativePath = slash < 0 ? name : photo.relativePath.left(slash + 1) + name;
+    sidecar.fileSize = qint64(info.st_size);
+    sidecar.modificationDate = QDateTime::fromMSecsSinceEpoch(
+        qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000, Qt::UTC);
+    return sidecar;
+}
+
+// The selected photos in `order`, each followed by the sidecar the shared rule gives it. A
+// sidecar goes with one photo only, the first in the order that may take it.
+QList<PlanEntry> withSidecars(const QList<PhotoItem>& selected, const QList<qsizetype>& order,
+                              const QList<PhotoItem>& allPhotos)
+{
+    QHash<QString, QList<PhotoItem>> peers;
+    for (const PhotoItem& photo : allPhotos)
+        peers[sidecarPairingKey(photo.sourceURL.path())].append(photo);
+    SidecarFinder finder;
+    QSet<QString> taken;
+    QList<PlanEntry> entries;
+    entries.reserve(selected.size());
+    for (qsizetype index : order) {
+        const PhotoItem& photo = selected[index];
+        entries.append(PlanEntry{photo, -1, {}});
+        if (!shouldAttachSidecar({photo}, peers.value(sidecarPairingKey(photo.sourceURL.path()))))
+            continue;
+        const std::optional<QString> path = finder.sidecarOf(photo.sourceURL.path());
+        if (!path || taken.contains(*path))
+            continue;
+        const std::optional<PhotoItem> sidecar = sidecarItem(photo, *path);
+        if (!sidecar)
+            continue;
+        taken.insert(*path);
+        entries.last().sidecarName = sidecar->sourceURL.fileName();
+        entries.append(PlanEntry{*sidecar, entries.size() - 1, {}});
+    }
+    return entries;
+}
+
+FileUrl sidecarPathBeside(const FileUrl& photoDestination, const QString& sidecarName)
+{
+    return photoDestination.parent().appending(sidecarNameFor(photoDestination.fileName(), sidecarName));
+}
+
+// A photo with a sidecar takes a name only when the sidecar's name beside it is free too, so
+// the two keep one stem ("IMG_1 2.CR3" and "IMG_1 2.xmp").
+ExistsFunction nameFreeForPhotoAndSidecar(const PlanEntry& entry, const QSet<QString>& reserved,
+                                          const ExistsFunction& fileManager)
+{
+    if (entry.sidecarName.isEmpty())
+        return fileManager;
+    return [&entry, &reserved, fileManager](const QString& path) {
+        if (fileManager(path))
+            return true;
+        const FileUrl sidecar = sidecarPathBeside(FileUrl::fromLocalPath(path), entry.sidecarName);
+        return reserved.contains(sidecar.path()) || fileManager(sidecar.path());
+    };
+}
+
+// Beside the photo under the photo's stem; only when an earlier run already gave that name
+// away (the photo kept a recorded name) does the sidecar get a numbered one of its own.
+FileUrl sidecarDestination(const PlanEntry& entry, const FileUrl& photoDestination, const QSet<QString>& reserved,
+                           const ExistsFunction& fileManager)
+{
+    const FileUrl beside = sidecarPathBeside(photoDestination, entry.item.sourceURL.fileName());
+    if (!reserved.contains(beside.path()) && !fileManager(beside.path()))
+        return beside;
+    return uniqueDestination(entry.item, photoDestination.parent(), reserved, fileManager);
+}
+
 } // namespace
+
+bool sameContentOnDisk(const QString& source, const QString& destination)
+{
+    try {
+        return sha256(FileUrl::fromLocalPath(source)) == sha256(FileUrl::fromLocalPath(destination));
+    } catch (const FileSystemError&) {
+        return false;
+    }
+}
 
 bool receivesAction(const PhotoItem& item, SortOperationMode mode)
 {
@@ -59,7 +169,8 @@ bool receivesAction(const PhotoItem& item, SortOperationMode mode)
 }
 
 SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& options,
-                            const QMap<QString, ExecutionRecord>& existingRecords, const ExistsFunction& fileManager)
+                            const QMap<QString, ExecutionRecord>& existingRecords, const ExistsFunction& fileManager,
+                            const SameContentFunction& sameContent)
 {
     SortExecutionPlan plan;
     plan.options = options;
@@ -77,17 +188,16 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
 
     const PlannedActionKind kind =
         options.operationMode == SortOperationMode::safeCopy ? PlannedActionKind::copy : PlannedActionKind::move;
-    const QList<qsizetype> order = fileBrowserOrder(selected);
+    const QList<PlanEntry> entries = withSidecars(selected, fileBrowserOrder(selected), items);
 
     // First pass: destinations promised by earlier runs.
     QSet<QString> reserved;
-    QList<Reuse> reuse(selected.size(), Reuse::none);
-    QList<QString> recordedPath(selected.size());
-    for (qsizetype index : order) {
-        const PhotoItem& item = selected[index];
-        const auto found = existingRecords.constFind(item.sourceURL.path());
+    QList<Reuse> reuse(entries.size(), Reuse::none);
+    QList<QString> recordedPath(entries.size());
+    for (qsizetype index = 0; index < entries.size(); ++index) {
+        const auto found = existingRecords.constFind(entries[index].item.sourceURL.path());
         const ExecutionRecord* record = found == existingRecords.constEnd() ? nullptr : &found.value();
-        reuse[index] = reuseOf(record, fileManager);
+        reuse[index] = reuseOf(record, fileManager, sameContent);
         if (reuse[index] == Reuse::none)
             continue;
         const QString path = FileUrl::fromLocalPath(*record->destinationPath).path();
@@ -99,22 +209,28 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         }
     }
 
-    plan.actions.reserve(selected.size());
-    for (qsizetype index : order) {
-        const PhotoItem& item = selected[index];
+    plan.actions.reserve(entries.size());
+    for (qsizetype index = 0; index < entries.size(); ++index) {
+        const PlanEntry& entry = entries[index];
         PlannedAction action;
-        action.id = item.sourceURL.path();
-        action.item = item;
+        action.id = entry.item.sourceURL.path();
+        action.item = entry.item;
         action.kind = kind;
         if (reuse[index] != Reuse::none) {
             action.destinationURL = FileUrl::fromLocalPath(recordedPath[index]);
             action.shouldSkip = reuse[index] == Reuse::skip;
+        } else if (entry.photoIndex >= 0) {
+            action.destinationURL =
+                sidecarDestination(entry, plan.actions[entry.photoIndex].destinationURL, reserved, fileManager);
+            reserved.insert(action.destinationURL.path());
         } else {
-            const FileUrl folder = options.destinationRoot.appending(DestinationPlanner::relativeDirectory(item, options));
-            action.destinationURL = uniqueDestination(item, folder, reserved, fileManager);
+            const FileUrl folder =
+                options.destinationRoot.appending(DestinationPlanner::relativeDirectory(entry.item, options));
+            action.destinationURL = uniqueDestination(entry.item, folder, reserved,
+                                                      nameFreeForPhotoAndSidecar(entry, reserved, fileManager));
             reserved.insert(action.destinationURL.path());
         }
-        const qint64 size = StoragePreflight::effectiveSize(item);
+        const qint64 size = StoragePreflight::effectiveSize(entry.item);
         if (size > std::numeric_limits<qint64>::max() - plan.totalBytes)
             qFatal("Execution plan: total size overflows");
         plan.totalBytes += size;

@@ -1,13 +1,15 @@
 #include "OperationLock.h"
 
-#include "ResumableSortError.h"
+#include "ResultPermissions.h"
 
 #include "platform/DurableFile.h"
 #include "platform/ProcessProbe.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QUuid>
 
 #include <cerrno>
@@ -15,6 +17,8 @@
 #include <optional>
 
 namespace kestrava {
+
+using ResumableSortExecutor::ensureResultFolder;
 
 namespace {
 
@@ -87,9 +91,9 @@ private:
 
 // Drafts of runs that died between writing and renaming them. Only dead owners' drafts go:
 // a live one may be about to try its rename.
-void removeAbandonedDrafts(const QString& folder, FileOps& ops)
+void removeAbandonedDrafts(const QString& folder, const QString& lockName, FileOps& ops)
 {
-    const QString prefix = QLatin1String(OperationLock::fileName) + QLatin1Char('.');
+    const QString prefix = lockName + QLatin1Char('.');
     const QStringList names = QDir(folder).entryList({prefix + QLatin1Char('*')},
                                                      QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     for (const QString& name : names) {
@@ -106,19 +110,45 @@ OperationLock::OperationLock(const FileUrl& destinationRoot, FileOps& ops)
     : url_(destinationRoot.appending(QLatin1String(fileName)))
     , ops_(&ops)
 {
-    ensureDirectory(destinationRoot.path(), ops);
+    ensureResultFolder(destinationRoot.path(), ops);
+    acquire(destinationRoot.path(), QLatin1String(fileName), ResumableSortError::operationAlreadyRunning());
+}
+
+OperationLock::OperationLock(const QString& folder, const QString& name, const ResumableSortError& whenHeld,
+                             FileOps& ops)
+    : url_(FileUrl::fromLocalPath(folder + QLatin1Char('/') + name))
+    , ops_(&ops)
+{
+    ensureDirectory(folder, ops);
+    acquire(folder, name, whenHeld);
+}
+
+std::unique_ptr<OperationLock> OperationLock::forSource(const QString& sourceFolder, const QString& lockFolder,
+                                                        FileOps& ops)
+{
+    const QFileInfo info(sourceFolder);
+    const QString real = info.canonicalFilePath().isEmpty() ? QDir::cleanPath(sourceFolder) : info.canonicalFilePath();
+    const QByteArray digest = QCryptographicHash::hash(QFile::encodeName(real), QCryptographicHash::Sha256).toHex();
+    const QString name = QStringLiteral(".source-") + QString::fromLatin1(digest.left(32)) + QStringLiteral(".lock");
+    return std::unique_ptr<OperationLock>(
+        new OperationLock(lockFolder, name, ResumableSortError::sourceFolderInUse(info.fileName()), ops));
+}
+
+void OperationLock::acquire(const QString& folder, const QString& name, const ResumableSortError& whenHeld)
+{
+    FileOps& ops = *ops_;
     LockDraft draft(url_.path(), ops);
     if (!draft.becomeLock(url_.path())) {
         const std::optional<qint64> owner = ownerOf(url_.path(), ops);
         const bool abandoned = !owner && isAbandonedReservation(url_.path(), ops); // a run killed mid-rename on FAT
         if (!abandoned && (!owner || isProcessAlive(*owner)))
-            throw ResumableSortError::operationAlreadyRunning();
+            whenHeld.raise();
         if (ops.unlink(QFile::encodeName(url_.path())) != 0 && errno != ENOENT)
             throw FileSystemError(FileSystemError::Operation::remove, url_.path(), errno);
         if (!draft.becomeLock(url_.path()))
-            throw ResumableSortError::operationAlreadyRunning();
+            whenHeld.raise();
     }
-    removeAbandonedDrafts(destinationRoot.path(), ops);
+    removeAbandonedDrafts(folder, name, ops);
 }
 
 OperationLock::~OperationLock()

@@ -4,13 +4,28 @@ namespace kestrava {
 
 QString ResumableSortError::description() const
 {
+    const QString quoted = QStringLiteral("„") + fileName_ + QStringLiteral("“");
     switch (kind_) {
     case Kind::sourceChanged:
-        return QStringLiteral("Die Quelldatei „") + fileName_ + QStringLiteral("“ wurde seit der Bewertung verändert.");
+        return QStringLiteral("Die Quelldatei ") + quoted + QStringLiteral(" wurde seit der Bewertung verändert.");
     case Kind::verificationFailed:
-        return QStringLiteral("Die Kopie von „") + fileName_ + QStringLiteral("“ konnte nicht verifiziert werden.");
+        return QStringLiteral("Die Kopie von ") + quoted + QStringLiteral(" konnte nicht verifiziert werden.");
     case Kind::operationAlreadyRunning:
         return QStringLiteral("Für diesen Zielordner läuft bereits eine Kestrava-Ausführung.");
+    case Kind::sourceFolderInUse:
+        return QStringLiteral("Für den Quellordner ") + quoted
+            + QStringLiteral(" läuft bereits eine Kestrava-Ausführung. Warte, bis sie fertig ist.");
+    case Kind::sourceReadOnly:
+        return QStringLiteral("Der Quellordner ") + quoted
+            + QStringLiteral(" ist schreibgeschützt: Originale können dort nicht entfernt werden. Es wurde nichts "
+                             "kopiert. Hebe den Schreibschutz auf oder wähle „Sicher kopieren“.");
+    case Kind::originalNotRemoved:
+        return QStringLiteral("Die Kopie von ") + quoted
+            + QStringLiteral(" ist geprüft, aber das Original konnte nicht entfernt werden (") + reason_
+            + QStringLiteral("). Beim Fortsetzen wird nur noch das Original entfernt.");
+    case Kind::destinationFull:
+        return QStringLiteral("Auf dem Ziel ist kein Speicherplatz mehr frei. Der Lauf wurde angehalten; die übrigen "
+                              "Dateien bleiben ausstehend und können fortgesetzt werden, sobald Platz frei ist.");
     }
     return {};
 }

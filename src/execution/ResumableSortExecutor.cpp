@@ -1,15 +1,18 @@
 #include "ResumableSortExecutor.h"
 
 #include "ChunkPool.h"
-#include "OperationLock.h"
+#include "ResultPermissions.h"
 #include "ResumableSortError.h"
+#include "RunGuard.h"
 #include "StoragePreflight.h"
 
+#include "model/SidecarRule.h"
 #include "platform/DurableFile.h"
 #include "platform/VolumeInfo.h"
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QPromise>
 #include <QSet>
 #include <QtConcurrent/QtConcurrent>
@@ -30,13 +33,26 @@ bool exists(const FileUrl& url, FileOps& ops)
 }
 
 // Removing the original is the one irreversible step of a move; callers make the copy's folder
-// entry durable first, and the original's folder is flushed so the removal is final too.
+// entry durable first, and the original's folder is flushed so the removal is final too. When
+// the card refuses (write-protected, pulled), the verified copy stays and the failure says so:
+// the file then waits in the state "copy verified, original still present", from which a
+// later run only removes the original, never copies again.
 void removeMovedSource(const PlannedAction& action, FileOps& ops)
 {
     const QString source = action.item.sourceURL.path();
-    if (ops.unlink(QFile::encodeName(source)) != 0 && errno != ENOENT)
-        throw FileSystemError(FileSystemError::Operation::remove, source, errno);
-    flushDirectory(action.item.sourceURL.parent().path(), ops);
+    try {
+        if (ops.unlink(QFile::encodeName(source)) != 0 && errno != ENOENT)
+            throw FileSystemError(FileSystemError::Operation::remove, source, errno);
+        flushDirectory(action.item.sourceURL.parent().path(), ops);
+    } catch (const FileSystemError& error) {
+        throw ResumableSortError::originalNotRemoved(action.item.sourceURL.fileName(), error.reason());
+    }
+}
+
+bool isOutOfSpace(const KestravaError& error)
+{
+    const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
+    return fileError && (fileError->errorNumber() == ENOSPC || fileError->errorNumber() == EDQUOT);
 }
 
 struct Runner {
@@ -92,7 +108,7 @@ struct Runner {
         const QString folder = destination.parent().path();
         if (preparedFolders.contains(folder))
             return;
-        ensureDirectory(folder, ops);
+        ensureResultFolder(folder, ops);
         removeStaleTemporaries(folder, ops);
         preparedFolders.insert(folder);
     }
@@ -143,17 +159,9 @@ struct Runner {
 
     qint64 moveAcrossVolumes(const PlannedAction& action)
     {
+        // The copy's name is durable when this returns; only then may the original go.
         const qint64 size = copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
-                                                chunkProgress());
-        try {
-            flushDirectory(action.destinationURL.parent().path(), ops);
-        } catch (const FileSystemError&) {
-            // The copy's name may not survive a power cut, so the original stays, and so that
-            // a failed file leaves no result a later run would have to tell apart from its own,
-            // the copy goes again.
-            ops.unlink(QFile::encodeName(action.destinationURL.path()));
-            throw;
-        }
+                                                chunkProgress(), ResultMode::original);
         removeMovedSource(action, ops);
         return size;
     }
@@ -166,10 +174,29 @@ struct Runner {
         return record;
     }
 
-    static void fail(ExecutionRecord& record, const KestravaError& error)
+    // Set by the first file the destination had no room for; the run stops there, since
+    // every later file would fail the same way.
+    std::atomic<bool> outOfSpace{false};
+
+    void fail(ExecutionRecord& record, const KestravaError& error)
     {
-        record.status = ExecutionActionStatus::failed;
         record.verifiedSize = 0;
+        if (isOutOfSpace(error)) {
+            // Nothing of the file is left behind; it waits for the next run like the rest.
+            outOfSpace.store(true);
+            record.status = ExecutionActionStatus::pending;
+            record.errorMessage = ResumableSortError::destinationFull().description();
+            return;
+        }
+        record.status = ExecutionActionStatus::failed;
+        record.errorMessage = error.description();
+    }
+
+    // The copy is at the destination and proven; only the original stayed behind.
+    void keepVerifiedCopy(ExecutionRecord& record, const PlannedAction& action, const ResumableSortError& error)
+    {
+        record.status = ExecutionActionStatus::pending;
+        record.verifiedSize = std::max<qint64>(fileSize(action.destinationURL, ops), 0);
         record.errorMessage = error.description();
     }
 
@@ -224,6 +251,11 @@ struct Runner {
                     : move(action);
             }
             record.status = ExecutionActionStatus::completed;
+        } catch (const ResumableSortError& error) {
+            if (error.kind() == ResumableSortError::Kind::originalNotRemoved)
+                keepVerifiedCopy(record, action, error);
+            else
+                fail(record, error);
         } catch (const KestravaError& error) {
             fail(record, error);
         }
@@ -241,7 +273,7 @@ QString cancellationMessage()
 SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
                                 FileOps& ops)
 {
-    OperationLock lock(plan.options.destinationRoot, ops);
+    RunGuard guard(plan, ops);
     Runner runner(plan, handlers, ops);
 
     SortResult result;
@@ -250,11 +282,20 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     result.records.reserve(plan.actions.size());
 
     int delivered = 0;
+    const auto addError = [&](const QString& message) {
+        if (!result.errors.contains(message))
+            result.errors.append(message);
+    };
     const auto deliver = [&](const ExecutionRecord& record, bool skipped) {
-        if (record.status == ExecutionActionStatus::completed)
+        // The counts are the user's photos; a sidecar that went along is part of its photo.
+        // Its failure still shows, with its own name.
+        const bool sidecar = isSidecarName(QFileInfo(record.sourcePath).fileName());
+        if (record.status == ExecutionActionStatus::completed && !sidecar)
             ++(skipped ? result.skippedCount : result.organizedCount);
-        else
-            result.errors.append(*record.errorMessage);
+        if (record.status != ExecutionActionStatus::completed)
+            addError(*record.errorMessage);
+        if (record.status == ExecutionActionStatus::pending)
+            ++result.pendingCount;
         if (handlers.record)
             handlers.record(record);
         result.records.append(record);
@@ -276,24 +317,25 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         deliver(finished.get(), false);
     };
     const auto isCanceled = [&] { return handlers.isCanceled && handlers.isCanceled(); };
-    const auto stopAt = [&](qsizetype index) {
+    const auto stopAt = [&](qsizetype index, const QString& message) {
         // The journal already holds a pending record for every planned file; leaving them
         // as they are is what lets the next run resume here.
         result.cancelled = true;
-        result.pendingCount = int(plan.actions.size() - index);
+        result.pendingCount += int(plan.actions.size() - index);
         for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
             const PlannedAction& pending = plan.actions[rest];
             result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
                                                   ExecutionActionStatus::pending, 0, std::nullopt});
         }
-        result.errors.append(cancellationMessage());
+        addError(message);
     };
+    const auto outOfSpace = [&] { return runner.outOfSpace.load(); };
 
     for (qsizetype index = 0; index < plan.actions.size(); ++index) {
         const PlannedAction& action = plan.actions[index];
         if (isCanceled()) {
             settle();
-            stopAt(index);
+            stopAt(index, cancellationMessage());
             break;
         }
         {
@@ -308,16 +350,21 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
             bool skipped = false;
             const ExecutionRecord record = runner.perform(action, skipped);
             deliver(record, skipped);
+            if (outOfSpace()) {
+                stopAt(index + 1, ResumableSortError::destinationFull().description());
+                break;
+            }
             continue;
         }
         ExecutionRecord record = Runner::recordFor(action);
         std::optional<UnfinishedCopy> copy = runner.startCopying(action, record);
         settle();
-        // Asked again: the previous file's record may be what the caller waited for. This
-        // copy is dropped unfinished (its temporary file removed) and stays pending.
-        if (isCanceled()) {
+        // Asked again: the previous file's record may be what the caller waited for, or it
+        // found the disk full. This copy is dropped unfinished (its temporary file removed)
+        // and stays pending.
+        if (isCanceled() || outOfSpace()) {
             copy.reset();
-            stopAt(index);
+            stopAt(index, outOfSpace() ? ResumableSortError::destinationFull().description() : cancellationMessage());
             break;
         }
         if (copy)
@@ -343,9 +390,13 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     }
 
     ChunkPool::trim();
-    runner.progress.phase = SortPhase::finished;
+    // "Finished" only when everything is done; a failed or stopped run ends on its last phase.
+    if (!result.cancelled && result.pendingCount == 0 && result.errors.isEmpty()) {
+        std::lock_guard hold(runner.progressMutex);
+        runner.progress.phase = SortPhase::finished;
+    }
     runner.report(true);
-    lock.release();
+    guard.release();
     return result;
 }
 

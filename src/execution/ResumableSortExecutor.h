@@ -60,11 +60,17 @@ struct ExecutionHandlers {
     std::function<bool()> isCanceled;
 };
 
-// Runs the plan on the calling thread. Throws ResumableSortError::operationAlreadyRunning
-// (nothing touched) or FileSystemError when the result folder or its lock cannot be made, and
-// whatever `record` throws. Per-file faults fail only that file. The lock is released on
-// every path. With `includeDeletions`, the plan's deletions count as retained (this executor
-// never trashes; the trash transaction does).
+// Runs the plan on the calling thread. Before anything is touched it locks every source folder
+// (in the sessions folder) and the result folder, and puts the run-folder marker into the
+// result folder. Throws, with nothing touched, ResumableSortError::sourceFolderInUse or
+// operationAlreadyRunning while another run holds a folder, sourceReadOnly for a move from a
+// write-protected folder, FileSystemError when a folder or lock cannot be made; and whatever
+// `record` throws. Per-file faults fail only that file, except a full destination, which stops
+// the run there (that file and the rest stay pending, the message said once). A move whose
+// verified copy is in place but whose original cannot be removed is reported pending with
+// its verified size: the next run only removes the original. The locks are released on every
+// path. With `includeDeletions`, the plan's deletions count as retained (this executor never
+// trashes; the trash transaction does).
 SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
                                 FileOps& ops = FileOps::system());
 

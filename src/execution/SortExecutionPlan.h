@@ -13,6 +13,8 @@
 #include <QMap>
 #include <QSet>
 
+#include <functional>
+
 namespace kestrava {
 
 enum class PlannedActionKind { copy, move };
@@ -47,6 +49,11 @@ struct SortExecutionPlan {
 namespace ResumableSortExecutor {
 
 using ExistsFunction = DestinationPlanner::ExistsFunction;
+// Whether the file at `destination` holds exactly the bytes of `source` (both present).
+using SameContentFunction = std::function<bool(const QString& source, const QString& destination)>;
+
+// SHA-256 of both files as stored; false when either cannot be read.
+bool sameContentOnDisk(const QString& source, const QString& destination);
 
 // Whether a photo gets a copy or move action in `mode`: never without a decision; in
 // organizeAndTrash only keep and maybe (delete goes to the trash transaction instead).
@@ -58,8 +65,10 @@ bool receivesAction(const PhotoItem& item, SortOperationMode mode);
 // Destinations on resume:
 //  - completed record: its destination, marked shouldSkip;
 //  - pending record whose destination exists: its destination, marked shouldSkip, because an
-//    earlier run may have put the file there and been stopped before journaling it (the
-//    executor accepts it only after validation);
+//    earlier run may have put the file there and been stopped before journaling it, but only
+//    when the source is gone (a move that finished) or `sameContent` proves the file is the
+//    source's copy. Anything else there is foreign: left untouched, and the file gets a fresh
+//    name. The size alone never proves ownership: a stranger's file can have the same size;
 //  - pending or failed record whose destination does not exist: that destination again, so
 //    a resumed run produces the names of the first;
 //  - otherwise a fresh uniqueDestination.
@@ -67,7 +76,8 @@ bool receivesAction(const PhotoItem& item, SortOperationMode mode);
 // never take a name an earlier run already promised to another file.
 SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& options,
                             const QMap<QString, ExecutionRecord>& existingRecords,
-                            const ExistsFunction& fileManager = DestinationPlanner::existsOnDisk);
+                            const ExistsFunction& fileManager = DestinationPlanner::existsOnDisk,
+                            const SameContentFunction& sameContent = sameContentOnDisk);
 
 // folder/name, or folder/"base N.ext" for the first N from 2 whose path neither exists nor is
 // in `reservedPaths` (FileUrl paths). Never returns an existing file's name.

@@ -23,15 +23,16 @@ struct SortProgress {
 };
 
 struct SortResult {
-    int organizedCount = 0;       // files copied or moved by this run
+    int organizedCount = 0;       // photos copied or moved by this run (their sidecars go along uncounted)
     int skippedCount = 0;         // files an earlier run had finished, validated and left alone
-    int pendingCount = 0;         // files not attempted because the run was cancelled
+    int pendingCount = 0;         // files left for the next run: not reached (cancelled, disk full) or moved
+                                  // copies whose original could not be removed yet
     int trashedCount = 0;         // always 0 here: the trash transaction moves files to the Trash
     int retainedDiscardCount = 0; // files decided delete that this run left where they are
     int untouchedCount = 0;       // photos the plan leaves alone
-    QStringList errors;           // German messages: one per failed file, then the cancellation
+    QStringList errors;           // German messages, each once: per failed file, then why the run stopped
     QList<ExecutionRecord> records; // the outcome of every action, in plan order
-    bool cancelled = false;       // the run stopped early; pending files resume later
+    bool cancelled = false;       // the run stopped early (asked to, or disk full); pending files resume later
 
     friend bool operator==(const SortResult&, const SortResult&) = default;
 };

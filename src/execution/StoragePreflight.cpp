@@ -11,6 +11,7 @@
 #include <cmath>
 #include <limits>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 namespace kestrava::StoragePreflight {
 
@@ -63,11 +64,16 @@ QString volumeIdentity(const FileUrl& url)
 std::optional<qint64> availableCapacity(const FileUrl& url)
 {
     // Linux reports one figure (what this user may write) where other systems report three;
-    // the largest of one is that one.
-    const std::optional<VolumeFacts> facts = volumeFacts(closestExistingAncestor(url).path());
-    if (!facts)
+    // the largest of one is that one. Asked here rather than taken from the volume facts,
+    // whose 0 would read as "full" when the question could not be answered.
+    struct statvfs space {};
+    if (::statvfs(QFile::encodeName(closestExistingAncestor(url).path()).constData(), &space) != 0)
         return std::nullopt;
-    return facts->availableBytes;
+    // A file system without a size (pseudo and some FUSE file systems) does not know its free
+    // space either.
+    if (space.f_blocks == 0)
+        return std::nullopt;
+    return qint64(space.f_bavail) * qint64(space.f_frsize);
 }
 
 qint64 effectiveSize(const PhotoItem& item)

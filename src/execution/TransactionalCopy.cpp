@@ -2,6 +2,7 @@
 
 #include "BackgroundHasher.h"
 #include "ChunkPool.h"
+#include "ResultPermissions.h"
 #include "ResumableSortError.h"
 
 #include "platform/DurableFile.h"
@@ -191,6 +192,7 @@ UnfinishedCopy::UnfinishedCopy(UnfinishedCopy&& other) noexcept
     , destination_(std::move(other.destination_))
     , sourceName_(std::move(other.sourceName_))
     , expectedSize_(other.expectedSize_)
+    , mode_(other.mode_)
     , sourceDigest_(std::move(other.sourceDigest_))
     , output_(std::move(other.output_))
     , ops_(other.ops_)
@@ -210,7 +212,7 @@ void UnfinishedCopy::discard()
 }
 
 UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                         FileOps& ops, const ChunkProgress& progress)
+                         FileOps& ops, const ChunkProgress& progress, ResultMode mode)
 {
     const QString source = item.sourceURL.path();
     const bool hashing = verificationMode == VerificationMode::sha256;
@@ -241,6 +243,7 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         struct stat sourceInfo {};
         if (ops.fstat(input.get(), &sourceInfo) != 0)
             throw FileSystemError(Op::inspect, source, errno);
+        copy.mode_ = mode == ResultMode::original ? mode_t(sourceInfo.st_mode & 0777) : userFileMode();
 
         // The source is read once: with sha256 the bytes just read are hashed (on a second
         // thread for large files) while they are written, so the source digest describes
@@ -295,6 +298,9 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
     const FileUrl& destination = copy.destination_;
     const QString temporary = copy.temporary_;
     try {
+        // Set before the flush, so the one flush makes the mode durable with the data. File
+        // systems without Unix modes (FAT, exFAT) refuse; their files are readable anyway.
+        ::fchmod(copy.output_.get(), copy.mode_);
         if (ops.fsync(copy.output_.get()) != 0)
             throw FileSystemError(Op::flush, destination.path(), errno);
         struct stat written {};
@@ -308,11 +314,19 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
             && sha256(FileUrl::fromLocalPath(temporary), ops, progress) != copy.sourceDigest_)
             throw ResumableSortError::verificationFailed(copy.sourceName_);
 
-        // The folder is not flushed here: should a power cut lose the new name, the journal
-        // says completed but nothing is at the destination, and the next run copies the file
-        // again (the source is untouched). A move flushes it before it removes the original.
         renameExclusive(temporary, destination.path(), ops);
         copy.temporary_.clear();
+        // The new name is made durable before the copy counts: once the journal says
+        // "completed" the session may end, and no later run would look for a name a power cut
+        // took back while the user formats the card. A name that cannot be made durable goes
+        // again, so a failed file never leaves a result a later run would have to tell apart
+        // from its own.
+        try {
+            flushDirectory(destination.parent().path(), ops);
+        } catch (const FileSystemError&) {
+            ops.unlink(encoded(destination.path()));
+            throw;
+        }
         return qint64(written.st_size);
     } catch (const FileSystemError& error) {
         // A failed flush leaves the pages in an unknown state: the copy is dropped, never
@@ -325,9 +339,9 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress)
 }
 
 qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                           FileOps& ops, const ChunkProgress& progress)
+                           FileOps& ops, const ChunkProgress& progress, ResultMode mode)
 {
-    return finishCopy(startCopy(item, destination, verificationMode, ops, progress), progress);
+    return finishCopy(startCopy(item, destination, verificationMode, ops, progress, mode), progress);
 }
 
 void removeStaleTemporaries(const QString& folder, FileOps& ops)

@@ -5,7 +5,7 @@
 // a reader of the result folder sees a complete, verified file or nothing.
 //
 // Temporary file: <destination folder>/.kestrava-<UUID>.partial, created exclusively without
-// following links, mode 0600. A crash can leave one behind; it is hidden and never taken for
+// following links, mode 0600; it takes the result's mode just before it is flushed and renamed. A crash can leave one behind; it is hidden and never taken for
 // a result, and the next run removes it from the folders it writes to.
 
 #include "model/PhotoModel.h"
@@ -14,12 +14,17 @@
 #include "platform/FileOps.h"
 
 #include <QByteArray>
+#include <sys/types.h>
 #include <functional>
 
 namespace kestrava::ResumableSortExecutor {
 
 constexpr qint64 chunkSize = 4 * 1024 * 1024;
 constexpr double modificationDateTolerance = 1.0; // seconds
+
+// Whose permission bits a result gets: those of a file the user creates (0666 & ~umask), or,
+// for a move, the original's, so that moving never changes who can read a photo.
+enum class ResultMode { userDefault, original };
 
 // Called with the bytes of each chunk as they are written (copying) or read back (verifying).
 using ChunkProgress = std::function<void(SortPhase phase, qint64 bytes)>;
@@ -28,12 +33,14 @@ using ChunkProgress = std::function<void(SortPhase phase, qint64 bytes)>;
 // modification date, fsync, compare the size with the expected one (the recorded size when at
 // least 1, else the source's size now), with sha256 compare the digest of the bytes read from
 // the source with the digest of the copy read back from the storage (its cached pages dropped
-// first), then rename into place without ever replacing a file and flush the folder.
+// first), then rename into place without ever replacing a file and flush the folder (a name
+// that cannot be made durable is removed again and the flush error thrown).
 // Returns the verified size. On failure the temporary file is removed and the error thrown:
 // ResumableSortError::verificationFailed for a size or digest mismatch, else FileSystemError
 // naming the destination. A failed flush is never retried: the next attempt starts over.
 qint64 copyTransactionally(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                           FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+                           FileOps& ops = FileOps::system(), const ChunkProgress& progress = {},
+                           ResultMode mode = ResultMode::userDefault);
 
 // copyTransactionally in two halves, so that the next file can be copied while this one is
 // flushed and read back (two cores, and the disk never idles between files). The first half
@@ -51,13 +58,15 @@ private:
     UnfinishedCopy() = default;
     void discard();
 
-    friend UnfinishedCopy startCopy(const PhotoItem&, const FileUrl&, VerificationMode, FileOps&, const ChunkProgress&);
+    friend UnfinishedCopy startCopy(const PhotoItem&, const FileUrl&, VerificationMode, FileOps&, const ChunkProgress&,
+                                    ResultMode);
     friend qint64 finishCopy(UnfinishedCopy, const ChunkProgress&);
 
     QString temporary_;
     FileUrl destination_;
     QString sourceName_;
     qint64 expectedSize_ = 0;
+    mode_t mode_ = 0600;
     QByteArray sourceDigest_; // empty without sha256
     UniqueFd output_;
     FileOps* ops_ = nullptr;
@@ -65,7 +74,8 @@ private:
 
 // Same errors as copyTransactionally; a failure of either half removes the temporary file.
 UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
-                         FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+                         FileOps& ops = FileOps::system(), const ChunkProgress& progress = {},
+                         ResultMode mode = ResultMode::userDefault);
 qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress = {});
 
 // Digest of the file as stored: its cached pages are dropped before reading, so a copy is

@@ -91,7 +91,8 @@ bool KestravaViewModel::saveReport(const QString& path)
     if (path.isEmpty())
         return false; // the dialog was cancelled
     try {
-        atomicReplace(path, reportText().toUtf8());
+        // Readable like any file the user saves (the umask decides), not private to the app.
+        atomicReplace(path, reportText().toUtf8(), FileOps::system(), 0666);
         return true;
     } catch (const QException& error) {
         setAlert(QStringLiteral("Der Bericht konnte nicht gespeichert werden: ") + failureText(error));

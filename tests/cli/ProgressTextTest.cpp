@@ -40,3 +40,31 @@ TEST(ProgressText, showsFilesBytesRateAndTimeLeftOnlyOnceMeasured)
     EXPECT_EQ(formatDuration(750), QStringLiteral("12:30"));
     EXPECT_EQ(formatDuration(3723), QStringLiteral("1:02:03"));
 }
+
+// The last line of a run that did not finish everything: no time left to wait for, and no
+// "Fertig" for a stopped or failed run.
+TEST(ProgressText, endedRunShowsNoTimeLeftAndClaimsDoneOnlyWhenItIs)
+{
+    SortProgress progress;
+    progress.phase = SortPhase::finished;
+    progress.completedFiles = 49;
+    progress.totalFiles = 49;
+    progress.completedBytes = 40'000'000;
+    progress.totalBytes = 49'000'000; // a failed file's bytes never arrived
+    progress.bytesPerSecond = 1'000'000;
+    EXPECT_FALSE(describeProgress(progress).contains(QStringLiteral("noch"))) << describeProgress(progress).toStdString();
+
+    const QString done = rawValue(SortPhase::finished);
+    SortResult clean;
+    EXPECT_EQ(phaseHeading(progress, &clean), done);
+    SortResult failed;
+    failed.errors.append(QStringLiteral("x"));
+    SortResult stopped;
+    stopped.pendingCount = 3;
+    EXPECT_NE(phaseHeading(progress, &failed), done);
+    EXPECT_NE(phaseHeading(progress, &stopped), done);
+    EXPECT_NE(phaseHeading(progress, &failed), phaseHeading(progress, &stopped));
+    // While running, the phase speaks for itself.
+    progress.phase = SortPhase::copying;
+    EXPECT_EQ(phaseHeading(progress, &failed), rawValue(SortPhase::copying));
+}

@@ -58,8 +58,8 @@ TEST(ResumeCli, interruptedRunStopsCleanlyAndResumeFinishesIt)
     ASSERT_EQ(sort.state(), QProcess::Running) << sort.readAllStandardError().toStdString();
     ::kill(pid_t(sort.processId()), SIGSTOP);
 
-    // While the run lives and holds its lock, a second run of the same session is refused
-    // and changes nothing.
+    // While the run lives and holds its locks, a second run of the same session is refused
+    // (its card is the first thing it finds taken) and changes nothing.
     const CliResult blocked = runCli({QStringLiteral("resume"), QStringLiteral("--store"), store}, environment);
     EXPECT_EQ(blocked.exitCode, 1);
     // The session is claimed by the live run, so the second is refused before it reaches the

@@ -3,13 +3,23 @@
 
 #include "CliTestSupport.h"
 
+#include "execution/OperationLock.h"
 #include "model/Json.h"
 #include "model/PhotoModel.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QProcess>
 #include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -75,6 +85,96 @@ TEST(SortCli, safeCopyCopiesEveryFileByteIdenticalAndWritesTheReport)
     const CliResult resume = runCli({QStringLiteral("resume"), QStringLiteral("--store"), store}, environment);
     EXPECT_EQ(resume.exitCode, 1);
     EXPECT_TRUE(QString::fromUtf8(resume.err).contains(QStringLiteral("keine unterbrochene Sitzung"))) << resume.err.toStdString();
+
+    // Results and report are readable as the user's own files are, not private to Kestrava.
+    const mode_t mask = ::umask(022);
+    ::umask(mask);
+    struct stat info {};
+    for (const QString& file : {report, resultFolder + "/" + filesBelow(resultFolder).first()}) {
+        ASSERT_EQ(::stat(QFile::encodeName(file).constData(), &info), 0);
+        EXPECT_EQ(info.st_mode & 0777, 0666 & ~mask) << file.toStdString();
+    }
+    ASSERT_EQ(::stat(QFile::encodeName(resultFolder).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0777 & ~mask);
+
+    // Another sort naming the same report is refused before it runs; the report stays.
+    const QByteArray before = readFile(report);
+    const CliResult again = runCli(sortArguments(source, tree.path(QStringLiteral("Ziel2")), store, QStringLiteral("safeCopy"))
+                                       + QStringList{QStringLiteral("--report"), report},
+                                   environment);
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(again.err).contains(QStringLiteral("nicht überschrieben"))) << again.err.toStdString();
+    EXPECT_EQ(readFile(report), before);
+    EXPECT_FALSE(QFileInfo::exists(tree.path(QStringLiteral("Ziel2"))));
+}
+
+// While another run works on the card, a sort of it is refused before anything moves, naming
+// the card's folder; the other run's lock lives in the sessions folder, not on the card.
+TEST(SortCli, sortOfACardAnotherRunHoldsIsRefusedNamingTheFolder)
+{
+    TempTree tree;
+    const QString source = tree.path(QStringLiteral("Karte"));
+    const ShootDigests shoot = writeShoot(source, 2, 1);
+    const QProcessEnvironment environment = isolatedEnvironment(tree.root());
+    const QString sessions = environment.value(QStringLiteral("XDG_DATA_HOME")) + QStringLiteral("/Kestrava/Sessions");
+    // Another spelling of the same folder meets the same lock.
+    const auto held = OperationLock::forSource(source + QStringLiteral("/."), sessions);
+
+    const CliResult result = runCli(sortArguments(source, tree.path(QStringLiteral("Ziel")), tree.path(QStringLiteral("S")),
+                                                  QStringLiteral("moveOriginals")),
+                                    environment);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(result.err).contains(QStringLiteral("Quellordner „Karte“"))) << result.err.toStdString();
+    EXPECT_EQ(digestsBelow(source), sortedKeys(shoot));
+    EXPECT_TRUE(digestsBelow(tree.path(QStringLiteral("Ziel"))).isEmpty());
+    QStringList onCard = QDir(source).entryList(QDir::Hidden | QDir::Files);
+    EXPECT_EQ(onCard.size(), shoot.size()) << onCard.join(' ').toStdString();
+}
+
+// Two moves of one card into one destination base, started together (two windows, or the
+// window and the command line): the second is refused naming the card's folder, or finds the
+// photos gone; never does a photo end up twice.
+TEST(SortCli, twoMovesOfOneCardAtOnceLeaveEveryPhotoExactlyOnce)
+{
+    // A card on a volume of its own where there is one, so that the runs copy and overlap.
+    struct stat shm {};
+    const bool cardVolume = ::stat("/dev/shm", &shm) == 0 && ::access("/dev/shm", W_OK) == 0;
+    for (const int delayMs : {0, 300}) {
+        TempTree tree;
+        QTemporaryDir card(cardVolume ? QStringLiteral("/dev/shm/kestrava-card-XXXXXX") : tree.path(QStringLiteral("c-XXXXXX")));
+        const QString source = card.path() + QStringLiteral("/Karte");
+        const ShootDigests shoot = writeShoot(source, 12, 4);
+        const QProcessEnvironment environment = isolatedEnvironment(tree.root());
+        const QString base = tree.path(QStringLiteral("Ziel"));
+
+        std::array<QProcess, 2> runs;
+        for (int i = 0; i < 2; ++i) {
+            if (i == 1)
+                QThread::msleep(delayMs);
+            runs[i].setProcessEnvironment(environment);
+            runs[i].start(cliPath(), sortArguments(source, base, tree.path(QStringLiteral("S%1").arg(i)),
+                                                   QStringLiteral("moveOriginals")));
+        }
+        QStringList errors;
+        int succeeded = 0;
+        for (QProcess& run : runs) {
+            ASSERT_TRUE(run.waitForFinished(120000));
+            succeeded += run.exitStatus() == QProcess::NormalExit && run.exitCode() == 0;
+            errors.append(QString::fromUtf8(run.readAllStandardError()));
+        }
+        EXPECT_GE(succeeded, 1) << errors.join("\n---\n").toStdString();
+        // Every photo exactly once, at the source or in a result.
+        QList<QByteArray> everywhere = digestsBelow(source) + digestsBelow(base);
+        std::sort(everywhere.begin(), everywhere.end());
+        EXPECT_EQ(everywhere, sortedKeys(shoot)) << "delay " << delayMs;
+        EXPECT_TRUE(digestsBelow(source).isEmpty());
+        if (succeeded == 1) {
+            const QString refusal = errors[runs[0].exitCode() == 0 ? 1 : 0];
+            std::printf("second run: %s\n", qPrintable(refusal.section(QLatin1Char('\n'), -2, -2)));
+            // Refused, or too late to find anything left to do: either way it says why.
+            EXPECT_FALSE(refusal.trimmed().isEmpty());
+        }
+    }
 }
 
 TEST(SortCli, moveOriginalsLeavesEveryFileExactlyOnceInTheResult)

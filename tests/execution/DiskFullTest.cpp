@@ -1,6 +1,6 @@
-// A result folder on a volume that fills up: the file that does not fit fails with the
-// system's German words, nothing half-written stays, and the run finishes once space is freed.
-// The 2 MiB tmpfs is mounted in a private mount namespace of a forked child, so it vanishes
+// A result folder on a volume that fills up: the run stops at the first file that does not
+// fit and says so once, nothing half-written stays, every file not done stays pending, and the
+// run finishes once space is freed. The 4 MiB tmpfs is mounted in a private mount namespace of a forked child, so it vanishes
 // with the child; the test skips where mounting is not permitted.
 
 #include "ExecutionTestSupport.h"
@@ -21,9 +21,11 @@ constexpr int kSkip = 77;
 // Exit code of the child: 0 when every check held, else the number of the first failed one.
 int scenario(const QString& source, const QString& mountPoint)
 {
-    const QList<PhotoItem> items{photoAt(source, "1.jpg"), photoAt(source, "2.jpg"), photoAt(source, "3.jpg")};
+    QList<PhotoItem> items;
+    for (int i = 1; i <= 5; ++i)
+        items.append(photoAt(source, QString("%1.jpg").arg(i)));
     const QString filler = mountPoint + "/filler.bin";
-    writeFile(filler, QByteArray(700 * 1024, 'f'));
+    writeFile(filler, QByteArray(2700 * 1024, 'f'));
     const QString result = mountPoint + "/result";
     SortOptions options = optionsFor(result, SortOperationMode::safeCopy, VerificationMode::sha256);
 
@@ -31,20 +33,24 @@ int scenario(const QString& source, const QString& mountPoint)
     const SortExecutionPlan plan = Executor::buildPlan(items, options, {});
     log.addPending(plan);
     const SortResult full = Executor::executeSynchronously(plan, true, log.handlers());
-    if (full.organizedCount != 2 || full.errors.size() != 1)
+    if (full.organizedCount != 2 || full.errors.size() != 1 || full.pendingCount != 3)
         return 1;
-    if (!full.errors[0].contains("3.jpg") || !full.errors[0].contains(QStringLiteral("kein Speicherplatz")))
+    if (!full.errors[0].contains(QStringLiteral("kein Speicherplatz")))
         return 2;
     if (filesBelow(result) != QStringList{"JPEG/Behalten/1.jpg", "JPEG/Behalten/2.jpg"})
         return 3;
+    for (int i = 3; i <= 5; ++i)
+        if (log.bySource.value(source + QString("/%1.jpg").arg(i)).status != ExecutionActionStatus::pending)
+            return 6;
 
     QFile::remove(filler);
     const SortResult resumed =
         Executor::executeSynchronously(Executor::buildPlan(items, options, log.bySource), true, log.handlers());
-    if (resumed.organizedCount != 1 || resumed.skippedCount != 2 || !resumed.errors.isEmpty())
+    if (resumed.organizedCount != 3 || resumed.skippedCount != 2 || !resumed.errors.isEmpty())
         return 4;
-    if (readFile(result + "/JPEG/Behalten/3.jpg") != readFile(source + "/3.jpg"))
-        return 5;
+    for (int i = 3; i <= 5; ++i)
+        if (readFile(result + QString("/JPEG/Behalten/%1.jpg").arg(i)) != readFile(source + QString("/%1.jpg").arg(i)))
+            return 5;
     return 0;
 }
 
@@ -53,7 +59,7 @@ int scenario(const QString& source, const QString& mountPoint)
 TEST(SortExecutorDiskFull, fileThatDoesNotFitFailsCleanlyAndResumesAfterSpaceIsFreed)
 {
     TempTree tree;
-    for (int i = 1; i <= 3; ++i)
+    for (int i = 1; i <= 5; ++i)
         tree.write(QString("src/%1.jpg").arg(i), QByteArray(600 * 1024, char('0' + i)));
     const QString source = tree.path("src");
     const QString mountPoint = tree.mkdir("volume");
@@ -63,7 +69,7 @@ TEST(SortExecutorDiskFull, fileThatDoesNotFitFailsCleanlyAndResumesAfterSpaceIsF
     ASSERT_GE(child, 0);
     if (child == 0) {
         if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-            || ::mount("tmpfs", target.constData(), "tmpfs", 0, "size=2m,mode=0700") != 0)
+            || ::mount("tmpfs", target.constData(), "tmpfs", 0, "size=4m,mode=0700") != 0)
             ::_exit(kSkip);
         int step = 99;
         try {

@@ -110,11 +110,11 @@ TEST(SortExecutor, injectedWriteOrFlushFailureFailsOnlyThatFileAndLeavesNothingV
         f.add("2.jpg", "two");
         f.add("3.jpg", "three");
         FaultInjectingFileOps ops;
-        // Lock file write comes first; the 2nd data write is 2.jpg's. Flushes: the folder
-        // flush of ensureDirectory (x3 for the new folders) … so count 2.jpg's by position.
-        const int nth = op == FileOps::Op::write ? 3 : 0;
+        // The two lock files' writes (source, result folder) come first, then one per file.
+        // Any error but a full disk, which stops the whole run instead.
+        const int nth = op == FileOps::Op::write ? 4 : 0;
         if (op == FileOps::Op::write)
-            ops.failAt(op, nth, ENOSPC);
+            ops.failAt(op, nth, EIO);
         RecordLog log;
         auto handlers = log.handlers();
         if (op == FileOps::Op::fsync) {
@@ -160,6 +160,42 @@ TEST(SortExecutor, leftoverTemporaryIsNeverTakenForAResultAndIsCleanedUp)
     EXPECT_EQ(result.organizedCount, 1);
     EXPECT_EQ(filesBelow(f.out), QStringList{"JPEG/Behalten/a.jpg"});
     EXPECT_EQ(readFile(f.keep + "/a.jpg"), "complete content");
+}
+
+// A copy counts only once its name is durable: when the result folder cannot be flushed after
+// the rename, the record is not "completed" (a completed session is never looked at again) and
+// nothing is left under the name; the next run copies it there.
+TEST(SortExecutor, copyWhoseNameCannotBeMadeDurableDoesNotCount)
+{
+    class FolderFlushFails : public FileOps {
+    public:
+        QString folder;
+        int fsync(int fd) override
+        {
+            const QString path = QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(fd));
+            if (!folder.isEmpty() && path == folder) {
+                errno = EIO;
+                return -1;
+            }
+            return FileOps::fsync(fd);
+        }
+    };
+    Fixture f;
+    f.add("a.jpg", "aaaa");
+    RecordLog log;
+    log.addPending(f.plan());
+    FolderFlushFails ops;
+    QDir().mkpath(f.keep);
+    ops.folder = QFileInfo(f.keep).canonicalFilePath();
+    const SortResult result = Executor::executeSynchronously(f.plan(), true, log.handlers(), ops);
+    EXPECT_EQ(result.organizedCount, 0);
+    EXPECT_EQ(log.bySource.value(f.src + "/a.jpg").status, ExecutionActionStatus::failed);
+    EXPECT_TRUE(filesBelow(f.out).isEmpty());
+
+    const SortResult again = Executor::executeSynchronously(
+        f.plan(SortOperationMode::safeCopy, VerificationMode::fileSize, log.bySource), true, log.handlers());
+    EXPECT_EQ(again.organizedCount, 1);
+    EXPECT_EQ(filesBelow(f.out), QStringList{"JPEG/Behalten/a.jpg"});
 }
 
 TEST(SortExecutor, resumeKeepsNamesSkipsFinishedWorkAndRejectsWrongResults)
@@ -224,17 +260,24 @@ TEST(SortExecutor, moveWithinVolumeIsARenameAndMoveIsFinishedOnResume)
     EXPECT_EQ(readFile(f.keep + "/b.jpg"), "bbbb");
 }
 
-TEST(SortExecutor, moveWhoseLeftoverOriginalDiffersKeepsTheOriginal)
+// A stranger's file of the right size at a pending destination is never taken for the moved
+// photo: the photo goes to a new name and the stranger stays as it was.
+TEST(SortExecutor, moveWhosePendingDestinationHoldsAStrangerTakesANewName)
 {
-    Fixture f;
-    f.add("b.jpg", "bbbb");
-    RecordLog log;
-    log.addPending(f.plan(SortOperationMode::moveOriginals));
-    f.tree.write("out/JPEG/Behalten/b.jpg", "BBBB"); // same size, other content
-    const SortResult result = Executor::executeSynchronously(
-        f.plan(SortOperationMode::moveOriginals, VerificationMode::fileSize, log.bySource), true, log.handlers());
-    EXPECT_EQ(result.errors, QStringList{"Die Kopie von „b.jpg“ konnte nicht verifiziert werden."});
-    EXPECT_EQ(readFile(f.src + "/b.jpg"), "bbbb");
+    for (const VerificationMode verification : {VerificationMode::fileSize, VerificationMode::sha256}) {
+        Fixture f;
+        f.add("b.jpg", "bbbb");
+        RecordLog log;
+        log.addPending(f.plan(SortOperationMode::moveOriginals, verification));
+        f.tree.write("out/JPEG/Behalten/b.jpg", "BBBB"); // same size, other content
+        const SortResult result = Executor::executeSynchronously(
+            f.plan(SortOperationMode::moveOriginals, verification, log.bySource), true, log.handlers());
+        EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join(' ').toStdString();
+        EXPECT_EQ(readFile(f.keep + "/b.jpg"), "BBBB");
+        EXPECT_EQ(readFile(f.keep + "/b 2.jpg"), "bbbb");
+        EXPECT_FALSE(QFile::exists(f.src + "/b.jpg"));
+        EXPECT_EQ(log.bySource.value(f.src + "/b.jpg").destinationPath, f.keep + "/b 2.jpg");
+    }
 }
 
 TEST(SortExecutor, lockHeldByAnotherRunStopsBeforeAnythingIsTouched)
@@ -274,4 +317,22 @@ TEST(SortExecutor, backgroundRunDeliversRecordsBeforeTheNextFileAndKeepsResultWh
     // The file that was under way when the run stopped left no temporary behind.
     EXPECT_EQ(filesBelow(keep), (QStringList{"0.jpg", "1.jpg", "2.jpg"}));
     EXPECT_EQ(result.records[4].status, ExecutionActionStatus::pending);
+}
+
+// A sidecar goes along as a file of its own, verified and journaled, but the counts the user
+// reads are photos: one RAW with its sidecar is one organized photo.
+TEST(SortExecutor, sidecarIsJournaledOnItsOwnButCountsAsPartOfItsPhoto)
+{
+    Fixture f;
+    f.add("a.CR3", "raw bytes");
+    f.tree.write("src/a.xmp", "<rating 5>");
+    RecordLog log;
+    const SortResult result = Executor::executeSynchronously(f.plan(SortOperationMode::moveOriginals), true,
+                                                             log.handlers());
+    EXPECT_EQ(result.organizedCount, 1);
+    EXPECT_TRUE(result.errors.isEmpty());
+    EXPECT_EQ(log.inOrder.size(), 2);
+    EXPECT_EQ(log.bySource.value(f.src + "/a.xmp").status, ExecutionActionStatus::completed);
+    EXPECT_EQ(filesBelow(f.out), (QStringList{"RAW/Behalten/a.CR3", "RAW/Behalten/a.xmp"}));
+    EXPECT_TRUE(filesBelow(f.src).isEmpty());
 }

@@ -88,34 +88,76 @@ TEST(ExecutionPlan, selectionAndKindFollowTheMode)
 }
 
 // Resumption: every recorded destination is honoured when it can be, and a name that is
-// occupied by something this session did not produce is never claimed.
+// occupied by something this session did not produce is never claimed, even when that
+// something has exactly the size of the photo.
 TEST(ExecutionPlan, resumeReusesRecordedDestinationsAndNeverClaimsForeignFiles)
 {
     TempTree tree;
-    for (const char* name : {"a.jpg", "b.jpg", "c.jpg", "d.jpg", "e.jpg"})
-        tree.write(QStringLiteral("src/") + name);
+    const QList<const char*> names{"a.jpg", "b.jpg", "c.jpg", "d.jpg", "e.jpg", "f.jpg"};
+    for (const char* name : names)
+        tree.write(QStringLiteral("src/") + name, "same");
     const QString src = tree.path("src");
     const QString folder = tree.mkdir("out/JPEG/Behalten");
     QList<PhotoItem> items;
-    for (const char* name : {"a.jpg", "b.jpg", "c.jpg", "d.jpg", "e.jpg"})
+    for (const char* name : names)
         items.append(photoAt(src, name));
     const auto record = [&](const char* name, ExecutionActionStatus status, const QString& destination) {
         return ExecutionRecord{src + "/" + name, folder + "/" + destination, status, 1, std::nullopt};
     };
-    tree.write("out/JPEG/Behalten/a-done.jpg");    // a: completed earlier
-    tree.write("out/JPEG/Behalten/b-maybe.jpg");   // b: done but not journaled (crash)
-    tree.write("out/JPEG/Behalten/d-foreign.jpg"); // d: failed, and now something else is there
+    tree.write("out/JPEG/Behalten/a-done.jpg", "same");    // a: completed earlier
+    tree.write("out/JPEG/Behalten/b-maybe.jpg", "same");   // b: done but not journaled (crash)
+    tree.write("out/JPEG/Behalten/d-foreign.jpg", "same"); // d: failed, and now something else is there
+    tree.write("out/JPEG/Behalten/f-foreign.jpg", "SAME"); // f: pending, a stranger of its size is there
     QMap<QString, ExecutionRecord> records;
     records.insert(src + "/a.jpg", record("a.jpg", ExecutionActionStatus::completed, "a-done.jpg"));
     records.insert(src + "/b.jpg", record("b.jpg", ExecutionActionStatus::pending, "b-maybe.jpg"));
     records.insert(src + "/c.jpg", record("c.jpg", ExecutionActionStatus::pending, "e.jpg"));
     records.insert(src + "/d.jpg", record("d.jpg", ExecutionActionStatus::failed, "d-foreign.jpg"));
+    records.insert(src + "/f.jpg", record("f.jpg", ExecutionActionStatus::pending, "f-foreign.jpg"));
 
     const auto plan = Executor::buildPlan(items, optionsFor(tree.path("out"), SortOperationMode::safeCopy), records);
-    ASSERT_EQ(plan.actions.size(), 5);
-    EXPECT_EQ(destinationNames(plan, folder), (QStringList{"a-done.jpg", "b-maybe.jpg", "e.jpg", "d.jpg", "e 2.jpg"}));
-    const QList<bool> skips{plan.actions[0].shouldSkip, plan.actions[1].shouldSkip, plan.actions[2].shouldSkip,
-                            plan.actions[3].shouldSkip, plan.actions[4].shouldSkip};
-    EXPECT_EQ(skips, (QList<bool>{true, true, false, false, false}));
+    ASSERT_EQ(plan.actions.size(), 6);
+    EXPECT_EQ(destinationNames(plan, folder),
+              (QStringList{"a-done.jpg", "b-maybe.jpg", "e.jpg", "d.jpg", "e 2.jpg", "f.jpg"}));
+    QList<bool> skips;
+    for (const auto& action : plan.actions)
+        skips.append(action.shouldSkip);
+    EXPECT_EQ(skips, (QList<bool>{true, true, false, false, false, false}));
+    EXPECT_EQ(readFile(folder + "/f-foreign.jpg"), QByteArray("SAME"));
     // e's own name was promised to c by the earlier run, although e comes later in the order.
+}
+
+// The XMP sidecar goes with its motif's RAW (with a lone JPEG, with the JPEG), into the same
+// folder under the photo's final stem, as a file of its own right after its photo. It stays
+// behind when its RAW does, and when two sidecars leave it open which one is meant.
+TEST(ExecutionPlan, sidecarsTravelWithTheirPhotoUnderThePhotosName)
+{
+    TempTree tree;
+    for (const char* name : {"IMG_1.JPG", "IMG_1.CR3", "IMG_1.xmp", // pair: follows the RAW
+                             "IMG_2.CR3", "IMG_2.XMP",              // RAW whose name is taken at the result
+                             "IMG_3.JPG", "IMG_3.xmp",              // lone JPEG
+                             "IMG_4.JPG", "IMG_4.CR3", "IMG_4.xmp", // RAW undecided: sidecar stays with it
+                             "IMG_5.CR3", "IMG_5.xmp", "IMG_5.XMP"}) // which sidecar? neither goes
+        tree.write(QStringLiteral("src/") + name, name);
+    const QString src = tree.path("src");
+    QList<PhotoItem> items;
+    for (const char* name : {"IMG_1.JPG", "IMG_1.CR3", "IMG_2.CR3", "IMG_3.JPG", "IMG_4.JPG", "IMG_5.CR3"})
+        items.append(photoAt(src, name));
+    items.append(photoAt(src, "IMG_4.CR3", std::nullopt));
+    const QString out = tree.path("out");
+    tree.write("out/RAW/Behalten/IMG_2.XMP", "someone else's"); // its photo's name is free, its own is not
+
+    const auto plan = Executor::buildPlan(items, optionsFor(out, SortOperationMode::moveOriginals), {});
+    QStringList sources;
+    for (const auto& action : plan.actions)
+        sources.append(action.item.sourceURL.fileName());
+    EXPECT_EQ(sources, (QStringList{"IMG_1.CR3", "IMG_1.xmp", "IMG_1.JPG", "IMG_2.CR3", "IMG_2.XMP", "IMG_3.JPG",
+                                    "IMG_3.xmp", "IMG_4.JPG", "IMG_5.CR3"}));
+    EXPECT_EQ(destinationNames(plan, out),
+              (QStringList{"RAW/Behalten/IMG_1.CR3", "RAW/Behalten/IMG_1.xmp", "JPEG/Behalten/IMG_1.JPG",
+                           "RAW/Behalten/IMG_2 2.CR3", "RAW/Behalten/IMG_2 2.XMP", "JPEG/Behalten/IMG_3.JPG",
+                           "JPEG/Behalten/IMG_3.xmp", "JPEG/Behalten/IMG_4.JPG", "RAW/Behalten/IMG_5.CR3"}));
+    EXPECT_EQ(plan.actions[1].kind, PlannedActionKind::move);
+    EXPECT_EQ(plan.actions[1].item.fileSize, QByteArray("IMG_1.xmp").size());
+    EXPECT_EQ(plan.actions[1].item.decision, PhotoDecision::keep);
 }

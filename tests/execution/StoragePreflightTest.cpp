@@ -34,6 +34,10 @@ TEST(StoragePreflight, messagesAtTheBoundaryAndWithoutAVolume)
     EXPECT_FALSE(unknown.isSufficient);
     EXPECT_FALSE(unknown.availableBytes.has_value());
     EXPECT_EQ(unknown.message, QStringLiteral("Der freie Speicher des Zielvolumes konnte nicht ermittelt werden."));
+
+    // A file system that reports no size (here /proc) has unknown free space, not none.
+    EXPECT_FALSE(StoragePreflight::availableCapacity(FileUrl::fromLocalPath("/proc/self")).has_value());
+    EXPECT_GT(StoragePreflight::availableCapacity(FileUrl::fromLocalPath(QDir::tempPath())).value_or(0), 0);
 }
 
 TEST(StoragePreflight, countsWhatStillHasToBeWrittenOnTheDestinationVolume)
