@@ -47,6 +47,9 @@ struct TrashTransactionOptions {
     FileOps* fileOps = &FileOps::system();
     // Empty: the free capacity of the safety folder's volume with a reserve of 5 %, at least 1 GiB.
     TrashStorageCheck storageCheck;
+    // Asked before each original is moved: true stops the commit there, with every file not
+    // yet moved left staged for a later commit.
+    std::function<bool()> isCanceled;
 };
 
 namespace TrashTransactionCoordinator {
@@ -63,10 +66,15 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
                          const QString& journalBase, const TrashCapabilityChecking& capabilityChecker,
                          const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});
 
-// Phase two. Nothing is moved unless every staged or deferred original and copy still match
-// their identities; an entry in needsReview or trashIntent stops the commit before any move
-// (a trashIntent entry is journaled needsReview: its move may have happened). Returns the
-// preparation with receipts and final states.
+// Phase two. First every move that an earlier run announced but never confirmed is settled
+// from what the disk proves: the original gone and the same file found in the Trash makes it
+// trashedConfirmed, the original untouched and nothing in the Trash makes it stagedVerified
+// again; anything else is journaled needsReview with what the user can do. Entries in
+// needsReview or failed are left alone and never block the others. Nothing is moved unless
+// every staged or deferred original and copy still match their identities (a mismatch is
+// journaled needsReview, so the next commit can go on without it). A safety copy goes only
+// when every file of its motif (photo, partner, sidecar) is confirmed in the Trash. Returns
+// the preparation with receipts and final states.
 TrashPreparation commit(const TrashPreparation& preparation, const QString& journalBase,
                         const TrashService& trashService, const TrashReceiptValidating& receiptValidator,
                         const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});

@@ -156,42 +156,52 @@ TEST(TrashCli, confirmTrashCommitsRightAfterStaging)
     EXPECT_EQ(rig.trash(QStringLiteral("commit")).exitCode, 1);
 }
 
-// A commit that dies at a chosen step. After its journal recorded the last cleanup, the next
-// commit finds nothing left and says so with success; after a move whose receipt was never
-// journaled, the entry is held for review: nothing is moved twice and the command fails.
-TEST(TrashCli, commitKilledMidwayIsFinishedOrHeldForReviewNeverRepeated)
+// A commit that dies at a chosen step is finished by the next one: a move whose confirmation
+// never reached the journal is settled from the disk (the original gone, the same file in the
+// Trash), never repeated, and the rest is moved; no safety folder is left behind.
+TEST(TrashCli, commitKilledMidwayIsFinishedByTheNextCommitWithoutMovingAnythingTwice)
 {
-    {
+    for (const QString& crashAt : {QStringLiteral("journal.append.stageCleaned#3"), QStringLiteral("trash.after-move#2"),
+                                   QStringLiteral("trash.before-move#2")}) {
+        SCOPED_TRACE(crashAt.toStdString());
         TrashRig rig;
         ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
         QProcessEnvironment crashing = rig.environment;
-        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), QStringLiteral("journal.append.stageCleaned#3"));
+        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), crashAt);
         EXPECT_EQ(runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, crashing).exitCode, 86);
 
         const CliResult after = rig.trash(QStringLiteral("commit"));
         EXPECT_EQ(after.exitCode, 0) << after.err.toStdString();
+        EXPECT_FALSE(after.err.contains("zweite Sicherheitswarnung"));
         EXPECT_EQ(entryStates(lastJson(after.out)), QStringList{QStringLiteral("stageCleaned")});
         EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
+        EXPECT_EQ(filesBelow(QFileInfo(rig.trashFiles).path() + QStringLiteral("/info")).size(), 3);
         EXPECT_TRUE(filesBelow(rig.source).isEmpty());
+        EXPECT_FALSE(QFileInfo::exists(rig.resultFolder + QStringLiteral("/Sicherheitsablage")));
         // Recorded now: a further commit has no transaction to work on.
         EXPECT_EQ(rig.trash(QStringLiteral("commit")).exitCode, 1);
     }
-    {
-        TrashRig rig;
-        ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
-        QProcessEnvironment crashing = rig.environment;
-        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), QStringLiteral("trash.after-move#2"));
-        EXPECT_EQ(runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, crashing).exitCode, 86);
-        const QList<QByteArray> trashedBefore = digestsBelow(rig.trashFiles);
-        EXPECT_EQ(trashedBefore.size(), 2);
+}
 
-        const CliResult after = rig.trash(QStringLiteral("commit"));
-        EXPECT_EQ(after.exitCode, 1);
-        EXPECT_FALSE(after.err.trimmed().isEmpty());
-        EXPECT_EQ(digestsBelow(rig.trashFiles), trashedBefore);
-        // Every rejected original is either still in place or in the Trash, exactly once.
-        QList<QByteArray> everywhere = digestsBelow(rig.trashFiles) + digestsBelow(rig.source);
-        std::sort(everywhere.begin(), everywhere.end());
-        EXPECT_EQ(everywhere, rig.rejectedDigests());
-    }
+// Ctrl-C during the commit: the file being moved is finished, the next one is not started,
+// and a later commit moves the rest.
+TEST(TrashCli, interruptDuringCommitStopsBeforeTheNextFile)
+{
+    TrashRig rig;
+    ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
+    QProcessEnvironment interrupted = rig.environment;
+    interrupted.insert(QStringLiteral("KESTRAVA_INTERRUPT_AT"), QStringLiteral("commit.after-move#1"));
+    const CliResult stopped =
+        runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, interrupted);
+    EXPECT_EQ(stopped.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(stopped.err).contains(QStringLiteral("hält vor der nächsten Datei an")));
+    EXPECT_EQ(digestsBelow(rig.trashFiles).size(), 1);
+    EXPECT_EQ(filesBelow(rig.source).size(), 2);
+    // Every safety copy stays until its whole motif is in the Trash.
+    EXPECT_EQ(digestsBelow(rig.resultFolder + QStringLiteral("/Sicherheitsablage")).size(), 3);
+
+    const CliResult finished = rig.trash(QStringLiteral("commit"));
+    ASSERT_EQ(finished.exitCode, 0) << finished.err.toStdString();
+    EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
+    EXPECT_TRUE(filesBelow(rig.source).isEmpty());
 }
