@@ -23,10 +23,10 @@ using State = TrashTransactionState;
 const QString stagingTitle = QStringLiteral("Sicherheitsablage wird vorbereitet");
 const QString commitTitle = QStringLiteral("Originale und Sicherheitskopien werden erneut geprüft");
 
+// A file confirmed in the Trash is not final while its safety copy still waits for removal.
 bool isFinal(State state)
 {
-    return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned
-        || state == State::failed;
+    return state == State::stageCleaned || state == State::failed;
 }
 
 bool isTrashed(State state)
