@@ -97,7 +97,7 @@ void cleanUp(DurableTrashJournal& journal, const QUuid& sessionID, QList<TrashEn
         const QString folder = entry->stagingURL.parent().path();
         testhooks::crashPoint(QStringLiteral("cleanup.before-remove"));
         if (ops.unlink(QFile::encodeName(staging)) != 0 && errno != ENOENT)
-            throw FileSystemError(FileSystemError::Operation::remove, staging, errno);
+            throw FileSystemError(FileSystemError::Operation::remove, entry->sourceURL.fileName(), errno);
         testhooks::crashPoint(QStringLiteral("cleanup.after-remove"));
         // A run killed after removing the entry's folder but before journaling it left no
         // folder to flush; the removal of the copy is what counts and it is done.

@@ -179,12 +179,20 @@ void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry
     } catch (const KestravaError& error) {
         if (pathExists(partial))
             ops.unlink(nativePartial);
+        // The user knows the original, not the safety folder's inner names: a failure of the
+        // copy names the original's file.
+        const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
+        const std::optional<FileSystemError> named = fileError && fileError->path() != entry.sourceURL.path()
+            ? std::optional(FileSystemError(fileError->operation(), name, fileError->errorNumber()))
+            : std::nullopt;
         // The entry's own error is what the user must read; a journal that fails as well
         // will refuse the next operation on its own.
         try {
-            journalState(journal, sessionID, entry, State::failed, error.description());
+            journalState(journal, sessionID, entry, State::failed, named ? named->description() : error.description());
         } catch (const KestravaError&) {
         }
+        if (named)
+            throw *named;
         throw;
     }
 

@@ -185,3 +185,38 @@ TEST_F(TrashCommitRecoveryTest, safetyCopyStaysUntilItsWholeMotifIsInTheTrash)
     for (const TrashEntry& entry : after.entries)
         EXPECT_TRUE(QFile::exists(entry.stagingURL.path())) << entry.sourceURL.fileName().toStdString();
 }
+
+// What the user reads when the disk refuses: German reasons, and the original's name rather
+// than the safety folder's inner paths.
+TEST_F(TrashCommitRecoveryTest, failuresAreToldInGermanAndNameTheOriginal)
+{
+    const QString a = box.addOriginal(QStringLiteral("IMG_0042.CR2"), QByteArray(5000, 'r'));
+    FaultInjectingFileOps fullDisk;
+    fullDisk.failAt(FileOps::Op::write, 4, ENOSPC); // 1: lock, 2: planned, 3: stagingIntent, 4: the copy
+    TrashTransactionOptions options;
+    options.fileOps = &fullDisk;
+    try {
+        Coordinator::prepare(session, TrashSandbox::singleGroups({a}), FileUrl::fromLocalPath(box.resultRoot()),
+                             box.journalBase(), FreedesktopTrashCapabilityChecker(), {}, options);
+        ADD_FAILURE() << "a full disk went unnoticed";
+    } catch (const KestravaError& error) {
+        const QString message = error.description();
+        EXPECT_TRUE(message.contains(QStringLiteral("„IMG_0042.CR2“"))) << message.toStdString();
+        EXPECT_FALSE(message.contains(QStringLiteral("Sicherheitsablage"))) << message.toStdString();
+        EXPECT_FALSE(message.contains(QStringLiteral(".partial"))) << message.toStdString();
+    }
+
+    FaultInjectingFileOps refusing;
+    refusing.failAt(FileOps::Op::fsync, 2, EPERM); // 1: the lock file, 2: the first journal record
+    options.fileOps = &refusing;
+    try {
+        Coordinator::prepare(QUuid::createUuid(), TrashSandbox::singleGroups({a}), FileUrl::fromLocalPath(box.resultRoot()),
+                             box.journalBase(), FreedesktopTrashCapabilityChecker(), {}, options);
+        ADD_FAILURE() << "a journal that cannot be opened went unnoticed";
+    } catch (const TrashTransactionError& error) {
+        EXPECT_EQ(error.kind(), Kind::journalUnavailable);
+        EXPECT_FALSE(error.description().contains(QStringLiteral("not permitted"))) << error.description().toStdString();
+        EXPECT_TRUE(error.description().contains(QStringLiteral("nicht erlaubt"))) << error.description().toStdString();
+    }
+    EXPECT_EQ(readFile(a), QByteArray(5000, 'r'));
+}
