@@ -3,6 +3,9 @@
 
 #include "WorkflowRig.h"
 
+#include "trash/DurableTrashJournal.h"
+#include "trash/FreedesktopTrash.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <gtest/gtest.h>
@@ -156,6 +159,38 @@ TEST_F(TrashFlow, journalThatCannotBeTrustedBlocksTheCommit)
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertText().startsWith(QLatin1String("Das Papierkorb-Journal")); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
     EXPECT_FALSE(rig.vm().canCommitTrash());
+    // The tick is there; what stops the commit is the journal, and that is what it says.
+    rig.vm().commitPreparedTrash();
+    EXPECT_NE(rig.vm().alertText(), QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
+    EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("Sicherheitsjournal"))) << rig.vm().alertText().toStdString();
     EXPECT_EQ(originalsInPlace(), 4);
     EXPECT_EQ(filesInTrash(), 0);
+}
+
+// The window after a commit that died between moving a file and recording it: the journal
+// says the move was announced, the Trash holds the file. Resumed and confirmed, the commit
+// settles that file without moving it again and moves the rest.
+TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
+{
+    stage();
+    const TrashPreparation staged = *rig.vm().preparedTrash();
+    {
+        DurableTrashJournal journal(rig.storeFolder, staged.sessionID);
+        journal.append(State::trashIntent, staged.entries[0], staged.sessionID);
+        FreedesktopTrashService().trash(staged.entries[0].sourceURL);
+        journal.append(State::trashIntent, staged.entries[1], staged.sessionID);
+    }
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
+    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    ASSERT_TRUE(rig.vm().canCommitTrash()) << rig.vm().alertText().toStdString();
+    rig.vm().commitPreparedTrash();
+    waitForTask();
+    EXPECT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
+    EXPECT_EQ(filesInTrash(), 4);
+    EXPECT_EQ(originalsInPlace(), 0);
+    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
+        EXPECT_EQ(entry.state, State::stageCleaned);
 }
