@@ -103,6 +103,10 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
     Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
     Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
+    // The second confirmation: what is true right now, and the files that will go to the Trash.
+    Q_PROPERTY(QString trashConfirmationLead READ trashConfirmationLead NOTIFY trashPreparationChanged)
+    Q_PROPERTY(QString trashFilesTitle READ trashFilesTitle NOTIFY trashPreparationChanged)
+    Q_PROPERTY(QStringList trashFileNames READ trashFileNames NOTIFY trashPreparationChanged)
     Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY reviewStateChanged)
     Q_PROPERTY(QString progressTitle READ progressTitle NOTIFY progressTitleChanged)
 
@@ -313,6 +317,9 @@ public:
     Q_INVOKABLE void commitPreparedTrash();
     Q_INVOKABLE void deferPreparedTrash();
     Q_INVOKABLE void openSafetyFolder();
+    QString trashConfirmationLead() const;
+    QString trashFilesTitle() const;
+    QStringList trashFileNames() const;
 
 #ifdef KESTRAVA_TEST_HOOKS
     // Stands in for a running execution.

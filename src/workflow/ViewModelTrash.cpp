@@ -336,6 +336,36 @@ void KestravaViewModel::reloadTrashPreparation()
                       });
 }
 
+// The originals still waiting for the move: only these are untouched for sure; the kept
+// files of this mode were already moved into the result folder.
+QStringList KestravaViewModel::trashFileNames() const
+{
+    QStringList names;
+    if (!trashPreparation_)
+        return names;
+    for (const TrashEntry& entry : trashPreparation_->entries)
+        if (entry.state == State::stagedVerified || entry.state == State::deferred || entry.state == State::trashIntent)
+            names.append(entry.sourceURL.fileName());
+    return names;
+}
+
+QString KestravaViewModel::trashFilesTitle() const
+{
+    const qsizetype count = trashFileNames().size();
+    return count == 1 ? QStringLiteral("1 Datei wird in den Papierkorb verschoben:")
+                      : QStringLiteral("%1 Dateien werden in den Papierkorb verschoben:").arg(count);
+}
+
+QString KestravaViewModel::trashConfirmationLead() const
+{
+    const QString untouched = QStringLiteral("Die aussortierten Originale sind noch unangetastet; ihre Sicherheitskopien liegen bereit.");
+    const int organized = lastResult_ ? lastResult_->organizedCount + lastResult_->skippedCount : 0;
+    const QString kept = organized > 0
+        ? QStringLiteral("Die behaltenen Dateien sind bereits in den Zielordner verschoben. ")
+        : QString();
+    return kept + untouched + QStringLiteral(" Jetzt folgt deine zweite Bestätigung.");
+}
+
 void KestravaViewModel::openSafetyFolder()
 {
     if (trashPreparation_ && services_.desktop)

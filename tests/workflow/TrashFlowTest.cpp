@@ -92,6 +92,18 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     EXPECT_TRUE(staged.stagingRoot.path().startsWith(rig.vm().destinationFolderPath() + QLatin1String("/Sicherheitsablage/")));
     EXPECT_EQ(rig.vm().session()->trashPreparation, staged) << "the session carries the transaction";
 
+    // The screen says what is true: the kept pair has moved, the rejected originals have not,
+    // and it lists exactly the files that will go.
+    EXPECT_TRUE(rig.vm().trashConfirmationLead().contains(QStringLiteral("bereits in den Zielordner verschoben")));
+    QStringList listed = rig.vm().trashFileNames();
+    QStringList expected;
+    for (const TrashEntry& entry : staged.entries)
+        expected.append(entry.sourceURL.fileName());
+    listed.sort();
+    expected.sort();
+    EXPECT_EQ(listed, expected);
+    EXPECT_TRUE(rig.vm().trashFilesTitle().startsWith(QStringLiteral("4 ")));
+
     // Without the second confirmation nothing moves.
     EXPECT_FALSE(rig.vm().canCommitTrash());
     rig.vm().commitPreparedTrash();
