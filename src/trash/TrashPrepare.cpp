@@ -238,6 +238,15 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
     for (const auto& group : groups) {
         if (group.validationError)
             continue;
+        // A retry plans the groups afresh, with new IDs; a motif keeps the ID its journaled
+        // members already carry, so that it is never split across two groups.
+        QUuid groupID = group.id;
+        for (const auto& member : group.members)
+            if (auto it = journaledBySource.constFind(FileUrl::fromLocalPath(member.sourceURL.path()).path());
+                it != journaledBySource.constEnd()) {
+                groupID = it->groupID;
+                break;
+            }
         for (const auto& member : group.members) {
             const FileUrl source = FileUrl::fromLocalPath(member.sourceURL.path());
             if (seen.contains(source.path()))
@@ -258,9 +267,9 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
             TrashEntry entry;
             entry.sourceIdentity = preflight(source);
             entry.id = QUuid::createUuid();
-            entry.groupID = group.id;
+            entry.groupID = groupID;
             entry.sourceURL = source;
-            entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(group.id))
+            entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(groupID))
                                    .appending(json::encodeUuid(entry.id))
                                    .appending(text::nfc(source.fileName()));
             journalState(journal, sessionID, entry, State::planned);

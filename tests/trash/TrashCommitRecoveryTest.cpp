@@ -220,3 +220,23 @@ TEST_F(TrashCommitRecoveryTest, failuresAreToldInGermanAndNameTheOriginal)
     }
     EXPECT_EQ(readFile(a), QByteArray(5000, 'r'));
 }
+
+// A pair whose JPEG was refused once (a second hard link) and is planned again after the link
+// is gone joins the group its RAW already has, under the same folder of the safety folder.
+TEST_F(TrashCommitRecoveryTest, retriedMotifKeepsItsJournaledGroup)
+{
+    const QString jpeg = box.addOriginal(QStringLiteral("IMG_9.JPG"), "jpeg");
+    const QString raw = box.addOriginal(QStringLiteral("IMG_9.CR2"), "raw");
+    const QString link = box.tree.path(QStringLiteral("link.JPG"));
+    ASSERT_EQ(::link(QFile::encodeName(jpeg).constData(), QFile::encodeName(link).constData()), 0);
+    const auto plan = [&] {
+        return Coordinator::prepare(session, {TrashSandbox::oneGroup({raw, jpeg})}, FileUrl::fromLocalPath(box.resultRoot()),
+                                    box.journalBase(), FreedesktopTrashCapabilityChecker());
+    };
+    EXPECT_THROW(plan(), TrashTransactionError);
+    ASSERT_EQ(::unlink(QFile::encodeName(link).constData()), 0);
+    const TrashPreparation prepared = plan();
+    ASSERT_EQ(prepared.entries.size(), 2);
+    EXPECT_EQ(prepared.entries[0].groupID, prepared.entries[1].groupID);
+    EXPECT_EQ(prepared.entries[0].stagingURL.parent().parent(), prepared.entries[1].stagingURL.parent().parent());
+}
