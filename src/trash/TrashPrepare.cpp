@@ -51,6 +51,33 @@ bool sourceLooksUnchanged(const FileIdentity& source)
         && qint64(info.st_ctim.tv_nsec) == source.statusChangeNanoseconds;
 }
 
+// What a preflight refuses about one file; the file's group is left out, the others go on.
+bool isRefusal(TrashTransactionError::Kind kind)
+{
+    return kind == Kind::fileUnavailable || kind == Kind::unsupportedItem || kind == Kind::multipleHardLinks;
+}
+
+// The journaled record of a refused group: its refused file, `failed` with the reason, so
+// that the preparation lists it and a later run plans it again.
+TrashEntry refuse(DurableTrashJournal& journal, const QUuid& sessionID, const FileUrl& source, const QUuid& groupID,
+                  const FileUrl& stagingRoot, const QHash<QString, TrashEntry>& journaled, const TrashTransactionError& error)
+{
+    TrashEntry entry;
+    if (auto it = journaled.constFind(source.path()); it != journaled.constEnd()) {
+        entry = *it;
+    } else {
+        entry.id = QUuid::createUuid();
+        entry.groupID = groupID;
+        entry.sourceURL = source;
+        entry.sourceIdentity.path = source.path();
+        entry.stagingURL = stagingRoot.appending(json::encodeUuid(groupID))
+                               .appending(json::encodeUuid(entry.id))
+                               .appending(text::nfc(source.fileName()));
+    }
+    journalState(journal, sessionID, entry, State::failed, error.description());
+    return entry;
+}
+
 class Stager {
 public:
     Stager(FileOps& ops, const TrashProgress& progress, int totalFiles, qint64 totalBytes)
@@ -247,33 +274,52 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
                 groupID = it->groupID;
                 break;
             }
-        for (const auto& member : group.members) {
-            const FileUrl source = FileUrl::fromLocalPath(member.sourceURL.path());
-            if (seen.contains(source.path()))
-                continue;
-            seen.insert(source.path());
-            if (auto it = journaledBySource.constFind(source.path()); it != journaledBySource.constEnd()) {
-                TrashEntry entry = *it;
-                if (entry.state == State::failed) {
-                    // A failed preparation step left the original untouched; start this file afresh.
-                    entry.sourceIdentity = preflight(source);
-                    entry.stagingIdentity.reset();
-                    entry.message.reset();
-                    journalState(journal, sessionID, entry, State::planned);
+        // Every member passes its preflight before any is journaled: a refusal is the whole
+        // group's, and the other groups go on without it.
+        QList<TrashEntry> members;
+        QList<bool> toJournal;
+        FileUrl current;
+        try {
+            for (const auto& member : group.members) {
+                const FileUrl source = FileUrl::fromLocalPath(member.sourceURL.path());
+                current = source;
+                if (seen.contains(source.path()))
+                    continue;
+                seen.insert(source.path());
+                if (auto it = journaledBySource.constFind(source.path()); it != journaledBySource.constEnd()) {
+                    TrashEntry entry = *it;
+                    const bool retry = entry.state == State::failed;
+                    if (retry) {
+                        // A failed preparation step left the original untouched; start this file afresh.
+                        entry.sourceIdentity = preflight(source);
+                        entry.stagingIdentity.reset();
+                        entry.message.reset();
+                    }
+                    members.append(entry);
+                    toJournal.append(retry);
+                    continue;
                 }
-                preparation.entries.append(entry);
-                continue;
+                TrashEntry entry;
+                entry.sourceIdentity = preflight(source);
+                entry.id = QUuid::createUuid();
+                entry.groupID = groupID;
+                entry.sourceURL = source;
+                entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(groupID))
+                                       .appending(json::encodeUuid(entry.id))
+                                       .appending(text::nfc(source.fileName()));
+                members.append(entry);
+                toJournal.append(true);
             }
-            TrashEntry entry;
-            entry.sourceIdentity = preflight(source);
-            entry.id = QUuid::createUuid();
-            entry.groupID = groupID;
-            entry.sourceURL = source;
-            entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(groupID))
-                                   .appending(json::encodeUuid(entry.id))
-                                   .appending(text::nfc(source.fileName()));
-            journalState(journal, sessionID, entry, State::planned);
-            preparation.entries.append(entry);
+        } catch (const TrashTransactionError& error) {
+            if (!isRefusal(error.kind()))
+                throw;
+            preparation.entries.append(refuse(journal, sessionID, current, groupID, preparation.stagingRoot, journaledBySource, error));
+            continue;
+        }
+        for (qsizetype i = 0; i < members.size(); ++i) {
+            if (toJournal[i])
+                journalState(journal, sessionID, members[i], State::planned);
+            preparation.entries.append(members[i]);
         }
     }
 
@@ -281,7 +327,7 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
     QSet<quint64> probedDevices;
     QSet<QString> summarized;
     for (const auto& entry : preparation.entries) {
-        if (!originalInPlace(entry.state) || probedDevices.contains(entry.sourceIdentity.device))
+        if (entry.state == State::failed || !originalInPlace(entry.state) || probedDevices.contains(entry.sourceIdentity.device))
             continue;
         probedDevices.insert(entry.sourceIdentity.device);
         const SourceVolumeSummary summary = summarizeSourceVolume(entry.sourceURL.path());

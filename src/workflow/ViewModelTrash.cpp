@@ -161,11 +161,16 @@ void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
         return;
     }
     setTrashPreparation(outcome.preparation);
-    if (!outcome.refusedGroups.isEmpty())
-        setAlert(outcome.refusedGroups.join(QLatin1Char('\n')));
-    if (outcome.preparation->entries.isEmpty()) {
+    // Refused groups are listed by file and reason; the others wait for the confirmation.
+    QStringList refusals = outcome.refusedGroups;
+    for (const TrashEntry& entry : outcome.preparation->entries)
+        if (entry.state == State::failed && entry.message)
+            refusals.append(*entry.message);
+    if (!refusals.isEmpty())
+        setAlert(QStringLiteral("Nicht in die Sicherheitsablage aufgenommen:\n") + refusals.join(QLatin1Char('\n')));
+    if (!waitsForMove(*outcome.preparation)) {
         // Nothing was rejected (or every group was refused): nothing waits for confirmation.
-        saveSessionSnapshot(outcome.refusedGroups.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
+        saveSessionSnapshot(refusals.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
         setRoute(AppRoute::completed);
         return;
     }

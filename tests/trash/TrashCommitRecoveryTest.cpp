@@ -221,8 +221,8 @@ TEST_F(TrashCommitRecoveryTest, failuresAreToldInGermanAndNameTheOriginal)
     EXPECT_EQ(readFile(a), QByteArray(5000, 'r'));
 }
 
-// A pair whose JPEG was refused once (a second hard link) and is planned again after the link
-// is gone joins the group its RAW already has, under the same folder of the safety folder.
+// A pair refused once for its JPEG's second hard link and planned again after the link is gone
+// (with a new group ID, as every plan has) stays one group, under one folder of the safety folder.
 TEST_F(TrashCommitRecoveryTest, retriedMotifKeepsItsJournaledGroup)
 {
     const QString jpeg = box.addOriginal(QStringLiteral("IMG_9.JPG"), "jpeg");
@@ -233,10 +233,45 @@ TEST_F(TrashCommitRecoveryTest, retriedMotifKeepsItsJournaledGroup)
         return Coordinator::prepare(session, {TrashSandbox::oneGroup({raw, jpeg})}, FileUrl::fromLocalPath(box.resultRoot()),
                                     box.journalBase(), FreedesktopTrashCapabilityChecker());
     };
-    EXPECT_THROW(plan(), TrashTransactionError);
+    const TrashPreparation refused = plan();
+    ASSERT_EQ(refused.entries.size(), 1);
+    EXPECT_EQ(refused.entries[0].state, State::failed);
     ASSERT_EQ(::unlink(QFile::encodeName(link).constData()), 0);
     const TrashPreparation prepared = plan();
     ASSERT_EQ(prepared.entries.size(), 2);
     EXPECT_EQ(prepared.entries[0].groupID, prepared.entries[1].groupID);
     EXPECT_EQ(prepared.entries[0].stagingURL.parent().parent(), prepared.entries[1].stagingURL.parent().parent());
+}
+
+// One file that may not go (a second hard link) refuses its own group only: it is journaled
+// with its reason and listed, the other groups are staged and committed, and once the link is
+// gone a later run takes the refused group in.
+TEST_F(TrashCommitRecoveryTest, refusedGroupStaysBehindWhileTheOthersGo)
+{
+    const QString first = box.addOriginal(QStringLiteral("a.jpg"), "a");
+    const QString linked = box.addOriginal(QStringLiteral("b.jpg"), "b");
+    const QString third = box.addOriginal(QStringLiteral("c.jpg"), "c");
+    const QString link = box.tree.path(QStringLiteral("b-link.jpg"));
+    ASSERT_EQ(::link(QFile::encodeName(linked).constData(), QFile::encodeName(link).constData()), 0);
+
+    const TrashPreparation prepared = prepare({first, linked, third});
+    ASSERT_EQ(prepared.entries.size(), 3);
+    EXPECT_EQ(prepared.entries[0].state, State::stagedVerified);
+    EXPECT_EQ(prepared.entries[1].state, State::failed);
+    ASSERT_TRUE(prepared.entries[1].message);
+    EXPECT_EQ(*prepared.entries[1].message, TrashTransactionError(Kind::multipleHardLinks, QStringLiteral("b.jpg")).description());
+    EXPECT_EQ(prepared.entries[2].state, State::stagedVerified);
+
+    const TrashPreparation committed = Coordinator::commit(prepared, box.journalBase(), service, receipts);
+    EXPECT_EQ(trashed(), (QStringList{QStringLiteral("a.jpg"), QStringLiteral("c.jpg")}));
+    EXPECT_EQ(readFile(linked), QByteArray("b"));
+    EXPECT_EQ(committed.entries[1].state, State::failed);
+
+    ASSERT_EQ(::unlink(QFile::encodeName(link).constData()), 0);
+    const TrashPreparation retried = prepare({linked});
+    ASSERT_EQ(retried.entries.size(), 1);
+    EXPECT_EQ(retried.entries[0].id, prepared.entries[1].id) << "the refused file keeps its journal entry";
+    EXPECT_EQ(retried.entries[0].state, State::stagedVerified);
+    Coordinator::commit(retried, box.journalBase(), service, receipts);
+    EXPECT_EQ(trashed().size(), 3);
 }

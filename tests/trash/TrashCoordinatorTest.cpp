@@ -219,7 +219,10 @@ TEST_F(TrashCoordinatorTest, secondHardLinkGainedAfterPreparationIsRefused)
 
     const QString linked = box.addOriginal(QStringLiteral("c.jpg"), "c");
     ASSERT_EQ(::link(QFile::encodeName(linked).constData(), QFile::encodeName(box.tree.path(QStringLiteral("d.jpg"))).constData()), 0);
-    EXPECT_EQ(failure([&] { prepare(TrashSandbox::singleGroups({linked})); }), Kind::multipleHardLinks);
+    const TrashPreparation refused = prepare(TrashSandbox::singleGroups({linked}));
+    ASSERT_EQ(refused.entries.size(), 1);
+    EXPECT_EQ(refused.entries[0].state, State::failed);
+    EXPECT_EQ(refused.entries[0].message, TrashTransactionError(Kind::multipleHardLinks, QStringLiteral("c.jpg")).description());
 }
 
 TEST_F(TrashCoordinatorTest, rerunPrepareReusesEntriesAndMatchingLeftoverCopies)
