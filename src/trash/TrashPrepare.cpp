@@ -1,5 +1,6 @@
 #include "CrashPoint.h"
 #include "TrashCoordinatorSupport.h"
+#include "TrashNames.h"
 #include "TrashOperationLock.h"
 
 #include "model/Json.h"
@@ -72,7 +73,7 @@ TrashEntry refuse(DurableTrashJournal& journal, const QUuid& sessionID, const Fi
         entry.sourceIdentity.path = source.path();
         entry.stagingURL = stagingRoot.appending(json::encodeUuid(groupID))
                                .appending(json::encodeUuid(entry.id))
-                               .appending(text::nfc(source.fileName()));
+                               .appending(TrashNames::forStaging(text::nfc(source.fileName())));
     }
     journalState(journal, sessionID, entry, State::failed, error.description());
     return entry;
@@ -306,7 +307,7 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
                 entry.sourceURL = source;
                 entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(groupID))
                                        .appending(json::encodeUuid(entry.id))
-                                       .appending(text::nfc(source.fileName()));
+                                       .appending(TrashNames::forStaging(text::nfc(source.fileName())));
                 members.append(entry);
                 toJournal.append(true);
             }
