@@ -1,6 +1,7 @@
 #include "CrashPoint.h"
 #include "TrashCoordinatorSupport.h"
 #include "TrashOperationLock.h"
+#include "TrashScope.h"
 
 #include "platform/DurableFile.h"
 #include "platform/FileSystemError.h"
@@ -28,9 +29,12 @@ bool inTrash(State state)
 }
 
 // Step 1: every original and copy must still be what was verified, before anything moves.
-void precheck(const TrashEntry& entry)
+void precheck(const TrashEntry& entry, const std::optional<QString>& sourceFolder)
 {
     const QString name = entry.sourceURL.fileName();
+    if (sourceFolder)
+        if (auto why = TrashScope::refusal(entry.sourceURL, *sourceFolder))
+            throw TrashTransactionError(Kind::outsideSession, *why);
     const FileIdentity source = FileIdentity::capture(entry.sourceURL.path(), true);
     if (!source.matches(entry.sourceIdentity, false))
         throw TrashTransactionError(Kind::sourceChanged, name);
@@ -135,7 +139,7 @@ TrashPreparation commit(const TrashPreparation& preparation, const QString& jour
         if (!readyToTrash(entry.state))
             continue;
         try {
-            precheck(entry);
+            precheck(entry, options.sourceFolder);
         } catch (const TrashTransactionError& error) {
             journalState(journal, sessionID, entry, State::needsReview, error.description());
             throw;

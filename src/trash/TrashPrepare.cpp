@@ -2,6 +2,7 @@
 #include "TrashCoordinatorSupport.h"
 #include "TrashNames.h"
 #include "TrashOperationLock.h"
+#include "TrashScope.h"
 
 #include "model/Json.h"
 #include "model/Text.h"
@@ -55,7 +56,8 @@ bool sourceLooksUnchanged(const FileIdentity& source)
 // What a preflight refuses about one file; the file's group is left out, the others go on.
 bool isRefusal(TrashTransactionError::Kind kind)
 {
-    return kind == Kind::fileUnavailable || kind == Kind::unsupportedItem || kind == Kind::multipleHardLinks;
+    return kind == Kind::fileUnavailable || kind == Kind::unsupportedItem || kind == Kind::multipleHardLinks
+        || kind == Kind::outsideSession;
 }
 
 // The journaled record of a refused group: its refused file, `failed` with the reason, so
@@ -287,7 +289,12 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
                 if (seen.contains(source.path()))
                     continue;
                 seen.insert(source.path());
-                if (auto it = journaledBySource.constFind(source.path()); it != journaledBySource.constEnd()) {
+                const auto journaledEntry = journaledBySource.constFind(source.path());
+                const bool inPlace = journaledEntry == journaledBySource.constEnd() || originalInPlace(journaledEntry->state);
+                if (options.sourceFolder && inPlace)
+                    if (auto why = TrashScope::refusal(source, *options.sourceFolder))
+                        throw TrashTransactionError(Kind::outsideSession, *why);
+                if (auto it = journaledEntry; it != journaledBySource.constEnd()) {
                     TrashEntry entry = *it;
                     const bool retry = entry.state == State::failed;
                     if (retry) {

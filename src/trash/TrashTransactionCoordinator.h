@@ -50,6 +50,9 @@ struct TrashTransactionOptions {
     // Asked before each original is moved: true stops the commit there, with every file not
     // yet moved left staged for a later commit.
     std::function<bool()> isCanceled;
+    // The session's source folder: when set, every file is checked to be one of its photos
+    // before it is staged and again before it is moved (TrashScope).
+    std::optional<QString> sourceFolder;
 };
 
 namespace TrashTransactionCoordinator {

@@ -320,6 +320,8 @@ public:
     QString trashConfirmationLead() const;
     QString trashFilesTitle() const;
     QStringList trashFileNames() const;
+    // German refusals for waiting entries that are not photos of this session's source folder.
+    QStringList trashEntriesOutsideSession() const;
 
 #ifdef KESTRAVA_TEST_HOOKS
     // Stands in for a running execution.

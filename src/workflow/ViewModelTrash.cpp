@@ -9,6 +9,7 @@
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
 #include "trash/TrashJson.h"
+#include "trash/TrashScope.h"
 #include "trash/TrashTransactionCoordinator.h"
 #include "trash/TrashTransactionError.h"
 
@@ -258,6 +259,8 @@ void KestravaViewModel::commitPreparedTrash()
     auto cancel = std::make_shared<CancellationFlag>();
     executionCancel_ = cancel;
     options.isCanceled = [cancel] { return cancel->isCanceled(); };
+    if (sourceFolder_)
+        options.sourceFolder = sourceFolder_->path();
     runTrashOperation(
         [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
         [this, cancel](const TrashPreparation& committed) {
@@ -369,6 +372,18 @@ QString KestravaViewModel::trashConfirmationLead() const
         ? QStringLiteral("Die behaltenen Dateien sind bereits in den Zielordner verschoben. ")
         : QString();
     return kept + untouched + QStringLiteral(" Jetzt folgt deine zweite Bestätigung.");
+}
+
+QStringList KestravaViewModel::trashEntriesOutsideSession() const
+{
+    QStringList refusals;
+    if (!trashPreparation_ || !sourceFolder_)
+        return refusals;
+    for (const TrashEntry& entry : trashPreparation_->entries)
+        if (entry.state == State::stagedVerified || entry.state == State::deferred)
+            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder_->path()))
+                refusals.append(*why);
+    return refusals;
 }
 
 void KestravaViewModel::openSafetyFolder()
