@@ -6,10 +6,12 @@
 
 #include "model/Json.h"
 #include "platform/Sha256.h"
+#include "trash/TrashJson.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -107,4 +109,37 @@ TEST(TrashCli, interruptDuringCommitStopsBeforeTheNextFile)
     ASSERT_EQ(finished.exitCode, 0) << finished.err.toStdString();
     EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
     EXPECT_TRUE(filesBelow(rig.source).isEmpty());
+}
+
+// A session document edited to add a file outside the shoot to the staged transaction: the
+// commit refuses it by name and never moves it; the shoot's own rejects go on the next commit.
+TEST(TrashCli, editedSessionDocumentCannotSendAFileOutsideTheShootToTheTrash)
+{
+    TrashRig rig;
+    ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
+    const QString letter = rig.tree.write(QStringLiteral("Dokumente/brief.txt"), "Lieber Max");
+    const QStringList snapshots = QDir(rig.store).entryList({QStringLiteral("*.session.json")}, QDir::Files);
+    ASSERT_EQ(snapshots.size(), 1);
+    const QString snapshotPath = rig.store + QLatin1Char('/') + snapshots.first();
+    QJsonObject document = QJsonDocument::fromJson(readFile(snapshotPath)).object();
+    QJsonObject preparation = document.value(QLatin1String("trashPreparation")).toObject();
+    QJsonArray entries = preparation.value(QLatin1String("entries")).toArray();
+    QJsonObject forged = entries.first().toObject();
+    forged.insert(QLatin1String("id"), QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
+    forged.insert(QLatin1String("sourceURL"), FileUrl::fromLocalPath(letter).toUrlString());
+    // The forger knows the letter's identity too, so no identity check alone would stop it.
+    forged.insert(QLatin1String("sourceIdentity"), toJson(FileIdentity::capture(letter, true)));
+    entries.append(forged);
+    preparation.insert(QLatin1String("entries"), entries);
+    document.insert(QLatin1String("trashPreparation"), preparation);
+    rig.tree.write(QDir(rig.tree.root()).relativeFilePath(snapshotPath), QJsonDocument(document).toJson());
+
+    const CliResult refused = rig.trash(QStringLiteral("commit"));
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(refused.err).contains(QStringLiteral("„brief.txt“"))) << refused.err.toStdString();
+    EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));
+
+    rig.trash(QStringLiteral("commit"));
+    EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));
+    EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
 }
