@@ -61,10 +61,13 @@ inline constexpr const char* safetyFolderName = "Sicherheitsablage";
 inline constexpr qint64 copyChunkBytes = 4 * 1024 * 1024;
 
 // Phase one. Groups with a validationError are skipped: none of their members is staged or
-// journaled (the caller shows their messages). Members already journaled for this session are
-// picked up again by source path, and a leftover copy is reused when its hash and size match.
-// Throws TrashTransactionError (or FileSystemError for the safety folder itself); a failing
-// entry is journaled `failed` with the message first.
+// journaled (the caller shows their messages). A group with a member the preflight or the
+// source-folder check refuses is refused as a whole: that member is journaled `failed` with
+// the reason and returned in that state, its partners are not planned, the other groups go
+// on. Members already journaled for this session are picked up again by source path (and a
+// group keeps its journaled ID), and a leftover copy is reused when its hash and size match.
+// Throws TrashTransactionError (or FileSystemError for the safety folder itself) for what
+// ends the whole preparation; a failing copy is journaled `failed` with the message first.
 TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups, const FileUrl& destinationRoot,
                          const QString& journalBase, const TrashCapabilityChecking& capabilityChecker,
                          const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});
