@@ -206,3 +206,30 @@ TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
     for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
         EXPECT_EQ(entry.state, State::stageCleaned);
 }
+
+// A saved session document edited to point a staged entry at a file outside the shoot: the
+// window names the file on opening, and the commit never moves it.
+TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
+{
+    stage();
+    const QString document = rig.tree.path(QStringLiteral("sitzung.kestrava"));
+    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    const QString letter = rig.tree.write(QStringLiteral("Dokumente/brief.jpg"), "Lieber Max");
+    QByteArray text = readFile(document);
+    const QString firstSource = rig.vm().preparedTrash()->entries[0].sourceURL.toUrlString();
+    const qsizetype at = text.indexOf(firstSource.toUtf8(), text.indexOf("trashPreparation"));
+    ASSERT_GE(at, 0);
+    text.replace(at, firstSource.toUtf8().size(), FileUrl::fromLocalPath(letter).toUrlString().toUtf8());
+    rig.tree.write(QDir(rig.tree.root()).relativeFilePath(document), text);
+
+    rig.restart();
+    ASSERT_TRUE(rig.vm().openSessionDocument(document));
+    EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("„brief.jpg“"))) << rig.vm().alertText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }));
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    if (rig.vm().canCommitTrash()) {
+        rig.vm().commitPreparedTrash();
+        waitForTask();
+    }
+    EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));
+}
