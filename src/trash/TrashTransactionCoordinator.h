@@ -12,8 +12,9 @@
 // The coordinator holds no state: it lives in the journal, on disk and in the returned
 // TrashPreparation. prepare, commit and markDeferred hold the machine-wide destructive-session
 // lock for their whole run. A corrupt or unavailable journal ends an operation before it
-// touches anything; an entry whose outcome is uncertain (needsReview, or trashIntent without
-// confirmation) is never continued automatically.
+// touches anything. A move announced but never confirmed is settled only from what the disk
+// proves; what stays uncertain is needsReview, which nothing continues automatically and
+// which never keeps the other files from being committed.
 
 #include "TrashServices.h"
 #include "TrashTypes.h"
