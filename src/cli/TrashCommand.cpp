@@ -18,9 +18,11 @@ using namespace kestrava;
 
 constexpr char trashUsage[] = "trash commit|defer [--store ORDNER]";
 
+// An entry is done once its safety copy is gone; a file confirmed in the Trash still has a
+// copy to clean up, which a killed commit may have left.
 bool isOpen(const TrashEntry& entry)
 {
-    return entry.state != TrashTransactionState::trashedConfirmed && entry.state != TrashTransactionState::stageCleaned;
+    return entry.state != TrashTransactionState::stageCleaned;
 }
 
 // The session with the latest change whose trash transaction still has an entry outside the

@@ -5,25 +5,46 @@
 #include <QHash>
 #include <QMutex>
 #include <cstdlib>
+#include <csignal>
 #include <unistd.h>
 
 namespace kestrava::testhooks {
 
-void crashPoint(const QString& name)
+namespace {
+
+// True when `variable` names `name` ("<name>" or "<name>#<n>") and this is its n-th hit.
+bool reached(const char* variable, const QString& name, int& hits)
 {
-    static const QString wanted = QString::fromLocal8Bit(std::getenv("KESTRAVA_CRASH_AT"));
+    const QString wanted = QString::fromLocal8Bit(std::getenv(variable));
     if (wanted.isEmpty())
-        return;
+        return false;
     const qsizetype hash = wanted.indexOf(QLatin1Char('#'));
     const QString wantedName = hash < 0 ? wanted : wanted.left(hash);
     if (wantedName != name)
-        return;
+        return false;
     const int nth = hash < 0 ? 1 : wanted.mid(hash + 1).toInt();
     static QMutex mutex;
-    static int hits = 0;
     QMutexLocker lock(&mutex);
-    if (++hits >= nth)
+    return ++hits == nth;
+}
+
+} // namespace
+
+void crashPoint(const QString& name)
+{
+    static int hits = 0;
+    if (reached("KESTRAVA_CRASH_AT", name, hits))
         ::_exit(crashExitCode);
+}
+
+void interruptPoint(const QString& name, const std::function<bool()>& stopSeen)
+{
+    static int hits = 0;
+    if (!reached("KESTRAVA_INTERRUPT_AT", name, hits))
+        return;
+    ::kill(::getpid(), SIGINT);
+    for (int waited = 0; waited < 1000 && !(stopSeen && stopSeen()); ++waited)
+        ::usleep(10000);
 }
 
 } // namespace kestrava::testhooks

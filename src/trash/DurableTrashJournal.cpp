@@ -33,9 +33,10 @@ TrashTransactionError corrupt()
     return TrashTransactionError(Kind::journalCorrupt);
 }
 
+// The user reads the reason after a German sentence: the German wording, as everywhere.
 QString systemReason(int errorNumber)
 {
-    return QString::fromLocal8Bit(std::strerror(errorNumber));
+    return FileSystemError(FileSystemError::Operation::write, QString(), errorNumber).reason();
 }
 
 QByteArray readAll(int fd, FileOps& ops)

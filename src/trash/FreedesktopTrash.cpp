@@ -1,6 +1,7 @@
 #include "FreedesktopTrash.h"
 
 #include "CrashPoint.h"
+#include "TrashNames.h"
 #include "TrashTransactionError.h"
 
 #include "platform/DurableFile.h"
@@ -86,7 +87,7 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
         throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
 
     for (int attempt = 1; attempt < 10000; ++attempt) {
-        const QString trashName = candidateName(name, attempt);
+        const QString trashName = TrashNames::forTrash(candidateName(name, attempt));
         const QString infoPath = trash->infoFolder() + QLatin1Char('/') + trashName + QLatin1String(".trashinfo");
         const QString target = trash->filesFolder() + QLatin1Char('/') + trashName;
         UniqueFd info;

@@ -1,6 +1,7 @@
 #include "CrashPoint.h"
 #include "TrashCoordinatorSupport.h"
 #include "TrashOperationLock.h"
+#include "TrashScope.h"
 
 #include "platform/DurableFile.h"
 #include "platform/FileSystemError.h"
@@ -27,13 +28,13 @@ bool inTrash(State state)
     return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned;
 }
 
-const QString interruptedMoveMessage =
-    QStringLiteral("Die Papierkorbaktion wurde unterbrochen; ob das Original bereits im Papierkorb liegt, ist unklar.");
-
 // Step 1: every original and copy must still be what was verified, before anything moves.
-void precheck(const TrashEntry& entry)
+void precheck(const TrashEntry& entry, const std::optional<QString>& sourceFolder)
 {
     const QString name = entry.sourceURL.fileName();
+    if (sourceFolder)
+        if (auto why = TrashScope::refusal(entry.sourceURL, *sourceFolder))
+            throw TrashTransactionError(Kind::outsideSession, *why);
     const FileIdentity source = FileIdentity::capture(entry.sourceURL.path(), true);
     if (!source.matches(entry.sourceIdentity, false))
         throw TrashTransactionError(Kind::sourceChanged, name);
@@ -69,7 +70,25 @@ std::optional<QString> recheck(const TrashEntry& entry)
     return std::nullopt;
 }
 
-// Removes the copies of a group whose members are all confirmed in the Trash. The copy is
+// Empty entry, group and session folders go too, and the safety folder itself once it is
+// empty; a folder that still holds anything stays.
+void removeEmptyFolders(const QString& entryFolder, FileOps& ops)
+{
+    QString folder = entryFolder;
+    QString removedFrom;
+    for (int level = 0; level < 4; ++level) {
+        if (level == 3 && QFileInfo(folder).fileName() != QLatin1String(safetyFolderName))
+            break;
+        if (::rmdir(QFile::encodeName(folder).constData()) != 0)
+            break;
+        folder = QFileInfo(folder).path();
+        removedFrom = folder;
+    }
+    if (!removedFrom.isEmpty())
+        flushDirectory(removedFrom, ops);
+}
+
+// Removes the copies of a motif whose files are all confirmed in the Trash. The copy is
 // the only thing Kestrava ever deletes, and only once its original is proven to be in the Trash.
 void cleanUp(DurableTrashJournal& journal, const QUuid& sessionID, QList<TrashEntry*>& members, FileOps& ops)
 {
@@ -82,16 +101,13 @@ void cleanUp(DurableTrashJournal& journal, const QUuid& sessionID, QList<TrashEn
         const QString folder = entry->stagingURL.parent().path();
         testhooks::crashPoint(QStringLiteral("cleanup.before-remove"));
         if (ops.unlink(QFile::encodeName(staging)) != 0 && errno != ENOENT)
-            throw FileSystemError(FileSystemError::Operation::remove, staging, errno);
+            throw FileSystemError(FileSystemError::Operation::remove, entry->sourceURL.fileName(), errno);
         testhooks::crashPoint(QStringLiteral("cleanup.after-remove"));
         // A run killed after removing the entry's folder but before journaling it left no
         // folder to flush; the removal of the copy is what counts and it is done.
         if (pathExists(folder))
             flushDirectory(folder, ops);
-        // Empty entry and group folders go too; a folder that still holds anything stays.
-        const QString groupFolder = QFileInfo(folder).path();
-        if (::rmdir(QFile::encodeName(folder).constData()) == 0 && ::rmdir(QFile::encodeName(groupFolder).constData()) == 0)
-            flushDirectory(QFileInfo(groupFolder).path(), ops);
+        removeEmptyFolders(folder, ops);
         journalState(journal, sessionID, *entry, State::stageCleaned);
     }
 }
@@ -110,28 +126,34 @@ TrashPreparation commit(const TrashPreparation& preparation, const QString& jour
     TrashPreparation result = preparation;
     result.entries = withJournaledStates(preparation.entries, journal.latestEntries());
 
-    // Entries whose outcome is uncertain stop everything; an interrupted move is recorded as
-    // such, so it is never attempted a second time.
+    // A move announced by a run that never confirmed it is settled from the disk, so that the
+    // user is never left with a transaction nothing can continue.
+    for (auto& entry : result.entries)
+        if (awaitsSettlement(entry))
+            settleInterruptedMove(journal, sessionID, entry, receiptValidator);
+
+    // Step 1: nothing moves unless every waiting original and copy is still what was
+    // verified. The entry that differs is held for review, so it stops this commit but not
+    // the next one.
     for (auto& entry : result.entries) {
-        if (entry.state == State::trashIntent) {
-            journalState(journal, sessionID, entry, State::needsReview, interruptedMoveMessage);
-            throw TrashTransactionError(Kind::transactionNeedsReview, entry.sourceURL.fileName());
+        if (!readyToTrash(entry.state))
+            continue;
+        try {
+            precheck(entry, options.sourceFolder);
+        } catch (const TrashTransactionError& error) {
+            journalState(journal, sessionID, entry, State::needsReview, error.description());
+            throw;
         }
-        if (entry.state == State::needsReview)
-            throw TrashTransactionError(Kind::transactionNeedsReview, entry.sourceURL.fileName());
-        if (!readyToTrash(entry.state) && !inTrash(entry.state))
-            throw TrashTransactionError(Kind::stagingChanged, entry.sourceURL.fileName());
     }
-    for (const auto& entry : result.entries)
-        if (readyToTrash(entry.state))
-            precheck(entry);
 
     QList<QUuid> groupOrder;
     QHash<QUuid, QList<TrashEntry*>> groups;
+    QHash<QString, QList<TrashEntry*>> motifs;
     for (auto& entry : result.entries) {
         if (!groups.contains(entry.groupID))
             groupOrder.append(entry.groupID);
         groups[entry.groupID].append(&entry);
+        motifs[motifKey(entry.sourceURL)].append(&entry);
     }
 
     TrashProgressReport report;
@@ -144,11 +166,25 @@ TrashPreparation commit(const TrashPreparation& preparation, const QString& jour
     if (progress)
         progress(report);
 
+    const auto cleanUpCompleteMotifs = [&] {
+        for (QList<TrashEntry*>& members : motifs) {
+            const bool wholeMotifInTrash = std::all_of(members.begin(), members.end(),
+                                                       [](const TrashEntry* e) { return inTrash(e->state); });
+            if (wholeMotifInTrash)
+                cleanUp(journal, sessionID, members, ops);
+        }
+    };
+
     for (const QUuid& groupID : groupOrder) {
         QList<TrashEntry*>& members = groups[groupID];
         for (TrashEntry* entry : members) {
             if (!readyToTrash(entry->state))
                 continue;
+            // A stop request is honoured between files, never inside one move.
+            if (options.isCanceled && options.isCanceled()) {
+                cleanUpCompleteMotifs();
+                return result;
+            }
             const QString name = entry->sourceURL.fileName();
             if (auto problem = recheck(*entry)) {
                 journalState(journal, sessionID, *entry, State::needsReview, *problem);
@@ -172,17 +208,15 @@ TrashPreparation commit(const TrashPreparation& preparation, const QString& jour
             }
             entry->receipt = receipt;
             journalState(journal, sessionID, *entry, State::trashedConfirmed);
+            testhooks::interruptPoint(QStringLiteral("commit.after-move"), options.isCanceled);
             ++report.completedFiles;
             report.completedBytes += entry->sourceIdentity.size;
             report.currentFilename = name;
             if (progress)
                 progress(report);
         }
-        const bool wholeGroupInTrash = std::all_of(members.begin(), members.end(),
-                                                   [](const TrashEntry* e) { return inTrash(e->state); });
-        if (wholeGroupInTrash)
-            cleanUp(journal, sessionID, members, ops);
     }
+    cleanUpCompleteMotifs();
     return result;
 }
 

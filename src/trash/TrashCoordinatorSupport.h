@@ -21,4 +21,21 @@ void journalState(DurableTrashJournal& journal, const QUuid& sessionID, TrashEnt
 // Each entry replaced by the journal's latest form of it, when the journal knows it.
 QList<TrashEntry> withJournaledStates(const QList<TrashEntry>& entries, const QHash<QUuid, TrashEntry>& latest);
 
+// The message of a move that an earlier run announced and never confirmed.
+QString interruptedMoveMessage();
+
+// True while nothing in the Trash is proven to be the entry's original.
+bool awaitsSettlement(const TrashEntry& entry);
+
+// Settles an entry whose move was announced but never confirmed, from what the disk proves:
+// trashedConfirmed (with the located receipt) when the original is gone and the Trash holds
+// the same file, stagedVerified when the original is untouched and the Trash holds nothing
+// of it, needsReview otherwise. Journals the outcome.
+void settleInterruptedMove(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry& entry,
+                           const TrashReceiptValidating& receipts);
+
+// The files of one motif share this key: folder and name without extensions, an XMP
+// sidecar's ".xmp" and its photo's extension both dropped.
+QString motifKey(const FileUrl& url);
+
 } // namespace kestrava::trashdetail

@@ -1,6 +1,8 @@
 #include "CrashPoint.h"
 #include "TrashCoordinatorSupport.h"
+#include "TrashNames.h"
 #include "TrashOperationLock.h"
+#include "TrashScope.h"
 
 #include "model/Json.h"
 #include "model/Text.h"
@@ -49,6 +51,34 @@ bool sourceLooksUnchanged(const FileIdentity& source)
         && qint64(info.st_mtim.tv_nsec) == source.modificationNanoseconds
         && qint64(info.st_ctim.tv_sec) == source.statusChangeSeconds
         && qint64(info.st_ctim.tv_nsec) == source.statusChangeNanoseconds;
+}
+
+// What a preflight refuses about one file; the file's group is left out, the others go on.
+bool isRefusal(TrashTransactionError::Kind kind)
+{
+    return kind == Kind::fileUnavailable || kind == Kind::unsupportedItem || kind == Kind::multipleHardLinks
+        || kind == Kind::outsideSession;
+}
+
+// The journaled record of a refused group: its refused file, `failed` with the reason, so
+// that the preparation lists it and a later run plans it again.
+TrashEntry refuse(DurableTrashJournal& journal, const QUuid& sessionID, const FileUrl& source, const QUuid& groupID,
+                  const FileUrl& stagingRoot, const QHash<QString, TrashEntry>& journaled, const TrashTransactionError& error)
+{
+    TrashEntry entry;
+    if (auto it = journaled.constFind(source.path()); it != journaled.constEnd()) {
+        entry = *it;
+    } else {
+        entry.id = QUuid::createUuid();
+        entry.groupID = groupID;
+        entry.sourceURL = source;
+        entry.sourceIdentity.path = source.path();
+        entry.stagingURL = stagingRoot.appending(json::encodeUuid(groupID))
+                               .appending(json::encodeUuid(entry.id))
+                               .appending(TrashNames::forStaging(text::nfc(source.fileName())));
+    }
+    journalState(journal, sessionID, entry, State::failed, error.description());
+    return entry;
 }
 
 class Stager {
@@ -179,12 +209,20 @@ void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry
     } catch (const KestravaError& error) {
         if (pathExists(partial))
             ops.unlink(nativePartial);
+        // The user knows the original, not the safety folder's inner names: a failure of the
+        // copy names the original's file.
+        const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
+        const std::optional<FileSystemError> named = fileError && fileError->path() != entry.sourceURL.path()
+            ? std::optional(FileSystemError(fileError->operation(), name, fileError->errorNumber()))
+            : std::nullopt;
         // The entry's own error is what the user must read; a journal that fails as well
         // will refuse the next operation on its own.
         try {
-            journalState(journal, sessionID, entry, State::failed, error.description());
+            journalState(journal, sessionID, entry, State::failed, named ? named->description() : error.description());
         } catch (const KestravaError&) {
         }
+        if (named)
+            throw *named;
         throw;
     }
 
@@ -230,33 +268,66 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
     for (const auto& group : groups) {
         if (group.validationError)
             continue;
-        for (const auto& member : group.members) {
-            const FileUrl source = FileUrl::fromLocalPath(member.sourceURL.path());
-            if (seen.contains(source.path()))
-                continue;
-            seen.insert(source.path());
-            if (auto it = journaledBySource.constFind(source.path()); it != journaledBySource.constEnd()) {
-                TrashEntry entry = *it;
-                if (entry.state == State::failed) {
-                    // A failed preparation step left the original untouched; start this file afresh.
-                    entry.sourceIdentity = preflight(source);
-                    entry.stagingIdentity.reset();
-                    entry.message.reset();
-                    journalState(journal, sessionID, entry, State::planned);
-                }
-                preparation.entries.append(entry);
-                continue;
+        // A retry plans the groups afresh, with new IDs; a motif keeps the ID its journaled
+        // members already carry, so that it is never split across two groups.
+        QUuid groupID = group.id;
+        for (const auto& member : group.members)
+            if (auto it = journaledBySource.constFind(FileUrl::fromLocalPath(member.sourceURL.path()).path());
+                it != journaledBySource.constEnd()) {
+                groupID = it->groupID;
+                break;
             }
-            TrashEntry entry;
-            entry.sourceIdentity = preflight(source);
-            entry.id = QUuid::createUuid();
-            entry.groupID = group.id;
-            entry.sourceURL = source;
-            entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(group.id))
-                                   .appending(json::encodeUuid(entry.id))
-                                   .appending(text::nfc(source.fileName()));
-            journalState(journal, sessionID, entry, State::planned);
-            preparation.entries.append(entry);
+        // Every member passes its preflight before any is journaled: a refusal is the whole
+        // group's, and the other groups go on without it.
+        QList<TrashEntry> members;
+        QList<bool> toJournal;
+        FileUrl current;
+        try {
+            for (const auto& member : group.members) {
+                const FileUrl source = FileUrl::fromLocalPath(member.sourceURL.path());
+                current = source;
+                if (seen.contains(source.path()))
+                    continue;
+                seen.insert(source.path());
+                const auto journaledEntry = journaledBySource.constFind(source.path());
+                const bool inPlace = journaledEntry == journaledBySource.constEnd() || originalInPlace(journaledEntry->state);
+                if (options.sourceFolder && inPlace)
+                    if (auto why = TrashScope::refusal(source, *options.sourceFolder))
+                        throw TrashTransactionError(Kind::outsideSession, *why);
+                if (auto it = journaledEntry; it != journaledBySource.constEnd()) {
+                    TrashEntry entry = *it;
+                    const bool retry = entry.state == State::failed;
+                    if (retry) {
+                        // A failed preparation step left the original untouched; start this file afresh.
+                        entry.sourceIdentity = preflight(source);
+                        entry.stagingIdentity.reset();
+                        entry.message.reset();
+                    }
+                    members.append(entry);
+                    toJournal.append(retry);
+                    continue;
+                }
+                TrashEntry entry;
+                entry.sourceIdentity = preflight(source);
+                entry.id = QUuid::createUuid();
+                entry.groupID = groupID;
+                entry.sourceURL = source;
+                entry.stagingURL = preparation.stagingRoot.appending(json::encodeUuid(groupID))
+                                       .appending(json::encodeUuid(entry.id))
+                                       .appending(TrashNames::forStaging(text::nfc(source.fileName())));
+                members.append(entry);
+                toJournal.append(true);
+            }
+        } catch (const TrashTransactionError& error) {
+            if (!isRefusal(error.kind()))
+                throw;
+            preparation.entries.append(refuse(journal, sessionID, current, groupID, preparation.stagingRoot, journaledBySource, error));
+            continue;
+        }
+        for (qsizetype i = 0; i < members.size(); ++i) {
+            if (toJournal[i])
+                journalState(journal, sessionID, members[i], State::planned);
+            preparation.entries.append(members[i]);
         }
     }
 
@@ -264,7 +335,7 @@ TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups
     QSet<quint64> probedDevices;
     QSet<QString> summarized;
     for (const auto& entry : preparation.entries) {
-        if (!originalInPlace(entry.state) || probedDevices.contains(entry.sourceIdentity.device))
+        if (entry.state == State::failed || !originalInPlace(entry.state) || probedDevices.contains(entry.sourceIdentity.device))
             continue;
         probedDevices.insert(entry.sourceIdentity.device);
         const SourceVolumeSummary summary = summarizeSourceVolume(entry.sourceURL.path());

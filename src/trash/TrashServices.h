@@ -30,6 +30,17 @@ public:
     // Returns when the receipt proves that content with `expectedSHA256` now lies in the
     // Trash; throws TrashTransactionError receiptInvalid (or the question's own error) otherwise.
     virtual void validate(const TrashReceipt& receipt, const QString& expectedSHA256) const = 0;
+
+    // After a move whose outcome was never journaled: the receipt of the file in the Trash
+    // that came from `original` and is still the file `identity` describes (same file,
+    // size, modification time and content), or nullopt when the Trash holds none. Stray
+    // records of a move that never happened may be tidied away; no photo is ever touched.
+    virtual std::optional<TrashReceipt> locate(const FileUrl& original, const FileIdentity& identity) const
+    {
+        (void)original;
+        (void)identity;
+        return std::nullopt;
+    }
 };
 
 } // namespace kestrava

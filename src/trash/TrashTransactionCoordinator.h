@@ -12,8 +12,9 @@
 // The coordinator holds no state: it lives in the journal, on disk and in the returned
 // TrashPreparation. prepare, commit and markDeferred hold the machine-wide destructive-session
 // lock for their whole run. A corrupt or unavailable journal ends an operation before it
-// touches anything; an entry whose outcome is uncertain (needsReview, or trashIntent without
-// confirmation) is never continued automatically.
+// touches anything. A move announced but never confirmed is settled only from what the disk
+// proves; what stays uncertain is needsReview, which nothing continues automatically and
+// which never keeps the other files from being committed.
 
 #include "TrashServices.h"
 #include "TrashTypes.h"
@@ -47,6 +48,12 @@ struct TrashTransactionOptions {
     FileOps* fileOps = &FileOps::system();
     // Empty: the free capacity of the safety folder's volume with a reserve of 5 %, at least 1 GiB.
     TrashStorageCheck storageCheck;
+    // Asked before each original is moved: true stops the commit there, with every file not
+    // yet moved left staged for a later commit.
+    std::function<bool()> isCanceled;
+    // The session's source folder: when set, every file is checked to be one of its photos
+    // before it is staged and again before it is moved (TrashScope).
+    std::optional<QString> sourceFolder;
 };
 
 namespace TrashTransactionCoordinator {
@@ -55,18 +62,26 @@ inline constexpr const char* safetyFolderName = "Sicherheitsablage";
 inline constexpr qint64 copyChunkBytes = 4 * 1024 * 1024;
 
 // Phase one. Groups with a validationError are skipped: none of their members is staged or
-// journaled (the caller shows their messages). Members already journaled for this session are
-// picked up again by source path, and a leftover copy is reused when its hash and size match.
-// Throws TrashTransactionError (or FileSystemError for the safety folder itself); a failing
-// entry is journaled `failed` with the message first.
+// journaled (the caller shows their messages). A group with a member the preflight or the
+// source-folder check refuses is refused as a whole: that member is journaled `failed` with
+// the reason and returned in that state, its partners are not planned, the other groups go
+// on. Members already journaled for this session are picked up again by source path (and a
+// group keeps its journaled ID), and a leftover copy is reused when its hash and size match.
+// Throws TrashTransactionError (or FileSystemError for the safety folder itself) for what
+// ends the whole preparation; a failing copy is journaled `failed` with the message first.
 TrashPreparation prepare(const QUuid& sessionID, const QList<TrashGroup>& groups, const FileUrl& destinationRoot,
                          const QString& journalBase, const TrashCapabilityChecking& capabilityChecker,
                          const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});
 
-// Phase two. Nothing is moved unless every staged or deferred original and copy still match
-// their identities; an entry in needsReview or trashIntent stops the commit before any move
-// (a trashIntent entry is journaled needsReview: its move may have happened). Returns the
-// preparation with receipts and final states.
+// Phase two. First every move that an earlier run announced but never confirmed is settled
+// from what the disk proves: the original gone and the same file found in the Trash makes it
+// trashedConfirmed, the original untouched and nothing in the Trash makes it stagedVerified
+// again; anything else is journaled needsReview with what the user can do. Entries in
+// needsReview or failed are left alone and never block the others. Nothing is moved unless
+// every staged or deferred original and copy still match their identities (a mismatch is
+// journaled needsReview, so the next commit can go on without it). A safety copy goes only
+// when every file of its motif (photo, partner, sidecar) is confirmed in the Trash. Returns
+// the preparation with receipts and final states.
 TrashPreparation commit(const TrashPreparation& preparation, const QString& journalBase,
                         const TrashService& trashService, const TrashReceiptValidating& receiptValidator,
                         const TrashProgress& progress = {}, const TrashTransactionOptions& options = {});

@@ -30,6 +30,8 @@ QString TrashTransactionError::description() const
         return QStringLiteral("Der Papierkorb-Nachweis für %1 konnte nicht verifiziert werden.").arg(quoted());
     case Kind::journalCorrupt:
         return QStringLiteral("Das Sicherheitsjournal ist unvollständig oder beschädigt. Es wird nichts automatisch verändert.");
+    case Kind::outsideSession:
+        return text_;
     case Kind::transactionAlreadyRunning:
         return QStringLiteral("Eine andere destruktive Kestrava-Sitzung läuft bereits.");
     }

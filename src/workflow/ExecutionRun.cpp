@@ -79,6 +79,8 @@ void stageTrash(const ExecutionRequest& request, const SortExecutionPlan& plan, 
     TrashTransactionOptions options;
     if (request.fileOps)
         options.fileOps = request.fileOps;
+    if (request.snapshot)
+        options.sourceFolder = request.snapshot->sourceFolder.path();
     QElapsedTimer clock;
     clock.start();
     const TrashProgress progress = [&](const TrashProgressReport& report) {

@@ -6,6 +6,7 @@
 #include "execution/ResumableSortExecutor.h"
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
+#include "trash/TrashLookup.h"
 
 #include "platform/VolumeInfo.h"
 
@@ -45,7 +46,7 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     if (!services_.trash.capability)
         services_.trash.capability = std::make_shared<FreedesktopTrashCapabilityChecker>();
     if (!services_.trash.receipts)
-        services_.trash.receipts = std::make_shared<FreedesktopTrashReceiptValidator>();
+        services_.trash.receipts = std::make_shared<FreedesktopTrashReceipts>();
     executionPool_.setMaxThreadCount(1);
     // A run's files may be large: the thread must not be retired mid-way by the pool's expiry.
     executionPool_.setExpiryTimeout(-1);

@@ -109,6 +109,10 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
     Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
     Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
+    // The second confirmation: what is true right now, and the files that will go to the Trash.
+    Q_PROPERTY(QString trashConfirmationLead READ trashConfirmationLead NOTIFY trashPreparationChanged)
+    Q_PROPERTY(QString trashFilesTitle READ trashFilesTitle NOTIFY trashPreparationChanged)
+    Q_PROPERTY(QStringList trashFileNames READ trashFileNames NOTIFY trashPreparationChanged)
     Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY reviewStateChanged)
     Q_PROPERTY(QString progressTitle READ progressTitle NOTIFY progressTitleChanged)
     // What the scan left out, and where the results would land (ViewModelLoading.cpp).
@@ -336,6 +340,11 @@ public:
     Q_INVOKABLE void commitPreparedTrash();
     Q_INVOKABLE void deferPreparedTrash();
     Q_INVOKABLE void openSafetyFolder();
+    QString trashConfirmationLead() const;
+    QString trashFilesTitle() const;
+    QStringList trashFileNames() const;
+    // German refusals for waiting entries that are not photos of this session's source folder.
+    QStringList trashEntriesOutsideSession() const;
 
 #ifdef KESTRAVA_TEST_HOOKS
     // Stands in for a running execution.

@@ -314,6 +314,8 @@ bool KestravaViewModel::openSessionDocument(const QString& path)
         if (!session.requiresModeSelection)
             setAlert(QString::number(decidedFiles(session.photos))
                      + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
+        if (const QStringList refused = trashEntriesOutsideSession(); !refused.isEmpty())
+            setAlert(refused.join(QLatin1Char('\n')));
         return true;
     } catch (const QException& error) {
         setAlert(failureText(error));

@@ -5,10 +5,13 @@
 #include "ExecutionRun.h"
 #include "FailureText.h"
 #include "KestravaViewModel.h"
+#include "execution/ResumableSortExecutor.h"
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
 #include "trash/TrashJson.h"
+#include "trash/TrashScope.h"
 #include "trash/TrashTransactionCoordinator.h"
+#include "trash/TrashTransactionError.h"
 
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -21,15 +24,42 @@ using State = TrashTransactionState;
 const QString stagingTitle = QStringLiteral("Sicherheitsablage wird vorbereitet");
 const QString commitTitle = QStringLiteral("Originale und Sicherheitskopien werden erneut geprüft");
 
+// A file confirmed in the Trash is not final while its safety copy still waits for removal.
 bool isFinal(State state)
 {
-    return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned
-        || state == State::failed;
+    return state == State::stageCleaned || state == State::failed;
 }
 
 bool isTrashed(State state)
 {
     return state == State::trashedConfirmed || state == State::cleanupIntent || state == State::stageCleaned;
+}
+
+// Work a commit can still do: moves waiting for the confirmation, moves a killed run left
+// unconfirmed, and safety copies whose files are all in the Trash.
+bool committable(State state)
+{
+    return state == State::stagedVerified || state == State::deferred || state == State::trashIntent
+        || state == State::trashedConfirmed || state == State::cleanupIntent;
+}
+
+bool waitsForMove(const TrashPreparation& preparation)
+{
+    return std::any_of(preparation.entries.begin(), preparation.entries.end(), [](const TrashEntry& entry) {
+        return entry.state == State::stagedVerified || entry.state == State::deferred;
+    });
+}
+
+// The files a person must look at, each with what happened and what can be done.
+QString reviewList(const TrashPreparation& preparation)
+{
+    QStringList lines;
+    for (const TrashEntry& entry : preparation.entries)
+        if (entry.state == State::needsReview)
+            lines.append(QStringLiteral("„%1“: %2").arg(entry.sourceURL.fileName(), entry.message.value_or(QString())));
+    if (lines.isEmpty())
+        return {};
+    return QStringLiteral("Manuelle Prüfung nötig (%1):\n").arg(lines.size()) + lines.join(QLatin1Char('\n'));
 }
 
 bool waitsForDecision(const TrashPreparation& preparation)
@@ -90,11 +120,9 @@ bool KestravaViewModel::canCommitTrash() const
 {
     if (!trashPreparation_ || trashPreparation_->entries.isEmpty() || trashJournalBlocked_)
         return false;
-    const bool allWaiting = std::all_of(trashPreparation_->entries.begin(), trashPreparation_->entries.end(),
-                                        [](const TrashEntry& entry) {
-                                            return entry.state == State::stagedVerified || entry.state == State::deferred;
-                                        });
-    return allWaiting && trashCommitConfirmationAccepted_ && !isApplying_;
+    const bool workLeft = std::any_of(trashPreparation_->entries.begin(), trashPreparation_->entries.end(),
+                                      [](const TrashEntry& entry) { return committable(entry.state); });
+    return workLeft && trashCommitConfirmationAccepted_ && !isApplying_;
 }
 
 // ---- Phase one -------------------------------------------------------------------------------
@@ -134,11 +162,16 @@ void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
         return;
     }
     setTrashPreparation(outcome.preparation);
-    if (!outcome.refusedGroups.isEmpty())
-        setAlert(outcome.refusedGroups.join(QLatin1Char('\n')));
-    if (outcome.preparation->entries.isEmpty()) {
+    // Refused groups are listed by file and reason; the others wait for the confirmation.
+    QStringList refusals = outcome.refusedGroups;
+    for (const TrashEntry& entry : outcome.preparation->entries)
+        if (entry.state == State::failed && entry.message)
+            refusals.append(*entry.message);
+    if (!refusals.isEmpty())
+        setAlert(QStringLiteral("Nicht in die Sicherheitsablage aufgenommen:\n") + refusals.join(QLatin1Char('\n')));
+    if (!waitsForMove(*outcome.preparation)) {
         // Nothing was rejected (or every group was refused): nothing waits for confirmation.
-        saveSessionSnapshot(outcome.refusedGroups.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
+        saveSessionSnapshot(refusals.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
         setRoute(AppRoute::completed);
         return;
     }
@@ -181,7 +214,18 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
 void KestravaViewModel::commitPreparedTrash()
 {
     if (!canCommitTrash()) {
-        setAlert(QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
+        // Each reason in its own words: only a missing tick asks for the tick.
+        const bool workLeft = trashPreparation_ && std::any_of(trashPreparation_->entries.begin(), trashPreparation_->entries.end(),
+                                                               [](const TrashEntry& entry) { return committable(entry.state); });
+        QString message = QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung.");
+        if (trashJournalBlocked_)
+            message = TrashTransactionError(TrashTransactionError::Kind::journalCorrupt).description();
+        else if (isApplying_)
+            message = TrashTransactionError(TrashTransactionError::Kind::transactionAlreadyRunning).description();
+        else if (!workLeft)
+            message = QStringLiteral("Es gibt keine Datei, die noch in den Papierkorb gelegt werden kann.\n")
+                + (trashPreparation_ ? reviewList(*trashPreparation_) : QString());
+        setAlert(message.trimmed());
         return;
     }
     saveSessionSnapshot(SortSessionStatus::running);
@@ -210,10 +254,17 @@ void KestravaViewModel::commitPreparedTrash()
     };
     const QString base = journalBase();
     const TrashServices services = services_.trash;
-    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    // Ctrl-C and the window's stop button stop before the next original, never inside a move.
+    auto cancel = std::make_shared<CancellationFlag>();
+    executionCancel_ = cancel;
+    options.isCanceled = [cancel] { return cancel->isCanceled(); };
+    if (sourceFolder_)
+        options.sourceFolder = sourceFolder_->path();
     runTrashOperation(
         [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
-        [this](const TrashPreparation& committed) {
+        [this, cancel](const TrashPreparation& committed) {
+            executionCancel_.reset();
             setProgressTitle(QString());
             setTrashPreparation(committed);
             SortResult result = preparedOrganizationResult_.value_or(lastResult_.value_or(SortResult{}));
@@ -226,9 +277,18 @@ void KestravaViewModel::commitPreparedTrash()
             finished.phase = SortPhase::finished;
             setSortProgress(finished);
             saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
-            setRoute(AppRoute::completed);
+            QStringList notes;
+            if (cancel->isCanceled() && waitsForMove(committed))
+                notes.append(QStringLiteral("Die Papierkorbaktion wurde angehalten. Die übrigen Originale sind unangetastet"
+                                            " und warten auf die Bestätigung."));
+            if (const QString review = reviewList(committed); !review.isEmpty())
+                notes.append(review);
+            if (!notes.isEmpty())
+                setAlert(notes.join(QLatin1Char('\n')));
+            setRoute(waitsForMove(committed) ? AppRoute::trashConfirmation : AppRoute::completed);
         },
         [this, preparation, base, options](const QString& failure) {
+            executionCancel_.reset();
             setProgressTitle(QString());
             setAlert(failure);
             // What the journal holds is what happened; the screen shows that, not the plan.
@@ -282,6 +342,48 @@ void KestravaViewModel::reloadTrashPreparation()
                           emit canCommitTrashChanged();
                           setAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
                       });
+}
+
+// The originals still waiting for the move: only these are untouched for sure; the kept
+// files of this mode were already moved into the result folder.
+QStringList KestravaViewModel::trashFileNames() const
+{
+    QStringList names;
+    if (!trashPreparation_)
+        return names;
+    for (const TrashEntry& entry : trashPreparation_->entries)
+        if (entry.state == State::stagedVerified || entry.state == State::deferred || entry.state == State::trashIntent)
+            names.append(entry.sourceURL.fileName());
+    return names;
+}
+
+QString KestravaViewModel::trashFilesTitle() const
+{
+    const qsizetype count = trashFileNames().size();
+    return count == 1 ? QStringLiteral("1 Datei wird in den Papierkorb verschoben:")
+                      : QStringLiteral("%1 Dateien werden in den Papierkorb verschoben:").arg(count);
+}
+
+QString KestravaViewModel::trashConfirmationLead() const
+{
+    const QString untouched = QStringLiteral("Die aussortierten Originale sind noch unangetastet; ihre Sicherheitskopien liegen bereit.");
+    const int organized = lastResult_ ? lastResult_->organizedCount + lastResult_->skippedCount : 0;
+    const QString kept = organized > 0
+        ? QStringLiteral("Die behaltenen Dateien sind bereits in den Zielordner verschoben. ")
+        : QString();
+    return kept + untouched + QStringLiteral(" Jetzt folgt deine zweite Bestätigung.");
+}
+
+QStringList KestravaViewModel::trashEntriesOutsideSession() const
+{
+    QStringList refusals;
+    if (!trashPreparation_ || !sourceFolder_)
+        return refusals;
+    for (const TrashEntry& entry : trashPreparation_->entries)
+        if (entry.state == State::stagedVerified || entry.state == State::deferred)
+            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder_->path()))
+                refusals.append(*why);
+    return refusals;
 }
 
 void KestravaViewModel::openSafetyFolder()

@@ -2,90 +2,22 @@
 // does not stage twice, trash defer parks the transaction, trash commit (or sort
 // --confirm-trash) moves the rejected originals into the Trash of a temporary XDG_DATA_HOME.
 
-#include "CliTestSupport.h"
+#include "TrashCliRig.h"
 
 #include "model/Json.h"
 #include "platform/Sha256.h"
+#include "trash/TrashJson.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
 using namespace kestrava::test;
 
 namespace {
-
-// Decides IMG_0001 (JPEG and RAW) and SOLO_0002 delete, IMG_0002 maybe, everything else keep.
-QString writeDecisions(TempTree& tree, int pairs, int singles)
-{
-    QByteArray csv = "Datei,Format,Entscheidung,Kopierstatus,Nachweis\n";
-    for (int i = 1; i <= pairs; ++i)
-        csv += QStringLiteral("IMG_%1.JPG,JPEG,%2,,\n")
-                   .arg(i, 4, 10, QLatin1Char('0'))
-                   .arg(i == 1 ? QStringLiteral("Aussortiert") : i == 2 ? QStringLiteral("Vielleicht") : QStringLiteral("Behalten"))
-                   .toUtf8();
-    for (int i = 1; i <= singles; ++i)
-        csv += QStringLiteral("SOLO_%1.JPG,JPEG,%2,,\n")
-                   .arg(i, 4, 10, QLatin1Char('0'))
-                   .arg(i == 2 ? QStringLiteral("Aussortiert") : QStringLiteral("Behalten"))
-                   .toUtf8();
-    return tree.write(QStringLiteral("liste.csv"), csv);
-}
-
-const QStringList rejected{QStringLiteral("IMG_0001.JPG"), QStringLiteral("IMG_0001.NEF"), QStringLiteral("SOLO_0002.JPG")};
-
-struct TrashRig {
-    TempTree tree;
-    QString source = tree.path(QStringLiteral("Karte"));
-    ShootDigests shoot = writeShoot(source, 4, 3);
-    QProcessEnvironment environment = isolatedEnvironment(tree.root());
-    QString store = tree.path(QStringLiteral("S"));
-    QString resultFolder = tree.path(QStringLiteral("Ziel/Lauf"));
-    QString trashFiles = environment.value(QStringLiteral("XDG_DATA_HOME")) + QStringLiteral("/Trash/files");
-
-    QStringList sort() const
-    {
-        QStringList arguments = sortArguments(source, tree.path(QStringLiteral("Ziel")), store, QStringLiteral("organizeAndTrash"));
-        const qsizetype all = arguments.indexOf(QStringLiteral("--all"));
-        arguments[all] = QStringLiteral("--decisions");
-        arguments[all + 1] = writeDecisions(const_cast<TempTree&>(tree), 4, 3);
-        return arguments;
-    }
-    CliResult trash(const QString& action) const
-    {
-        return runCli({QStringLiteral("trash"), action, QStringLiteral("--store"), store}, environment);
-    }
-    QList<QByteArray> rejectedDigests() const
-    {
-        QList<QByteArray> digests;
-        for (auto it = shoot.begin(); it != shoot.end(); ++it)
-            if (rejected.contains(it.value()))
-                digests.append(it.key());
-        std::sort(digests.begin(), digests.end());
-        return digests;
-    }
-    QList<QByteArray> keptDigests() const
-    {
-        QList<QByteArray> digests;
-        for (auto it = shoot.begin(); it != shoot.end(); ++it)
-            if (!rejected.contains(it.value()))
-                digests.append(it.key());
-        std::sort(digests.begin(), digests.end());
-        return digests;
-    }
-    // The result folder without the safety folder: what the organising step produced.
-    QList<QByteArray> organizedDigests() const
-    {
-        QList<QByteArray> digests;
-        for (const QString& relative : filesBelow(resultFolder))
-            if (!relative.startsWith(QStringLiteral("Sicherheitsablage/")))
-                digests.append(Sha256::hash(readFile(resultFolder + QLatin1Char('/') + relative)));
-        std::sort(digests.begin(), digests.end());
-        return digests;
-    }
-};
 
 QStringList entryStates(const QJsonObject& preparation)
 {
@@ -156,42 +88,58 @@ TEST(TrashCli, confirmTrashCommitsRightAfterStaging)
     EXPECT_EQ(rig.trash(QStringLiteral("commit")).exitCode, 1);
 }
 
-// A commit that dies at a chosen step. After its journal recorded the last cleanup, the next
-// commit finds nothing left and says so with success; after a move whose receipt was never
-// journaled, the entry is held for review: nothing is moved twice and the command fails.
-TEST(TrashCli, commitKilledMidwayIsFinishedOrHeldForReviewNeverRepeated)
+// Ctrl-C during the commit: the file being moved is finished, the next one is not started,
+// and a later commit moves the rest.
+TEST(TrashCli, interruptDuringCommitStopsBeforeTheNextFile)
 {
-    {
-        TrashRig rig;
-        ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
-        QProcessEnvironment crashing = rig.environment;
-        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), QStringLiteral("journal.append.stageCleaned#3"));
-        EXPECT_EQ(runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, crashing).exitCode, 86);
+    TrashRig rig;
+    ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
+    QProcessEnvironment interrupted = rig.environment;
+    interrupted.insert(QStringLiteral("KESTRAVA_INTERRUPT_AT"), QStringLiteral("commit.after-move#1"));
+    const CliResult stopped =
+        runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, interrupted);
+    EXPECT_EQ(stopped.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(stopped.err).contains(QStringLiteral("hält vor der nächsten Datei an")));
+    EXPECT_EQ(digestsBelow(rig.trashFiles).size(), 1);
+    EXPECT_EQ(filesBelow(rig.source).size(), 2);
+    // Every safety copy stays until its whole motif is in the Trash.
+    EXPECT_EQ(digestsBelow(rig.resultFolder + QStringLiteral("/Sicherheitsablage")).size(), 3);
 
-        const CliResult after = rig.trash(QStringLiteral("commit"));
-        EXPECT_EQ(after.exitCode, 0) << after.err.toStdString();
-        EXPECT_EQ(entryStates(lastJson(after.out)), QStringList{QStringLiteral("stageCleaned")});
-        EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
-        EXPECT_TRUE(filesBelow(rig.source).isEmpty());
-        // Recorded now: a further commit has no transaction to work on.
-        EXPECT_EQ(rig.trash(QStringLiteral("commit")).exitCode, 1);
-    }
-    {
-        TrashRig rig;
-        ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
-        QProcessEnvironment crashing = rig.environment;
-        crashing.insert(QStringLiteral("KESTRAVA_CRASH_AT"), QStringLiteral("trash.after-move#2"));
-        EXPECT_EQ(runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), rig.store}, crashing).exitCode, 86);
-        const QList<QByteArray> trashedBefore = digestsBelow(rig.trashFiles);
-        EXPECT_EQ(trashedBefore.size(), 2);
+    const CliResult finished = rig.trash(QStringLiteral("commit"));
+    ASSERT_EQ(finished.exitCode, 0) << finished.err.toStdString();
+    EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
+    EXPECT_TRUE(filesBelow(rig.source).isEmpty());
+}
 
-        const CliResult after = rig.trash(QStringLiteral("commit"));
-        EXPECT_EQ(after.exitCode, 1);
-        EXPECT_FALSE(after.err.trimmed().isEmpty());
-        EXPECT_EQ(digestsBelow(rig.trashFiles), trashedBefore);
-        // Every rejected original is either still in place or in the Trash, exactly once.
-        QList<QByteArray> everywhere = digestsBelow(rig.trashFiles) + digestsBelow(rig.source);
-        std::sort(everywhere.begin(), everywhere.end());
-        EXPECT_EQ(everywhere, rig.rejectedDigests());
-    }
+// A session document edited to add a file outside the shoot to the staged transaction: the
+// commit refuses it by name and never moves it; the shoot's own rejects go on the next commit.
+TEST(TrashCli, editedSessionDocumentCannotSendAFileOutsideTheShootToTheTrash)
+{
+    TrashRig rig;
+    ASSERT_EQ(runCli(rig.sort(), rig.environment).exitCode, 0);
+    const QString letter = rig.tree.write(QStringLiteral("Dokumente/brief.txt"), "Lieber Max");
+    const QStringList snapshots = QDir(rig.store).entryList({QStringLiteral("*.session.json")}, QDir::Files);
+    ASSERT_EQ(snapshots.size(), 1);
+    const QString snapshotPath = rig.store + QLatin1Char('/') + snapshots.first();
+    QJsonObject document = QJsonDocument::fromJson(readFile(snapshotPath)).object();
+    QJsonObject preparation = document.value(QLatin1String("trashPreparation")).toObject();
+    QJsonArray entries = preparation.value(QLatin1String("entries")).toArray();
+    QJsonObject forged = entries.first().toObject();
+    forged.insert(QLatin1String("id"), QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
+    forged.insert(QLatin1String("sourceURL"), FileUrl::fromLocalPath(letter).toUrlString());
+    // The forger knows the letter's identity too, so no identity check alone would stop it.
+    forged.insert(QLatin1String("sourceIdentity"), toJson(FileIdentity::capture(letter, true)));
+    entries.append(forged);
+    preparation.insert(QLatin1String("entries"), entries);
+    document.insert(QLatin1String("trashPreparation"), preparation);
+    rig.tree.write(QDir(rig.tree.root()).relativeFilePath(snapshotPath), QJsonDocument(document).toJson());
+
+    const CliResult refused = rig.trash(QStringLiteral("commit"));
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(QString::fromUtf8(refused.err).contains(QStringLiteral("„brief.txt“"))) << refused.err.toStdString();
+    EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));
+
+    rig.trash(QStringLiteral("commit"));
+    EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));
+    EXPECT_EQ(digestsBelow(rig.trashFiles), rig.rejectedDigests());
 }

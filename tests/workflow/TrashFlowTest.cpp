@@ -3,6 +3,9 @@
 
 #include "WorkflowRig.h"
 
+#include "trash/DurableTrashJournal.h"
+#include "trash/FreedesktopTrash.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <gtest/gtest.h>
@@ -89,6 +92,18 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     EXPECT_TRUE(staged.stagingRoot.path().startsWith(rig.vm().destinationFolderPath() + QLatin1String("/Sicherheitsablage/")));
     EXPECT_EQ(rig.vm().session()->trashPreparation, staged) << "the session carries the transaction";
 
+    // The screen says what is true: the kept pair has moved, the rejected originals have not,
+    // and it lists exactly the files that will go.
+    EXPECT_TRUE(rig.vm().trashConfirmationLead().contains(QStringLiteral("bereits in den Zielordner verschoben")));
+    QStringList listed = rig.vm().trashFileNames();
+    QStringList expected;
+    for (const TrashEntry& entry : staged.entries)
+        expected.append(entry.sourceURL.fileName());
+    listed.sort();
+    expected.sort();
+    EXPECT_EQ(listed, expected);
+    EXPECT_TRUE(rig.vm().trashFilesTitle().startsWith(QStringLiteral("4 ")));
+
     // Without the second confirmation nothing moves.
     EXPECT_FALSE(rig.vm().canCommitTrash());
     rig.vm().commitPreparedTrash();
@@ -156,6 +171,65 @@ TEST_F(TrashFlow, journalThatCannotBeTrustedBlocksTheCommit)
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertText().startsWith(QLatin1String("Das Papierkorb-Journal")); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
     EXPECT_FALSE(rig.vm().canCommitTrash());
+    // The tick is there; what stops the commit is the journal, and that is what it says.
+    rig.vm().commitPreparedTrash();
+    EXPECT_NE(rig.vm().alertText(), QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
+    EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("Sicherheitsjournal"))) << rig.vm().alertText().toStdString();
     EXPECT_EQ(originalsInPlace(), 4);
     EXPECT_EQ(filesInTrash(), 0);
+}
+
+// The window after a commit that died between moving a file and recording it: the journal
+// says the move was announced, the Trash holds the file. Resumed and confirmed, the commit
+// settles that file without moving it again and moves the rest.
+TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
+{
+    stage();
+    const TrashPreparation staged = *rig.vm().preparedTrash();
+    {
+        DurableTrashJournal journal(rig.storeFolder, staged.sessionID);
+        journal.append(State::trashIntent, staged.entries[0], staged.sessionID);
+        FreedesktopTrashService().trash(staged.entries[0].sourceURL);
+        journal.append(State::trashIntent, staged.entries[1], staged.sessionID);
+    }
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
+    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    ASSERT_TRUE(rig.vm().canCommitTrash()) << rig.vm().alertText().toStdString();
+    rig.vm().commitPreparedTrash();
+    waitForTask();
+    EXPECT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
+    EXPECT_EQ(filesInTrash(), 4);
+    EXPECT_EQ(originalsInPlace(), 0);
+    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
+        EXPECT_EQ(entry.state, State::stageCleaned);
+}
+
+// A saved session document edited to point a staged entry at a file outside the shoot: the
+// window names the file on opening, and the commit never moves it.
+TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
+{
+    stage();
+    const QString document = rig.tree.path(QStringLiteral("sitzung.kestrava"));
+    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    const QString letter = rig.tree.write(QStringLiteral("Dokumente/brief.jpg"), "Lieber Max");
+    QByteArray text = readFile(document);
+    const QString firstSource = rig.vm().preparedTrash()->entries[0].sourceURL.toUrlString();
+    const qsizetype at = text.indexOf(firstSource.toUtf8(), text.indexOf("trashPreparation"));
+    ASSERT_GE(at, 0);
+    text.replace(at, firstSource.toUtf8().size(), FileUrl::fromLocalPath(letter).toUrlString().toUtf8());
+    rig.tree.write(QDir(rig.tree.root()).relativeFilePath(document), text);
+
+    rig.restart();
+    ASSERT_TRUE(rig.vm().openSessionDocument(document));
+    EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("„brief.jpg“"))) << rig.vm().alertText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }));
+    rig.vm().setTrashCommitConfirmationAccepted(true);
+    if (rig.vm().canCommitTrash()) {
+        rig.vm().commitPreparedTrash();
+        waitForTask();
+    }
+    EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));
 }

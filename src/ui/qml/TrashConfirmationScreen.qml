@@ -54,11 +54,36 @@ Item {
                 font.weight: Font.Bold
             }
             Text {
+                objectName: "confirmationLead"
                 Layout.fillWidth: true
-                text: "Die Originale sind noch unangetastet. Jetzt folgt deine zweite Bestätigung."
+                text: ViewModel.trashConfirmationLead
                 color: DesignSystem.textSecondary
                 font.pixelSize: DesignSystem.fontHeading
                 wrapMode: Text.WordWrap
+            }
+            Text {
+                objectName: "trashFilesTitle"
+                Layout.fillWidth: true
+                text: ViewModel.trashFilesTitle
+                color: DesignSystem.textPrimary
+                font.pixelSize: DesignSystem.fontBody
+                font.weight: Font.DemiBold
+            }
+            ListView {
+                objectName: "trashFileList"
+                Layout.fillWidth: true
+                Layout.preferredHeight: Math.min(contentHeight, 160)
+                clip: true
+                model: ViewModel.trashFileNames
+                ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+                delegate: Text {
+                    required property string modelData
+                    width: ListView.view.width
+                    text: modelData
+                    color: DesignSystem.textSecondary
+                    font.pixelSize: DesignSystem.fontCaption
+                    elide: Text.ElideMiddle
+                }
             }
             Card {
                 Layout.fillWidth: true
@@ -122,7 +147,7 @@ Item {
                         Layout.fillWidth: true
                         checked: ViewModel.trashCommitConfirmationAccepted
                         onToggled: ViewModel.trashCommitConfirmationAccepted = checked
-                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die Originale jetzt in den Papierkorb verschieben."
+                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die aussortierten Originale jetzt in den Papierkorb verschieben."
                         contentItem: Text {
                             leftPadding: commitBox.indicator.width + commitBox.spacing
                             text: commitBox.text
