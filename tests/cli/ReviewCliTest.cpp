@@ -5,6 +5,7 @@
 #include "CliTestSupport.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -141,7 +142,15 @@ TEST(ReviewCli, unreadableSubfolderIsCountedAndItsPhotosStay)
         const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
         if (setpriv.isEmpty())
             GTEST_SKIP() << "running as root without setpriv: no way to make a folder unreadable";
-        // Everything but the locked folder must be usable by the unprivileged account.
+        // Everything but the locked folder must be usable by the unprivileged account, its
+        // data, cache and home folders included.
+        isolatedEnvironment(tree.root());
+        for (const QString& folder : {tree.root(), tree.path(QStringLiteral("xdg")), tree.path(QStringLiteral("home"))}) {
+            QDirIterator below(folder, QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+            while (below.hasNext())
+                ::chmod(QFile::encodeName(below.next()).constData(), 0777);
+        }
+        ::chmod(QFile::encodeName(lockedFolder).constData(), 0);
         ASSERT_EQ(::chmod(QFile::encodeName(tree.root()).constData(), 0777), 0);
         arguments.prepend(program);
         arguments = QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
