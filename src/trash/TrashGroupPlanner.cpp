@@ -1,5 +1,6 @@
 #include "TrashGroupPlanner.h"
 
+#include "model/SidecarRule.h"
 #include "model/Text.h"
 
 #include <QDir>
@@ -38,12 +39,6 @@ QString suffixOf(const QString& name)
 QString foldedStem(const QString& name)
 {
     return text::nfc(stemOf(name)).toLower();
-}
-
-bool isRaw(const PhotoItem& photo)
-{
-    return photo.formatGroup == PhotoFormatGroup::raw
-        || formatGroupForFileName(photo.sourceURL.fileName()) == PhotoFormatGroup::raw;
 }
 
 // Regular and not a symbolic link, asked with lstat; a failed answer counts as neither.
@@ -87,14 +82,13 @@ private:
 
 QString pairingKey(const QString& path)
 {
-    return text::nfc(folderOf(path)).toLower() + QLatin1Char('|') + foldedStem(nameOf(path));
+    return sidecarPairingKey(path);
 }
 
 bool shouldAttachSidecar(const QList<PhotoItem>& photos, const QList<PhotoItem>& allPeers)
 {
-    if (std::any_of(photos.begin(), photos.end(), isRaw))
-        return true;
-    return !std::any_of(allPeers.begin(), allPeers.end(), isRaw);
+    // The same rule the sort follows, so a sidecar never goes one way and its photo another.
+    return kestrava::shouldAttachSidecar(photos, allPeers);
 }
 
 QList<TrashGroup> build(const QList<PhotoItem>& photos, const QList<PhotoItem>& allPhotos)
@@ -143,7 +137,7 @@ QList<TrashGroup> build(const QList<PhotoItem>& photos, const QList<PhotoItem>& 
         const QStringList sidecars = finder.sidecarsFor(folderOf(firstPath), foldedStem(nameOf(firstPath)));
         if (sidecars.size() > 1) {
             group.validationError = QStringLiteral("Mehrere XMP-Sidecars für ") + members.first().sourceURL.fileName();
-        } else if (sidecars.size() == 1 && shouldAttachSidecar(members, peers)) {
+        } else if (sidecars.size() == 1 && TrashGroupPlanner::shouldAttachSidecar(members, peers)) {
             const FileUrl sidecar = FileUrl::fromLocalPath(sidecars.first());
             group.members.append({sidecar, sidecar.fileName()});
         }
