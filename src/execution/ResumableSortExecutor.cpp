@@ -17,6 +17,7 @@
 #include <QSet>
 #include <QtConcurrent/QtConcurrent>
 
+#include <algorithm>
 #include <cerrno>
 #include <future>
 #include <mutex>
@@ -71,7 +72,10 @@ struct Runner {
     Runner(const SortExecutionPlan& plan, const ExecutionHandlers& handlers, FileOps& ops)
         : plan(plan), handlers(handlers), ops(ops), throttle(handlers.progress)
     {
-        progress.totalFiles = int(plan.actions.size());
+        // Counted as the results are: the user's photos, a sidecar being part of its photo.
+        progress.totalFiles = int(std::count_if(plan.actions.begin(), plan.actions.end(), [](const PlannedAction& action) {
+            return !isSidecarName(action.item.sourceURL.fileName());
+        }));
         progress.totalBytes = plan.totalBytes;
         clock.start();
     }
@@ -299,7 +303,7 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         if (handlers.record)
             handlers.record(record);
         result.records.append(record);
-        {
+        if (!sidecar) {
             std::lock_guard guard(runner.progressMutex);
             runner.progress.completedFiles = ++delivered;
         }

@@ -327,9 +327,16 @@ TEST(SortExecutor, sidecarIsJournaledOnItsOwnButCountsAsPartOfItsPhoto)
     f.add("a.CR3", "raw bytes");
     f.tree.write("src/a.xmp", "<rating 5>");
     RecordLog log;
-    const SortResult result = Executor::executeSynchronously(f.plan(SortOperationMode::moveOriginals), true,
-                                                             log.handlers());
+    QList<SortProgress> progress;
+    auto handlers = log.handlers();
+    handlers.progress = [&](const SortProgress& p) { progress.append(p); };
+    const SortResult result = Executor::executeSynchronously(f.plan(SortOperationMode::moveOriginals), true, handlers);
     EXPECT_EQ(result.organizedCount, 1);
+    // The screen counts what the result counts: one photo, its sidecar part of it.
+    ASSERT_FALSE(progress.isEmpty());
+    for (const SortProgress& p : std::as_const(progress))
+        EXPECT_EQ(p.totalFiles, 1);
+    EXPECT_EQ(progress.last().completedFiles, 1);
     EXPECT_TRUE(result.errors.isEmpty());
     EXPECT_EQ(log.inOrder.size(), 2);
     EXPECT_EQ(log.bySource.value(f.src + "/a.xmp").status, ExecutionActionStatus::completed);
