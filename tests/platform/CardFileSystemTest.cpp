@@ -207,9 +207,13 @@ QList<int> stepsOnAReservation(const QList<DurableStep>& steps, const QString& m
         else if (step.kind == QLatin1String("rename") && created.contains(step.path))
             onReservation.append(step.number);
     }
+    // A copy is finished on its own thread while the next one is written, so a killed run's
+    // step numbers can drift from the logged run's and some kills land beside the reservation.
+    // Each reservation is a kill of its own, up to twice the usual number.
+    const qsizetype limit = std::min<qsizetype>(onReservation.size(), 2 * wanted);
     QList<int> chosen;
-    for (int i = 0; i < wanted && i < onReservation.size(); ++i)
-        chosen.append(onReservation.at(qsizetype((qint64(i) * onReservation.size()) / wanted)));
+    for (qsizetype i = 0; i < limit; ++i)
+        chosen.append(onReservation.at((i * onReservation.size()) / limit));
     return chosen;
 }
 
