@@ -6,6 +6,7 @@
 
 #include "model/SidecarRule.h"
 #include "model/Text.h"
+#include "platform/DurableFile.h"
 #include "platform/FileSystemError.h"
 #include "trash/TrashGroupPlanner.h"
 
@@ -40,6 +41,10 @@ Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists, const
         // prove that the file at its destination is its own copy.
         if (!exists(record->sourcePath) || sameContent(record->sourcePath, *record->destinationPath))
             return Reuse::skip;
+        // The earlier run was killed after reserving the name and before renaming onto it:
+        // the empty file is its own, and the run (under its lock) removes it and takes the name.
+        if (isMarkedReservation(*record->destinationPath))
+            return Reuse::sameName;
         return Reuse::none;
     case ExecutionActionStatus::failed:
     case ExecutionActionStatus::skipped:

@@ -117,6 +117,19 @@ struct Runner {
         preparedFolders.insert(folder);
     }
 
+    // A run killed between reserving a destination's name and renaming onto it leaves the
+    // marked empty reservation there, and the plan gave the file that name again. Under the
+    // run's lock no rename of Kestrava's own is under way in this folder, so the mark proves
+    // the file abandoned. An empty photo would have been taken as its own copy, so only a
+    // file with content ever replaces a reservation.
+    void removeAbandonedReservation(const PlannedAction& action)
+    {
+        const QString destination = action.destinationURL.path();
+        const qint64 size = action.item.fileSize >= 1 ? action.item.fileSize : fileSize(action.item.sourceURL, ops);
+        if (size >= 1 && isMarkedReservation(destination, ops))
+            ops.unlink(QFile::encodeName(destination));
+    }
+
     // An action an earlier run may have finished. What is at the destination is accepted only
     // after validation; a move whose original is still there (stopped between copy and
     // removal) is finished by removing the original once the contents are proven equal.
@@ -217,6 +230,7 @@ struct Runner {
         try {
             prepareFolder(action.destinationURL);
             validateSource(action.item, ops);
+            removeAbandonedReservation(action);
             return startCopy(action.item, action.destinationURL, plan.options.verificationMode, ops, chunkProgress());
         } catch (const KestravaError& error) {
             fail(record, error);
@@ -249,6 +263,7 @@ struct Runner {
                 skipped = true;
             } else {
                 validateSource(action.item, ops);
+                removeAbandonedReservation(action);
                 record.verifiedSize = action.kind == PlannedActionKind::copy
                     ? copyTransactionally(action.item, action.destinationURL, plan.options.verificationMode, ops,
                                           chunkProgress())

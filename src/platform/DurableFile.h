@@ -94,7 +94,8 @@ UniqueFd createExclusive(const QString& path, FileOps& ops = FileOps::system(), 
 // inode, size 0). Never a plain rename onto anything else. The one function for every
 // exclusive rename in Kestrava. Throws FileSystemError (EEXIST when the target exists); a
 // failure leaves no reservation behind. Does not flush directories. A process killed between
-// reservation and rename leaves an empty file under the target name.
+// reservation and rename leaves an empty file under the target name, marked (see
+// isMarkedReservation) where the file system keeps modification times.
 void renameExclusive(const QString& from, const QString& to, FileOps& ops = FileOps::system());
 
 // Whether `path` is an empty file left by a process that died between reserving a name for
@@ -102,6 +103,12 @@ void renameExclusive(const QString& from, const QString& to, FileOps& ops = File
 // so an empty regular file that stays empty and in place for `graceMs` is taken as abandoned.
 // For files that are never legitimately empty, such as lock files.
 bool isAbandonedReservation(const QString& path, FileOps& ops = FileOps::system(), int graceMs = 1500);
+
+// Whether `path` is an empty file carrying the mark renameExclusive gives its reservations
+// (a modification time nothing else gives an empty file). Only a run that holds the lock of
+// the folder, so that no live rename of its own can be under way there, may take such a file
+// for an abandoned reservation and remove it.
+bool isMarkedReservation(const QString& path, FileOps& ops = FileOps::system());
 
 // Whole file into memory; throws FileSystemError. Refuses files larger than `maxBytes`.
 QByteArray readWholeFile(const QString& path, qint64 maxBytes = qint64(1) << 32, FileOps& ops = FileOps::system());

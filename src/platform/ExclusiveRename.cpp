@@ -30,6 +30,14 @@ bool hasNoHardLinks(int error)
     return error == EPERM || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP || error == EMLINK;
 }
 
+// The mark a reservation carries: a modification time no camera or person gives an empty file
+// (early January 1980, at the start of the FAT calendar but past its first day, where cards
+// with an unset clock date their files). FAT keeps local time in two-second steps, and the
+// FUSE drivers convert with the time zone of the moment, so the check allows a day and more
+// either way.
+constexpr time_t reservationMark = 315792000; // 1980-01-03 12:00:00 UTC
+constexpr time_t reservationMarkTolerance = 26 * 3600;
+
 bool isStillReservation(const QByteArray& target, const struct stat& reserved, FileOps& ops)
 {
     struct stat now {};
@@ -58,6 +66,10 @@ void renameOntoReservation(const QString& from, const QString& to, FileOps& ops)
             ops.unlink(target);
             fail(Op::rename, from, error);
         }
+        // Where the file system keeps no times the reservation goes unmarked; a run killed
+        // before its rename then leaves a file nobody can prove was Kestrava's, and it stays.
+        const timespec marked[2] = {{reservationMark, 0}, {reservationMark, 0}};
+        ::futimens(reservation.get(), marked);
     }
     if (!isStillReservation(target, reserved, ops))
         fail(Op::rename, from, EEXIST);
@@ -113,6 +125,14 @@ bool isAbandonedReservation(const QString& path, FileOps& ops, int graceMs)
             return false;
     }
     return true;
+}
+
+bool isMarkedReservation(const QString& path, FileOps& ops)
+{
+    struct stat found {};
+    return ops.lstat(encoded(path), &found) == 0 && S_ISREG(found.st_mode) && found.st_size == 0
+        && found.st_mtim.tv_sec >= reservationMark - reservationMarkTolerance
+        && found.st_mtim.tv_sec <= reservationMark + reservationMarkTolerance;
 }
 
 } // namespace kestrava

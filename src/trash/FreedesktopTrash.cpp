@@ -67,6 +67,26 @@ bool exists(const QString& path)
     return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
 }
 
+// A move killed between reserving the name in files/ and renaming onto it (FAT, exFAT) left
+// the marked empty reservation beside an info file naming this very original, which is still
+// in place and not empty. Both go, so the Trash shows no empty photo and the name serves again.
+// The reservation first: an info file without its file is what the Trash ignores.
+bool clearAbandonedMove(const QString& infoPath, const QString& target, const QString& source, qint64 size,
+                        const TrashDirectory& trash, FileOps& ops)
+{
+    if (size < 1 || !isMarkedReservation(target, ops))
+        return false;
+    QByteArray info;
+    try {
+        info = readWholeFile(infoPath, qint64(1) << 16, ops);
+    } catch (const FileSystemError&) {
+        return false;
+    }
+    if (FreedesktopTrashInfo::originalPath(info, trash) != source)
+        return false;
+    return ops.unlink(QFile::encodeName(target)) == 0 && ops.unlink(QFile::encodeName(infoPath)) == 0;
+}
+
 } // namespace
 
 FreedesktopTrashService::FreedesktopTrashService(FreedesktopTrashLayout layout, FileOps& ops)
@@ -94,8 +114,11 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
         try {
             info = createExclusive(infoPath, ops_);
         } catch (const FileSystemError& error) {
-            if (error.errorNumber() == EEXIST)
+            if (error.errorNumber() == EEXIST) {
+                if (clearAbandonedMove(infoPath, target, source, qint64(item.st_size), *trash, ops_))
+                    --attempt;
                 continue;
+            }
             throw;
         }
         // The info file is durable before the move: after a crash in between, the file sits

@@ -163,6 +163,12 @@ void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry
     const QString name = entry.sourceURL.fileName();
     const QString staging = entry.stagingURL.path();
 
+    // On FAT and exFAT a run killed between reserving the copy's name and renaming onto it
+    // left this marked empty reservation. The name belongs to this entry alone, and an empty
+    // original would already count as its own copy.
+    if (entry.sourceIdentity.size >= 1 && isMarkedReservation(staging, ops))
+        ops.unlink(QFile::encodeName(staging));
+
     if (pathExists(staging)) {
         FileIdentity leftover;
         bool usable = false;

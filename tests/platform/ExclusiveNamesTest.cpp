@@ -251,3 +251,33 @@ TEST(AbandonedReservation, onlyAnEmptyFileThatStaysSoIsTakenAsAbandoned)
     EXPECT_FALSE(isAbandonedReservation(reserved, FileOps::system(), 5000));
     owner.join();
 }
+
+// A run that dies between reserving the name and renaming onto it: the rename never happens.
+class KilledBeforeTheRename : public WithoutLinks {
+public:
+    struct Killed {};
+    int rename(const QByteArray&, const QByteArray&) override { throw Killed{}; }
+};
+
+// What a killed rename leaves is recognisably Kestrava's; an empty file of anyone else's, or
+// anything with content, is not.
+TEST(MarkedReservation, onlyTheEmptyFileAKilledRenameLeftIsTakenAsOurs)
+{
+    TempTree tree;
+    const QString from = tree.write("a", "photo");
+    KilledBeforeTheRename ops;
+    EXPECT_THROW(renameExclusive(from, tree.path("b"), ops), KilledBeforeTheRename::Killed);
+    EXPECT_TRUE(isMarkedReservation(tree.path("b")));
+
+    EXPECT_FALSE(isMarkedReservation(tree.write("stranger", "")));
+    EXPECT_FALSE(isMarkedReservation(from));
+    EXPECT_FALSE(isMarkedReservation(tree.path("missing")));
+    // Content written into a reservation makes it a file like any other.
+    QFile filled(tree.path("b"));
+    ASSERT_TRUE(filled.open(QIODevice::Append));
+    filled.write("x");
+    filled.close();
+    const timespec marked[2] = {{315792000, 0}, {315792000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(tree.path("b")).constData(), marked, 0), 0);
+    EXPECT_FALSE(isMarkedReservation(tree.path("b")));
+}

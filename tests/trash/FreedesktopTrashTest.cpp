@@ -5,12 +5,14 @@
 #include "trash/FreedesktopTrash.h"
 #include "trash/TrashTransactionError.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -259,4 +261,36 @@ TEST(FreedesktopTrash, trashCliListsAndRestoresByteIdentical)
                                          << restore.readAllStandardError().toStdString();
         EXPECT_EQ(readFile(path), contents.value(name));
     }
+}
+
+// On FAT and exFAT a move killed between reserving the name in the Trash and renaming onto
+// it leaves an empty file there with an info file naming the original. The next move takes
+// that name back instead of leaving an empty photo in the Trash; a stranger's empty file
+// under the next name stays untouched.
+TEST(FreedesktopTrash, abandonedReservationOfAMoveIsTakenBackAndNothingElse)
+{
+    TrashSandbox box;
+    const QString original = box.addOriginal(QStringLiteral("IMG_3.CR2"), "raw");
+    const QString stranger = box.addOriginal(QStringLiteral("IMG_4.CR2"), "other");
+    const QString files = box.homeTrash() + QStringLiteral("/files/");
+    const QString infos = box.homeTrash() + QStringLiteral("/info/");
+    ASSERT_TRUE(QDir().mkpath(files) && QDir().mkpath(infos));
+    const TrashDirectory home{box.homeTrash(), QString(), true};
+    const auto leaveBehind = [&](const QString& name, const QString& source, bool marked) {
+        writeFile(infos + name + QStringLiteral(".trashinfo"), FreedesktopTrashInfo::content(source, home, QDateTime::currentDateTime()));
+        writeFile(files + name, "");
+        const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
+        if (marked)
+            ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(files + name).constData(), reservationMark, 0), 0);
+    };
+    leaveBehind(QStringLiteral("IMG_3.CR2"), original, true);
+    leaveBehind(QStringLiteral("IMG_4.CR2"), stranger, false);
+
+    const FreedesktopTrashService service;
+    EXPECT_EQ(service.trash(FileUrl::fromLocalPath(original)).resultingURL.path(), files + QStringLiteral("IMG_3.CR2"));
+    EXPECT_EQ(readFile(files + QStringLiteral("IMG_3.CR2")), QByteArray("raw"));
+    const QString moved = service.trash(FileUrl::fromLocalPath(stranger)).resultingURL.path();
+    EXPECT_NE(moved, files + QStringLiteral("IMG_4.CR2"));
+    EXPECT_EQ(readFile(moved), QByteArray("other"));
+    EXPECT_TRUE(QFile::exists(files + QStringLiteral("IMG_4.CR2"))) << "not provably ours: it stays";
 }

@@ -4,6 +4,7 @@
 
 #include "TrashTestSupport.h"
 
+#include "platform/DurableFile.h"
 #include "trash/DurableTrashJournal.h"
 #include "trash/FreedesktopTrash.h"
 #include "trash/TrashLookup.h"
@@ -14,6 +15,9 @@
 #include <QFile>
 #include <QFileInfo>
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -274,4 +278,28 @@ TEST_F(TrashCommitRecoveryTest, refusedGroupStaysBehindWhileTheOthersGo)
     EXPECT_EQ(retried.entries[0].state, State::stagedVerified);
     Coordinator::commit(retried, box.journalBase(), service, receipts);
     EXPECT_EQ(trashed().size(), 3);
+}
+
+// On FAT and exFAT a staging run killed between reserving the safety copy's name and renaming
+// the copy onto it leaves a marked empty reservation there: the next run stages the copy under
+// that name instead of refusing the file as a collision.
+TEST_F(TrashCommitRecoveryTest, abandonedReservationOfASafetyCopyIsStagedOver)
+{
+    const QString photo = box.addOriginal(QStringLiteral("IMG_7.CR2"), "raw");
+    const TrashPreparation first = prepare({photo});
+    ASSERT_EQ(first.entries.size(), 1);
+    const QString staging = first.entries[0].stagingURL.path();
+    ASSERT_TRUE(QFile::resize(staging, 0));
+    const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(staging).constData(), reservationMark, 0), 0);
+    ASSERT_TRUE(isMarkedReservation(staging));
+    {
+        DurableTrashJournal journal(box.journalBase(), session);
+        journal.append(State::stagingIntent, first.entries[0], session);
+    }
+
+    const TrashPreparation retried = prepare({photo});
+    ASSERT_EQ(retried.entries.size(), 1);
+    EXPECT_EQ(retried.entries[0].state, State::stagedVerified);
+    EXPECT_EQ(readFile(retried.entries[0].stagingURL.path()), "raw");
 }
