@@ -26,7 +26,8 @@ namespace {
 enum class Reuse { none, skip, sameName };
 
 // What a recorded outcome means for this run's destination of the file.
-Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists, const SameContentFunction& sameContent)
+Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists, const SameContentFunction& sameContent,
+              const FileUrl& runFolder)
 {
     if (!record || !record->destinationPath || record->destinationPath->isEmpty())
         return Reuse::none;
@@ -43,7 +44,7 @@ Reuse reuseOf(const ExecutionRecord* record, const ExistsFunction& exists, const
             return Reuse::skip;
         // The earlier run was killed after reserving the name and before renaming onto it:
         // the empty file is its own, and the run (under its lock) removes it and takes the name.
-        if (isMarkedReservation(*record->destinationPath))
+        if (isAbandonedReservation(*record->destinationPath, runFolder))
             return Reuse::sameName;
         return Reuse::none;
     case ExecutionActionStatus::failed:
@@ -202,7 +203,7 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
     for (qsizetype index = 0; index < entries.size(); ++index) {
         const auto found = existingRecords.constFind(entries[index].item.sourceURL.path());
         const ExecutionRecord* record = found == existingRecords.constEnd() ? nullptr : &found.value();
-        reuse[index] = reuseOf(record, fileManager, sameContent);
+        reuse[index] = reuseOf(record, fileManager, sameContent, options.destinationRoot);
         if (reuse[index] == Reuse::none)
             continue;
         const QString path = FileUrl::fromLocalPath(*record->destinationPath).path();

@@ -126,7 +126,7 @@ struct Runner {
     {
         const QString destination = action.destinationURL.path();
         const qint64 size = action.item.fileSize >= 1 ? action.item.fileSize : fileSize(action.item.sourceURL, ops);
-        if (size >= 1 && isMarkedReservation(destination, ops))
+        if (size >= 1 && isAbandonedReservation(destination, plan.options.destinationRoot, ops))
             ops.unlink(QFile::encodeName(destination));
     }
 

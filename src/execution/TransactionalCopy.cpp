@@ -5,6 +5,7 @@
 #include "ResultPermissions.h"
 #include "ResumableSortError.h"
 
+#include "model/RunFolderMarker.h"
 #include "platform/DurableFile.h"
 #include "platform/FileSystemError.h"
 
@@ -165,6 +166,20 @@ void validateSource(const PhotoItem& item, FileOps& ops)
         if (std::fabs(current - recorded) > modificationDateTolerance)
             throw changed();
     }
+}
+
+bool isAbandonedReservation(const QString& destination, const FileUrl& runFolder, FileOps& ops)
+{
+    if (isMarkedReservation(destination, ops))
+        return true;
+    const QString folder = runFolder.path();
+    if (folder.isEmpty() || !destination.startsWith(folder + QLatin1Char('/')))
+        return false;
+    struct stat found {};
+    struct stat marker {};
+    return ops.lstat(QFile::encodeName(destination), &found) == 0 && S_ISREG(found.st_mode) && found.st_size == 0
+        && ops.lstat(QFile::encodeName(folder + QLatin1Char('/') + QLatin1String(runFolderMarkerName)), &marker) == 0
+        && S_ISREG(marker.st_mode);
 }
 
 qint64 validateExistingDestination(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,

@@ -93,6 +93,15 @@ void validateSource(const PhotoItem& item, FileOps& ops = FileOps::system());
 // Accepts a file already at `destination` as this photo's result: the size must equal the
 // expected size and, with sha256 (or `compareContent`), the source must be gone or have the
 // same digest. Returns the verified size; throws ResumableSortError::verificationFailed.
+// True when `destination` is an empty regular file a killed run left between reserving the name
+// and renaming onto it (on file systems without a no-replace rename, see renameExclusive): it
+// carries the reservation's mark, or it lies in `runFolder`, the run folder holding Kestrava's
+// marker, which only runs write, under the exact name a record of the run is waiting for. The
+// mark alone cannot prove it: a kill between creating the reservation and marking it leaves an
+// unmarked one. An empty file holds no picture, and a photo is never empty, so removing such a
+// file loses nothing; a file with content is never taken for one.
+bool isAbandonedReservation(const QString& destination, const FileUrl& runFolder, FileOps& ops = FileOps::system());
+
 qint64 validateExistingDestination(const PhotoItem& item, const FileUrl& destination, VerificationMode verificationMode,
                                    bool compareContent = false, FileOps& ops = FileOps::system());
 
