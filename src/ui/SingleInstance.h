@@ -29,8 +29,11 @@ public:
     ~SingleInstance() override;
 
     // Becomes the primary instance, or hands `argument` (an absolute path, or empty for a
-    // plain start) to the one running and waits up to `timeoutMs` for its acknowledgement.
-    Role start(const QString& argument, int timeoutMs = 5000);
+    // plain start) to the one running and waits up to `timeoutMs` for its acknowledgement. The
+    // wait is long because a running instance that is itself still starting (its window
+    // loading on a busy machine) answers only once its event loop runs, and giving up early
+    // would open the second window this is meant to prevent.
+    Role start(const QString& argument, int timeoutMs = 30000);
 
     QString socketPath() const;
 
