@@ -9,6 +9,7 @@
 #include <cstring>
 #include <climits>
 #include <fcntl.h>
+#include <string>
 #include <unistd.h>
 
 namespace kestrava::testhooks {
@@ -17,12 +18,20 @@ namespace {
 
 struct StepSettings {
     long killAt = 0;
+    std::string killKind;
+    std::string killPathSuffix;
     int logFd = -1;
 
     StepSettings()
     {
         if (const char* kill = std::getenv("KESTRAVA_KILL_AT_STEP"))
             killAt = std::strtol(kill, nullptr, 10);
+        if (const char* before = std::getenv("KESTRAVA_KILL_BEFORE"); before && *before) {
+            const std::string spec(before);
+            const std::size_t space = spec.find(' ');
+            killKind = spec.substr(0, space);
+            killPathSuffix = space == std::string::npos ? std::string() : spec.substr(space + 1);
+        }
         // Opened once with O_APPEND and written with one write per line, so lines from
         // several threads never interleave; deliberately never closed.
         if (const char* log = std::getenv("KESTRAVA_STEP_LOG"); log && *log)
@@ -35,8 +44,14 @@ struct StepSettings {
 void durableStep(const char* kind, const char* path, int fd)
 {
     static const StepSettings settings;
-    if (settings.killAt <= 0 && settings.logFd < 0)
+    if (settings.killAt <= 0 && settings.logFd < 0 && settings.killKind.empty())
         return;
+    if (!settings.killKind.empty() && path && settings.killKind == kind) {
+        const std::size_t length = std::strlen(path);
+        const std::string& suffix = settings.killPathSuffix;
+        if (length >= suffix.size() && std::memcmp(path + length - suffix.size(), suffix.data(), suffix.size()) == 0)
+            ::raise(SIGKILL);
+    }
     static std::atomic<long> steps{0};
     const long step = ++steps;
     if (settings.logFd >= 0) {

@@ -8,7 +8,12 @@
 //   KESTRAVA_KILL_AT_STEP=N   the process raises SIGKILL just before its Nth durable step
 //                             (1-based, counted per process), so the step never happens;
 //   KESTRAVA_STEP_LOG=FILE    each step appends "<n> <kind> <path>\n" to FILE, which tells a
-//                             harness how many steps a run takes and what the Nth one was.
+//                             harness how many steps a run takes and what the Nth one was;
+//   KESTRAVA_KILL_BEFORE="<kind> <path suffix>"
+//                             SIGKILL just before the first step of that kind whose path ends
+//                             so. Where work runs on several threads their steps interleave
+//                             differently from run to run, and a step number then drifts; a
+//                             step named by what it does and to which file does not.
 // Elsewhere both are ignored and the call is free.
 
 namespace kestrava::testhooks {

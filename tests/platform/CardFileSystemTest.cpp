@@ -207,10 +207,7 @@ QList<int> stepsOnAReservation(const QList<DurableStep>& steps, const QString& m
         else if (step.kind == QLatin1String("rename") && created.contains(step.path))
             onReservation.append(step.number);
     }
-    // A copy is finished on its own thread while the next one is written, so a killed run's
-    // step numbers can drift from the logged run's and some kills land beside the reservation.
-    // Each reservation is a kill of its own, up to twice the usual number.
-    const qsizetype limit = std::min<qsizetype>(onReservation.size(), 2 * wanted);
+    const qsizetype limit = std::min<qsizetype>(onReservation.size(), wanted);
     QList<int> chosen;
     for (qsizetype i = 0; i < limit; ++i)
         chosen.append(onReservation.at((i * onReservation.size()) / limit));
@@ -257,7 +254,13 @@ void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, qu
     for (const int step : chosen) {
         const Sort sort = sortNumbered(step);
         const std::string where = describeStep(steps, step).toStdString();
-        const KilledRun killed = runCliKilledAtStep(sort.arguments(), step, sort.environment);
+        // A kill on a reservation is named by the rename and its file: the step number alone can
+        // drift, since a copy is finished on its own thread while the next is written.
+        const DurableStep& logged = steps.at(step - 1);
+        const qsizetype round = logged.path.indexOf(QStringLiteral("/k0/"));
+        const KilledRun killed = chooseSteps == stepsOnAReservation && round >= 0
+            ? runCliKilledBefore(sort.arguments(), logged.kind, logged.path.mid(round + 3), sort.environment)
+            : runCliKilledAtStep(sort.arguments(), step, sort.environment);
         kills += killed.killed;
         reservationsLeft += killed.killed ? emptyFilesBelow(sort.result()) : 0;
         QString failure;

@@ -13,6 +13,7 @@ QList<DurableStep> durableStepsOf(const QStringList& arguments, const QProcessEn
     QProcessEnvironment logged = environment;
     logged.insert(QStringLiteral("KESTRAVA_STEP_LOG"), logPath);
     logged.remove(QStringLiteral("KESTRAVA_KILL_AT_STEP"));
+    logged.remove(QStringLiteral("KESTRAVA_KILL_BEFORE"));
     const CliResult run = runCli(arguments, logged);
     if (result)
         *result = run;
@@ -34,12 +35,34 @@ QList<DurableStep> durableStepsOf(const QStringList& arguments, const QProcessEn
     return steps;
 }
 
+namespace {
+
+KilledRun runKilling(const QStringList& arguments, const QProcessEnvironment& killing);
+
+} // namespace
+
 KilledRun runCliKilledAtStep(const QStringList& arguments, int step, const QProcessEnvironment& environment)
 {
     QProcessEnvironment killing = environment;
     killing.insert(QStringLiteral("KESTRAVA_KILL_AT_STEP"), QString::number(step));
     killing.remove(QStringLiteral("KESTRAVA_STEP_LOG"));
+    return runKilling(arguments, killing);
+}
 
+KilledRun runCliKilledBefore(const QStringList& arguments, const QString& kind, const QString& pathSuffix,
+                             const QProcessEnvironment& environment)
+{
+    QProcessEnvironment killing = environment;
+    killing.insert(QStringLiteral("KESTRAVA_KILL_BEFORE"), kind + QLatin1Char(' ') + pathSuffix);
+    killing.remove(QStringLiteral("KESTRAVA_KILL_AT_STEP"));
+    killing.remove(QStringLiteral("KESTRAVA_STEP_LOG"));
+    return runKilling(arguments, killing);
+}
+
+namespace {
+
+KilledRun runKilling(const QStringList& arguments, const QProcessEnvironment& killing)
+{
     QProcess process;
     process.setProcessEnvironment(killing);
     process.start(cliPath(), arguments);
@@ -58,6 +81,8 @@ KilledRun runCliKilledAtStep(const QStringList& arguments, int step, const QProc
     run.result.err = process.readAllStandardError();
     return run;
 }
+
+} // namespace
 
 QString describeStep(const QList<DurableStep>& steps, int step)
 {

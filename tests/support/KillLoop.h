@@ -33,6 +33,11 @@ struct KilledRun {
 // Runs the CLI and kills it just before its `step`th durable step (1-based).
 KilledRun runCliKilledAtStep(const QStringList& arguments, int step, const QProcessEnvironment& environment);
 
+// Runs the CLI and kills it just before the first durable step of `kind` whose path ends with
+// `pathSuffix`: the same step in every run, however the run's threads interleave.
+KilledRun runCliKilledBefore(const QStringList& arguments, const QString& kind, const QString& pathSuffix,
+                             const QProcessEnvironment& environment);
+
 // A short human description of a step for failure messages ("step 7 of 31: rename …/a.jpg").
 QString describeStep(const QList<DurableStep>& steps, int step);
 
