@@ -27,10 +27,10 @@ struct StepSettings {
         if (const char* kill = std::getenv("KESTRAVA_KILL_AT_STEP"))
             killAt = std::strtol(kill, nullptr, 10);
         if (const char* before = std::getenv("KESTRAVA_KILL_BEFORE"); before && *before) {
-            const std::string spec(before);
-            const std::size_t space = spec.find(' ');
-            killKind = spec.substr(0, space);
-            killPathSuffix = space == std::string::npos ? std::string() : spec.substr(space + 1);
+            const std::string wanted(before);
+            const std::size_t space = wanted.find(' ');
+            killKind = wanted.substr(0, space);
+            killPathSuffix = space == std::string::npos ? std::string() : wanted.substr(space + 1);
         }
         // Opened once with O_APPEND and written with one write per line, so lines from
         // several threads never interleave; deliberately never closed.

@@ -4,10 +4,9 @@
 // with the child; the test skips where mounting is not permitted.
 
 #include "ExecutionTestSupport.h"
+#include "PrivateTmpfs.h"
 
-#include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -16,7 +15,6 @@ namespace Executor = kestrava::ResumableSortExecutor;
 
 namespace {
 
-constexpr int kSkip = 77;
 
 // Exit code of the child: 0 when every check held, else the number of the first failed one.
 int scenario(const QString& source, const QString& mountPoint)
@@ -63,25 +61,9 @@ TEST(SortExecutorDiskFull, fileThatDoesNotFitFailsCleanlyAndResumesAfterSpaceIsF
         tree.write(QString("src/%1.jpg").arg(i), QByteArray(600 * 1024, char('0' + i)));
     const QString source = tree.path("src");
     const QString mountPoint = tree.mkdir("volume");
-    const QByteArray target = QFile::encodeName(mountPoint);
-
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-            || ::mount("tmpfs", target.constData(), "tmpfs", 0, "size=4m,mode=0700") != 0)
-            ::_exit(kSkip);
-        int step = 99;
-        try {
-            step = scenario(source, mountPoint);
-        } catch (...) {
-        }
-        ::_exit(step);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == kSkip)
+    const int failed = test::inChildWithTmpfs(mountPoint, "size=4m,mode=0700", [&] { return scenario(source, mountPoint); });
+    ASSERT_GE(failed, 0) << "the child did not run to its end";
+    if (failed == test::tmpfsRefused)
         GTEST_SKIP() << "mounting a tmpfs is not permitted here";
-    EXPECT_EQ(WEXITSTATUS(status), 0) << "first failed check";
+    EXPECT_EQ(failed, 0) << "first failed check";
 }

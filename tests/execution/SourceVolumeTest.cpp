@@ -7,11 +7,10 @@
 #include "execution/ResumableSortError.h"
 
 #include "ExecutionTestSupport.h"
+#include "PrivateTmpfs.h"
 
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -20,37 +19,12 @@ namespace Executor = kestrava::ResumableSortExecutor;
 
 namespace {
 
-constexpr int kSkip = 77;
 
 bool remount(const QString& mountPoint, unsigned long flags)
 {
     return ::mount(nullptr, QFile::encodeName(mountPoint).constData(), nullptr, MS_REMOUNT | flags, nullptr) == 0;
 }
 
-// Runs `scenario` in a child with a fresh tmpfs at `mountPoint`; the child's exit code is the
-// number of the first failed check (0: all held).
-int inChildWithCard(const QString& mountPoint, const std::function<int()>& scenario)
-{
-    const QByteArray target = QFile::encodeName(mountPoint);
-    const pid_t child = ::fork();
-    if (child < 0)
-        return -1;
-    if (child == 0) {
-        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-            || ::mount("tmpfs", target.constData(), "tmpfs", 0, "size=8m,mode=0755") != 0)
-            ::_exit(kSkip);
-        int step = 99;
-        try {
-            step = scenario();
-        } catch (...) {
-        }
-        ::_exit(step);
-    }
-    int status = 0;
-    if (::waitpid(child, &status, 0) != child || !WIFEXITED(status))
-        return -1;
-    return WEXITSTATUS(status);
-}
 
 mode_t modeOf(const QString& path)
 {
@@ -128,7 +102,7 @@ TEST(MoveFromCard, originalsThatCannotBeRemovedAreRemovedLaterAndNeverCopiedTwic
     const QString out = tree.path("out");
     const QString keep = out + "/JPEG/Behalten";
     for (const bool realMount : {true, false}) {
-        const int failed = inChildWithCard(card, [&]() -> int {
+        const int failed = test::inChildWithTmpfs(card, "size=8m,mode=0755", [&]() -> int {
             const QList<PhotoItem> items = writeShoot(card, 3);
             QMap<QString, QByteArray> bytes;
             for (const PhotoItem& item : items)
@@ -177,7 +151,7 @@ TEST(MoveFromCard, originalsThatCannotBeRemovedAreRemovedLaterAndNeverCopiedTwic
                 return 9;
             return 0;
         });
-        if (failed == kSkip)
+        if (failed == test::tmpfsRefused)
             GTEST_SKIP() << "mounting a tmpfs is not permitted here";
         EXPECT_EQ(failed, 0) << (realMount ? "remounted read-only" : "pulled card") << ": first failed check";
         QDir(out).removeRecursively();
@@ -190,7 +164,7 @@ TEST(MoveFromCard, resultsGetTheOriginalsOrTheUsersPermissions)
 {
     TempTree tree;
     const QString card = tree.mkdir("card");
-    const int failed = inChildWithCard(card, [&]() -> int {
+    const int failed = test::inChildWithTmpfs(card, "size=8m,mode=0755", [&]() -> int {
         const mode_t previous = ::umask(027);
         const QList<PhotoItem> items = writeShoot(card, 2);
         ::chmod(QFile::encodeName(items[0].sourceURL.path()).constData(), 0604);
@@ -213,7 +187,7 @@ TEST(MoveFromCard, resultsGetTheOriginalsOrTheUsersPermissions)
             return 3;
         return 0;
     });
-    if (failed == kSkip)
+    if (failed == test::tmpfsRefused)
         GTEST_SKIP() << "mounting a tmpfs is not permitted here";
     EXPECT_EQ(failed, 0) << "first failed check";
 }

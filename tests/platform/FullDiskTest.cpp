@@ -5,6 +5,7 @@
 #include "platform/DurableFile.h"
 #include "platform/VolumeInfo.h"
 
+#include "PrivateTmpfs.h"
 #include "TestSupport.h"
 
 #include <QDir>
@@ -13,9 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -23,34 +21,6 @@ using kestrava::test::TempTree;
 
 namespace {
 
-constexpr int kSkip = 77;
-
-// Runs `scenario` in a child inside a fresh 64 KiB tmpfs at `mountPoint`; returns its exit
-// code (0 on success, the failing step's number otherwise, kSkip when mounting is refused).
-template <class Scenario>
-int inSmallTmpfs(const QString& mountPoint, Scenario scenario)
-{
-    const QByteArray target = QFile::encodeName(mountPoint);
-    const pid_t child = ::fork();
-    if (child < 0)
-        return -1;
-    if (child == 0) {
-        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-            || ::mount("tmpfs", target.constData(), "tmpfs", 0, "size=64k,mode=0700") != 0)
-            ::_exit(kSkip);
-        int step = 0;
-        try {
-            step = scenario();
-        } catch (...) {
-            step = 99;
-        }
-        ::_exit(step);
-    }
-    int status = 0;
-    if (::waitpid(child, &status, 0) != child || !WIFEXITED(status))
-        return -2;
-    return WEXITSTATUS(status);
-}
 
 // Step number of the first failed check, 0 when all hold.
 int expectFailureWithNoSpace(const std::function<void()>& call)
@@ -69,7 +39,7 @@ TEST(FullDisk, failedWritesLeaveEarlierContentWholeAndNoTemporaryFiles)
 {
     TempTree tree;
     const QString root = tree.mkdir("volume");
-    const int result = inSmallTmpfs(root, [&]() -> int {
+    const int result = test::inChildWithTmpfs(root, "size=64k,mode=0700", [&]() -> int {
         const QString document = root + "/session.kestrava";
         const QString log = root + "/events.jsonl";
         atomicReplace(document, QByteArray(16 << 10, 'o'));
@@ -98,7 +68,7 @@ TEST(FullDisk, failedWritesLeaveEarlierContentWholeAndNoTemporaryFiles)
             return 8;
         return 0;
     });
-    if (result == kSkip)
+    if (result == test::tmpfsRefused)
         GTEST_SKIP() << "mounting a tmpfs is not permitted here";
     EXPECT_EQ(result, 0) << "first failed check: " << result;
 }
