@@ -31,6 +31,15 @@ QList<Series> findSeries(const QList<SeriesEntry>& entries, std::chrono::millise
     return found;
 }
 
+qsizetype sharpestOf(const Series& series, const QList<std::optional<float>>& scores)
+{
+    qsizetype best = -1;
+    for (qsizetype i = series.first; i < series.first + series.length && i < scores.size(); ++i)
+        if (scores[i] && (best < 0 || *scores[i] > *scores[best]))
+            best = i;
+    return best;
+}
+
 QList<SeriesPlace> seriesPlaces(const QList<Series>& series, qsizetype count)
 {
     QList<SeriesPlace> places(count);

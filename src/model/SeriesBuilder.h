@@ -47,6 +47,11 @@ struct SeriesPlace {
 // frame in between) ends a series; equal times continue it. A negative gap counts as 0.
 QList<Series> findSeries(const QList<SeriesEntry>& entries, std::chrono::milliseconds gap = defaultSeriesGap);
 
+// The index (into the entries findSeries() was given) of the member of `series` with the
+// highest score; the earliest on a tie, -1 when no member has a score. `scores` is indexed
+// like the entries; a missing score (not measured, unreadable) never wins.
+qsizetype sharpestOf(const Series& series, const QList<std::optional<float>>& scores);
+
 // One place per entry of the `count` entries that `series` was found in.
 QList<SeriesPlace> seriesPlaces(const QList<Series>& series, qsizetype count);
 

@@ -89,6 +89,22 @@ FocusResult FocusPipeline::cachedFocus(const FileUrl& url, int maxPixelSize)
     return cache_.findInMemory(previewCacheKey(url.path(), maxPixelSize));
 }
 
+QFuture<QImage> FocusPipeline::peaking(const QImage& shown, const FileUrl& url, int maxPixelSize, QColor colour)
+{
+    auto promise = std::make_shared<QPromise<QImage>>();
+    promise->start();
+    QFuture<QImage> future = promise->future();
+    constexpr int aheadOfBackgroundWork = 10;
+    pool_.start(
+        [this, promise, shown, url, maxPixelSize, colour] {
+            const FocusResult map = cachedFocus(url, maxPixelSize);
+            promise->addResult(focusPeaking(shown, map.value_or(FocusMap{}), colour));
+            promise->finish();
+        },
+        aheadOfBackgroundWork);
+    return future;
+}
+
 void FocusPipeline::cancelPending()
 {
     std::vector<quint64> tickets;

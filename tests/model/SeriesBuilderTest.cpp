@@ -64,3 +64,13 @@ TEST(Series, nothingToFindInShortInputs)
     EXPECT_TRUE(findSeries(shots({0})).isEmpty());
     EXPECT_TRUE(seriesPlaces({}, 0).isEmpty());
 }
+
+TEST(Series, sharpestMemberWinsEarliestOnATieAndUnscoredNever)
+{
+    const Series second{3, 4};
+    const QList<std::optional<float>> scores{900.f, std::nullopt, 5.f, 10.f, std::nullopt, 40.f, 40.f, 99.f};
+    EXPECT_EQ(sharpestOf(second, scores), 5) << "index 0 and 7 lie outside the series";
+    EXPECT_EQ(sharpestOf(Series{0, 3}, scores), 0);
+    EXPECT_EQ(sharpestOf(Series{1, 1}, scores), -1);
+    EXPECT_EQ(sharpestOf(Series{6, 4}, scores), 7) << "a series reaching past the scores stops at their end";
+}

@@ -204,6 +204,22 @@ TEST(FocusPipeline, unreadableFilesCancellationAndTeardownEndEveryRequest)
     EXPECT_LE(measure.count, 2);
 }
 
+TEST(FocusPipeline, peakingUsesTheMeasuredMapOrMeasuresItself)
+{
+    TempTree tree;
+    auto previews = previewPipeline([](const QString&, int, const PreviewRenderer::CancelCheck&) -> PreviewResult {
+        return PreviewPayload::of(detailedScene(QSize(size, size)), PreviewSource::decoded);
+    });
+    FocusPipeline focus({previews.get(), {}, 64, &measureFocus});
+    const FileUrl photo = FileUrl::fromLocalPath(tree.write("a.jpg"));
+    const QImage shown = softened(detailedScene(QSize(size, size)), 2);
+    // Before the map is measured the overlay measures what is shown; afterwards it uses the map.
+    EXPECT_EQ(focus.peaking(shown, photo, size, Qt::green).result(), focusPeaking(shown, measureFocus(shown), Qt::green));
+    const FocusResult map = resultOf(focus.focus(photo, size));
+    ASSERT_TRUE(map);
+    EXPECT_EQ(focus.peaking(shown, photo, size, Qt::green).result(), focusPeaking(shown, *map, Qt::green));
+}
+
 TEST(FocusCache, decodesOnlyWholeConsistentMaps)
 {
     const FocusMap map = measureFocus(detailedScene(QSize(120, 80)));
