@@ -2,8 +2,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 namespace kestrava::test {
 
@@ -47,12 +45,6 @@ TrashGroup TrashSandbox::oneGroup(const QStringList& paths)
         group.members.append({url, url.fileName()});
     }
     return group;
-}
-
-void setModificationTime(const QString& path, qint64 seconds)
-{
-    const struct timespec times[2] = {{seconds, 0}, {seconds, 0}};
-    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW);
 }
 
 } // namespace kestrava::test

@@ -3,6 +3,7 @@
 // A sandbox for trash tests: originals, result folder, journal base and a private
 // XDG_DATA_HOME (so the home trash is a temporary folder on the same file system).
 
+#include "PosixFiles.h"
 #include "TestSupport.h"
 
 #include "trash/TrashTypes.h"
@@ -36,8 +37,5 @@ private:
     QByteArray previousDataHome_;
     bool hadDataHome_ = false;
 };
-
-// Sets a file's modification time to `seconds` since 1970 (nanoseconds 0).
-void setModificationTime(const QString& path, qint64 seconds);
 
 } // namespace kestrava::test
