@@ -29,7 +29,9 @@ QByteArray FocusCache::encode(const FocusMap& map)
     QDataStream out(&bytes, QIODevice::WriteOnly);
     out.setVersion(QDataStream::Qt_6_4);
     out.setFloatingPointPrecision(QDataStream::SinglePrecision);
-    out << magic << map.imageSize << qint32(map.tileSize) << map.tiles << map.score << map.values;
+    out << magic << map.imageSize << qint32(map.tileSize) << map.tiles << map.score << quint32(map.values.size());
+    for (const float value : map.values)
+        out << value;
     return bytes;
 }
 
@@ -45,14 +47,20 @@ std::optional<FocusMap> FocusCache::decode(const QByteArray& bytes)
     FocusMap map;
     qint32 tileSize = 0;
     in >> map.imageSize >> tileSize >> map.tiles >> map.score;
-    // The grid is checked before the values are read, so a damaged count cannot make the
-    // stream allocate gigabytes.
+    // The grid is checked before anything is allocated, so a damaged count cannot make the
+    // reader allocate gigabytes.
     const qint64 tiles = qint64(map.tiles.width()) * map.tiles.height();
     if (in.status() != QDataStream::Ok || tileSize <= 0 || map.imageSize.isEmpty() || map.tiles.isEmpty() || tiles > largestTileCount)
         return std::nullopt;
     map.tileSize = tileSize;
-    in >> map.values;
-    if (in.status() != QDataStream::Ok || !in.atEnd() || map.values.size() != tiles)
+    quint32 count = 0;
+    in >> count;
+    if (count != tiles)
+        return std::nullopt;
+    map.values.resize(qsizetype(count));
+    for (float& value : map.values)
+        in >> value;
+    if (in.status() != QDataStream::Ok || !in.atEnd())
         return std::nullopt;
     return map;
 }

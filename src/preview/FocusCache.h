@@ -4,7 +4,9 @@
 //
 // Disk layout: "<preview key>.focus" in the preview cache folder, written through a hidden
 // temporary and a rename; the folder's pruning ages these files out with the previews. Content
-// (QDataStream, Qt 6.4 format): magic "KFM1", image size, tile size, tile grid, score, values.
+// (QDataStream, Qt 6.4 format, single-precision floats): magic "KFM1" (quint32), image size
+// (QSize), tile size (qint32), tile grid (QSize), score (float), value count (quint32, equal
+// to the tiles of the grid), the values (floats, row by row).
 
 #include "FocusMeasure.h"
 

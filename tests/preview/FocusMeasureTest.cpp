@@ -95,6 +95,17 @@ TEST(FocusMeasure, flatOrTinyPicturesHaveNoFocus)
         EXPECT_FALSE(measureFocus(tiny).isValid());
         EXPECT_EQ(focusPeaking(tiny).size(), size);
     }
+    // The strongest possible detail, a checkerboard of single pixels, over a very wide strip
+    // whose tiles are thousands of pixels long: the same score as over a narrow one.
+    const auto checkerboard = [](int width) {
+        QImage image(width, 3, QImage::Format_Grayscale8);
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < width; ++x)
+                image.scanLine(y)[x] = (x + y) % 2 ? 255 : 0;
+        return image;
+    };
+    EXPECT_EQ(measureFocus(checkerboard(400)).score, 1020.f * 1020.f);
+    EXPECT_EQ(measureFocus(checkerboard(80000)).score, 1020.f * 1020.f);
     // An odd size: the last column and row take the remainder instead of forming slivers.
     const FocusMap odd = measureFocus(detailedScene(QSize(161, 47)));
     EXPECT_EQ(odd.tiles, QSize(10, 2));

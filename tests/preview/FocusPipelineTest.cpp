@@ -231,4 +231,9 @@ TEST(FocusCache, decodesOnlyWholeConsistentMaps)
     FocusMap huge = map;
     huge.tiles = QSize(100000, 100000);
     EXPECT_FALSE(FocusCache::decode(FocusCache::encode(huge)));
+    // A value count beyond the grid is refused before anything is allocated for it.
+    QByteArray lying = bytes;
+    const qsizetype countAt = bytes.size() - 4 * map.values.size() - 4;
+    lying[countAt] = char(0x7f);
+    EXPECT_FALSE(FocusCache::decode(lying));
 }
