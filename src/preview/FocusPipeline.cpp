@@ -9,6 +9,7 @@ struct FocusPipeline::Job {
     int maxPixelSize = 0;
     QString key;
     quint64 generation = 0;
+    bool active = false; // counted in active_
     std::vector<Waiter> waiters;
 };
 
@@ -43,6 +44,7 @@ FocusPipeline::~FocusPipeline()
     }
     for (const quint64 ticket : tickets)
         previews_.decodeSlots().withdraw(ticket);
+    startWaiting(); // ends the jobs that never started
     // Previews still on their way come back through the pool; wait for each to be answered.
     std::unique_lock lock(mutex_);
     idle_.wait(lock, [this] { return outstanding_ == 0; });
@@ -116,6 +118,17 @@ void FocusPipeline::cancelPending()
     // A withdrawn slot request finishes false and ends its job with no map.
     for (const quint64 ticket : tickets)
         previews_.decodeSlots().withdraw(ticket);
+    // Jobs that never started end now instead of when a place frees up.
+    std::deque<std::shared_ptr<Job>> stale;
+    {
+        std::lock_guard lock(mutex_);
+        std::deque<std::shared_ptr<Job>> current;
+        for (auto& job : waiting_)
+            (job->generation == generation_ ? current : stale).push_back(std::move(job));
+        waiting_.swap(current);
+    }
+    for (const auto& job : stale)
+        finish(job, std::nullopt);
 }
 
 bool FocusPipeline::stale(const Job& job) const
@@ -139,10 +152,33 @@ void FocusPipeline::start(const std::shared_ptr<Job>& job)
             return;
         }
         running_.insert(job->key, job);
+        waiting_.push_back(job);
     }
-    if (stale(*job))
-        return finish(job, std::nullopt);
-    requestPreview(job, false);
+    startWaiting();
+}
+
+void FocusPipeline::startWaiting()
+{
+    for (;;) {
+        std::shared_ptr<Job> next;
+        bool cancelled = false;
+        {
+            std::lock_guard lock(mutex_);
+            if (waiting_.empty() || (active_ >= concurrentMeasures && !closing_))
+                return;
+            next = std::move(waiting_.front());
+            waiting_.pop_front();
+            cancelled = closing_ || next->generation != generation_;
+            if (!cancelled) {
+                next->active = true;
+                ++active_;
+            }
+        }
+        if (cancelled)
+            finish(next, std::nullopt);
+        else
+            requestPreview(next, false);
+    }
 }
 
 void FocusPipeline::requestPreview(const std::shared_ptr<Job>& job, bool retry)
@@ -206,6 +242,17 @@ void FocusPipeline::finish(const std::shared_ptr<Job>& job, const FocusResult& r
     }
     for (const Waiter& waiter : waiters)
         resolve(waiter, result);
+    bool freedASlot = false;
+    {
+        std::lock_guard lock(mutex_);
+        if (job->active) {
+            job->active = false;
+            --active_;
+            freedASlot = true;
+        }
+    }
+    if (freedASlot)
+        startWaiting();
     std::lock_guard lock(mutex_);
     if (--outstanding_ == 0)
         idle_.notify_all();

@@ -25,6 +25,7 @@
 #include <QThreadPool>
 
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -38,6 +39,9 @@ using FocusResult = std::optional<FocusMap>;
 class FocusPipeline {
 public:
     static constexpr int priority = PreviewPipeline::backgroundPriority;
+    // Measures asking the preview pipeline for their previews at once; the rest wait here, so
+    // a folder of thousands never floods the pipeline's disk-cache readers.
+    static constexpr int concurrentMeasures = 2;
 
     struct Options {
         PreviewPipeline* previews = nullptr;         // default: PreviewPipeline::shared()
@@ -73,6 +77,8 @@ private:
     using Waiter = std::shared_ptr<QPromise<FocusResult>>;
 
     void start(const std::shared_ptr<Job>& job);
+    // Starts waiting jobs while fewer than `concurrentMeasures` are active.
+    void startWaiting();
     void requestPreview(const std::shared_ptr<Job>& job, bool retry);
     void measureInSlot(const std::shared_ptr<Job>& job, QImage image);
     void finish(const std::shared_ptr<Job>& job, const FocusResult& result);
@@ -88,7 +94,9 @@ private:
     bool closing_ = false;
     quint64 generation_ = 0;
     int outstanding_ = 0;
-    QHash<QString, std::shared_ptr<Job>> running_; // by preview key
+    QHash<QString, std::shared_ptr<Job>> running_; // by preview key, active or waiting
+    std::deque<std::shared_ptr<Job>> waiting_;
+    int active_ = 0;
     QSet<quint64> tickets_;                        // slot requests still waiting
 };
 

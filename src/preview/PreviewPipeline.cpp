@@ -193,7 +193,8 @@ PreviewPipeline::InFlight PreviewPipeline::startRender(const QString& key, const
     const QUuid id = QUuid::createUuid();
     job->promise.future().then(&actor_, [this, key, id, priority](Outcome outcome) { completeRender(key, id, priority, outcome); });
     if (disk_.contains(key))
-        workers_.start([this, job] { loadOrRender(job); });
+        // Queued by priority: a disk-cache read for the screen never waits behind background reads.
+        workers_.start([this, job] { loadOrRender(job); }, priority);
     else
         // Asked for here on the actor, so slots are requested in the order the requests came:
         // the nearest prefetch is not overtaken by a farther one that happened to start first.

@@ -204,6 +204,30 @@ TEST(FocusPipeline, unreadableFilesCancellationAndTeardownEndEveryRequest)
     EXPECT_LE(measure.count, 2);
 }
 
+TEST(FocusPipeline, aFolderNeverFloodsThePreviewPipeline)
+{
+    TempTree tree;
+    FakeRenderer renderer;
+    renderer.holding = true;
+    auto previews = previewPipeline(renderer.function());
+    FocusPipeline focus({previews.get(), {}, 64, &measureFocus});
+    QList<QFuture<FocusResult>> futures;
+    for (int i = 0; i < 5; ++i)
+        futures.append(focus.focus(FileUrl::fromLocalPath(tree.write(QStringLiteral("IMG_%1.JPG").arg(i))), size));
+    const auto background = [&] { return previews->snapshot().inFlightPriorities.values().count(FocusPipeline::priority); };
+    ASSERT_TRUE(eventually([&] { return background() == FocusPipeline::concurrentMeasures; }));
+    QThread::msleep(20);
+    EXPECT_EQ(background(), FocusPipeline::concurrentMeasures);
+
+    // Cancelling ends the waiting requests at once, the asked-for previews when they come.
+    focus.cancelPending();
+    const auto finished = [&] { return std::count_if(futures.begin(), futures.end(), [](const auto& f) { return f.isFinished(); }); };
+    EXPECT_TRUE(eventually([&] { return finished() == 5 - FocusPipeline::concurrentMeasures; }));
+    renderer.letAllFinish();
+    for (auto& future : futures)
+        EXPECT_FALSE(resultOf(future));
+}
+
 TEST(FocusPipeline, peakingUsesTheMeasuredMapOrMeasuresItself)
 {
     TempTree tree;
