@@ -280,8 +280,9 @@ TEST(FreedesktopTrash, abandonedReservationOfAMoveIsTakenBackAndNothingElse)
         writeFile(infos + name + QStringLiteral(".trashinfo"), FreedesktopTrashInfo::content(source, home, QDateTime::currentDateTime()));
         writeFile(files + name, "");
         const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
-        if (marked)
+        if (marked) {
             ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(files + name).constData(), reservationMark, 0), 0);
+        }
     };
     leaveBehind(QStringLiteral("IMG_3.CR2"), original, true);
     leaveBehind(QStringLiteral("IMG_4.CR2"), stranger, false);

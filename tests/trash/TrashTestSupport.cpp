@@ -1,5 +1,7 @@
 #include "TrashTestSupport.h"
 
+#include "trash/DurableTrashJournal.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -45,6 +47,41 @@ TrashGroup TrashSandbox::oneGroup(const QStringList& paths)
         group.members.append({url, url.fileName()});
     }
     return group;
+}
+
+TrashPreparation TrashTransactionTest::prepare(const QList<TrashGroup>& groups, const TrashTransactionOptions& options)
+{
+    return TrashTransactionCoordinator::prepare(session, groups, FileUrl::fromLocalPath(box.resultRoot()), box.journalBase(),
+                                                checker, {}, options);
+}
+
+TrashPreparation TrashTransactionTest::prepare(const QStringList& files, const TrashTransactionOptions& options)
+{
+    return prepare(TrashSandbox::singleGroups(files), options);
+}
+
+TrashPreparation TrashTransactionTest::commit(const TrashPreparation& preparation, const TrashTransactionOptions& options)
+{
+    return TrashTransactionCoordinator::commit(preparation, box.journalBase(), service, receipts, {}, options);
+}
+
+QStringList TrashTransactionTest::trashed() const
+{
+    return QDir(box.homeTrash() + QLatin1String("/files")).entryList(QDir::Files | QDir::Hidden | QDir::System);
+}
+
+QStringList TrashTransactionTest::trashInfos() const
+{
+    return QDir(box.homeTrash() + QLatin1String("/info")).entryList(QDir::Files | QDir::Hidden | QDir::System);
+}
+
+QList<TrashTransactionState> TrashTransactionTest::journaledStates(const QUuid& entryID) const
+{
+    QList<TrashTransactionState> states;
+    for (const auto& record : DurableTrashJournal::verifyFile(DurableTrashJournal::journalPath(box.journalBase(), session)))
+        if (record.payload.entry.id == entryID)
+            states.append(record.payload.state);
+    return states;
 }
 
 } // namespace kestrava::test

@@ -6,10 +6,15 @@
 #include "PosixFiles.h"
 #include "TestSupport.h"
 
+#include "trash/FreedesktopTrash.h"
+#include "trash/TrashLookup.h"
+#include "trash/TrashTransactionCoordinator.h"
+#include "trash/TrashTransactionError.h"
 #include "trash/TrashTypes.h"
 
 #include <QByteArray>
 #include <QString>
+#include <gtest/gtest.h>
 
 namespace kestrava::test {
 
@@ -36,6 +41,41 @@ public:
 private:
     QByteArray previousDataHome_;
     bool hadDataHome_ = false;
+};
+
+// The trash transaction on a sandbox with the real Trash of the desktop: the fixture of every
+// test that prepares and commits.
+class TrashTransactionTest : public ::testing::Test {
+protected:
+    TrashPreparation prepare(const QList<TrashGroup>& groups, const TrashTransactionOptions& options = {});
+    // Each file a group of its own.
+    TrashPreparation prepare(const QStringList& files, const TrashTransactionOptions& options = {});
+    TrashPreparation commit(const TrashPreparation& preparation, const TrashTransactionOptions& options = {});
+
+    // What the home Trash holds: names in its files and info folders.
+    QStringList trashed() const;
+    QStringList trashInfos() const;
+    // Every state journaled for `entryID`, in order.
+    QList<TrashTransactionState> journaledStates(const QUuid& entryID) const;
+
+    // The kind of the TrashTransactionError `call` throws; a test failure when it throws none.
+    template <class Call>
+    TrashTransactionError::Kind failure(Call call)
+    {
+        try {
+            call();
+        } catch (const TrashTransactionError& error) {
+            return error.kind();
+        }
+        ADD_FAILURE() << "no TrashTransactionError";
+        return TrashTransactionError::Kind::fileUnavailable;
+    }
+
+    TrashSandbox box;
+    QUuid session = QUuid::createUuid();
+    FreedesktopTrashCapabilityChecker checker;
+    FreedesktopTrashService service;
+    FreedesktopTrashReceipts receipts;
 };
 
 } // namespace kestrava::test
