@@ -9,6 +9,7 @@
 #include "platform/VolumeInfo.h"
 
 #include <QFile>
+#include <QScopeGuard>
 #include <QFileInfo>
 #include <QUuid>
 #include <sys/stat.h>
@@ -127,16 +128,17 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
         const auto removeInfo = [&] {
             ops_.unlink(QFile::encodeName(infoPath));
         };
-        try {
+        {
+            auto infoNotWritten = qScopeGuard([&] {
+                info = UniqueFd();
+                removeInfo();
+            });
             writeAll(info.get(), content.constData(), content.size(), infoPath, ops_);
             if (ops_.fsync(info.get()) != 0)
                 throw FileSystemError(FileSystemError::Operation::flush, infoPath, errno);
             info.close(infoPath);
             flushDirectory(trash->infoFolder(), ops_);
-        } catch (...) {
-            info = UniqueFd();
-            removeInfo();
-            throw;
+            infoNotWritten.dismiss();
         }
 
         testhooks::crashPoint(QStringLiteral("trash.before-move"));

@@ -1,5 +1,7 @@
 #include "TestSupport.h"
 
+#include "platform/FileOps.h"
+#include "platform/FileSystemError.h"
 #include "trash/TrashOperationLock.h"
 #include "trash/TrashTransactionError.h"
 
@@ -97,4 +99,26 @@ TEST(TrashOperationLock, symbolicLinkAtTheLockNameIsNotFollowed)
     } catch (const TrashTransactionError&) {
     }
     EXPECT_EQ(readFile(victim), victimContent);
+}
+
+// A lock that cannot be written is a folder that cannot hold the journal: the user hears the
+// system's reason, never that another session were running, and nothing is left behind.
+TEST(TrashOperationLock, unwritableLockNamesTheSystemsReasonNotAnotherSession)
+{
+    for (const auto& [op, errorNumber] : {std::pair{FileOps::Op::write, ENOSPC}, std::pair{FileOps::Op::link, EPERM}}) {
+        TempTree tree;
+        FaultInjectingFileOps ops;
+        ops.failAt(op, 1, errorNumber);
+        try {
+            TrashOperationLock lock(tree.root(), ops);
+            ADD_FAILURE() << "locked although the " << int(op) << " failed";
+        } catch (const TrashTransactionError& error) {
+            EXPECT_EQ(error.kind(), TrashTransactionError::Kind::journalUnavailable);
+            EXPECT_TRUE(error.description().endsWith(FileSystemError(FileSystemError::Operation::write, {}, errorNumber).reason()))
+                << error.description().toStdString();
+        }
+        EXPECT_EQ(filesBelow(tree.root()), QStringList()) << "a draft or lock was left behind";
+        ops.clearFaults();
+        TrashOperationLock lock(tree.root(), ops);
+    }
 }
