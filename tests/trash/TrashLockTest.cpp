@@ -27,7 +27,7 @@ bool lockRefused(const TempTree& tree)
         TrashOperationLock lock(tree.root());
         return false;
     } catch (const TrashTransactionError& error) {
-        EXPECT_EQ(error.description(), QStringLiteral("Eine andere destruktive Kestrava-Sitzung läuft bereits."));
+        EXPECT_EQ(error.kind(), TrashTransactionError::Kind::transactionAlreadyRunning);
         return true;
     }
 }

@@ -2,7 +2,7 @@
 // torn or zeroed: it opens again without being taken for damaged, holds at least every record acknowledged before the cut and never one
 // that was not being written, and takes the next record chained to the last whole one.
 
-#include "TestSupport.h"
+#include "TrashTestSupport.h"
 
 #include "platform/PowerCutFileOps.h"
 #include "trash/DurableTrashJournal.h"
@@ -14,29 +14,12 @@ using namespace kestrava;
 using namespace kestrava::test;
 using State = TrashTransactionState;
 
-namespace {
-
-TrashEntry entryNamed(const QString& name)
-{
-    TrashEntry entry;
-    entry.id = QUuid::createUuid();
-    entry.groupID = QUuid::createUuid();
-    entry.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/fotos/") + name);
-    entry.stagingURL = FileUrl::fromLocalPath(QStringLiteral("/ergebnis/Sicherheitsablage/") + name);
-    entry.sourceIdentity.path = entry.sourceURL.path();
-    entry.sourceIdentity.size = 1234;
-    entry.sourceIdentity.sha256 = QString(64, QLatin1Char('a'));
-    return entry;
-}
-
-} // namespace
-
 TEST(TrashJournalPowerCut, everyAcknowledgedRecordSurvivesAndTheJournalStaysUsable)
 {
     const QUuid session = QUuid::createUuid();
     // A long name makes one record span more than a page.
-    const QList<TrashEntry> entries{entryNamed(QStringLiteral("IMG_1.CR2")), entryNamed(QString(3000, QLatin1Char('x'))),
-                                    entryNamed(QStringLiteral("IMG_3.JPG"))};
+    const QList<TrashEntry> entries{journalEntryNamed(QStringLiteral("IMG_1.CR2")), journalEntryNamed(QString(3000, QLatin1Char('x'))),
+                                    journalEntryNamed(QStringLiteral("IMG_3.JPG"))};
     const auto appendAll = [&](const QString& base, FileOps& ops, int& acknowledged) {
         DurableTrashJournal journal(base, session, ops);
         for (const TrashEntry& entry : entries) {

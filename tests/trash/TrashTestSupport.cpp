@@ -84,4 +84,37 @@ QList<TrashTransactionState> TrashTransactionTest::journaledStates(const QUuid& 
     return states;
 }
 
+TrashEntry journalEntryNamed(const QString& name)
+{
+    TrashEntry entry;
+    entry.id = QUuid::createUuid();
+    entry.groupID = QUuid::createUuid();
+    entry.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/fotos/") + name);
+    entry.stagingURL = FileUrl::fromLocalPath(QStringLiteral("/ergebnis/Sicherheitsablage/") + name);
+    entry.sourceIdentity.path = entry.sourceURL.path();
+    entry.sourceIdentity.size = 1234;
+    entry.sourceIdentity.device = 2049;
+    entry.sourceIdentity.inode = 77;
+    entry.sourceIdentity.linkCount = 1;
+    entry.sourceIdentity.sha256 = QString(64, QLatin1Char('a'));
+    entry.sourceIdentity.resourceIdentifier = QStringLiteral("2049:77");
+    return entry;
+}
+
+SampleJournal writeSampleJournal(const QString& journalBase, const QUuid& session)
+{
+    using State = TrashTransactionState;
+    DurableTrashJournal journal(journalBase, session);
+    SampleJournal sample{journalEntryNamed(QStringLiteral("Übersicht 1.jpg")), journalEntryNamed(QStringLiteral("b%20.cr2"))};
+    journal.append(State::planned, sample.first, session);
+    journal.append(State::planned, sample.second, session);
+    journal.append(State::stagingIntent, sample.first, session);
+    sample.first.message = QStringLiteral("„zitiert“");
+    journal.append(State::stagedVerified, sample.first, session);
+    journal.append(State::stagingIntent, sample.second, session);
+    journal.append(State::stagedVerified, sample.second, session);
+    journal.append(State::deferred, sample.first, session);
+    return sample;
+}
+
 } // namespace kestrava::test

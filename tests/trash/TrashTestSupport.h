@@ -43,6 +43,17 @@ private:
     bool hadDataHome_ = false;
 };
 
+// A journal entry for the photo `name` below /fotos, with a made-up identity.
+TrashEntry journalEntryNamed(const QString& name);
+
+// Two entries, seven records, a quoted message and a name needing escapes: a journal with
+// something in the middle to break. Returns the entries as last journaled.
+struct SampleJournal {
+    TrashEntry first;
+    TrashEntry second;
+};
+SampleJournal writeSampleJournal(const QString& journalBase, const QUuid& session);
+
 // The trash transaction on a sandbox with the real Trash of the desktop: the fixture of every
 // test that prepares and commits.
 class TrashTransactionTest : public ::testing::Test {
