@@ -1,6 +1,5 @@
 #include "FreedesktopTrash.h"
 
-#include "CrashPoint.h"
 #include "TrashNames.h"
 #include "TrashTransactionError.h"
 
@@ -141,7 +140,6 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
             infoNotWritten.dismiss();
         }
 
-        testhooks::crashPoint(QStringLiteral("trash.before-move"));
         try {
             renameExclusive(source, target, ops_);
         } catch (const FileSystemError& error) {
@@ -152,7 +150,6 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
                 throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
             throw;
         }
-        testhooks::crashPoint(QStringLiteral("trash.after-move"));
         flushDirectory(trash->filesFolder(), ops_);
         flushDirectory(QFileInfo(source).path(), ops_);
 
