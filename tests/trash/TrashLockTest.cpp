@@ -1,3 +1,4 @@
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 
 #include "platform/FileOps.h"
@@ -8,7 +9,6 @@
 #include <QFile>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -30,17 +30,6 @@ bool lockRefused(const TempTree& tree)
         EXPECT_EQ(error.kind(), TrashTransactionError::Kind::transactionAlreadyRunning);
         return true;
     }
-}
-
-// A process id that certainly names no process: a child that has exited and been reaped.
-qint64 deadPid()
-{
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(0);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return child;
 }
 
 } // namespace
@@ -65,7 +54,7 @@ TEST(TrashOperationLock, holdsOwnPidWithOwnerOnlyPermissionsAndIsReleasedOnce)
 TEST(TrashOperationLock, staleLockOfDeadProcessIsTakenOver)
 {
     TempTree tree;
-    writeFile(lockPath(tree), QByteArray::number(deadPid()) + "\n");
+    writeFile(lockPath(tree), QByteArray::number(pidOfReapedProcess()) + "\n");
     TrashOperationLock lock(tree.root());
     EXPECT_EQ(readFile(lockPath(tree)), QByteArray::number(qint64(::getpid())));
 }
@@ -87,7 +76,7 @@ TEST(TrashOperationLock, liveOrUnreadableOwnerBlocks)
 TEST(TrashOperationLock, symbolicLinkAtTheLockNameIsNotFollowed)
 {
     TempTree tree;
-    const QByteArray victimContent = QByteArray::number(deadPid());
+    const QByteArray victimContent = QByteArray::number(pidOfReapedProcess());
     const QString victim = tree.write(QStringLiteral("victim"), victimContent);
     ASSERT_EQ(::symlink(QFile::encodeName(victim).constData(), QFile::encodeName(lockPath(tree)).constData()), 0);
     // The link's target names a dead process, but the lock is only ever created in place.

@@ -3,7 +3,7 @@
 // A sandbox for trash tests: originals, result folder, journal base and a private
 // XDG_DATA_HOME (so the home trash is a temporary folder on the same file system).
 
-#include "PosixFiles.h"
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 
 #include "trash/FreedesktopTrash.h"
