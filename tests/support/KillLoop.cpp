@@ -1,5 +1,6 @@
 #include "KillLoop.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QThread>
@@ -157,7 +158,9 @@ KilledProcess runKilledAfter(const QString& program, const QStringList& argument
     // Generous waits: a loaded machine may take long to start or reap a process.
     if (!process.waitForStarted(60000))
         return run;
-    while (run.output.count('\n') < moment.afterLines && process.state() == QProcess::Running) {
+    // A child that stops writing is killed all the same, rather than waited for until ctest gives up.
+    const QDeadlineTimer patience(std::chrono::minutes(2));
+    while (run.output.count('\n') < moment.afterLines && process.state() == QProcess::Running && !patience.hasExpired()) {
         process.waitForReadyRead(100);
         run.output += process.readAll();
     }
