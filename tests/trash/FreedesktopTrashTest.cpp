@@ -1,3 +1,4 @@
+#include "Reservations.h"
 #include "TrashTestSupport.h"
 
 #include "platform/FileSystemError.h"
@@ -278,11 +279,10 @@ TEST(FreedesktopTrash, abandonedReservationOfAMoveIsTakenBackAndNothingElse)
     const TrashDirectory home{box.homeTrash(), QString(), true};
     const auto leaveBehind = [&](const QString& name, const QString& source, bool marked) {
         writeFile(infos + name + QStringLiteral(".trashinfo"), FreedesktopTrashInfo::content(source, home, QDateTime::currentDateTime()));
-        writeFile(files + name, "");
-        const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
-        if (marked) {
-            ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(files + name).constData(), reservationMark, 0), 0);
-        }
+        if (marked)
+            leaveAbandonedReservation(files + name);
+        else
+            writeFile(files + name, "");
     };
     leaveBehind(QStringLiteral("IMG_3.CR2"), original, true);
     leaveBehind(QStringLiteral("IMG_4.CR2"), stranger, false);

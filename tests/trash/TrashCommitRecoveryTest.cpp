@@ -2,6 +2,7 @@
 // announced but never confirmed is settled from the disk, and each of the three trash services
 // failing in its own way holds one file for review without stopping the files after it for good.
 
+#include "Reservations.h"
 #include "TrashTestSupport.h"
 
 #include "platform/DurableFile.h"
@@ -273,9 +274,8 @@ TEST_F(TrashCommitRecoveryTest, abandonedReservationOfASafetyCopyIsStagedOver)
     const TrashPreparation first = prepare({photo});
     ASSERT_EQ(first.entries.size(), 1);
     const QString staging = first.entries[0].stagingURL.path();
-    ASSERT_TRUE(QFile::resize(staging, 0));
-    const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(staging).constData(), reservationMark, 0), 0);
+    ASSERT_TRUE(QFile::remove(staging));
+    leaveAbandonedReservation(staging);
     ASSERT_TRUE(isMarkedReservation(staging));
     {
         DurableTrashJournal journal(box.journalBase(), session);
