@@ -189,8 +189,6 @@ TEST(FreedesktopTrash, receiptOfAFileEmptiedReplacedOrChangedIsInvalid)
     outsideTrash.resultingURL = FileUrl::fromLocalPath(box.tree.write(QStringLiteral("files/f.jpg"), "pixels of f.jpg"));
     outsideTrash.identity = FileIdentity::capture(outsideTrash.resultingURL.path(), false);
     EXPECT_EQ(validationFailure(validator, outsideTrash, outsideTrash.identity.sha256), Kind::receiptInvalid);
-    EXPECT_EQ(TrashTransactionError(Kind::receiptInvalid, QStringLiteral("f.jpg")).description(),
-              QStringLiteral("Der Papierkorb-Nachweis für „f.jpg“ konnte nicht verifiziert werden."));
 }
 
 TEST(FreedesktopTrash, capabilityProbeLeavesNothingBehind)
