@@ -1,4 +1,5 @@
 #include "CliCommand.h"
+#include "CliWording.h"
 
 #include <QFile>
 #include <map>
@@ -20,9 +21,9 @@ std::map<QString, Entry>& registry()
 
 int printUsage()
 {
-    err() << "Aufruf: kestrava-cli <Befehl> [Argumente]\n\nBefehle:\n";
+    err() << commandListHeading() << "\n";
     for (const auto& [name, entry] : registry())
-        err() << "  kestrava-cli " << entry.usage << "\n";
+        err() << commandListEntry(QString::fromUtf8(entry.usage)) << "\n";
     err().flush();
     return usageError;
 }
@@ -48,7 +49,7 @@ QTextStream& err()
 
 int usage(const char* usageText)
 {
-    err() << "Aufruf: kestrava-cli " << usageText << "\n";
+    err() << usageLine(QString::fromUtf8(usageText)) << "\n";
     err().flush();
     return usageError;
 }

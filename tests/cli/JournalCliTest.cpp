@@ -1,7 +1,7 @@
 // kestrava-cli journal verify: the latest state of each entry of an intact journal, and a
 // refusal that changes nothing for a damaged one.
 
-#include "TestSupport.h"
+#include "TrashTestSupport.h"
 
 #include "trash/DurableTrashJournal.h"
 
@@ -13,42 +13,12 @@
 
 using namespace kestrava;
 using namespace kestrava::test;
-using State = TrashTransactionState;
-
-namespace {
-
-TrashEntry entryFor(const QString& name)
-{
-    TrashEntry entry;
-    entry.id = QUuid::createUuid();
-    entry.groupID = QUuid::createUuid();
-    entry.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/fotos/") + name);
-    entry.stagingURL = FileUrl::fromLocalPath(QStringLiteral("/ergebnis/Sicherheitsablage/") + name);
-    entry.sourceIdentity.path = entry.sourceURL.path();
-    entry.sourceIdentity.size = 1234;
-    entry.sourceIdentity.sha256 = QString(64, QLatin1Char('a'));
-    return entry;
-}
-
-} // namespace
 
 TEST(JournalCli, verifyPrintsLatestStatesAndRefusesADamagedJournal)
 {
     TempTree tree;
     const QUuid session = QUuid::createUuid();
-    {
-        DurableTrashJournal journal(tree.root(), session);
-        TrashEntry first = entryFor(QStringLiteral("Übersicht 1.jpg"));
-        const TrashEntry second = entryFor(QStringLiteral("b%20.cr2"));
-        journal.append(State::planned, first, session);
-        journal.append(State::planned, second, session);
-        journal.append(State::stagingIntent, first, session);
-        first.message = QStringLiteral("„zitiert“");
-        journal.append(State::stagedVerified, first, session);
-        journal.append(State::stagingIntent, second, session);
-        journal.append(State::stagedVerified, second, session);
-        journal.append(State::deferred, first, session);
-    }
+    writeSampleJournal(tree.root(), session);
     const QString path = DurableTrashJournal::journalPath(tree.root(), session);
     const CliResult ok = runCli({QStringLiteral("journal"), QStringLiteral("verify"), QFileInfo(path).path()});
     ASSERT_EQ(ok.exitCode, 0) << ok.err.toStdString();

@@ -1,12 +1,11 @@
 // kestrava-cli review end to end, and killed with SIGKILL at random moments: whatever it
 // acknowledged before dying is in the session afterwards.
 
-#include "TestSupport.h"
+#include "KillLoop.h"
 #include "model/FileUrl.h"
 #include "model/Json.h"
 #include "session/SessionStore.h"
 
-#include <QProcess>
 #include <QRandomGenerator>
 #include <gtest/gtest.h>
 
@@ -95,22 +94,12 @@ TEST(ReviewCli, killedAtRandomMomentsKeepsEveryAcknowledgedDecision)
     QRandomGenerator random(QRandomGenerator::global()->generate());
     for (int trial = 0; trial < 4; ++trial) {
         const QString store = tree.path(QStringLiteral("S%1").arg(trial));
-        QProcess process;
-        process.start(cliPath(), {QStringLiteral("review"), folder, QStringLiteral("--dest"), tree.path(QStringLiteral("Ziel")),
-                                  QStringLiteral("--mode"), QStringLiteral("safeCopy"), QStringLiteral("--store"), store,
-                                  QStringLiteral("--all"), QStringLiteral("delete")});
-        ASSERT_TRUE(process.waitForStarted());
         const int killAfter = int(random.bounded(1, 280));
-        QByteArray acknowledged;
-        while (acknowledged.count('\n') < killAfter && process.state() == QProcess::Running) {
-            process.waitForReadyRead(100);
-            acknowledged += process.readAllStandardError();
-        }
-        process.kill();
-        process.waitForFinished();
-        // Lines already written before the kill were acknowledged too.
-        acknowledged += process.readAllStandardError();
-
+        QByteArray acknowledged = runKilledAfter(
+            cliPath(),
+            {QStringLiteral("review"), folder, QStringLiteral("--dest"), tree.path(QStringLiteral("Ziel")), QStringLiteral("--mode"),
+             QStringLiteral("safeCopy"), QStringLiteral("--store"), store, QStringLiteral("--all"), QStringLiteral("delete")},
+            QProcessEnvironment::systemEnvironment(), {QProcess::StandardError, killAfter, {}}).output;
         // Only whole lines count: a line still being written at the kill acknowledged nothing.
         acknowledged.truncate(acknowledged.lastIndexOf('\n') + 1);
         QStringList groups;

@@ -3,7 +3,7 @@
 // complete; nothing of theirs is touched.
 
 #include "CliTestSupport.h"
-#include "PosixFiles.h"
+#include "PosixHelpers.h"
 
 #include <QDir>
 #include <QDirIterator>

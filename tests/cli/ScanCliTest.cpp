@@ -1,6 +1,6 @@
 // kestrava-cli scan / groups / generate: output coding, awkward names, exit codes.
 
-#include "PosixFiles.h"
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 #include "model/PhotoModelJson.h"
 #include "scanning/PhotoInventoryScanner.h"

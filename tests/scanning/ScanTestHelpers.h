@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PosixFiles.h"
+#include "PosixHelpers.h"
 #include "model/PhotoModel.h"
 
 #include <QStringList>

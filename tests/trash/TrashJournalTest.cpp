@@ -1,4 +1,4 @@
-#include "TestSupport.h"
+#include "TrashTestSupport.h"
 
 #include "trash/DurableTrashJournal.h"
 #include "trash/TrashTransactionError.h"
@@ -15,39 +15,13 @@ using State = TrashTransactionState;
 
 namespace {
 
-TrashEntry sampleEntry(const QString& name)
-{
-    TrashEntry entry;
-    entry.id = QUuid::createUuid();
-    entry.groupID = QUuid::createUuid();
-    entry.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/fotos/") + name);
-    entry.stagingURL = FileUrl::fromLocalPath(QStringLiteral("/ergebnis/Sicherheitsablage/") + name);
-    entry.sourceIdentity.path = entry.sourceURL.path();
-    entry.sourceIdentity.size = 1234;
-    entry.sourceIdentity.device = 2049;
-    entry.sourceIdentity.inode = 77;
-    entry.sourceIdentity.linkCount = 1;
-    entry.sourceIdentity.sha256 = QString(64, QLatin1Char('a'));
-    entry.sourceIdentity.resourceIdentifier = QStringLiteral("2049:77");
-    return entry;
-}
-
 class TrashJournalTest : public ::testing::Test {
 protected:
-    // Three entries, seven records: a journal with something in the middle to break.
     void writeSample()
     {
-        DurableTrashJournal journal(tree.root(), session);
-        first = sampleEntry(QStringLiteral("Übersicht 1.jpg"));
-        second = sampleEntry(QStringLiteral("b%20.cr2"));
-        journal.append(State::planned, first, session);
-        journal.append(State::planned, second, session);
-        journal.append(State::stagingIntent, first, session);
-        first.message = QStringLiteral("„zitiert“");
-        journal.append(State::stagedVerified, first, session);
-        journal.append(State::stagingIntent, second, session);
-        journal.append(State::stagedVerified, second, session);
-        journal.append(State::deferred, first, session);
+        const SampleJournal sample = writeSampleJournal(tree.root(), session);
+        first = sample.first;
+        second = sample.second;
     }
 
     QString path() const { return DurableTrashJournal::journalPath(tree.root(), session); }
@@ -165,7 +139,7 @@ TEST_F(TrashJournalTest, removedOrSwappedLinesAreCorruptButBlankLinesAreNot)
 TEST_F(TrashJournalTest, editBehindTheObjectsBackIsNoticedAtTheNextAppend)
 {
     DurableTrashJournal journal(tree.root(), session);
-    first = sampleEntry(QStringLiteral("a.jpg"));
+    first = journalEntryNamed(QStringLiteral("a.jpg"));
     journal.append(State::planned, first, session);
     journal.append(State::stagingIntent, first, session);
     const QByteArray before = readFile(path());
@@ -183,7 +157,7 @@ TEST_F(TrashJournalTest, failedWriteOrFlushReportsUnavailableAndLeavesNoRecordBe
 {
     FaultInjectingFileOps ops;
     DurableTrashJournal journal(tree.root(), session, ops);
-    first = sampleEntry(QStringLiteral("a.jpg"));
+    first = journalEntryNamed(QStringLiteral("a.jpg"));
     journal.append(State::planned, first, session);
 
     ops.failAt(FileOps::Op::write, 1, ENOSPC);
@@ -221,7 +195,7 @@ TEST_F(TrashJournalTest, appendsReadTheFileAgainOnlyWhenSomeoneElseChangedIt)
 {
     FaultInjectingFileOps ops;
     DurableTrashJournal journal(tree.root(), session, ops);
-    first = sampleEntry(QStringLiteral("a.jpg"));
+    first = journalEntryNamed(QStringLiteral("a.jpg"));
     const int readsAfterOpen = ops.callCount(FileOps::Op::read);
     for (int i = 0; i < 50; ++i)
         journal.append(State::planned, first, session);

@@ -1,7 +1,8 @@
 #pragma once
 
-// File-system calls tests need below Qt: names that are not UTF-8 (which QFile can neither
-// create nor remove), modification times set to the second, and who the test runs as.
+// What tests need below Qt: names that are not UTF-8 (which QFile can neither create nor
+// remove), modification times set to the second, who the test runs as, and a process id that
+// certainly names no process.
 
 #include <QByteArray>
 #include <QList>
@@ -31,5 +32,8 @@ private:
 void setModificationTime(const QString& path, qint64 secondsSinceEpoch);
 // Root reads and writes whatever the permissions say; tests of refused access need another user.
 bool runningAsRoot();
+// The id of a child that has exited and been reaped: no process has it (until the kernel hands
+// it out again, which takes a full turn of the id space).
+qint64 pidOfReapedProcess();
 
 } // namespace kestrava::test

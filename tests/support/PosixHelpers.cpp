@@ -1,8 +1,9 @@
-#include "PosixFiles.h"
+#include "PosixHelpers.h"
 
 #include <QFile>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kestrava::test {
@@ -45,6 +46,16 @@ void setModificationTime(const QString& path, qint64 secondsSinceEpoch)
 bool runningAsRoot()
 {
     return ::geteuid() == 0;
+}
+
+qint64 pidOfReapedProcess()
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return child;
 }
 
 } // namespace kestrava::test
