@@ -1,6 +1,7 @@
 #include "FileDialogs.h"
 
 #include "AppShell.h"
+#include "platform/MountTable.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <QApplication>
@@ -10,7 +11,6 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QStandardPaths>
-#include <QStorageInfo>
 #include <QTranslator>
 #include <QWindow>
 
@@ -20,27 +20,32 @@ using namespace Qt::StringLiterals;
 
 namespace DialogPlaces {
 
-QStringList removableMounts(const QStringList& mountPoints)
+QStringList removableMounts(const QList<Mount>& mounts)
 {
     QStringList cards;
-    for (const QString& mount : mountPoints) {
-        const QString clean = QDir::cleanPath(mount);
-        for (const QString& root : {u"/media/"_s, u"/run/media/"_s, u"/mnt/"_s})
-            if (clean.startsWith(root) && clean.size() > root.size()) {
-                cards.append(clean);
-                break;
-            }
+    for (const Mount& mount : mounts) {
+        const QString clean = QDir::cleanPath(mount.mountPoint);
+        if (mount.fsType == u"tmpfs"_s || mount.fsType == u"autofs"_s)
+            continue;
+        const auto below = [&clean](const QString& root) { return clean.startsWith(root) && clean.size() > root.size(); };
+        if (below(u"/media/"_s) || below(u"/run/media/"_s) || (below(u"/mnt/"_s) && mount.removableDevice))
+            cards.append(clean);
     }
     cards.sort();
+    cards.removeDuplicates();
     return cards;
 }
 
 QStringList mountedRemovableVolumes()
 {
-    QStringList mounts;
-    for (const QStorageInfo& volume : QStorageInfo::mountedVolumes())
-        if (volume.isValid() && volume.isReady())
-            mounts.append(volume.rootPath());
+    QList<Mount> mounts;
+    for (const MountEntry& entry : readMountTable()) {
+        Mount mount{entry.mountPoint, entry.fsType, false};
+        if (mount.mountPoint.startsWith(u"/mnt/"_s))
+            if (const std::optional<dev_t> device = blockDeviceOf(entry))
+                mount.removableDevice = isRemovableBlockDevice(*device);
+        mounts.append(mount);
+    }
     return removableMounts(mounts);
 }
 

@@ -27,8 +27,14 @@ class KestravaViewModel;
 
 namespace DialogPlaces {
 
-// Mount points where cards and sticks appear: below /media, /run/media or /mnt.
-QStringList removableMounts(const QStringList& mountPoints);
+struct Mount {
+    QString mountPoint;
+    QString fsType;
+    bool removableDevice = false; // on a block device with sysfs "removable" or on USB, MMC, FireWire
+};
+// Where cards and sticks appear, sorted: what the desktop mounted below /media or /run/media,
+// and below /mnt what sits on a removable device (an administrator's /mnt holds other things too).
+QStringList removableMounts(const QList<Mount>& mounts);
 // The mount points of the volumes mounted now, filtered as above.
 QStringList mountedRemovableVolumes();
 // The card that holds `path`, or empty.
