@@ -12,6 +12,7 @@
 #include <QLocale>
 #include <QStandardPaths>
 #include <QTranslator>
+#include <QScreen>
 #include <QWindow>
 
 namespace kestrava {
@@ -254,11 +255,14 @@ void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> cho
         if (!files.isEmpty() && !files.first().isEmpty())
             chosen(QFileInfo(files.first()).absoluteFilePath());
     });
-    // Stays above the window the user worked in, not somewhere behind it.
+    // Stays above the window the user worked in, not somewhere behind it; large enough that
+    // the path in "Suchen in" and the dates are not cut.
     if (QWindow* over = QGuiApplication::focusWindow()) {
         dialog->winId();
         if (QWindow* own = dialog->windowHandle(); own && own != over)
             own->setTransientParent(over);
+        if (over->screen())
+            dialog->resize(QSize(920, 580).boundedTo(over->screen()->availableSize() * 0.9));
     }
     dialog->setWindowModality(Qt::ApplicationModal);
     current_ = dialog;

@@ -39,8 +39,8 @@ QString revealFailedText(const QString& path)
 
 QString openFailedText(const QString& path)
 {
-    return u"Es wurde kein Programm gefunden, das „"_s + QFileInfo(path).fileName()
-           + u"“ öffnen kann. Du findest die Datei hier: "_s + QFileInfo(path).absoluteFilePath();
+    return u"Es wurde kein Programm gefunden, das diese Datei öffnen kann. Du findest sie hier: "_s
+           + QFileInfo(path).absoluteFilePath();
 }
 
 void reveal(const QString& path, QObject* context, FailureHandler failed, Opener opener)
