@@ -7,11 +7,40 @@ namespace kestrava::CommandLine {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+// Qt's own options, which QApplication takes out of the arguments later (a session manager
+// restarts the window with -session, a user may pick -platform or -style); with their value.
+const QStringList qtOptionsWithValue{u"platform"_s, u"platformpluginpath"_s, u"platformtheme"_s, u"plugin"_s,
+                                     u"qwindowgeometry"_s, u"qwindowtitle"_s, u"qwindowicon"_s, u"style"_s,
+                                     u"stylesheet"_s, u"session"_s, u"display"_s, u"geometry"_s, u"name"_s,
+                                     u"title"_s, u"visual"_s};
+const QStringList qtFlags{u"reverse"_s, u"nograb"_s, u"dograb"_s, u"sync"_s, u"widgetcount"_s, u"testability"_s};
+
+QString bareOption(const QString& argument)
+{
+    QString name = argument.mid(argument.startsWith(u"--"_s) ? 2 : 1);
+    return name.left(name.indexOf(u'='));
+}
+
+} // namespace
+
 Request parse(const QStringList& arguments, const QString& workingFolder)
 {
     Request request;
     bool optionsEnded = false;
-    for (const QString& argument : arguments) {
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (!optionsEnded && argument.startsWith(u'-') && argument != u"--"_s) {
+            const QString qtOption = bareOption(argument);
+            if (qtFlags.contains(qtOption) || qtOption.startsWith(u"qmljsdebugger"_s))
+                continue;
+            if (qtOptionsWithValue.contains(qtOption)) {
+                if (!argument.contains(u'='))
+                    ++i; // its value
+                continue;
+            }
+        }
         if (!optionsEnded && argument.startsWith(u'-')) {
             if (argument == u"--"_s)
                 optionsEnded = true;

@@ -267,7 +267,6 @@ void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> cho
     dialog->setWindowModality(Qt::ApplicationModal);
     current_ = dialog;
     dialog->show();
-    emit dialogOpened();
 }
 
 } // namespace kestrava

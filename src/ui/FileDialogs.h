@@ -72,9 +72,6 @@ public:
     // Qt's own dialog even where the desktop offers one, so tests can type into it.
     void setUseNativeDialogs(bool use) { useNative_ = use; }
 
-signals:
-    void dialogOpened();
-
 private:
     enum class Kind { folder, openFile, saveFile };
     struct Spec {

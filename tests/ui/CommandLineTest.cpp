@@ -33,6 +33,14 @@ TEST(CommandLine, pathsAreMadeAbsoluteAndOptionsRecognised)
     EXPECT_EQ(CommandLine::parse({u"Urlaub"_s, u"--help"_s}, cwd).action, Action::help);
     EXPECT_EQ(CommandLine::parse({u"--farbe"_s, u"-h"_s}, cwd).action, Action::help);
 
+    // Qt's own options are left to Qt, with their values: a session manager restarts the
+    // window with -session.
+    request = CommandLine::parse({u"-session"_s, u"10abc"_s, u"-platform"_s, u"xcb"_s, u"--style=Fusion"_s,
+                                  u"-reverse"_s, u"Urlaub"_s},
+                                 cwd);
+    EXPECT_EQ(request.action, Action::run);
+    EXPECT_EQ(request.path, u"/home/anna/Bilder/Urlaub"_s);
+
     // A folder named like an option after "--".
     request = CommandLine::parse({u"--"_s, u"-Entwürfe"_s}, cwd);
     EXPECT_EQ(request.action, Action::run);
