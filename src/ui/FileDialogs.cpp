@@ -180,7 +180,7 @@ void FileDialogs::exportCsv()
     if (!shell_->canExportDecisions())
         return;
     show({Kind::saveFile, u"Entscheidungen als CSV exportieren"_s, documentsStart(), shell_->suggestedCsvName(),
-          {u"CSV-Dateien (*.csv)"_s}, u"csv"_s},
+          {u"CSV-Dateien (*.csv)"_s}, u"csv"_s, false},
          [this](const QString& chosen) {
              if (const QString path = savePath(chosen, u"csv"_s); !path.isEmpty())
                  shell_->exportDecisionsCsv(path);
@@ -240,6 +240,7 @@ void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> cho
         dialog->setAcceptMode(QFileDialog::AcceptSave);
         dialog->setDefaultSuffix(spec.extension);
         dialog->setLabelText(QFileDialog::Accept, u"Speichern"_s);
+        dialog->setOption(QFileDialog::DontConfirmOverwrite, !spec.asksBeforeReplacing);
         break;
     }
     if (!spec.nameFilters.isEmpty())

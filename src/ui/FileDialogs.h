@@ -81,6 +81,8 @@ private:
         QString suggestedName;
         QStringList nameFilters;
         QString extension; // save dialogs: added when the typed name lacks it
+        // Save dialogs whose writer never replaces a file must not ask whether to.
+        bool asksBeforeReplacing = true;
     };
     // Shows the dialog without blocking; `chosen` receives the absolute path on acceptance.
     void show(const Spec& spec, std::function<void(const QString&)> chosen);

@@ -9,10 +9,13 @@
 #include "ui/FileDialogs.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLibraryInfo>
+#include <QMessageBox>
+#include <QTimer>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -127,6 +130,36 @@ TEST(FileDialogs, savedUnderATypedNameInAChangedFolderWithTheExtensionAdded)
     EXPECT_EQ(decodeSortSession(readFile(elsewhere + u"/Mein Stand.kestrava"_s)).id, rig.viewModel->session()->id);
     EXPECT_TRUE(readFile(elsewhere + u"/Liste.CSV"_s).startsWith("Datei,"));
     EXPECT_TRUE(readFile(elsewhere + u"/Bericht Mai.txt"_s).startsWith("Kestrava "));
+}
+
+TEST(FileDialogs, theExportAsksNothingItWouldNotDoAndKeepsTheFileThere)
+{
+    UiRig rig(1);
+    rig.loadShoot();
+    FileDialogs& dialogs = *rig.shell->dialogs();
+    dialogs.setUseNativeDialogs(false);
+    const QString existing = rig.tree.write(u"Liste.csv"_s, "meine Liste");
+    dialogs.exportCsv();
+    QFileDialog* dialog = openDialog(dialogs);
+    ASSERT_NE(dialog, nullptr);
+    // A question would block Enter in its own event loop; it is answered "No" and noted.
+    bool asked = false;
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, [&] {
+        if (auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            asked = true;
+            question->reject();
+        }
+    });
+    answer.start(100);
+    typeAndEnter(dialog, existing);
+    // No "replace?" question whose yes would be refused: the answer names the file at once.
+    EXPECT_FALSE(asked);
+    if (asked)
+        dialog->reject();
+    ASSERT_TRUE(waitUntil([&] { return !rig.shell->alertText().isEmpty(); }, 10000));
+    EXPECT_TRUE(rig.shell->alertText().contains(existing)) << rig.shell->alertText().toStdString();
+    EXPECT_EQ(readFile(existing), QByteArray("meine Liste"));
 }
 
 TEST(FileDialogs, theDialogSpeaksGermanAndOffersThePlaces)
