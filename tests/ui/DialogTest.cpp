@@ -16,6 +16,7 @@
 #include <QLibraryInfo>
 #include <QMessageBox>
 #include <QTimer>
+#include <QWindow>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -308,4 +309,34 @@ TEST(FileManagerDesktop, whenNothingAnswersTheUserLearnsWhereToLook)
         GTEST_SKIP() << "a file manager on this session bus answered";
     EXPECT_TRUE(messages.last().contains(folder)) << messages.last().toStdString();
     EXPECT_EQ(asked.last(), QUrl::fromLocalFile(folder));
+}
+
+TEST(FileDialogs, theWindowsButtonsAndKeysReachTheDialogs)
+{
+    UiRig rig(1);
+    rig.shell->dialogs()->setUseNativeDialogs(false);
+    QQuickWindow* window = rig.openMainWindow();
+    ASSERT_NE(window, nullptr);
+    window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+    window->requestActivate();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+
+    rig.click(rig.find(u"chooseSourceButton"_s));
+    QFileDialog* dialog = openDialog(*rig.shell->dialogs());
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
+    // Above the window it was opened from.
+    ASSERT_NE(dialog->windowHandle(), nullptr);
+    EXPECT_EQ(dialog->windowHandle()->transientParent(), window);
+    dialog->reject();
+    EXPECT_TRUE(waitUntil([&] { return rig.shell->dialogs()->currentDialog() == nullptr; }));
+
+    // Ctrl+S before anything is open: the answer, and no dialog.
+    window->requestActivate();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    rig.press(window, Qt::Key_S, Qt::ControlModifier);
+    ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->alertText().isEmpty(); }, 10000));
+    EXPECT_EQ(rig.viewModel->alertText(), u"Es ist noch keine Sitzung vorhanden."_s);
+    EXPECT_EQ(rig.shell->dialogs()->currentDialog(), nullptr);
 }
