@@ -42,6 +42,20 @@ QList<T> decodeList(const QJsonArray& array, const char* key, Decode decode)
     return out;
 }
 
+template <class T>
+QJsonArray encodeList(const QList<T>& list)
+{
+    QJsonArray array;
+    for (const T& element : list)
+        array.append(toJson(element));
+    return array;
+}
+
+QString sameText(const QString& text)
+{
+    return text;
+}
+
 } // namespace
 
 QJsonObject toJson(const FileIdentity& identity)
@@ -50,11 +64,10 @@ QJsonObject toJson(const FileIdentity& identity)
     o.insert(QLatin1String("path"), identity.path);
     putOptional(o, QLatin1String("bookmarkData"), identity.bookmarkData,
                 [](const QByteArray& b) { return QString::fromLatin1(b.toBase64()); });
-    const auto text = [](const QString& s) { return s; };
-    putOptional(o, QLatin1String("volumeUUID"), identity.volumeUUID, text);
-    putOptional(o, QLatin1String("documentIdentifier"), identity.documentIdentifier, text);
-    putOptional(o, QLatin1String("resourceIdentifier"), identity.resourceIdentifier, text);
-    putOptional(o, QLatin1String("generationIdentifier"), identity.generationIdentifier, text);
+    putOptional(o, QLatin1String("volumeUUID"), identity.volumeUUID, sameText);
+    putOptional(o, QLatin1String("documentIdentifier"), identity.documentIdentifier, sameText);
+    putOptional(o, QLatin1String("resourceIdentifier"), identity.resourceIdentifier, sameText);
+    putOptional(o, QLatin1String("generationIdentifier"), identity.generationIdentifier, sameText);
     o.insert(QLatin1String("device"), fromUnsigned(identity.device));
     o.insert(QLatin1String("inode"), fromUnsigned(identity.inode));
     o.insert(QLatin1String("linkCount"), fromUnsigned(identity.linkCount));
@@ -110,11 +123,8 @@ QJsonObject toJson(const TrashGroup& group)
 {
     QJsonObject o;
     o.insert(QLatin1String("id"), encodeUuid(group.id));
-    QJsonArray members;
-    for (const auto& member : group.members)
-        members.append(toJson(member));
-    o.insert(QLatin1String("members"), members);
-    putOptional(o, QLatin1String("validationError"), group.validationError, [](const QString& s) { return s; });
+    o.insert(QLatin1String("members"), encodeList(group.members));
+    putOptional(o, QLatin1String("validationError"), group.validationError, sameText);
     return o;
 }
 
@@ -158,7 +168,7 @@ QJsonObject toJson(const TrashEntry& entry, TrashDateStyle dates)
     putOptional(o, QLatin1String("stagingIdentity"), entry.stagingIdentity, [](const FileIdentity& i) { return toJson(i); });
     o.insert(QLatin1String("state"), rawValue(entry.state));
     putOptional(o, QLatin1String("receipt"), entry.receipt, [dates](const TrashReceipt& r) { return toJson(r, dates); });
-    putOptional(o, QLatin1String("message"), entry.message, [](const QString& s) { return s; });
+    putOptional(o, QLatin1String("message"), entry.message, sameText);
     return o;
 }
 
@@ -206,14 +216,8 @@ QJsonObject toJson(const TrashPreparation& preparation)
     QJsonObject o;
     o.insert(QLatin1String("sessionID"), encodeUuid(preparation.sessionID));
     o.insert(QLatin1String("stagingRoot"), preparation.stagingRoot.toUrlString());
-    QJsonArray entries;
-    for (const auto& entry : preparation.entries)
-        entries.append(toJson(entry));
-    o.insert(QLatin1String("entries"), entries);
-    QJsonArray volumes;
-    for (const auto& volume : preparation.sourceVolumes)
-        volumes.append(toJson(volume));
-    o.insert(QLatin1String("sourceVolumes"), volumes);
+    o.insert(QLatin1String("entries"), encodeList(preparation.entries));
+    o.insert(QLatin1String("sourceVolumes"), encodeList(preparation.sourceVolumes));
     o.insert(QLatin1String("sameVolumeAsSource"), preparation.sameVolumeAsSource);
     return o;
 }
