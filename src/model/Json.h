@@ -70,4 +70,11 @@ void putOptional(QJsonObject& object, QLatin1StringView key, const std::optional
         object.insert(key, encode(*value));
 }
 
+// Writes the text under `key` only when present.
+inline void putOptional(QJsonObject& object, QLatin1StringView key, const std::optional<QString>& value)
+{
+    if (value)
+        object.insert(key, *value);
+}
+
 } // namespace kestrava::json

@@ -51,11 +51,6 @@ QJsonArray encodeList(const QList<T>& list)
     return array;
 }
 
-QString sameText(const QString& text)
-{
-    return text;
-}
-
 } // namespace
 
 QJsonObject toJson(const FileIdentity& identity)
@@ -64,10 +59,10 @@ QJsonObject toJson(const FileIdentity& identity)
     o.insert(QLatin1String("path"), identity.path);
     putOptional(o, QLatin1String("bookmarkData"), identity.bookmarkData,
                 [](const QByteArray& b) { return QString::fromLatin1(b.toBase64()); });
-    putOptional(o, QLatin1String("volumeUUID"), identity.volumeUUID, sameText);
-    putOptional(o, QLatin1String("documentIdentifier"), identity.documentIdentifier, sameText);
-    putOptional(o, QLatin1String("resourceIdentifier"), identity.resourceIdentifier, sameText);
-    putOptional(o, QLatin1String("generationIdentifier"), identity.generationIdentifier, sameText);
+    putOptional(o, QLatin1String("volumeUUID"), identity.volumeUUID);
+    putOptional(o, QLatin1String("documentIdentifier"), identity.documentIdentifier);
+    putOptional(o, QLatin1String("resourceIdentifier"), identity.resourceIdentifier);
+    putOptional(o, QLatin1String("generationIdentifier"), identity.generationIdentifier);
     o.insert(QLatin1String("device"), fromUnsigned(identity.device));
     o.insert(QLatin1String("inode"), fromUnsigned(identity.inode));
     o.insert(QLatin1String("linkCount"), fromUnsigned(identity.linkCount));
@@ -124,7 +119,7 @@ QJsonObject toJson(const TrashGroup& group)
     QJsonObject o;
     o.insert(QLatin1String("id"), encodeUuid(group.id));
     o.insert(QLatin1String("members"), encodeList(group.members));
-    putOptional(o, QLatin1String("validationError"), group.validationError, sameText);
+    putOptional(o, QLatin1String("validationError"), group.validationError);
     return o;
 }
 
@@ -168,7 +163,7 @@ QJsonObject toJson(const TrashEntry& entry, TrashDateStyle dates)
     putOptional(o, QLatin1String("stagingIdentity"), entry.stagingIdentity, [](const FileIdentity& i) { return toJson(i); });
     o.insert(QLatin1String("state"), rawValue(entry.state));
     putOptional(o, QLatin1String("receipt"), entry.receipt, [dates](const TrashReceipt& r) { return toJson(r, dates); });
-    putOptional(o, QLatin1String("message"), entry.message, sameText);
+    putOptional(o, QLatin1String("message"), entry.message);
     return o;
 }
 
