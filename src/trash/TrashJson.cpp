@@ -42,15 +42,6 @@ QList<T> decodeList(const QJsonArray& array, const char* key, Decode decode)
     return out;
 }
 
-template <class T>
-QJsonArray encodeList(const QList<T>& list)
-{
-    QJsonArray array;
-    for (const T& element : list)
-        array.append(toJson(element));
-    return array;
-}
-
 } // namespace
 
 QJsonObject toJson(const FileIdentity& identity)
@@ -118,7 +109,7 @@ QJsonObject toJson(const TrashGroup& group)
 {
     QJsonObject o;
     o.insert(QLatin1String("id"), encodeUuid(group.id));
-    o.insert(QLatin1String("members"), encodeList(group.members));
+    o.insert(QLatin1String("members"), toJsonArray(group.members));
     putOptional(o, QLatin1String("validationError"), group.validationError);
     return o;
 }
@@ -211,8 +202,8 @@ QJsonObject toJson(const TrashPreparation& preparation)
     QJsonObject o;
     o.insert(QLatin1String("sessionID"), encodeUuid(preparation.sessionID));
     o.insert(QLatin1String("stagingRoot"), preparation.stagingRoot.toUrlString());
-    o.insert(QLatin1String("entries"), encodeList(preparation.entries));
-    o.insert(QLatin1String("sourceVolumes"), encodeList(preparation.sourceVolumes));
+    o.insert(QLatin1String("entries"), toJsonArray(preparation.entries));
+    o.insert(QLatin1String("sourceVolumes"), toJsonArray(preparation.sourceVolumes));
     o.insert(QLatin1String("sameVolumeAsSource"), preparation.sameVolumeAsSource);
     return o;
 }
