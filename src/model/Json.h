@@ -70,4 +70,21 @@ void putOptional(QJsonObject& object, QLatin1StringView key, const std::optional
         object.insert(key, encode(*value));
 }
 
+// Each element as its toJson() gives it, in order.
+template <class T>
+QJsonArray toJsonArray(const QList<T>& list)
+{
+    QJsonArray array;
+    for (const T& element : list)
+        array.append(toJson(element));
+    return array;
+}
+
+// Writes the text under `key` only when present.
+inline void putOptional(QJsonObject& object, QLatin1StringView key, const std::optional<QString>& value)
+{
+    if (value)
+        object.insert(key, *value);
+}
+
 } // namespace kestrava::json

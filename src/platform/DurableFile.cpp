@@ -1,4 +1,5 @@
 #include "DurableFile.h"
+#include "DurableFileDetail.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,15 +18,8 @@ namespace {
 
 using Op = FileSystemError::Operation;
 
-[[noreturn]] void fail(Op operation, const QString& path, int errorNumber)
-{
-    throw FileSystemError(operation, path, errorNumber);
-}
-
-QByteArray encoded(const QString& path)
-{
-    return QFile::encodeName(path);
-}
+using detail::encoded;
+using detail::fail;
 
 QString parentOf(const QString& path)
 {

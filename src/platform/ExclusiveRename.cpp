@@ -1,4 +1,5 @@
 #include "DurableFile.h"
+#include "DurableFileDetail.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -14,15 +15,8 @@ namespace {
 
 using Op = FileSystemError::Operation;
 
-[[noreturn]] void fail(Op operation, const QString& path, int errorNumber)
-{
-    throw FileSystemError(operation, path, errorNumber);
-}
-
-QByteArray encoded(const QString& path)
-{
-    return QFile::encodeName(path);
-}
+using detail::encoded;
+using detail::fail;
 
 // Link errors that say "this file system has no hard links" rather than "not here, not now".
 bool hasNoHardLinks(int error)

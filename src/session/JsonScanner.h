@@ -150,6 +150,52 @@ public:
         return depth == 0;
     }
 
+    // An object whose members `member(key)` reads one by one, the value after the colon.
+    template <class Member>
+    bool members(Member&& member)
+    {
+        if (!consume('{'))
+            return false;
+        QString key;
+        if (!peek('}')) {
+            do {
+                if (!string(key) || !consume(':') || !member(key))
+                    return false;
+            } while (consume(','));
+        }
+        return consume('}');
+    }
+
+    // As members(), for objects of known keys: `member(key)` returns the key's bit in `seen`,
+    // 0 for a key it does not know. A repeated key fails, so the general path names it.
+    template <class Member>
+    bool knownMembers(unsigned& seen, Member&& member)
+    {
+        seen = 0;
+        return members([&](const QString& key) {
+            const unsigned bit = member(key);
+            if (bit == 0 || (seen & bit))
+                return false;
+            seen |= bit;
+            return true;
+        });
+    }
+
+    // An array whose elements `element()` reads one by one.
+    template <class Element>
+    bool elements(Element&& element)
+    {
+        if (!consume('['))
+            return false;
+        if (consume(']'))
+            return true;
+        do {
+            if (!element())
+                return false;
+        } while (consume(','));
+        return consume(']');
+    }
+
 private:
     const char* p_;
     const char* begin_;

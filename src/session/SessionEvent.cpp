@@ -16,7 +16,7 @@ QJsonObject toJson(const SessionEvent& event)
     o.insert("kind"_L1, rawValue(event.kind));
     o.insert("sourcePaths"_L1, QJsonArray::fromStringList(event.sourcePaths));
     json::putOptional(o, "decision"_L1, event.decision, [](PhotoDecision d) { return rawValue(d); });
-    json::putOptional(o, "category"_L1, event.category, [](const QString& c) { return c; });
+    json::putOptional(o, "category"_L1, event.category);
     o.insert("currentIndex"_L1, event.currentIndex);
     json::putOptional(o, "executionRecord"_L1, event.executionRecord, [](const ExecutionRecord& r) { return toJson(r); });
     return o;

@@ -176,21 +176,32 @@ struct SessionStore::State {
         throw FileSystemError(FileSystemError::Operation::inspect, path, errno);
     }
 
+    // The file opened with `flags` and described in `info`; an invalid descriptor when it does
+    // not exist.
+    UniqueFd openExisting(const QString& path, int flags, struct stat& info)
+    {
+        using Op = FileSystemError::Operation;
+        const int fd = fileOps->open(QFile::encodeName(path), flags | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0) {
+            if (errno == ENOENT)
+                return {};
+            throw FileSystemError(Op::open, path, errno);
+        }
+        UniqueFd file(fd, *fileOps);
+        if (fileOps->fstat(file.get(), &info) != 0)
+            throw FileSystemError(Op::inspect, path, errno);
+        return file;
+    }
+
     // Cuts the file back to `length` (if longer) and flushes it, so that the shorter state is
     // what a crash leaves. A missing file has nothing to cut.
     void truncateDurably(const QString& path, qint64 length)
     {
         using Op = FileSystemError::Operation;
-        const int fd = fileOps->open(QFile::encodeName(path), O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
-        if (fd < 0) {
-            if (errno == ENOENT)
-                return;
-            throw FileSystemError(Op::open, path, errno);
-        }
-        UniqueFd file(fd, *fileOps);
         struct stat info {};
-        if (fileOps->fstat(file.get(), &info) != 0)
-            throw FileSystemError(Op::inspect, path, errno);
+        UniqueFd file = openExisting(path, O_WRONLY, info);
+        if (!file.isValid())
+            return;
         if (qint64(info.st_size) > length && fileOps->ftruncate(file.get(), off_t(length)) != 0)
             throw FileSystemError(Op::resize, path, errno);
         if (fileOps->fsync(file.get()) != 0)
@@ -203,16 +214,10 @@ struct SessionStore::State {
     bool endsMidLine(const QString& path)
     {
         using Op = FileSystemError::Operation;
-        const int fd = fileOps->open(QFile::encodeName(path), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-        if (fd < 0) {
-            if (errno == ENOENT)
-                return false;
-            throw FileSystemError(Op::open, path, errno);
-        }
-        UniqueFd file(fd, *fileOps);
         struct stat info {};
-        if (fileOps->fstat(file.get(), &info) != 0)
-            throw FileSystemError(Op::inspect, path, errno);
+        const UniqueFd file = openExisting(path, O_RDONLY, info);
+        if (!file.isValid())
+            return false;
         char last = '\n';
         if (info.st_size > 0 && ::pread(file.get(), &last, 1, info.st_size - 1) != 1)
             throw FileSystemError(Op::read, path, errno);

@@ -13,16 +13,12 @@ SessionStoreError SessionStoreError::unsupportedVersion(qint64 version)
 
 SessionStoreError SessionStoreError::csvInvalid(QString detail)
 {
-    SessionStoreError error(Kind::csvInvalid);
-    error.text_ = std::move(detail);
-    return error;
+    return SessionStoreError(Kind::csvInvalid, std::move(detail));
 }
 
 SessionStoreError SessionStoreError::sourceFolderMissing(QString path)
 {
-    SessionStoreError error(Kind::sourceFolderMissing);
-    error.text_ = std::move(path);
-    return error;
+    return SessionStoreError(Kind::sourceFolderMissing, std::move(path));
 }
 
 SessionStoreError SessionStoreError::corruptSession(QString diagnostic)
@@ -39,16 +35,12 @@ SessionStoreError SessionStoreError::csvHeaderMissing()
 
 SessionStoreError SessionStoreError::ambiguousRecoveryRow(QString fileName)
 {
-    SessionStoreError error(Kind::ambiguousRecoveryRow);
-    error.text_ = std::move(fileName);
-    return error;
+    return SessionStoreError(Kind::ambiguousRecoveryRow, std::move(fileName));
 }
 
 SessionStoreError SessionStoreError::sessionInUse(QString lockPath)
 {
-    SessionStoreError error(Kind::sessionInUse);
-    error.text_ = std::move(lockPath);
-    return error;
+    return SessionStoreError(Kind::sessionInUse, std::move(lockPath));
 }
 
 QString SessionStoreError::description() const

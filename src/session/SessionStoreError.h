@@ -37,7 +37,7 @@ public:
     QString description() const override;
 
 private:
-    explicit SessionStoreError(Kind kind) : kind_(kind) {}
+    explicit SessionStoreError(Kind kind, QString text = {}) : kind_(kind), text_(std::move(text)) {}
     Kind kind_;
     qint64 version_ = 0;
     QString text_;

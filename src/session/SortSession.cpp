@@ -51,10 +51,10 @@ QJsonObject toJson(const ExecutionRecord& record)
 {
     QJsonObject o;
     o.insert("sourcePath"_L1, record.sourcePath);
-    json::putOptional(o, "destinationPath"_L1, record.destinationPath, [](const QString& s) { return s; });
+    json::putOptional(o, "destinationPath"_L1, record.destinationPath);
     o.insert("status"_L1, rawValue(record.status));
     o.insert("verifiedSize"_L1, record.verifiedSize);
-    json::putOptional(o, "errorMessage"_L1, record.errorMessage, [](const QString& s) { return s; });
+    json::putOptional(o, "errorMessage"_L1, record.errorMessage);
     return o;
 }
 

@@ -14,83 +14,69 @@ namespace {
 
 using detail::JsonScanner;
 
-enum PhotoKey : unsigned {
-    captureDate = 1, category = 2, decision = 4, fileSize = 8, formatGroup = 16, modificationDate = 32,
-    relativePath = 64, sourceURL = 128, captureMilliseconds = 256, captureDateOrigin = 512
-};
+constexpr unsigned captureDate = 1, category = 2, decision = 4, fileSize = 8, formatGroup = 16, modificationDate = 32,
+                   relativePath = 64, sourceURL = 128, captureMilliseconds = 256, captureDateOrigin = 512;
 constexpr unsigned requiredPhotoKeys = captureDate | category | fileSize | formatGroup | modificationDate | relativePath | sourceURL;
 
 std::optional<PhotoItem> scanPhoto(JsonScanner& s)
 {
-    if (!s.consume('{'))
-        return std::nullopt;
     PhotoItem photo;
     qint64 milliseconds = 0;
     unsigned seen = 0;
-    QString key;
     QString text;
-    if (!s.peek('}')) {
-        do {
-            if (!s.string(key) || !s.consume(':'))
-                return std::nullopt;
-            unsigned bit = 0;
-            if (key == "fileSize"_L1) {
-                bit = fileSize;
-                if (!s.integer(photo.fileSize))
-                    return std::nullopt;
-            } else if (key == "captureMilliseconds"_L1) {
-                // Out of range: the general decoder names the damage.
-                bit = captureMilliseconds;
-                if (!s.integer(milliseconds) || milliseconds < 0 || milliseconds > 999)
-                    return std::nullopt;
-            } else {
-                if (!s.string(text))
-                    return std::nullopt;
-                if (key == "captureDate"_L1 || key == "modificationDate"_L1) {
-                    bit = key == "captureDate"_L1 ? captureDate : modificationDate;
-                    const auto date = json::decodeDate(text);
-                    if (!date)
-                        return std::nullopt;
-                    (bit == captureDate ? photo.captureDate : photo.modificationDate) = *date;
-                } else if (key == "captureDateOrigin"_L1) {
-                    bit = captureDateOrigin;
-                    const auto origin = enumFromRaw<CaptureDateOrigin>(text);
-                    if (!origin)
-                        return std::nullopt;
-                    photo.captureDateOrigin = *origin;
-                } else if (key == "category"_L1) {
-                    bit = category;
-                    photo.category = text;
-                } else if (key == "decision"_L1) {
-                    bit = decision;
-                    photo.decision = enumFromRaw<PhotoDecision>(text);
-                    if (!photo.decision)
-                        return std::nullopt;
-                } else if (key == "formatGroup"_L1) {
-                    bit = formatGroup;
-                    const auto group = enumFromRaw<PhotoFormatGroup>(text);
-                    if (!group)
-                        return std::nullopt;
-                    photo.formatGroup = *group;
-                } else if (key == "relativePath"_L1) {
-                    bit = relativePath;
-                    photo.relativePath = text;
-                } else if (key == "sourceURL"_L1) {
-                    bit = sourceURL;
-                    const auto url = FileUrl::fromUrlString(text);
-                    if (!url || !url->path().isValidUtf16())
-                        return std::nullopt;
-                    photo.sourceURL = *url;
-                } else {
-                    return std::nullopt;
-                }
-            }
-            if (seen & bit)
-                return std::nullopt;
-            seen |= bit;
-        } while (s.consume(','));
-    }
-    if (!s.consume('}') || (seen & requiredPhotoKeys) != requiredPhotoKeys)
+    const bool scanned = s.knownMembers(seen, [&](const QString& key) -> unsigned {
+        if (key == "fileSize"_L1)
+            return s.integer(photo.fileSize) ? fileSize : 0;
+        if (key == "captureMilliseconds"_L1) {
+            // Out of range: the general decoder names the damage.
+            return s.integer(milliseconds) && milliseconds >= 0 && milliseconds <= 999 ? captureMilliseconds : 0;
+        }
+        if (!s.string(text))
+            return 0;
+        if (key == "captureDate"_L1 || key == "modificationDate"_L1) {
+            const auto date = json::decodeDate(text);
+            if (!date)
+                return 0;
+            const bool capture = key == "captureDate"_L1;
+            (capture ? photo.captureDate : photo.modificationDate) = *date;
+            return capture ? captureDate : modificationDate;
+        }
+        if (key == "captureDateOrigin"_L1) {
+            const auto origin = enumFromRaw<CaptureDateOrigin>(text);
+            if (!origin)
+                return 0;
+            photo.captureDateOrigin = *origin;
+            return captureDateOrigin;
+        }
+        if (key == "category"_L1) {
+            photo.category = text;
+            return category;
+        }
+        if (key == "decision"_L1) {
+            photo.decision = enumFromRaw<PhotoDecision>(text);
+            return photo.decision ? decision : 0;
+        }
+        if (key == "formatGroup"_L1) {
+            const auto group = enumFromRaw<PhotoFormatGroup>(text);
+            if (!group)
+                return 0;
+            photo.formatGroup = *group;
+            return formatGroup;
+        }
+        if (key == "relativePath"_L1) {
+            photo.relativePath = text;
+            return relativePath;
+        }
+        if (key == "sourceURL"_L1) {
+            const auto url = FileUrl::fromUrlString(text);
+            if (!url || !url->path().isValidUtf16())
+                return 0;
+            photo.sourceURL = *url;
+            return sourceURL;
+        }
+        return 0;
+    });
+    if (!scanned || (seen & requiredPhotoKeys) != requiredPhotoKeys)
         return std::nullopt;
     photo.captureDate = photo.captureDate.addMSecs(milliseconds);
     if (!(seen & captureDateOrigin))
@@ -100,18 +86,14 @@ std::optional<PhotoItem> scanPhoto(JsonScanner& s)
 
 std::optional<QList<PhotoItem>> scanPhotos(JsonScanner& s)
 {
-    if (!s.consume('['))
-        return std::nullopt;
     QList<PhotoItem> photos;
-    if (s.consume(']'))
-        return photos;
-    do {
+    const bool scanned = s.elements([&] {
         auto photo = scanPhoto(s);
-        if (!photo)
-            return std::nullopt;
-        photos.append(std::move(*photo));
-    } while (s.consume(','));
-    if (!s.consume(']'))
+        if (photo)
+            photos.append(std::move(*photo));
+        return photo.has_value();
+    });
+    if (!scanned)
         return std::nullopt;
     return photos;
 }
@@ -132,31 +114,21 @@ SortSession decodeSortSessionGeneral(const QByteArray& bytes)
 std::optional<SortSession> decodeSortSessionFast(const QByteArray& bytes)
 {
     JsonScanner s(bytes);
-    if (!s.consume('{'))
-        return std::nullopt;
     std::optional<QList<PhotoItem>> lists[2];
     // Byte ranges of the two arrays, replaced by "[]" before Qt parses the rest.
     qsizetype spans[2][2] = {{-1, -1}, {-1, -1}};
-    QString key;
-    if (!s.peek('}')) {
-        do {
-            if (!s.string(key) || !s.consume(':'))
-                return std::nullopt;
-            const int list = key == "photos"_L1 ? 0 : key == "passThroughPhotos"_L1 ? 1 : -1;
-            if (list >= 0 && s.peek('[')) {
-                if (lists[list])
-                    return std::nullopt;
-                spans[list][0] = s.offset();
-                lists[list] = scanPhotos(s);
-                if (!lists[list])
-                    return std::nullopt;
-                spans[list][1] = s.offset();
-            } else if (!s.skipValue()) {
-                return std::nullopt;
-            }
-        } while (s.consume(','));
-    }
-    if (!s.consume('}') || (!lists[0] && !lists[1]))
+    const bool scanned = s.members([&](const QString& key) {
+        const int list = key == "photos"_L1 ? 0 : key == "passThroughPhotos"_L1 ? 1 : -1;
+        if (list < 0 || !s.peek('['))
+            return s.skipValue();
+        if (lists[list])
+            return false;
+        spans[list][0] = s.offset();
+        lists[list] = scanPhotos(s);
+        spans[list][1] = s.offset();
+        return lists[list].has_value();
+    });
+    if (!scanned || (!lists[0] && !lists[1]))
         return std::nullopt;
 
     QByteArray rest;

@@ -38,6 +38,15 @@ QString systemReason(int errorNumber)
     return FileSystemError(FileSystemError::Operation::write, QString(), errorNumber).reason();
 }
 
+// The journal is never reached through a symbolic link: a link there is not our file.
+UniqueFd openJournal(const QString& path, int flags, FileOps& ops)
+{
+    const int fd = ops.open(QFile::encodeName(path), flags | O_NOFOLLOW);
+    if (fd < 0)
+        throw unavailable(systemReason(errno));
+    return UniqueFd(fd, ops);
+}
+
 QByteArray readAll(int fd, FileOps& ops)
 {
     QByteArray data;
@@ -149,11 +158,8 @@ QString DurableTrashJournal::recordHash(const QString& previousHash, const QByte
 
 void DurableTrashJournal::fullSync(const QString& path, FileOps& ops)
 {
-    const int fd = ops.open(QFile::encodeName(path), O_RDWR | O_NOFOLLOW);
-    if (fd < 0)
-        throw unavailable(systemReason(errno));
-    UniqueFd file(fd, ops);
-    if (ops.fsync(fd) != 0)
+    const UniqueFd file = openJournal(path, O_RDWR, ops);
+    if (ops.fsync(file.get()) != 0)
         throw unavailable(systemReason(errno));
 }
 
@@ -196,12 +202,9 @@ DurableTrashJournal::DurableTrashJournal(const QString& baseDirectory, const QUu
         }
     }
 
-    const int fd = ops_.open(native, O_RDONLY | O_NOFOLLOW);
-    if (fd < 0)
-        throw unavailable(systemReason(errno));
-    UniqueFd file(fd, ops_);
+    const UniqueFd file = openJournal(path_, O_RDONLY, ops_);
     QMutexLocker lock(&mutex_);
-    reloadFrom(fd);
+    reloadFrom(file.get());
 }
 
 void DurableTrashJournal::reloadFrom(int fd)
@@ -246,16 +249,10 @@ void DurableTrashJournal::append(TrashTransactionState state, const TrashEntry& 
 {
     QMutexLocker lock(&mutex_);
     // Read and written through one descriptor, so what was verified is the file appended to.
-    const int fd = ops_.open(QFile::encodeName(path_), O_RDWR | O_APPEND | O_NOFOLLOW);
-    if (fd < 0)
-        throw unavailable(systemReason(errno));
-    UniqueFd file(fd, ops_);
-
+    UniqueFd file = openJournal(path_, O_RDWR | O_APPEND, ops_);
+    const int fd = file.get();
     struct stat info {};
-    if (ops_.fstat(fd, &info) != 0)
-        throw unavailable(systemReason(errno));
-    if (!verified_ || stampOf(info) != stamp_)
-        reloadFrom(fd);
+    ensureCurrent(fd, info);
 
     TrashJournalRecord record;
     record.payload.sequence = records_.size() + 1;
@@ -295,17 +292,19 @@ void DurableTrashJournal::append(TrashTransactionState state, const TrashEntry& 
     }
 }
 
-void DurableTrashJournal::ensureCurrent()
+void DurableTrashJournal::ensureCurrent(int fd, struct stat& info)
 {
-    const int fd = ops_.open(QFile::encodeName(path_), O_RDONLY | O_NOFOLLOW);
-    if (fd < 0)
-        throw unavailable(systemReason(errno));
-    UniqueFd file(fd, ops_);
-    struct stat info {};
     if (ops_.fstat(fd, &info) != 0)
         throw unavailable(systemReason(errno));
     if (!verified_ || stampOf(info) != stamp_)
         reloadFrom(fd);
+}
+
+void DurableTrashJournal::ensureCurrent()
+{
+    const UniqueFd file = openJournal(path_, O_RDONLY, ops_);
+    struct stat info {};
+    ensureCurrent(file.get(), info);
 }
 
 QList<TrashJournalRecord> DurableTrashJournal::records()
@@ -335,11 +334,8 @@ QList<TrashEntry> DurableTrashJournal::latestEntryList()
 
 QList<TrashJournalRecord> DurableTrashJournal::verifyFile(const QString& journalPath, FileOps& ops)
 {
-    const int fd = ops.open(QFile::encodeName(journalPath), O_RDONLY | O_NOFOLLOW);
-    if (fd < 0)
-        throw unavailable(systemReason(errno));
-    UniqueFd file(fd, ops);
-    return parseAndVerify(readAll(fd, ops));
+    const UniqueFd file = openJournal(journalPath, O_RDONLY, ops);
+    return parseAndVerify(readAll(file.get(), ops));
 }
 
 QList<TrashEntry> DurableTrashJournal::foldLatest(const QList<TrashJournalRecord>& records)

@@ -94,7 +94,9 @@ private:
     static Stamp stampOf(const struct stat& info);
     // Reads the whole file through `fd` from offset 0 and replaces the verified state.
     void reloadFrom(int fd);
-    // Verifies again unless the file is exactly as this object last left it.
+    // Verifies again through `fd` unless the file is exactly as this object last left it;
+    // `info` is left describing the file as found.
+    void ensureCurrent(int fd, struct stat& info);
     void ensureCurrent();
     void remember(const TrashJournalRecord& record);
 

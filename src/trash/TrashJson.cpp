@@ -50,11 +50,10 @@ QJsonObject toJson(const FileIdentity& identity)
     o.insert(QLatin1String("path"), identity.path);
     putOptional(o, QLatin1String("bookmarkData"), identity.bookmarkData,
                 [](const QByteArray& b) { return QString::fromLatin1(b.toBase64()); });
-    const auto text = [](const QString& s) { return s; };
-    putOptional(o, QLatin1String("volumeUUID"), identity.volumeUUID, text);
-    putOptional(o, QLatin1String("documentIdentifier"), identity.documentIdentifier, text);
-    putOptional(o, QLatin1String("resourceIdentifier"), identity.resourceIdentifier, text);
-    putOptional(o, QLatin1String("generationIdentifier"), identity.generationIdentifier, text);
+    putOptional(o, QLatin1String("volumeUUID"), identity.volumeUUID);
+    putOptional(o, QLatin1String("documentIdentifier"), identity.documentIdentifier);
+    putOptional(o, QLatin1String("resourceIdentifier"), identity.resourceIdentifier);
+    putOptional(o, QLatin1String("generationIdentifier"), identity.generationIdentifier);
     o.insert(QLatin1String("device"), fromUnsigned(identity.device));
     o.insert(QLatin1String("inode"), fromUnsigned(identity.inode));
     o.insert(QLatin1String("linkCount"), fromUnsigned(identity.linkCount));
@@ -110,11 +109,8 @@ QJsonObject toJson(const TrashGroup& group)
 {
     QJsonObject o;
     o.insert(QLatin1String("id"), encodeUuid(group.id));
-    QJsonArray members;
-    for (const auto& member : group.members)
-        members.append(toJson(member));
-    o.insert(QLatin1String("members"), members);
-    putOptional(o, QLatin1String("validationError"), group.validationError, [](const QString& s) { return s; });
+    o.insert(QLatin1String("members"), toJsonArray(group.members));
+    putOptional(o, QLatin1String("validationError"), group.validationError);
     return o;
 }
 
@@ -158,7 +154,7 @@ QJsonObject toJson(const TrashEntry& entry, TrashDateStyle dates)
     putOptional(o, QLatin1String("stagingIdentity"), entry.stagingIdentity, [](const FileIdentity& i) { return toJson(i); });
     o.insert(QLatin1String("state"), rawValue(entry.state));
     putOptional(o, QLatin1String("receipt"), entry.receipt, [dates](const TrashReceipt& r) { return toJson(r, dates); });
-    putOptional(o, QLatin1String("message"), entry.message, [](const QString& s) { return s; });
+    putOptional(o, QLatin1String("message"), entry.message);
     return o;
 }
 
@@ -206,14 +202,8 @@ QJsonObject toJson(const TrashPreparation& preparation)
     QJsonObject o;
     o.insert(QLatin1String("sessionID"), encodeUuid(preparation.sessionID));
     o.insert(QLatin1String("stagingRoot"), preparation.stagingRoot.toUrlString());
-    QJsonArray entries;
-    for (const auto& entry : preparation.entries)
-        entries.append(toJson(entry));
-    o.insert(QLatin1String("entries"), entries);
-    QJsonArray volumes;
-    for (const auto& volume : preparation.sourceVolumes)
-        volumes.append(toJson(volume));
-    o.insert(QLatin1String("sourceVolumes"), volumes);
+    o.insert(QLatin1String("entries"), toJsonArray(preparation.entries));
+    o.insert(QLatin1String("sourceVolumes"), toJsonArray(preparation.sourceVolumes));
     o.insert(QLatin1String("sameVolumeAsSource"), preparation.sameVolumeAsSource);
     return o;
 }

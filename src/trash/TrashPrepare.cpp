@@ -52,6 +52,19 @@ bool sourceLooksUnchanged(const FileIdentity& source)
         && qint64(info.st_ctim.tv_nsec) == source.statusChangeNanoseconds;
 }
 
+// A staging name someone else holds is a collision, whichever step met it.
+template <class Step>
+auto refusingCollision(const QString& name, Step step)
+{
+    try {
+        return step();
+    } catch (const FileSystemError& error) {
+        if (error.errorNumber() == EEXIST)
+            throw TrashTransactionError(Kind::stagingCollision, name);
+        throw;
+    }
+}
+
 // What a preflight refuses about one file; the file's group is left out, the others go on.
 bool isRefusal(TrashTransactionError::Kind kind)
 {
@@ -105,14 +118,7 @@ public:
             || quint64(info.st_ino) != entry.sourceIdentity.inode)
             throw TrashTransactionError(Kind::sourceChanged, name);
 
-        UniqueFd target;
-        try {
-            target = createExclusive(partial, ops_);
-        } catch (const FileSystemError& error) {
-            if (error.errorNumber() == EEXIST)
-                throw TrashTransactionError(Kind::stagingCollision, name);
-            throw;
-        }
+        UniqueFd target = refusingCollision(name, [&] { return createExclusive(partial, ops_); });
         qint64 copied = 0;
         for (;;) {
             const ssize_t got = ops_.read(in, buffer_.data(), buffer_.size());
@@ -201,13 +207,7 @@ void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry
         if (!sameContent(copied, entry.sourceIdentity))
             throw TrashTransactionError(sourceLooksUnchanged(entry.sourceIdentity) ? Kind::stagingChanged : Kind::sourceChanged, name);
 
-        try {
-            renameExclusive(partial, staging, ops);
-        } catch (const FileSystemError& error) {
-            if (error.errorNumber() == EEXIST)
-                throw TrashTransactionError(Kind::stagingCollision, name);
-            throw;
-        }
+        refusingCollision(name, [&] { renameExclusive(partial, staging, ops); });
         flushDirectory(folder, ops);
     } catch (const KestravaError& error) {
         if (pathExists(partial))

@@ -108,9 +108,7 @@ TEST(SessionCrash, aLiveWritersSessionIsRefusedAndAKilledWritersIsTakenOver)
 
     SessionStore store(folder);
     EXPECT_THROW(store.lockSession(session.id), SessionStoreError);
-    EXPECT_THROW(await(store.append(SessionEventKind::decision, {session.photos[0].sourceURL.path()},
-                                    PhotoDecision::keep, std::nullopt, 0, 0, session.id)),
-                 SessionStoreError);
+    EXPECT_THROW(decide(store, session, 0, PhotoDecision::keep), SessionStoreError);
 
     ::kill(pid_t(child.processId()), SIGKILL);
     ASSERT_TRUE(child.waitForFinished(60000));
@@ -118,7 +116,5 @@ TEST(SessionCrash, aLiveWritersSessionIsRefusedAndAKilledWritersIsTakenOver)
     EXPECT_NO_THROW(store.lockSession(session.id));
     const qint64 logged = store.lastLoggedSequence(session.id);
     EXPECT_GT(logged, 0);
-    EXPECT_EQ(await(store.append(SessionEventKind::decision, {session.photos[0].sourceURL.path()},
-                                 PhotoDecision::keep, std::nullopt, 0, 0, session.id)),
-              logged + 1);
+    EXPECT_EQ(decide(store, session, 0, PhotoDecision::keep), logged + 1);
 }

@@ -29,8 +29,7 @@ struct TwoSessions {
         await(store.saveSnapshot(healthy));
         await(store.saveSnapshot(damaged));
         for (int i = 0; i < 3; ++i)
-            await(store.append(SessionEventKind::decision, {damaged.photos[i].sourceURL.path()}, PhotoDecision::keep,
-                               std::nullopt, i, 0, damaged.id));
+            decide(store, damaged, i, PhotoDecision::keep, 0, i);
     }
 
     // Asserts that only the healthy session is offered and the damaged files are untouched.
@@ -154,10 +153,7 @@ TEST(SessionStoreFailure, failedWriteOrFlushIsThrownNumberStaysUsedAndLogStaysRe
         SessionStore store(tree.path(u"Sessions"_s), ops);
         const SortSession session = makeSession(4);
         await(store.saveSnapshot(session));
-        const auto decide = [&](int photo) {
-            return await(store.append(SessionEventKind::decision, {session.photos[photo].sourceURL.path()},
-                                      PhotoDecision::del, std::nullopt, photo, 0, session.id));
-        };
+        const auto decide = [&](int photo) { return test::decide(store, session, photo, PhotoDecision::del, 0, photo); };
         EXPECT_EQ(decide(0), 1);
         ops.failAt(op, 1, op == FileOps::Op::write ? ENOSPC : EIO);
         try {
@@ -193,10 +189,7 @@ TEST(SessionStoreFailure, failedFlushWhoseLineCannotBeCutOffNeverComesBack)
     SessionStore store(tree.path(u"Sessions"_s), ops);
     const SortSession session = makeSession(4);
     await(store.saveSnapshot(session));
-    const auto decide = [&](int photo) {
-        return await(store.append(SessionEventKind::decision, {session.photos[photo].sourceURL.path()},
-                                  PhotoDecision::del, std::nullopt, photo, 0, session.id));
-    };
+    const auto decide = [&](int photo) { return test::decide(store, session, photo, PhotoDecision::del, 0, photo); };
     EXPECT_EQ(decide(0), 1);
     ops.failAt(FileOps::Op::fsync, 1, EIO);
     ops.failAt(FileOps::Op::ftruncate, 1, EIO, true);

@@ -13,13 +13,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-qint64 decide(SessionStore& store, const SortSession& session, int photo, std::optional<PhotoDecision> decision,
-              qint64 after, int index = 0)
-{
-    return await(store.append(SessionEventKind::decision, {session.photos[photo].sourceURL.path()}, decision, std::nullopt,
-                              index, after, session.id));
-}
-
 // The log's events; blank lines (left by older versions, which padded events to a page) are none.
 QList<QByteArray> logLines(const QString& path)
 {

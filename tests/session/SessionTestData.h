@@ -44,4 +44,13 @@ T await(QFuture<T> future)
         return future.result();
 }
 
+// Logs a decision on one photo of `session` and returns the event's number once it is durable.
+// `after` is the number the caller last saw, `index` the photo shown.
+inline qint64 decide(SessionStore& store, const SortSession& session, int photo, std::optional<PhotoDecision> decision,
+                     qint64 after = 0, int index = 0)
+{
+    return await(store.append(SessionEventKind::decision, {session.photos[photo].sourceURL.path()}, decision, std::nullopt,
+                              index, after, session.id));
+}
+
 } // namespace kestrava::test

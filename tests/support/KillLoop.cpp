@@ -65,23 +65,8 @@ namespace {
 
 KilledRun runKilling(const QStringList& arguments, const QProcessEnvironment& killing)
 {
-    QProcess process;
-    process.setProcessEnvironment(killing);
-    process.start(cliPath(), arguments);
-    KilledRun run;
-    if (!process.waitForStarted(10000))
-        return run;
-    process.closeWriteChannel();
-    if (!process.waitForFinished(300000)) {
-        process.kill();
-        process.waitForFinished();
-        return run;
-    }
-    run.killed = process.exitStatus() == QProcess::CrashExit;
-    run.result.exitCode = run.killed ? -1 : process.exitCode();
-    run.result.out = process.readAllStandardOutput();
-    run.result.err = process.readAllStandardError();
-    return run;
+    const CliResult result = runCli(arguments, killing, 300000);
+    return {result.crashed, result};
 }
 
 } // namespace

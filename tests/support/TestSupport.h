@@ -39,6 +39,7 @@ struct CliResult {
     int exitCode = -1;
     QByteArray out;
     QByteArray err;
+    bool crashed = false; // ended by a signal rather than by exiting
 };
 // Path of the built kestrava-cli (from the KESTRAVA_CLI environment variable set by ctest).
 QString cliPath();

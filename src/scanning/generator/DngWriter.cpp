@@ -1,7 +1,6 @@
 #include "DngWriter.h"
+#include "ShootImages.h"
 
-#include <QBuffer>
-#include <QImageWriter>
 #include <QtEndian>
 
 #include <cmath>
@@ -21,27 +20,20 @@ struct Field {
     int patch = -1;  // >= 0: the value is an offset to be filled in (index into patch table)
 };
 
-QByteArray le16(std::initializer_list<quint16> values)
+template <class T>
+QByteArray littleEndian(std::initializer_list<T> values)
 {
     QByteArray out;
-    for (quint16 v : values) {
-        char b[2];
+    for (T v : values) {
+        char b[sizeof(T)];
         qToLittleEndian(v, b);
-        out.append(b, 2);
+        out.append(b, sizeof(T));
     }
     return out;
 }
 
-QByteArray le32(std::initializer_list<quint32> values)
-{
-    QByteArray out;
-    for (quint32 v : values) {
-        char b[4];
-        qToLittleEndian(v, b);
-        out.append(b, 4);
-    }
-    return out;
-}
+QByteArray le16(std::initializer_list<quint16> values) { return littleEndian(values); }
+QByteArray le32(std::initializer_list<quint32> values) { return littleEndian(values); }
 
 Field ascii(quint16 tag, const QString& text)
 {
@@ -152,16 +144,6 @@ private:
     std::vector<QByteArray> blobs_;
     std::vector<bool> nextIfdLinks_;
 };
-
-QByteArray encodeJpeg(const QImage& image, int quality)
-{
-    QByteArray out;
-    QBuffer buffer(&out);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setQuality(quality);
-    return writer.write(image) ? out : QByteArray();
-}
 
 // RGGB mosaic, 12-bit linear values in 16-bit words.
 QByteArray mosaic(const QImage& picture, QSize size)

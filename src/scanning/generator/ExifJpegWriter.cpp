@@ -10,8 +10,6 @@
 
 namespace kestrava::shootgen {
 
-namespace {
-
 QByteArray encodeJpeg(const QImage& picture, int quality)
 {
     QByteArray bytes;
@@ -23,8 +21,6 @@ QByteArray encodeJpeg(const QImage& picture, int quality)
         return {};
     return bytes;
 }
-
-} // namespace
 
 QByteArray jpegWithExif(const QImage& picture, int quality, const CameraTags& tags)
 {

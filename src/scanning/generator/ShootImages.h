@@ -19,6 +19,9 @@ struct CameraTags {
 // A seeded scene: gradient background, a handful of shapes and sensor-like noise.
 QImage renderScene(QSize size, quint64 seed);
 
+// A JPEG of `picture` without any metadata. Empty on failure.
+QByteArray encodeJpeg(const QImage& picture, int quality);
+
 // A JPEG of `picture` with the EXIF capture dates (DateTimeOriginal, DateTimeDigitized,
 // DateTime), each with its subsecond tag, camera make and model. Empty on failure.
 QByteArray jpegWithExif(const QImage& picture, int quality, const CameraTags& tags);
