@@ -1,6 +1,7 @@
 #include "ResumableSortExecutor.h"
 
 #include "ChunkPool.h"
+#include "RatingSidecar.h"
 #include "ResultPermissions.h"
 #include "ResumableSortError.h"
 #include "RunGuard.h"
@@ -13,6 +14,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QPromise>
 #include <QSet>
 #include <QtConcurrent/QtConcurrent>
@@ -50,6 +52,13 @@ void removeMovedSource(const PlannedAction& action, FileOps& ops)
     }
 }
 
+// The files the user counts: photos. A sidecar, whether travelling or written for a rating, is
+// part of its photo.
+bool isPartOfPhoto(const QString& recordKey)
+{
+    return isSidecarName(QFileInfo(recordKey).fileName()) || parseRatingRecordKey(recordKey).has_value();
+}
+
 bool isOutOfSpace(const KestravaError& error)
 {
     const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
@@ -68,13 +77,15 @@ struct Runner {
     QElapsedTimer clock;
     qint64 transferredBytes = 0;
     QSet<QString> preparedFolders;
+    // How each action of this run ended, by id: a rating sidecar waits for its photo.
+    QHash<QString, ExecutionActionStatus> outcomes;
 
     Runner(const SortExecutionPlan& plan, const ExecutionHandlers& handlers, FileOps& ops)
         : plan(plan), handlers(handlers), ops(ops), throttle(handlers.progress)
     {
         // Counted as the results are: the user's photos, a sidecar being part of its photo.
         progress.totalFiles = int(std::count_if(plan.actions.begin(), plan.actions.end(), [](const PlannedAction& action) {
-            return !isSidecarName(action.item.sourceURL.fileName());
+            return !isPartOfPhoto(action.id);
         }));
         progress.totalBytes = plan.totalBytes;
         clock.start();
@@ -186,7 +197,7 @@ struct Runner {
     static ExecutionRecord recordFor(const PlannedAction& action)
     {
         ExecutionRecord record;
-        record.sourcePath = action.item.sourceURL.path();
+        record.sourcePath = action.id;
         record.destinationPath = action.destinationURL.path();
         return record;
     }
@@ -251,9 +262,37 @@ struct Runner {
         });
     }
 
+    // A rating sidecar is written once every file it belongs with is in the result folder; a
+    // photo that did not get there leaves it waiting for the next run.
+    ExecutionRecord writeRating(const PlannedAction& action, bool& skipped)
+    {
+        ExecutionRecord record = recordFor(action);
+        try {
+            if (action.shouldSkip) {
+                record.verifiedSize = std::max<qint64>(fileSize(action.destinationURL, ops), 0);
+                skipped = true;
+            } else if (!std::all_of(action.prerequisites.begin(), action.prerequisites.end(), [&](const QString& id) {
+                           return outcomes.value(id, ExecutionActionStatus::pending) == ExecutionActionStatus::completed;
+                       })) {
+                record.errorMessage = ResumableSortError::ratingWaitsForPhoto(action.destinationURL.fileName()).description();
+                return record;
+            } else {
+                prepareFolder(action.destinationURL);
+                record.verifiedSize =
+                    writeRatingSidecar(action, action.keepRatingStars, plan.options.destinationRoot, ops);
+            }
+            record.status = ExecutionActionStatus::completed;
+        } catch (const KestravaError& error) {
+            fail(record, error);
+        }
+        return record;
+    }
+
     // Runs one action; returns its record and whether it was new work or an earlier run's.
     ExecutionRecord perform(const PlannedAction& action, bool& skipped)
     {
+        if (action.kind == PlannedActionKind::writeRating)
+            return writeRating(action, skipped);
         ExecutionRecord record = recordFor(action);
         try {
             prepareFolder(action.destinationURL);
@@ -308,7 +347,8 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     const auto deliver = [&](const ExecutionRecord& record, bool skipped) {
         // The counts are the user's photos; a sidecar that went along is part of its photo.
         // Its failure still shows, with its own name.
-        const bool sidecar = isSidecarName(QFileInfo(record.sourcePath).fileName());
+        const bool sidecar = isPartOfPhoto(record.sourcePath);
+        runner.outcomes.insert(record.sourcePath, record.status);
         if (record.status == ExecutionActionStatus::completed && !sidecar)
             ++(skipped ? result.skippedCount : result.organizedCount);
         if (record.status != ExecutionActionStatus::completed)
@@ -343,7 +383,7 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         result.pendingCount += int(plan.actions.size() - index);
         for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
             const PlannedAction& pending = plan.actions[rest];
-            result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
+            result.records.append(ExecutionRecord{pending.id, pending.destinationURL.path(),
                                                   ExecutionActionStatus::pending, 0, std::nullopt});
         }
         addError(message);
@@ -359,8 +399,12 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         }
         {
             std::lock_guard guard(runner.progressMutex);
-            runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
-            runner.progress.currentFilename = action.item.sourceURL.fileName();
+            // A rating sidecar is written as part of the photos' own phase.
+            if (action.kind != PlannedActionKind::writeRating)
+                runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
+            runner.progress.currentFilename = action.kind == PlannedActionKind::writeRating
+                ? action.destinationURL.fileName()
+                : action.item.sourceURL.fileName();
         }
         runner.report();
 
