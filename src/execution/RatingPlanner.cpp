@@ -2,6 +2,7 @@
 
 #include "model/SidecarRule.h"
 
+#include <QFileInfo>
 #include <QHash>
 
 namespace kestrava::ResumableSortExecutor {
@@ -80,24 +81,38 @@ FileUrl ratingSidecarBeside(const FileUrl& photoDestination)
 void appendRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QString, ExecutionRecord>& existingRecords)
 {
     // A sidecar that travelled with its photo lies beside it under the photo's stem; the
-    // rating goes into it rather than into a second file editors would not read.
-    QHash<QString, const PlannedAction*> travelledByStem;
+    // rating goes into it rather than into a second file editors would not read. One moved
+    // by an earlier run is no longer beside the original photo, so no file of the plan:
+    // its record tells where it went.
+    struct Travelled {
+        FileUrl path;
+        QString actionId; // empty when no action of this plan brings it
+    };
+    QHash<QString, Travelled> travelledByStem;
+    for (auto it = existingRecords.cbegin(); it != existingRecords.cend(); ++it) {
+        if (it->status != ExecutionActionStatus::completed || !it->destinationPath || parseRatingRecordKey(it.key())
+            || !isSidecarName(QFileInfo(it.key()).fileName()))
+            continue;
+        const FileUrl path = FileUrl::fromLocalPath(*it->destinationPath);
+        travelledByStem.insert(stemKey(path), Travelled{path, {}});
+    }
     for (const PlannedAction& action : std::as_const(plan.actions))
         if (isSidecarName(action.item.sourceURL.fileName()))
-            travelledByStem.insert(stemKey(action.destinationURL), &action);
+            travelledByStem.insert(stemKey(action.destinationURL), Travelled{action.destinationURL, action.id});
 
     QList<SharedSidecar> sidecars;
     QHash<QString, qsizetype> byPath;
     for (const PlannedAction& action : std::as_const(plan.actions)) {
         if (action.kind == PlannedActionKind::writeRating || isSidecarName(action.item.sourceURL.fileName()))
             continue;
-        const PlannedAction* travelled = travelledByStem.value(stemKey(action.destinationURL));
-        const FileUrl path = travelled ? travelled->destinationURL : ratingSidecarBeside(action.destinationURL);
+        const auto travelled = travelledByStem.constFind(stemKey(action.destinationURL));
+        const bool hasTravelled = travelled != travelledByStem.constEnd();
+        const FileUrl path = hasTravelled ? travelled->path : ratingSidecarBeside(action.destinationURL);
         const auto known = byPath.constFind(path.path());
         if (known == byPath.constEnd()) {
-            SharedSidecar sidecar{path, action.item, {}, travelled != nullptr};
-            if (travelled)
-                sidecar.prerequisites.append(travelled->id);
+            SharedSidecar sidecar{path, action.item, {}, hasTravelled};
+            if (hasTravelled && !travelled->actionId.isEmpty())
+                sidecar.prerequisites.append(travelled->actionId);
             byPath.insert(path.path(), sidecars.size());
             sidecars.append(sidecar);
         }

@@ -178,6 +178,21 @@ std::optional<RatingMarks> readRatingMarks(const QByteArray& packet)
     return RatingMarks{textOf(*data, ratingKey), textOf(*data, labelKey)};
 }
 
+bool holdsMarkedSidecar(const FileUrl& source, const FileUrl& destination, PhotoDecision decision, int keepStars,
+                        FileOps& ops)
+{
+    try {
+        const QByteArray there = readWholeFile(destination.path(), largestSidecar, ops);
+        struct stat info {};
+        const bool sourceLeft = ops.lstat(encodedPath(source.path()), &info) == 0;
+        const QByteArray original = sourceLeft ? readWholeFile(source.path(), largestSidecar, ops) : there;
+        const std::optional<QByteArray> marked = markedRatingSidecar(original, decision, keepStars);
+        return marked && *marked == there;
+    } catch (const FileSystemError&) {
+        return false;
+    }
+}
+
 qint64 writeRatingSidecar(const PlannedAction& action, int keepStars, const FileUrl& runFolder, FileOps& ops)
 {
     const FileUrl& destination = action.destinationURL;

@@ -37,6 +37,12 @@ struct RatingMarks {
 };
 std::optional<RatingMarks> readRatingMarks(const QByteArray& packet);
 
+// Whether the sidecar at `destination` is the one at `source` as a rating marked it; with the
+// source gone (moved there), whether it carries the mark already. A travelled sidecar's copy
+// differs from its original once marked, and is still the run's own result.
+bool holdsMarkedSidecar(const FileUrl& source, const FileUrl& destination, PhotoDecision decision, int keepStars,
+                        FileOps& ops = FileOps::system());
+
 // Carries out a writeRating action: the sidecar at the action's destination, written through a
 // hidden temporary in the same folder (flushed, then renamed into place, the folder flushed).
 // A sidecar that travelled there in this run is replaced by its marked version; any other file

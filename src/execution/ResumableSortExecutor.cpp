@@ -79,6 +79,8 @@ struct Runner {
     QSet<QString> preparedFolders;
     // How each action of this run ended, by id: a rating sidecar waits for its photo.
     QHash<QString, ExecutionActionStatus> outcomes;
+    // The rating actions that mark a travelled sidecar, by the sidecar's destination.
+    QHash<QString, const PlannedAction*> markingRatings;
 
     Runner(const SortExecutionPlan& plan, const ExecutionHandlers& handlers, FileOps& ops)
         : plan(plan), handlers(handlers), ops(ops), throttle(handlers.progress)
@@ -88,6 +90,9 @@ struct Runner {
             return !isPartOfPhoto(action.id);
         }));
         progress.totalBytes = plan.totalBytes;
+        for (const PlannedAction& action : plan.actions)
+            if (action.kind == PlannedActionKind::writeRating && action.updatesTravelledSidecar)
+                markingRatings.insert(action.destinationURL.path(), &action);
         clock.start();
     }
 
@@ -147,8 +152,20 @@ struct Runner {
     qint64 acceptExisting(const PlannedAction& action)
     {
         const bool sourceLeft = action.kind == PlannedActionKind::move && exists(action.item.sourceURL, ops);
-        const qint64 size = validateExistingDestination(action.item, action.destinationURL,
-                                                        plan.options.verificationMode, sourceLeft, ops);
+        qint64 size = 0;
+        try {
+            size = validateExistingDestination(action.item, action.destinationURL, plan.options.verificationMode,
+                                               sourceLeft, ops);
+        } catch (const ResumableSortError& error) {
+            // A travelled sidecar the rating has marked since is no longer its original's
+            // copy byte for byte, and still the run's own result.
+            const PlannedAction* rating = markingRatings.value(action.destinationURL.path());
+            if (error.kind() != ResumableSortError::Kind::verificationFailed || !rating
+                || !holdsMarkedSidecar(action.item.sourceURL, action.destinationURL,
+                                       rating->item.decision.value_or(PhotoDecision::keep), rating->keepRatingStars, ops))
+                throw;
+            size = fileSize(action.destinationURL, ops);
+        }
         if (sourceLeft) {
             flushDirectory(action.destinationURL.parent().path(), ops);
             removeMovedSource(action, ops);

@@ -170,6 +170,15 @@ TEST(RatingSidecars, aTravelledSidecarIsMarkedInTheResultOnlyKeepingTheUsersStar
         // Everything else the editor wrote is still there.
         EXPECT_TRUE(readFile(shoot.out + "/RAW/Behalten/IMG_1.xmp").contains("Exposure2012=\"+0.35\""));
 
+        // Resumed once more, the marked sidecars still count as the run's own copies (moved
+        // ones included, which are no longer beside their originals).
+        const QByteArray marked = readFile(shoot.out + "/RAW/Aussortiert/IMG_2.XMP");
+        RecordLog again = log;
+        const SortResult second = shoot.run(again, mode);
+        EXPECT_TRUE(second.errors.isEmpty()) << second.errors.join('\n').toStdString();
+        EXPECT_EQ(readFile(shoot.out + "/RAW/Aussortiert/IMG_2.XMP"), marked);
+        EXPECT_EQ(filesBelow(shoot.out).size(), 8);
+
         if (mode == SortOperationMode::safeCopy) {
             EXPECT_EQ(readFile(shoot.src + "/IMG_1.xmp"), editorSidecar(4));
             EXPECT_EQ(readFile(shoot.src + "/IMG_2.XMP"), editorSidecar(5));
