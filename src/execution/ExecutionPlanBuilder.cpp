@@ -256,7 +256,7 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         plan.actions.append(std::move(action));
     }
     if (keepStars)
-        appendRatingActions(plan, *keepStars, existingRecords);
+        prependRatingActions(plan, *keepStars, existingRecords);
 
     if (!deleted.isEmpty()) {
         const QList<qsizetype> deletedOrder = fileBrowserOrder(deleted);

@@ -78,7 +78,7 @@ FileUrl ratingSidecarBeside(const FileUrl& photoDestination)
     return photoDestination.parent().appending(stemOf(photoDestination.fileName()) + QStringLiteral(".xmp"));
 }
 
-void appendRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QString, ExecutionRecord>& existingRecords)
+void prependRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QString, ExecutionRecord>& existingRecords)
 {
     // A sidecar that travelled with its photo lies beside it under the photo's stem; the
     // rating goes into it rather than into a second file editors would not read. One moved
@@ -129,6 +129,8 @@ void appendRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QStr
         if (const std::optional<RatingRecordKey> key = parseRatingRecordKey(it.key()))
             recordedKeys.insert(key->photoSourcePath, it.key());
 
+    QList<PlannedAction> ratings;
+    ratings.reserve(sidecars.size());
     for (const SharedSidecar& sidecar : std::as_const(sidecars)) {
         PlannedAction action;
         const QString photoPath = sidecar.photo.sourceURL.path();
@@ -142,8 +144,9 @@ void appendRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QStr
         const auto record = existingRecords.constFind(action.id);
         action.shouldSkip = record != existingRecords.constEnd() && record->status == ExecutionActionStatus::completed
             && record->destinationPath == sidecar.path.path();
-        plan.actions.append(std::move(action));
+        ratings.append(std::move(action));
     }
+    plan.actions = ratings + plan.actions;
 }
 
 } // namespace kestrava::ResumableSortExecutor

@@ -16,8 +16,10 @@ std::optional<int> plannedKeepStars(const SortOptions& options, const QMap<QStri
 // "<photo's name without extension>.xmp" beside the photo.
 FileUrl ratingSidecarBeside(const FileUrl& photoDestination);
 
-// Appends one writeRating action per sidecar name to `plan`, whose copy and move actions are
-// complete (photos and the sidecars travelling with them).
-void appendRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QString, ExecutionRecord>& existingRecords);
+// Puts one writeRating action per sidecar name in front of the actions of `plan`, whose copy
+// and move actions are complete (photos and the sidecars travelling with them). In front, so
+// that journaling the plan in its order records the promise of sidecars first: a run killed
+// while its plan is journaled resumes with them, even when the option is not known then.
+void prependRatingActions(SortExecutionPlan& plan, int keepStars, const QMap<QString, ExecutionRecord>& existingRecords);
 
 } // namespace kestrava::ResumableSortExecutor

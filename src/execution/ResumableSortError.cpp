@@ -31,10 +31,13 @@ QString ResumableSortError::description() const
             + QStringLiteral("). Das Foto ist unverändert im Ergebnisordner; beim Fortsetzen wird sie erneut geschrieben.");
     case Kind::ratingSidecarTaken:
         return QStringLiteral("Im Ergebnisordner liegt bereits eine fremde Datei ") + quoted
-            + QStringLiteral(". Sie bleibt unverändert; die Bewertung wurde dort nicht eingetragen.");
+            + QStringLiteral(". Sie bleibt unverändert; die Bewertung wurde dort nicht eingetragen. Verschiebe die "
+                             "Datei und setze fort, damit die Bewertung geschrieben wird.");
     case Kind::ratingSidecarUnreadable:
         return QStringLiteral("Die Sidecar-Datei ") + quoted
-            + QStringLiteral(" ist keine lesbare XMP-Datei. Sie bleibt unverändert; die Bewertung wurde nicht eingetragen.");
+            + QStringLiteral(" ist keine lesbare XMP-Datei. Sie bleibt unverändert; die Bewertung wurde nicht "
+                             "eingetragen. Ersetze sie durch eine lesbare Fassung und setze fort, damit die Bewertung "
+                             "geschrieben wird.");
     case Kind::ratingWaitsForPhoto:
         return QStringLiteral("Die Bewertung ") + quoted
             + QStringLiteral(" wird geschrieben, sobald ihr Foto im Ergebnisordner ist.");

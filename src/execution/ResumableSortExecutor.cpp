@@ -393,13 +393,21 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         deliver(finished.get(), false);
     };
     const auto isCanceled = [&] { return handlers.isCanceled && handlers.isCanceled(); };
-    const auto stopAt = [&](qsizetype index, const QString& message) {
+    // Rating sidecars come first in the plan, so that their promise is journaled before any
+    // photo's, and are written last, once the photos they belong with are in place.
+    QList<qsizetype> order;
+    order.reserve(plan.actions.size());
+    for (const bool ratings : {false, true})
+        for (qsizetype index = 0; index < plan.actions.size(); ++index)
+            if ((plan.actions[index].kind == PlannedActionKind::writeRating) == ratings)
+                order.append(index);
+    const auto stopAt = [&](qsizetype position, const QString& message) {
         // The journal already holds a pending record for every planned file; leaving them
         // as they are is what lets the next run resume here.
         result.cancelled = true;
-        result.pendingCount += int(plan.actions.size() - index);
-        for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
-            const PlannedAction& pending = plan.actions[rest];
+        result.pendingCount += int(order.size() - position);
+        for (qsizetype rest = position; rest < order.size(); ++rest) {
+            const PlannedAction& pending = plan.actions[order[rest]];
             result.records.append(ExecutionRecord{pending.id, pending.destinationURL.path(),
                                                   ExecutionActionStatus::pending, 0, std::nullopt});
         }
@@ -407,8 +415,8 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     };
     const auto outOfSpace = [&] { return runner.outOfSpace.load(); };
 
-    for (qsizetype index = 0; index < plan.actions.size(); ++index) {
-        const PlannedAction& action = plan.actions[index];
+    for (qsizetype index = 0; index < order.size(); ++index) {
+        const PlannedAction& action = plan.actions[order[index]];
         if (isCanceled()) {
             settle();
             stopAt(index, cancellationMessage());

@@ -49,7 +49,7 @@ struct PlannedAction {
 };
 
 struct SortExecutionPlan {
-    QList<PlannedAction> actions;          // execution order
+    QList<PlannedAction> actions;          // journal order; execution order but for writeRating, run last
     QList<TrashSourceItem> deletions;      // organizeAndTrash: files decided delete
     QList<TrashGroup> deletionGroups;      // the same files grouped for the trash transaction
     int untouchedCount = 0;
@@ -98,7 +98,8 @@ bool receivesAction(const PhotoItem& item, SortOperationMode mode);
 // never take a name an earlier run already promised to another file.
 //
 // With `writeRatingSidecars`, or when `existingRecords` hold rating records (an earlier run
-// promised sidecars), the plan ends with one writeRating action per sidecar name: the
+// promised sidecars), the plan begins with one writeRating action per sidecar name (journaled
+// first, run last: see prependRatingActions and executeSynchronously): the
 // photo's result name with ".xmp" (or the name of the sidecar that travelled with it). Photos
 // sharing a stem in one folder share the sidecar, which carries the most favourable of their
 // decisions (keep, then maybe, then reject). A photo's fresh name is chosen so that its

@@ -242,11 +242,11 @@ TEST(RatingSidecars, photosSharingAStemInOneFolderShareOneSidecarAndAPairGetsOne
         if (action.kind != PlannedActionKind::writeRating)
             action.destinationURL = FileUrl::fromLocalPath(flat.out + "/" + action.item.sourceURL.fileName());
     shared.actions.removeIf([](const PlannedAction& action) { return action.kind == PlannedActionKind::writeRating; });
-    Executor::appendRatingActions(shared, 1, {});
+    Executor::prependRatingActions(shared, 1, {});
     ASSERT_EQ(shared.actions.size(), 3);
-    EXPECT_EQ(shared.actions[2].destinationURL.path(), flat.out + "/IMG_1.xmp");
-    EXPECT_EQ(shared.actions[2].item.decision, PhotoDecision::keep);
-    EXPECT_EQ(shared.actions[2].prerequisites, (QStringList{flat.src + "/IMG_1.CR2", flat.src + "/IMG_1.DNG"}));
+    EXPECT_EQ(shared.actions[0].destinationURL.path(), flat.out + "/IMG_1.xmp");
+    EXPECT_EQ(shared.actions[0].item.decision, PhotoDecision::keep);
+    EXPECT_EQ(shared.actions[0].prerequisites, (QStringList{flat.src + "/IMG_1.CR2", flat.src + "/IMG_1.DNG"}));
 }
 
 TEST(RatingSidecars, aRefusedWriteSaysSoInGermanLosesNothingAndIsRetried)
@@ -335,8 +335,14 @@ TEST(RatingSidecars, aResumedRunKeepsThePromisedStarsWithoutTheOption)
     EXPECT_TRUE(first.cancelled);
     EXPECT_EQ(filesBelow(shoot.out).join(u','), u"JPEG/Behalten/a.jpg,JPEG/Behalten/a.xmp,JPEG/Behalten/b.jpg"_qs);
 
-    // The session forgot the option; its records did not.
+    // The session forgot the option; its records did not. Even a run killed after journaling
+    // the first record of its plan has promised every sidecar.
     SortOptions plain = optionsFor(shoot.out, SortOperationMode::safeCopy);
+    const QMap<QString, ExecutionRecord> firstLine{{plan.actions[0].id, log.bySource.value(plan.actions[0].id)}};
+    const SortExecutionPlan early = Executor::buildPlan(shoot.items, plain, firstLine);
+    EXPECT_EQ(std::count_if(early.actions.begin(), early.actions.end(),
+                            [](const PlannedAction& action) { return action.kind == PlannedActionKind::writeRating; }),
+              2);
     const SortExecutionPlan resumed = Executor::buildPlan(shoot.items, plain, log.bySource);
     const SortResult second = Executor::executeSynchronously(resumed, true, log.handlers());
     EXPECT_TRUE(second.errors.isEmpty()) << second.errors.join('\n').toStdString();
