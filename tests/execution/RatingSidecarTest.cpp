@@ -6,6 +6,7 @@
 #include "execution/RatingSidecar.h"
 #include "execution/ResumableSortError.h"
 
+#include "CardImage.h"
 #include "ExecutionTestSupport.h"
 
 #include <QProcess>
@@ -348,4 +349,41 @@ TEST(RatingSidecars, aResumedRunKeepsThePromisedStarsWithoutTheOption)
     EXPECT_TRUE(second.errors.isEmpty()) << second.errors.join('\n').toStdString();
     EXPECT_EQ(rating(shoot.marks("JPEG/Behalten/a.xmp")), u"5"_qs);
     EXPECT_EQ(rating(shoot.marks("JPEG/Behalten/b.xmp")), u"5"_qs);
+}
+
+TEST(RatingSidecars, aResultFolderOnAFatCardGetsEverySidecarOnceAcrossResumes)
+{
+    CardImage card(CardFormat::fat, QStringLiteral("ZIEL"), 16);
+    if (!card.isMounted())
+        GTEST_SKIP() << card.skipReason().toStdString();
+    Shoot shoot;
+    shoot.out = card.path(QStringLiteral("Lauf"));
+    shoot.add("IMG_1.CR3", PhotoDecision::keep);
+    shoot.tree.write("src/IMG_1.XMP", editorSidecar(3));
+    shoot.add("IMG_2.JPG", PhotoDecision::del);
+    // FAT knows no case: a stranger's "img_3.XMP" is what "IMG_3.xmp" would be.
+    shoot.add("IMG_3.JPG", PhotoDecision::keep);
+    ASSERT_TRUE(QDir().mkpath(card.path("Lauf/JPEG/Behalten")));
+    writeFile(card.path("Lauf/JPEG/Behalten/img_3.XMP"), "a stranger's notes");
+    RecordLog log;
+    const SortResult result = shoot.run(log);
+    ASSERT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
+
+    QStringList files = filesBelow(shoot.out);
+    files.removeAll(QStringLiteral(".kestrava.lock"));
+    EXPECT_EQ(files.join(u','), u"JPEG/Aussortiert/IMG_2.JPG,JPEG/Aussortiert/IMG_2.xmp,JPEG/Behalten/IMG_3 2.JPG,"
+                                "JPEG/Behalten/IMG_3 2.xmp,JPEG/Behalten/img_3.XMP,RAW/Behalten/IMG_1.CR3,"
+                                "RAW/Behalten/IMG_1.XMP"_qs);
+    EXPECT_EQ(readFile(card.path("Lauf/JPEG/Behalten/img_3.XMP")), "a stranger's notes");
+    EXPECT_EQ(rating(shoot.marks("RAW/Behalten/IMG_1.XMP")), u"3"_qs);
+    EXPECT_EQ(rating(shoot.marks("JPEG/Aussortiert/IMG_2.xmp")), u"-1"_qs);
+    EXPECT_EQ(rating(shoot.marks("JPEG/Behalten/IMG_3 2.xmp")), u"1"_qs);
+
+    RecordLog again = log;
+    const SortResult second = shoot.run(again);
+    EXPECT_TRUE(second.errors.isEmpty()) << second.errors.join('\n').toStdString();
+    QStringList after = filesBelow(shoot.out);
+    after.removeAll(QStringLiteral(".kestrava.lock"));
+    EXPECT_EQ(after, files);
+    EXPECT_EQ(rating(shoot.marks("RAW/Behalten/IMG_1.XMP")), u"3"_qs);
 }
