@@ -20,6 +20,10 @@ struct Registration {
 
 enum ExitCode { success = 0, failure = 1, usageError = 2 };
 
+// Runs the subcommand named by the first argument with the rest; prints the command list and
+// returns usageError when there is none or it is unknown.
+int run(QStringList arguments);
+
 QTextStream& out();
 QTextStream& err();
 

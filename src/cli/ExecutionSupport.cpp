@@ -1,6 +1,7 @@
 #include "ExecutionSupport.h"
 
 #include "CliCommand.h"
+#include "CliWording.h"
 #include "model/Json.h"
 #include "execution/SortResultJson.h"
 #include "execution/StoragePreflight.h"
@@ -39,7 +40,7 @@ public:
             char buffer[16];
             while (::read(signalPipe[0], buffer, sizeof buffer) > 0) {
             }
-            err() << "\nAbbruch angefordert – der Lauf hält vor der nächsten Datei an.\n";
+            err() << "\n" << stopRequested() << "\n";
             err().flush();
             viewModel.cancelExecution();
         });

@@ -1,4 +1,5 @@
 #include "CliCommand.h"
+#include "CliWording.h"
 
 #include "model/EnumNames.h"
 #include "preview/PreviewRenderer.h"
@@ -29,15 +30,15 @@ int runPreview(const QStringList& arguments)
         return cli::fail(preview::notRegularFileMessage(input));
     const std::optional<PreviewPayload> payload = PreviewRenderer::render(input, size);
     if (!payload)
-        return cli::fail(QStringLiteral("Für „%1“ kann keine Vorschau erzeugt werden.").arg(QFileInfo(input).fileName()));
+        return cli::fail(cli::noPreviewPossible(QFileInfo(input).fileName()));
 
     const QString output = args.value(QStringLiteral("--out"));
     if (QFileInfo::exists(output))
-        return cli::fail(QStringLiteral("„%1“ existiert bereits und wird nicht überschrieben.").arg(output));
+        return cli::fail(cli::outputExists(output));
     QImageWriter writer(output, "jpeg");
     writer.setQuality(82);
     if (!writer.write(payload->image))
-        return cli::fail(QStringLiteral("„%1“ konnte nicht geschrieben werden: %2").arg(output, writer.errorString()));
+        return cli::fail(cli::outputNotWritten(output, writer.errorString()));
 
     QJsonObject result;
     result.insert(QStringLiteral("width"), payload->image.width());

@@ -1,7 +1,7 @@
 #include "ProgressReporter.h"
 
 #include "CliCommand.h"
-#include "ProgressText.h"
+#include "CliWording.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <unistd.h>

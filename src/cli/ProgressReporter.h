@@ -4,7 +4,7 @@
 // plain lines at most once per second and at every change of phase or title, so a log file
 // stays readable and a pipe is not flooded.
 
-#include "ProgressText.h"
+#include "CliWording.h"
 
 #include <QElapsedTimer>
 #include <QMetaObject>

@@ -2,6 +2,7 @@
 // an earlier run finished are validated and skipped; the lock of a run that died is taken over.
 
 #include "CliCommand.h"
+#include "CliWording.h"
 #include "ExecutionSupport.h"
 #include "ProgressReporter.h"
 #include "ReviewFlow.h"
@@ -30,14 +31,13 @@ int runResume(const QStringList& arguments)
         return cli::fail(error.description());
     }
     if (!session)
-        return cli::fail(QStringLiteral("Es gibt keine unterbrochene Sitzung, die fortgesetzt werden kann."));
+        return cli::fail(cli::noInterruptedSession());
 
     // A sort stopped while its decisions were still being recorded never reached its run:
     // nothing was copied or moved, and only a new sort knows the decisions it was given.
     if ((session->status == SortSessionStatus::reviewing || session->status == SortSessionStatus::ready)
         && session->executionRecords.isEmpty())
-        return cli::fail(QStringLiteral("Die letzte Sitzung wurde vor dem Start der Sortierung unterbrochen; es wurde "
-                                        "nichts kopiert oder verschoben. Starte die Sortierung erneut."));
+        return cli::fail(cli::interruptedBeforeSorting());
 
     KestravaViewModel viewModel(cli::headlessServices(*store));
     // Refused while another window or run writes the session.
@@ -50,8 +50,7 @@ int runResume(const QStringList& arguments)
     if (const auto& preparation = viewModel.preparedTrash(); preparation && !preparation->entries.isEmpty()) {
         cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
         cli::reportMessages(viewModel);
-        cli::err() << "Die Sicherheitsablage ist vorbereitet: weiter mit „kestrava-cli trash commit“ oder "
-                      "„kestrava-cli trash defer“.\n";
+        cli::err() << cli::safetyCopiesPrepared() << "\n";
         cli::err().flush();
         return preparation->needsReviewCount() == 0 ? cli::success : cli::failure;
     }

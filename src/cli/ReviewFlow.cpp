@@ -5,6 +5,8 @@
 
 #include "ReviewFlow.h"
 
+#include "CliWording.h"
+
 #include "platform/DurableFile.h"
 #include "scanning/MetadataPipeline.h"
 #include "session/SessionStore.h"
@@ -112,7 +114,7 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
     // Said before the review, so a run killed later has still told its user.
     for (const QString& note : {viewModel.skippedEntriesNoteText(), viewModel.destinationBaseWarning()})
         if (!note.isEmpty())
-            err() << "Hinweis: " << note << "\n";
+            err() << cli::note(note) << "\n";
     err().flush();
     if (request.choice)
         viewModel.chooseFormatReview(*request.choice);
@@ -139,7 +141,7 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
     const QMetaObject::Connection counting =
         QObject::connect(&viewModel, &KestravaViewModel::decisionCommitted, [&](const QString& groupID) {
             ++committed;
-            err() << "entschieden " << committed << " " << groupID << "\n";
+            err() << decisionAcknowledged(committed, groupID) << "\n";
             err().flush();
         });
     const auto stopCounting = qScopeGuard([&] { QObject::disconnect(counting); });
@@ -151,7 +153,7 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
             if (!decision && listed.contains(FileUrl::fromLocalPath(candidate)))
                 decision = listed.value(FileUrl::fromLocalPath(candidate));
         if (!decision)
-            return QStringLiteral("Für „%1“ enthält die Liste keine Entscheidung.").arg(group.previewURL.fileName());
+            return noDecisionListed(group.previewURL.fileName());
         // What the preview loader reports once the picture is on screen.
         viewModel.setPreviewReady(true, group.previewURL.path());
         const int before = committed;

@@ -1,4 +1,5 @@
 #include "CliCommand.h"
+#include "CliWording.h"
 #include "scanning/PhotoInventoryScanner.h"
 #include "scanning/PhotoScannerError.h"
 #include "session/JsonTextWriter.h"
@@ -44,7 +45,7 @@ int runScan(const QStringList& arguments)
         const PhotoScanOutcome outcome = PhotoInventoryScanner::scanDetailed(folder);
         printItemsStreaming(outcome.items);
         if (const QString note = skippedEntriesNote(outcome.skippedEntryCount()); !note.isEmpty())
-            cli::err() << "Hinweis: " << note << "\n";
+            cli::err() << cli::note(note) << "\n";
         cli::err().flush();
         return cli::success;
     } catch (const KestravaError& error) {

@@ -3,6 +3,7 @@
 // session stays resumable); --confirm-trash gives the second confirmation and commits.
 
 #include "CliCommand.h"
+#include "CliWording.h"
 #include "ExecutionSupport.h"
 #include "ProgressReporter.h"
 #include "ReviewFlow.h"
@@ -30,7 +31,7 @@ bool saveReport(const KestravaViewModel& viewModel, const QString& path)
         atomicCreate(path, viewModel.reportText().toUtf8(), FileOps::system(), 0666);
         return true;
     } catch (const KestravaError& error) {
-        cli::err() << "Der Bericht konnte nicht gespeichert werden: " << error.description() << "\n";
+        cli::err() << cli::reportNotSaved(error.description()) << "\n";
         return false;
     }
 }
@@ -48,7 +49,7 @@ int runSort(const QStringList& arguments)
         args.has(QStringLiteral("--report")) ? std::optional(cli::absolutePath(args.value(QStringLiteral("--report"))))
                                              : std::nullopt;
     if (report && QFileInfo::exists(*report))
-        return cli::fail(QStringLiteral("„%1“ existiert bereits und wird nicht überschrieben.").arg(*report));
+        return cli::fail(cli::outputExists(*report));
     const bool trashMode = request.mode == SortOperationMode::organizeAndTrash;
     if (args.has(QStringLiteral("--confirm-trash")) && !trashMode)
         return cli::usage(sortUsage);
@@ -82,7 +83,7 @@ int runSort(const QStringList& arguments)
     cli::reportMessages(viewModel);
     // Files left out by the scan are still in the source: the run must not pass for complete.
     if (viewModel.skippedEntryCount() > 0) {
-        cli::err() << "Hinweis: " << viewModel.skippedEntriesNoteText() << "\n";
+        cli::err() << cli::note(viewModel.skippedEntriesNoteText()) << "\n";
         cli::err().flush();
         ok = false;
     }

@@ -3,6 +3,7 @@
 // parks the transaction ("Später entscheiden") with originals and safety copies in place.
 
 #include "CliCommand.h"
+#include "CliWording.h"
 #include "ExecutionSupport.h"
 #include "ProgressReporter.h"
 #include "ReviewFlow.h"
@@ -62,7 +63,7 @@ int runTrash(const QStringList& arguments)
     const auto store = cli::openStore(args);
     const std::optional<SortSession> session = latestWithOpenTransaction(*store);
     if (!session)
-        return cli::fail(QStringLiteral("Es gibt keinen vorbereiteten Papierkorb-Vorgang."));
+        return cli::fail(cli::noPreparedTrashTransaction());
 
     KestravaViewModel viewModel(cli::headlessServices(*store));
     // Refused while another window or run writes the session.

@@ -9,6 +9,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QFileInfo>
 #include <QUuid>
 
@@ -49,14 +50,13 @@ public:
         path_ = lockPath + QLatin1Char('.') + QString::fromLatin1(pid) + QLatin1Char('.')
             + QUuid::createUuid().toString(QUuid::Id128);
         UniqueFd file = createExclusive(path_, ops_, O_WRONLY, 0600);
-        try {
-            writeAll(file.get(), pid.constData(), pid.size(), path_, ops_);
-            file.close(path_);
-        } catch (...) {
+        auto notWritten = qScopeGuard([&] {
             file = UniqueFd();
             ops_.unlink(QFile::encodeName(path_));
-            throw;
-        }
+        });
+        writeAll(file.get(), pid.constData(), pid.size(), path_, ops_);
+        file.close(path_);
+        notWritten.dismiss();
         written_ = true;
     }
 

@@ -4,11 +4,27 @@ namespace kestrava {
 
 using namespace Qt::StringLiterals;
 
+int captureMillisecondsOf(const QDateTime& date)
+{
+    if (!date.isValid())
+        return 0;
+    return int((date.toMSecsSinceEpoch() % 1000 + 1000) % 1000);
+}
+
+QDateTime withCaptureMilliseconds(const QDateTime& wholeSecond, qint64 milliseconds)
+{
+    if (milliseconds < 0 || milliseconds > 999)
+        throw DecodingError(u"captureMilliseconds: liegt nicht zwischen 0 und 999"_s);
+    return wholeSecond.addMSecs(milliseconds);
+}
+
 QJsonObject toJson(const PhotoItem& item)
 {
     QJsonObject o;
     o.insert("sourceURL"_L1, item.sourceURL.toUrlString());
     o.insert("captureDate"_L1, json::encodeDate(item.captureDate));
+    if (const int milliseconds = captureMillisecondsOf(item.captureDate))
+        o.insert("captureMilliseconds"_L1, milliseconds);
     o.insert("formatGroup"_L1, rawValue(item.formatGroup));
     if (item.decision)
         o.insert("decision"_L1, rawValue(*item.decision));
@@ -24,6 +40,8 @@ PhotoItem photoItemFromJson(const QJsonObject& o)
     PhotoItem item;
     item.sourceURL = json::requireUrl(o, "sourceURL"_L1);
     item.captureDate = json::requireDate(o, "captureDate"_L1);
+    if (const auto milliseconds = json::optionalInt(o, "captureMilliseconds"_L1))
+        item.captureDate = withCaptureMilliseconds(item.captureDate, *milliseconds);
     item.formatGroup = json::requireEnum<PhotoFormatGroup>(o, "formatGroup"_L1);
     item.decision = json::optionalEnum<PhotoDecision>(o, "decision"_L1);
     item.category = json::requireString(o, "category"_L1);

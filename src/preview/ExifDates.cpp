@@ -22,22 +22,58 @@ std::optional<QDateTime> parseExifDateTime(const QString& text)
     return parsed;
 }
 
+std::optional<int> parseExifSubsecond(const QString& text)
+{
+    QString digits = text;
+    digits.replace(QChar(0), QLatin1Char(' '));
+    digits = digits.trimmed();
+    if (digits.isEmpty())
+        return std::nullopt;
+    for (const QChar c : digits)
+        if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+            return std::nullopt;
+    return digits.left(3).leftJustified(3, QLatin1Char('0')).toInt();
+}
+
 namespace {
 
-constexpr quint16 dateTimeOriginalTag = 0x9003;
-constexpr quint16 dateTimeDigitizedTag = 0x9004;
-constexpr quint16 dateTimeTag = 0x0132;
+// Each date with the subsecond tag that belongs to it, in the order they are trusted.
+struct DateTags {
+    quint16 date;
+    quint16 subsecond;
+    const char* dateKey;
+    const char* subsecondKey;
+};
+constexpr DateTags dateTags[] = {
+    {0x9003, 0x9291, "Exif.Photo.DateTimeOriginal", "Exif.Photo.SubSecTimeOriginal"},
+    {0x9004, 0x9292, "Exif.Photo.DateTimeDigitized", "Exif.Photo.SubSecTimeDigitized"},
+    {0x0132, 0x9290, "Exif.Image.DateTime", "Exif.Photo.SubSecTime"},
+};
+
+// The first date that parses, with its own subsecond; `text` answers a tag's text or a null
+// string when the tag is absent.
+template <class TextOf>
+std::optional<QDateTime> firstDate(const TextOf& text)
+{
+    for (const DateTags& tags : dateTags) {
+        std::optional<QDateTime> date = parseExifDateTime(text(tags.date, tags.dateKey));
+        if (!date)
+            continue;
+        if (const auto milliseconds = parseExifSubsecond(text(tags.subsecond, tags.subsecondKey)))
+            date = date->addMSecs(*milliseconds);
+        return date;
+    }
+    return std::nullopt;
+}
 
 std::optional<QDateTime> firstDate(const Exiv2::ExifData& exif)
 {
-    for (const char* key : {"Exif.Photo.DateTimeOriginal", "Exif.Photo.DateTimeDigitized", "Exif.Image.DateTime"}) {
+    return firstDate([&exif](quint16, const char* key) {
         const auto it = exif.findKey(Exiv2::ExifKey(key));
         if (it == exif.end() || it->typeId() != Exiv2::asciiString)
-            continue;
-        if (auto date = parseExifDateTime(QString::fromStdString(it->toString())))
-            return date;
-    }
-    return std::nullopt;
+            return QString();
+        return QString::fromStdString(it->toString());
+    });
 }
 
 // Canon's CR3 keeps its EXIF directories as separate TIFF blocks in boxes "CMT1" (IFD0) and
@@ -74,10 +110,7 @@ std::optional<QDateTime> dateFromCanonBoxes(const QString& path)
             // This block is damaged too; the other may still hold the date.
         }
     }
-    for (const quint16 tag : {dateTimeOriginalTag, dateTimeDigitizedTag, dateTimeTag})
-        if (auto date = parseExifDateTime(found.value(tag)))
-            return date;
-    return std::nullopt;
+    return firstDate([&found](quint16 tag, const char*) { return found.value(tag); });
 }
 
 } // namespace

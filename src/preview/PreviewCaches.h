@@ -4,8 +4,9 @@
 //
 // Disk cache layout: one baseline JPEG (quality 82) per key, named "<key>.jpg", directly in the
 // cache folder. A file's modification time is its last use. The text field "source" of the JPEG
-// records where its pixels came from ("embedded", "decoded", "developed"). The folder is kept
-// near 2 GiB by deleting the least recently used files; nothing else lives there.
+// records where its pixels came from ("embedded", "decoded", "developed"). Beside each preview
+// may lie its focus map, "<key>.focus" (FocusCache.h). The folder is kept near 2 GiB by
+// deleting the least recently used files, of either kind; nothing else lives there.
 
 #include "PreviewPayload.h"
 

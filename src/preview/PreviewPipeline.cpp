@@ -191,9 +191,10 @@ PreviewPipeline::InFlight PreviewPipeline::startRender(const QString& key, const
     job->priority = priority;
     job->promise.start();
     const QUuid id = QUuid::createUuid();
-    job->promise.future().then(&actor_, [this, key, id](Outcome outcome) { completeRender(key, id, outcome); });
+    job->promise.future().then(&actor_, [this, key, id, priority](Outcome outcome) { completeRender(key, id, priority, outcome); });
     if (disk_.contains(key))
-        workers_.start([this, job] { loadOrRender(job); });
+        // Queued by priority: a disk-cache read for the screen never waits behind background reads.
+        workers_.start([this, job] { loadOrRender(job); }, priority);
     else
         // Asked for here on the actor, so slots are requested in the order the requests came:
         // the nearest prefetch is not overtaken by a farther one that happened to start first.
@@ -248,18 +249,21 @@ void PreviewPipeline::abandon(InFlight& entry)
     entry.waiters.clear();
 }
 
-void PreviewPipeline::completeRender(const QString& key, const QUuid& id, const Outcome& outcome)
+void PreviewPipeline::completeRender(const QString& key, const QUuid& id, int renderPriority, const Outcome& outcome)
 {
     // A render that was superseded or dropped has no entry of its own any more; its waiters
     // were answered then.
     std::vector<Waiter> waiters;
+    int priority = renderPriority;
     const auto it = inFlight_.find(key);
     if (it != inFlight_.end() && it->id == id) {
         waiters = std::move(it->waiters);
+        priority = it->priority; // raised when a more urgent caller joined
         inFlight_.erase(it);
     }
     if (outcome.payload) {
-        memory_.insert(key, *outcome.payload);
+        if (priority >= 0)
+            memory_.insert(key, *outcome.payload);
         if (!outcome.fromDisk && disk_.enabled() && !closing_)
             scheduleDiskSave(key, *outcome.payload);
     }

@@ -10,8 +10,11 @@
 // the answer to the next key press.
 //
 // Priorities are integers, larger is more urgent: 100 for the photo on screen, 50 down to 46
-// for prefetches, 0 for metadata reads. No request waits forever: a render superseded or
-// dropped finishes with no image, and every granted slot is released on every path.
+// for prefetches, 0 for metadata reads, below 0 for background work (focus measures). No
+// request waits forever: a render superseded or dropped finishes with no image, and every
+// granted slot is released on every path. Previews rendered or loaded for background work only
+// go to the disk cache, never into memory, so that work never pushes the previews kept for the
+// screen out of the memory cache.
 
 #include "DecodeSlots.h"
 #include "PreviewCaches.h"
@@ -52,6 +55,7 @@ public:
 
     static constexpr int prefetchCount = 5;
     static constexpr int prefetchTopPriority = 50;
+    static constexpr int backgroundPriority = -10;
 
     explicit PreviewPipeline(Options options);
     // Cancels running renders and waits for the workers to wind down.
@@ -71,8 +75,10 @@ public:
     // Cancels and forgets the render for this preview, if one is running: the user moved on.
     void dropInFlight(const FileUrl& url, int maxPixelSize);
 
-    // The decode slots, also taken by metadata reads.
+    // The decode slots, also taken by metadata reads and focus measures.
     DecodeSlots& decodeSlots() { return slots_; }
+    // Empty when the pipeline runs without a disk cache.
+    QString cacheFolder() const { return disk_.folder(); }
     // 1 when the file's volume is removable, else 2 (also when the volume cannot be inspected).
     int decodeConcurrency(const QString& path);
 
@@ -107,7 +113,8 @@ private:
     void loadOrRender(const std::shared_ptr<RenderJob>& job);
     // Queues for a decode slot and calls the renderer once it is granted.
     void renderInSlot(const std::shared_ptr<RenderJob>& job);
-    void completeRender(const QString& key, const QUuid& id, const Outcome& outcome);
+    // `renderPriority` is the priority the render started with.
+    void completeRender(const QString& key, const QUuid& id, int renderPriority, const Outcome& outcome);
     void scheduleDiskSave(const QString& key, const PreviewPayload& payload);
     // Stops the render and answers its waiters with no image.
     void abandon(InFlight& entry);

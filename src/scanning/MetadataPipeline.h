@@ -1,7 +1,7 @@
 #pragma once
 
 // Replaces the provisional file dates the scanner put into `captureDate` with the capture
-// dates recorded inside the files.
+// dates recorded inside the files, to the millisecond where the camera recorded a subsecond.
 //
 // A serial actor: the date cache and the enrichment loop run on one thread of their own. File
 // reads take a decode slot of the preview pipeline at priority 0, below every preview, so that

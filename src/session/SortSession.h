@@ -11,7 +11,9 @@
 //   destinationBaseFolder   file: URL, left out when unset
 //   destinationFolder       file: URL, left out when unset
 //   runFolderName           string
-//   photos                  array of PhotoItem (model/PhotoModelJson.h)
+//   photos                  array of PhotoItem (model/PhotoModelJson.h); a photo's
+//                           captureDate is on the whole second, its optional
+//                           captureMilliseconds (integer 1...999) adds the camera's subsecond
 //   passThroughPhotos       array of PhotoItem
 //   ignoredPhotoCount       integer
 //   selectedReviewChoice    "jpeg" | "raw" | "both", left out when unset

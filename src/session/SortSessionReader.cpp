@@ -15,7 +15,7 @@ using detail::JsonScanner;
 
 enum PhotoKey : unsigned {
     captureDate = 1, category = 2, decision = 4, fileSize = 8, formatGroup = 16, modificationDate = 32,
-    relativePath = 64, sourceURL = 128
+    relativePath = 64, sourceURL = 128, captureMilliseconds = 256
 };
 constexpr unsigned requiredPhotoKeys = captureDate | category | fileSize | formatGroup | modificationDate | relativePath | sourceURL;
 
@@ -24,6 +24,7 @@ std::optional<PhotoItem> scanPhoto(JsonScanner& s)
     if (!s.consume('{'))
         return std::nullopt;
     PhotoItem photo;
+    qint64 milliseconds = 0;
     unsigned seen = 0;
     QString key;
     QString text;
@@ -35,6 +36,11 @@ std::optional<PhotoItem> scanPhoto(JsonScanner& s)
             if (key == "fileSize"_L1) {
                 bit = fileSize;
                 if (!s.integer(photo.fileSize))
+                    return std::nullopt;
+            } else if (key == "captureMilliseconds"_L1) {
+                // Out of range: the general decoder names the damage.
+                bit = captureMilliseconds;
+                if (!s.integer(milliseconds) || milliseconds < 0 || milliseconds > 999)
                     return std::nullopt;
             } else {
                 if (!s.string(text))
@@ -79,6 +85,7 @@ std::optional<PhotoItem> scanPhoto(JsonScanner& s)
     }
     if (!s.consume('}') || (seen & requiredPhotoKeys) != requiredPhotoKeys)
         return std::nullopt;
+    photo.captureDate = photo.captureDate.addMSecs(milliseconds);
     return photo;
 }
 

@@ -1,4 +1,5 @@
 #include "JsonTextWriter.h"
+#include "model/PhotoModelJson.h"
 #include "SortSession.h"
 #include "trash/TrashJson.h"
 
@@ -14,6 +15,10 @@ void writePhotoJson(JsonTextWriter& w, const PhotoItem& photo)
     w.beginObject();
     w.key("captureDate"_L1);
     w.date(photo.captureDate);
+    if (const int milliseconds = captureMillisecondsOf(photo.captureDate)) {
+        w.key("captureMilliseconds"_L1);
+        w.integer(milliseconds);
+    }
     w.key("category"_L1);
     w.string(photo.category);
     if (photo.decision) {

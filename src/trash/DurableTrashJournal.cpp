@@ -1,6 +1,5 @@
 #include "DurableTrashJournal.h"
 
-#include "CrashPoint.h"
 #include "TrashJson.h"
 #include "TrashTransactionError.h"
 
@@ -294,7 +293,6 @@ void DurableTrashJournal::append(TrashTransactionState state, const TrashEntry& 
         stamp_ = stampOf(info);
         verified_ = true;
     }
-    testhooks::crashPoint(QStringLiteral("journal.append.") + rawValue(state));
 }
 
 void DurableTrashJournal::ensureCurrent()

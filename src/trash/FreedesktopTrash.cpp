@@ -1,6 +1,5 @@
 #include "FreedesktopTrash.h"
 
-#include "CrashPoint.h"
 #include "TrashNames.h"
 #include "TrashTransactionError.h"
 
@@ -9,6 +8,7 @@
 #include "platform/VolumeInfo.h"
 
 #include <QFile>
+#include <QScopeGuard>
 #include <QFileInfo>
 #include <QUuid>
 #include <sys/stat.h>
@@ -127,19 +127,19 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
         const auto removeInfo = [&] {
             ops_.unlink(QFile::encodeName(infoPath));
         };
-        try {
+        {
+            auto infoNotWritten = qScopeGuard([&] {
+                info = UniqueFd();
+                removeInfo();
+            });
             writeAll(info.get(), content.constData(), content.size(), infoPath, ops_);
             if (ops_.fsync(info.get()) != 0)
                 throw FileSystemError(FileSystemError::Operation::flush, infoPath, errno);
             info.close(infoPath);
             flushDirectory(trash->infoFolder(), ops_);
-        } catch (...) {
-            info = UniqueFd();
-            removeInfo();
-            throw;
+            infoNotWritten.dismiss();
         }
 
-        testhooks::crashPoint(QStringLiteral("trash.before-move"));
         try {
             renameExclusive(source, target, ops_);
         } catch (const FileSystemError& error) {
@@ -150,7 +150,6 @@ TrashReceipt FreedesktopTrashService::trash(const FileUrl& url) const
                 throw TrashTransactionError(Kind::unsupportedVolume, volumeNameOf(source));
             throw;
         }
-        testhooks::crashPoint(QStringLiteral("trash.after-move"));
         flushDirectory(trash->filesFolder(), ops_);
         flushDirectory(QFileInfo(source).path(), ops_);
 

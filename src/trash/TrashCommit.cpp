@@ -1,4 +1,4 @@
-#include "CrashPoint.h"
+#include "InterruptPoint.h"
 #include "TrashCoordinatorSupport.h"
 #include "TrashOperationLock.h"
 #include "TrashScope.h"
@@ -99,10 +99,8 @@ void cleanUp(DurableTrashJournal& journal, const QUuid& sessionID, QList<TrashEn
             journalState(journal, sessionID, *entry, State::cleanupIntent);
         const QString staging = entry->stagingURL.path();
         const QString folder = entry->stagingURL.parent().path();
-        testhooks::crashPoint(QStringLiteral("cleanup.before-remove"));
         if (ops.unlink(QFile::encodeName(staging)) != 0 && errno != ENOENT)
             throw FileSystemError(FileSystemError::Operation::remove, entry->sourceURL.fileName(), errno);
-        testhooks::crashPoint(QStringLiteral("cleanup.after-remove"));
         // A run killed after removing the entry's folder but before journaling it left no
         // folder to flush; the removal of the copy is what counts and it is done.
         if (pathExists(folder))

@@ -21,6 +21,14 @@ TrashTransactionError alreadyRunning()
     return TrashTransactionError(TrashTransactionError::Kind::transactionAlreadyRunning);
 }
 
+// The lock lives beside the journal: a folder where it cannot be made or read cannot hold the
+// journal either, and the user hears why, not that another session were running.
+TrashTransactionError lockUnusable(int errorNumber)
+{
+    return TrashTransactionError(TrashTransactionError::Kind::journalUnavailable,
+                                 FileSystemError(FileSystemError::Operation::write, QString(), errorNumber).reason());
+}
+
 // kill(pid, 0) answering ESRCH is the only proof that the owner is gone. Ids that kill would
 // read as a process group or "every process" (0, negative) are never probed.
 bool ownerIsGone(const QByteArray& content)
@@ -48,8 +56,13 @@ TrashOperationLock::TrashOperationLock(const QString& baseDirectory, FileOps& op
     QByteArray content;
     try {
         content = readWholeFile(path_, 64, ops_);
-    } catch (const FileSystemError&) {
-        throw alreadyRunning();
+    } catch (const FileSystemError& error) {
+        // Released between the two calls: the lock is free now.
+        if (error.errorNumber() == ENOENT && tryCreate())
+            return;
+        if (error.errorNumber() == ENOENT)
+            throw alreadyRunning();
+        throw lockUnusable(error.errorNumber());
     }
     if (!ownerIsGone(content))
         throw alreadyRunning();
@@ -69,14 +82,14 @@ bool TrashOperationLock::tryCreate()
     {
         const int fd = ops_.open(draft, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
         if (fd < 0)
-            throw alreadyRunning();
+            throw lockUnusable(errno);
         UniqueFd file(fd, ops_);
         try {
             writeAll(fd, pid.constData(), pid.size(), path_, ops_);
-        } catch (const FileSystemError&) {
+        } catch (const FileSystemError& error) {
             file = UniqueFd();
             ops_.unlink(draft);
-            throw alreadyRunning();
+            throw lockUnusable(error.errorNumber());
         }
         // The lock protects against a second process now, not across a power cut; its flush
         // outcome does not decide anything.
@@ -89,7 +102,7 @@ bool TrashOperationLock::tryCreate()
         return true;
     if (linkError == EEXIST)
         return false;
-    throw alreadyRunning();
+    throw lockUnusable(linkError);
 }
 
 TrashOperationLock::~TrashOperationLock()

@@ -15,8 +15,9 @@ class TrashOperationLock {
 public:
     static constexpr const char* fileName = "active-trash.lock";
 
-    // Takes the lock or throws TrashTransactionError transactionAlreadyRunning
-    // (journalUnavailable when the journal base cannot even be created).
+    // Takes the lock or throws TrashTransactionError transactionAlreadyRunning;
+    // journalUnavailable with the system's reason when the journal base, or the lock in it,
+    // cannot be created, written or read.
     explicit TrashOperationLock(const QString& baseDirectory, FileOps& ops = FileOps::system());
     ~TrashOperationLock();
     TrashOperationLock(const TrashOperationLock&) = delete;

@@ -1,4 +1,3 @@
-#include "CrashPoint.h"
 #include "TrashCoordinatorSupport.h"
 #include "TrashNames.h"
 #include "TrashOperationLock.h"
@@ -202,7 +201,6 @@ void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry
         if (!sameContent(copied, entry.sourceIdentity))
             throw TrashTransactionError(sourceLooksUnchanged(entry.sourceIdentity) ? Kind::stagingChanged : Kind::sourceChanged, name);
 
-        testhooks::crashPoint(QStringLiteral("stage.before-rename"));
         try {
             renameExclusive(partial, staging, ops);
         } catch (const FileSystemError& error) {
@@ -210,7 +208,6 @@ void stageEntry(DurableTrashJournal& journal, const QUuid& sessionID, TrashEntry
                 throw TrashTransactionError(Kind::stagingCollision, name);
             throw;
         }
-        testhooks::crashPoint(QStringLiteral("stage.after-rename"));
         flushDirectory(folder, ops);
     } catch (const KestravaError& error) {
         if (pathExists(partial))

@@ -3,6 +3,7 @@
 // complete; nothing of theirs is touched.
 
 #include "CliTestSupport.h"
+#include "PosixHelpers.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -11,7 +12,6 @@
 #include <QStandardPaths>
 #include <QJsonObject>
 #include <QProcess>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,37 +22,6 @@ using namespace kestrava::test;
 namespace {
 
 constexpr char leftOutNote[] = "nicht Teil dieser Sortierung";
-
-bool writeRawNamed(const QByteArray& path, const QByteArray& content)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return false;
-    const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
-    return ::close(fd) == 0 && ok;
-}
-
-QByteArray readRawNamed(const QByteArray& path)
-{
-    QFile file;
-    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0 || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
-        return {};
-    return file.readAll();
-}
-
-// Removes the raw-named entries before the temporary tree, which cannot name them itself.
-struct RawNames {
-    QList<QByteArray> files;
-    QList<QByteArray> folders;
-    ~RawNames()
-    {
-        for (const QByteArray& file : files)
-            ::unlink(file.constData());
-        for (const QByteArray& folder : folders)
-            ::rmdir(folder.constData());
-    }
-};
 
 // Every photo of the shoot arrived (the run folder may hold files of its own besides).
 bool holdsEveryPhoto(const QString& runFolder, const ShootDigests& shoot)
@@ -79,12 +48,13 @@ TEST(ReviewCli, entriesWithUndecodableNamesAreNamedCountedLeftInPlaceAndFailTheS
     const QString source = tree.path(QStringLiteral("Karte"));
     const ShootDigests shoot = writeShoot(source, 2, 1);
     const QByteArray raw = QFile::encodeName(source);
-    RawNames names;
-    names.files = {raw + "/IMG_\xff\xfe.JPG", raw + "/DCIM \xe9t\xe9/IMG_9.JPG"};
-    names.folders = {raw + "/DCIM \xe9t\xe9"};
-    ASSERT_TRUE(writeRawNamed(names.files[0], "erstes Original"));
-    ASSERT_EQ(::mkdir(names.folders[0].constData(), 0755), 0);
-    ASSERT_TRUE(writeRawNamed(names.files[1], "zweites Original"));
+    const QByteArray loose = raw + "/IMG_\xff\xfe.JPG";
+    const QByteArray folder = raw + "/DCIM \xe9t\xe9";
+    const QByteArray inFolder = folder + "/IMG_9.JPG";
+    const RawNameCleanup cleanup({loose, inFolder, folder});
+    ASSERT_TRUE(createRawNamedFile(loose, "erstes Original"));
+    ASSERT_EQ(::mkdir(folder.constData(), 0755), 0);
+    ASSERT_TRUE(createRawNamedFile(inFolder, "zweites Original"));
     const QProcessEnvironment environment = isolatedEnvironment(tree.root());
     const QString store = tree.path(QStringLiteral("S"));
 
@@ -103,8 +73,8 @@ TEST(ReviewCli, entriesWithUndecodableNamesAreNamedCountedLeftInPlaceAndFailTheS
     EXPECT_EQ(output.value(QLatin1String("pendingCount")).toInt(), 0);
     EXPECT_TRUE(sort.err.contains(leftOutNote)) << sort.err.toStdString();
     EXPECT_TRUE(holdsEveryPhoto(tree.path(QStringLiteral("Ziel/Lauf")), shoot));
-    EXPECT_EQ(readRawNamed(names.files[0]), "erstes Original");
-    EXPECT_EQ(readRawNamed(names.files[1]), "zweites Original");
+    EXPECT_EQ(readRawNamedFile(loose), "erstes Original");
+    EXPECT_EQ(readRawNamedFile(inFolder), "zweites Original");
 
     // A source the scan takes whole is a complete run.
     const QString clean = tree.path(QStringLiteral("Sauber"));
@@ -138,7 +108,7 @@ TEST(ReviewCli, unreadableSubfolderIsCountedAndItsPhotosStay)
     QString program = cliPath();
     QStringList arguments =
         sortArguments(source, tree.path(QStringLiteral("Ziel")), tree.path(QStringLiteral("S")), QStringLiteral("safeCopy"));
-    if (::geteuid() == 0) {
+    if (runningAsRoot()) {
         const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
         if (setpriv.isEmpty())
             GTEST_SKIP() << "running as root without setpriv: no way to make a folder unreadable";
@@ -163,7 +133,7 @@ TEST(ReviewCli, unreadableSubfolderIsCountedAndItsPhotosStay)
     process.start(program, arguments);
     ASSERT_TRUE(process.waitForFinished(120000));
     const QByteArray err = process.readAllStandardError();
-    if (::geteuid() == 0 && err.contains("setpriv"))
+    if (runningAsRoot() && err.contains("setpriv"))
         GTEST_SKIP() << "setpriv refused: " << err.toStdString();
     EXPECT_EQ(process.exitCode(), 1) << err.toStdString();
     EXPECT_EQ(lastJson(process.readAllStandardOutput()).value(QLatin1String("skippedEntryCount")).toInt(), 1);

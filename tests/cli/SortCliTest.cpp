@@ -3,6 +3,8 @@
 
 #include "CliTestSupport.h"
 
+#include "cli/CliWording.h"
+
 #include "execution/OperationLock.h"
 #include "model/Json.h"
 #include "model/PhotoModel.h"
@@ -230,10 +232,10 @@ TEST(SortCli, refusesBadArgumentsAndReportsMissingWorkInGerman)
 
     const CliResult noSession = runCli({QStringLiteral("resume"), QStringLiteral("--store"), store}, environment);
     EXPECT_EQ(noSession.exitCode, 1);
-    EXPECT_EQ(noSession.err.trimmed(), QStringLiteral("Es gibt keine unterbrochene Sitzung, die fortgesetzt werden kann.").toUtf8());
+    EXPECT_EQ(QString::fromUtf8(noSession.err.trimmed()), cli::noInterruptedSession());
     const CliResult noTrash = runCli({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), store}, environment);
     EXPECT_EQ(noTrash.exitCode, 1);
-    EXPECT_EQ(noTrash.err.trimmed(), QStringLiteral("Es gibt keinen vorbereiteten Papierkorb-Vorgang.").toUtf8());
+    EXPECT_EQ(QString::fromUtf8(noTrash.err.trimmed()), cli::noPreparedTrashTransaction());
 
     // A folder that is not there fails with a German message and copies nothing.
     QStringList missingFolder = valid;

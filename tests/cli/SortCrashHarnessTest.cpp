@@ -35,11 +35,7 @@ using namespace kestrava::test;
 
 namespace {
 
-#ifdef KESTRAVA_SANITIZED
-constexpr int killsPerMode = 6;
-#else
-constexpr int killsPerMode = 14;
-#endif
+constexpr int killsPerMode = killBudget(14, 6);
 constexpr int maxResumes = 6;
 
 QByteArray digestOf(const QString& path)
@@ -108,35 +104,10 @@ QString pristineShoot(const QString& folder)
     return {};
 }
 
-// Up to `k` steps spread evenly over [first, last], both ends included.
-QList<int> evenSample(int first, int last, int k)
-{
-    QList<int> points;
-    const int span = last - first + 1;
-    if (span <= 0 || k <= 0)
-        return points;
-    if (span <= k) {
-        for (int step = first; step <= last; ++step)
-            points.append(step);
-        return points;
-    }
-    for (int i = 0; i < k; ++i)
-        points.append(first + (k == 1 ? 0 : int(qint64(i) * (span - 1) / (k - 1))));
-    return points;
-}
-
 // Runs the CLI and kills it after `ms` milliseconds unless it ended before.
 void killAfter(const QStringList& arguments, const QProcessEnvironment& environment, int ms)
 {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(cliPath(), arguments);
-    if (!process.waitForStarted(10000))
-        return;
-    if (!process.waitForFinished(ms)) {
-        process.kill();
-        process.waitForFinished();
-    }
+    runKilledAfter(cliPath(), arguments, environment, {QProcess::StandardOutput, 0, std::chrono::milliseconds(ms)});
 }
 
 struct Scenario {
@@ -292,25 +263,20 @@ TEST_P(SortCrashHarness, killedAtAnyDurableStepTheRunResumesToEveryFileExactlyOn
             runStart = step.number;
             break;
         }
-    QList<int> points = evenSample(1, runStart - 1, killsPerMode / 3);
-    points += evenSample(runStart, count, killsPerMode - int(points.size()));
-    int killed = 0;
-    for (qsizetype i = 0; i < points.size(); ++i) {
-        const int step = points[i];
-        const Round round = freshRound(int(i) + 1);
-        const QString context = GetParam().name + ": " + describeStep(steps, step);
-        const KilledRun run = runCliKilledAtStep(round.sortArguments, step, round.environment);
-        killed += run.killed;
+    QList<int> points = spreadSteps(1, runStart - 1, killsPerMode / 3);
+    points += spreadSteps(runStart, count, killsPerMode - int(points.size()));
+    const KillWalk walk = killAtEach(steps, points, [&](KillPoint& point) {
+        const Round round = freshRound(point.index + 1);
+        const QString context = GetParam().name + ": " + point.where;
+        point.kill(round.sortArguments, round.environment);
         // Every other round the first resume dies too, at a step of its own.
-        finishByResuming(round, i % 2 == 1 ? 1 + int(i * 7) % 40 : 0, context);
+        finishByResuming(round, point.index % 2 == 1 ? 1 + point.index * 7 % 40 : 0, context);
         expectAccountedFor(round, context);
-        if (HasFailure())
-            break;
-        QDir(tree.path(QString("r%1").arg(i + 1))).removeRecursively();
-    }
-    const int kills = int(points.size());
-    std::printf("%s: %d durable steps, %d kill points, %d killed\n", qPrintable(GetParam().name), count, kills, killed);
-    EXPECT_GE(killed, kills / 2);
+        QDir(tree.path(QString("r%1").arg(point.index + 1))).removeRecursively();
+    });
+    std::printf("%s: %d durable steps, %d kill points, %d killed\n", qPrintable(GetParam().name), count, walk.rounds,
+                walk.killed);
+    EXPECT_GE(walk.killed, walk.rounds / 2);
 }
 
 // The second layer: kills at moments no step list names (between two steps, during a write),

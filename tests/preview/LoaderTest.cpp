@@ -4,8 +4,7 @@
 #include "preview/PhotoPreviewLoader.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QThread>
+#include <QTest>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -13,20 +12,8 @@ using namespace kestrava::test;
 
 namespace {
 
-// Polls `condition` while delivering queued results; the limit only stops a hang, a loaded
-// machine may need many seconds.
-template <class Condition>
-bool waitFor(Condition condition)
-{
-    QDeadlineTimer deadline(std::chrono::seconds(60));
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::msleep(1);
-    }
-    return true;
-}
+// The limit only stops a hang; a loaded machine may need many seconds.
+constexpr int patienceMs = 60000;
 
 struct LoaderFixture {
     TempTree tree;
@@ -57,7 +44,7 @@ struct LoaderFixture {
     }
     bool waitUntilNotLoading()
     {
-        return waitFor([this] { return !loader->isLoading(); });
+        return QTest::qWaitFor([this] { return !loader->isLoading(); }, patienceMs);
     }
 };
 
@@ -111,7 +98,7 @@ TEST(PhotoPreviewLoader, fastKeyPressesOnlyTheLastPhotoReports)
     // Every drop has been handled once the pipeline answers; the decode of the first photo
     // notices it and gives the slot to the gate.
     f.pipeline->snapshot();
-    ASSERT_TRUE(waitFor([&] { return gate.granted.isFinished(); }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return gate.granted.isFinished(); }, patienceMs));
     ASSERT_TRUE(gate.granted.result());
     f.pipeline->decodeSlots().release();
     f.renderer.letAllFinish();
@@ -130,7 +117,7 @@ TEST(PhotoPreviewLoader, fastKeyPressesOnlyTheLastPhotoReports)
     // while it ran never reached the renderer.
     EXPECT_EQ(f.renderer.calls(), (QStringList{"p0.jpg", "p4.jpg"}));
     EXPECT_EQ(f.renderer.cancelledSeen(), 1);
-    ASSERT_TRUE(waitFor([&] { return f.pipeline->decodeSlots().activeCount() == 0; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.pipeline->decodeSlots().activeCount() == 0; }, patienceMs));
     EXPECT_EQ(f.pipeline->decodeSlots().waiterCount(), 0);
 }
 

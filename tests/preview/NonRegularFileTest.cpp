@@ -1,5 +1,5 @@
 // A FIFO or device named like a photo: every reader refuses it at once instead of waiting for
-// a writer that never comes, and the command line says so in German.
+// a writer that never comes.
 
 #include "TestSupport.h"
 #include "preview/ExifDates.h"
@@ -8,9 +8,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <chrono>
 #include <fcntl.h>
 #include <future>
@@ -62,25 +59,4 @@ TEST(NonRegularFile, everyReaderRefusesAFifoAtOnce)
     // A device never ends: reading /dev/zero as a photo would fill memory.
     expectPromptRefusal(QStringLiteral("/dev/zero"), "render of a device",
                         [] { return PreviewRenderer::render(QStringLiteral("/dev/zero"), 512).has_value(); });
-}
-
-TEST(NonRegularFile, metadataAndPreviewCommandsNameTheFifoAndFail)
-{
-    TempTree tree;
-    const QString fifo = makeFifo(tree, QStringLiteral("IMG_1.jpg"));
-    const QString missing = tree.path(QStringLiteral("fehlt.jpg"));
-
-    const CliResult metadata = runCli({"metadata", fifo, missing}, QProcessEnvironment::systemEnvironment(), 30000);
-    ASSERT_EQ(metadata.exitCode, 1) << "hung or crashed: " << metadata.err.toStdString();
-    EXPECT_TRUE(metadata.err.contains("„IMG_1.jpg“ ist keine gewöhnliche Datei")) << metadata.err.toStdString();
-    const QJsonArray entries = QJsonDocument::fromJson(metadata.out).array();
-    ASSERT_EQ(entries.size(), 2) << metadata.out.toStdString();
-    EXPECT_TRUE(entries[0].toObject().value(QLatin1String("captureDate")).isNull());
-
-    const QString out = tree.path(QStringLiteral("vorschau.jpg"));
-    const CliResult preview =
-        runCli({"preview", fifo, "--out", out}, QProcessEnvironment::systemEnvironment(), 30000);
-    ASSERT_EQ(preview.exitCode, 1) << "hung or crashed: " << preview.err.toStdString();
-    EXPECT_TRUE(preview.err.contains("keine gewöhnliche Datei")) << preview.err.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(out));
 }

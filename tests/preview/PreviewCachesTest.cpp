@@ -1,4 +1,5 @@
 #include "TestJpegs.h"
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 
 #include "preview/PreviewCaches.h"
@@ -7,7 +8,6 @@
 #include <QFile>
 #include <gtest/gtest.h>
 
-#include <utime.h>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -21,12 +21,6 @@ PreviewPayload payloadOf(int width, int height)
     return PreviewPayload::of(image, PreviewSource::embedded);
 }
 
-void setMtime(const QString& path, time_t seconds)
-{
-    const utimbuf times{seconds, seconds};
-    ASSERT_EQ(::utime(QFile::encodeName(path).constData(), &times), 0);
-}
-
 } // namespace
 
 TEST(PreviewCacheKey, changesWithFileSizeSizeAskedAndModification)
@@ -37,11 +31,11 @@ TEST(PreviewCacheKey, changesWithFileSizeSizeAskedAndModification)
     EXPECT_EQ(key.size(), 64);
     EXPECT_EQ(key, previewCacheKey(path, 2048));
     EXPECT_NE(key, previewCacheKey(path, 1024));
-    setMtime(path, 1000000);
+    setModificationTime(path, 1000000);
     const QString touched = previewCacheKey(path, 2048);
     EXPECT_NE(key, touched);
     writeFile(path, "123456");
-    setMtime(path, 1000000);
+    setModificationTime(path, 1000000);
     EXPECT_NE(touched, previewCacheKey(path, 2048));
     EXPECT_EQ(previewCacheKey(tree.path("missing.jpg"), 2048).size(), 64);
 }
@@ -79,7 +73,7 @@ TEST(DiskPreviewCache, roundTripKeepsPixelsSourceAndMarksUse)
     const QString file = tree.path("Previews/k1.jpg");
     EXPECT_EQ(QFileInfo(file).size(), written);
     EXPECT_TRUE(QDir(tree.path("Previews")).entryList(QDir::Hidden | QDir::Files).size() == 1) << "no temporary left";
-    setMtime(file, 1000);
+    setModificationTime(file, 1000);
     const auto loaded = disk.load("k1");
     ASSERT_TRUE(loaded);
     EXPECT_EQ(loaded->image.size(), QSize(320, 200));
@@ -100,7 +94,7 @@ TEST(DiskPreviewCache, pruneKeepsTheNewestFilesWithinTheLimit)
     // 25 files of 100 kB, oldest first; a 1 MB limit keeps the newest ten.
     for (int i = 0; i < 25; ++i) {
         const QString path = tree.write(QStringLiteral("Previews/%1.jpg").arg(i, 2, 10, QLatin1Char('0')), QByteArray(100000, 'x'));
-        setMtime(path, 1000000 + 100 * (i % 2 ? 25 - i : i)); // shuffled names, ordered by time below
+        setModificationTime(path, 1000000 + 100 * (i % 2 ? 25 - i : i)); // shuffled names, ordered by time below
     }
     DiskPreviewCache disk(folder, 1000000);
     const qint64 kept = disk.prune();

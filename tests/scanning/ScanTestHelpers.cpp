@@ -1,10 +1,5 @@
 #include "ScanTestHelpers.h"
 
-#include <QFile>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace kestrava::test {
 
 QStringList relativePaths(const QList<PhotoItem>& items)
@@ -13,47 +8,6 @@ QStringList relativePaths(const QList<PhotoItem>& items)
     for (const PhotoItem& item : items)
         paths.append(item.relativePath);
     return paths;
-}
-
-bool createRawNamedFile(const QByteArray& path, const QByteArray& content)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return false;
-    const bool written = ::write(fd, content.constData(), size_t(content.size())) == content.size();
-    return ::close(fd) == 0 && written;
-}
-
-QByteArray readRawNamedFile(const QByteArray& path)
-{
-    QByteArray bytes;
-    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return bytes;
-    char buffer[4096];
-    ssize_t got;
-    while ((got = ::read(fd, buffer, sizeof buffer)) > 0)
-        bytes.append(buffer, got);
-    ::close(fd);
-    return bytes;
-}
-
-RawNameCleanup::~RawNameCleanup()
-{
-    for (const QByteArray& path : paths_)
-        if (::unlink(path.constData()) != 0)
-            ::rmdir(path.constData());
-}
-
-void setModificationTime(const QString& path, qint64 secondsSinceEpoch)
-{
-    const struct timespec times[2] = {{secondsSinceEpoch, 0}, {secondsSinceEpoch, 0}};
-    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW);
-}
-
-bool runningAsRoot()
-{
-    return ::geteuid() == 0;
 }
 
 } // namespace kestrava::test

@@ -3,6 +3,7 @@
 #include "ScanTestHelpers.h"
 #include "TestSupport.h"
 #include "model/RunFolderMarker.h"
+#include "scanning/FormatPreselection.h"
 #include "scanning/PhotoInventoryScanner.h"
 
 #include <QDir>
@@ -168,4 +169,14 @@ TEST(ScannerSelection, relativeAndUncleanFolderPathsAreStandardised)
     QDir::setCurrent(previous);
     ASSERT_EQ(relative.size(), 1);
     EXPECT_EQ(relative.first().sourceURL.path(), tree.path("sub/IMG_1.jpg"));
+}
+
+TEST(FormatPreselection, prefersBothThenWhicheverFormatExists)
+{
+    EXPECT_EQ(preselectedReviewChoice(3, 1), FormatReviewChoice::both);
+    EXPECT_EQ(preselectedReviewChoice(3, 0), FormatReviewChoice::jpeg);
+    EXPECT_EQ(preselectedReviewChoice(0, 2), FormatReviewChoice::raw);
+    EXPECT_EQ(preselectedReviewChoice(0, 0), std::nullopt);
+    EXPECT_TRUE(offersFormatChoice(1, 1));
+    EXPECT_FALSE(offersFormatChoice(4, 0));
 }

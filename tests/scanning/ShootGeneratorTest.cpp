@@ -9,8 +9,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QSet>
 #include <gtest/gtest.h>
 
@@ -132,27 +130,6 @@ TEST(ShootGenerator, refusesAFolderThatIsNotEmptyAndLeavesItAlone)
     }
     EXPECT_EQ(QDir(tree.root()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden), QStringList{"vorhanden.jpg"});
     EXPECT_EQ(readFile(tree.path("vorhanden.jpg")), "meins");
-    EXPECT_EQ(runCli({"generate", tree.root(), "--shots", "2"}).exitCode, 1);
-}
-
-TEST(ShootGenerator, cliSummaryMatchesWhatTheCliScanFinds)
-{
-    TempTree tree;
-    const CliResult generated = runCli({"generate", tree.path("s"), "--shots", "12", "--raw-ratio", "1", "--seed", "5",
-                                        "--size", "64x48"});
-    ASSERT_EQ(generated.exitCode, 0) << generated.err.toStdString();
-    const QJsonObject summary = QJsonDocument::fromJson(generated.out).object();
-    EXPECT_EQ(summary.value("jpegFiles").toInt(), 12);
-    EXPECT_EQ(summary.value("rawFiles").toInt(), 12);
-
-    const CliResult scanned = runCli({"scan", tree.path("s")});
-    ASSERT_EQ(scanned.exitCode, 0);
-    EXPECT_EQ(QJsonDocument::fromJson(scanned.out).array().size(), summary.value("photoFiles").toInt());
-    // With a RAW for every shot, every group is a pair.
-    const QJsonArray groups = QJsonDocument::fromJson(runCli({"groups", tree.path("s")}).out).array();
-    EXPECT_EQ(groups.size(), 12);
-    for (const QJsonValue& group : groups)
-        EXPECT_EQ(group.toObject().value("memberURLs").toArray().size(), 2);
 }
 
 TEST(ShootGenerator, nameOnlyTreeHasTheRequestedNumberOfPhotos)

@@ -125,13 +125,3 @@ TEST(RecoveryCsvExport, exportImportsBackToTheSameDecisions)
     EXPECT_TRUE(rows[1].copyStatus.startsWith(u"fehlgeschlagen"_s));
     EXPECT_EQ(rows[2].copyStatus, u"nicht ausgeführt"_s);
 }
-
-TEST(SessionStoreErrorText, messagesTheWorkflowShowsVerbatim)
-{
-    EXPECT_EQ(SessionStoreError::sourceFolderMissing(u"/Volumes/Karte/DCIM"_s).description(),
-              u"Der ursprüngliche Fotoordner „/Volumes/Karte/DCIM“ wurde nicht gefunden."_s);
-    EXPECT_EQ(SessionStoreError::ambiguousRecoveryRow(u"IMG_0001.JPG"_s).description(),
-              u"„IMG_0001.JPG“ ist nicht eindeutig zuordenbar."_s);
-    EXPECT_EQ(SessionStoreError::unsupportedVersion(12).description(), u"Die Sitzungsversion 12 wird nicht unterstützt."_s);
-    EXPECT_EQ(SessionStoreError::corruptSession(u"id: fehlt"_s).description(), u"Die gespeicherte Sitzung ist beschädigt."_s);
-}

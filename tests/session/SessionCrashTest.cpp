@@ -2,14 +2,13 @@
 // Whatever it acknowledged must come back on the next load, and numbering must go on from
 // there.
 
+#include "KillLoop.h"
 #include "SessionTestData.h"
-#include "TestSupport.h"
 #include "session/SessionEvent.h"
 #include "session/SessionStoreError.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QThread>
 #include <csignal>
 #include <gtest/gtest.h>
 
@@ -27,30 +26,15 @@ PhotoDecision expectedDecision(qint64 sequence)
     return cycle[((sequence - 1) / photoCount) % 3];
 }
 
-// Runs the child until it has acknowledged `acknowledgements` events (or a little longer),
-// kills it, and returns every sequence it acknowledged.
-QList<qint64> runAndKill(const QString& storeFolder, int acknowledgements, int extraMicroseconds)
+// Runs the child until it has acknowledged `acknowledgements` events, kills it `later` on, and
+// returns every sequence it acknowledged.
+QList<qint64> runAndKill(const QString& storeFolder, int acknowledgements, std::chrono::microseconds later)
 {
-    QProcess child;
-    child.start(QStringLiteral(SESSION_CRASH_CHILD), {storeFolder});
-    // Generous waits: a loaded machine may take long to start or reap a process, and the log
-    // is read only once the child is certainly gone (a killed writer may finish its page).
-    if (!child.waitForStarted(60000))
-        return {};
-    QByteArray output;
-    while (output.count('\n') < acknowledgements && child.state() == QProcess::Running) {
-        child.waitForReadyRead(2000);
-        output += child.readAllStandardOutput();
-    }
-    QThread::usleep(extraMicroseconds);
-    ::kill(pid_t(child.processId()), SIGKILL);
-    if (child.state() != QProcess::NotRunning) {
-        EXPECT_TRUE(child.waitForFinished(60000)) << "killed child still running";
-    }
-    output += child.readAllStandardOutput();
-
+    const KilledProcess child = runKilledAfter(QStringLiteral(SESSION_CRASH_CHILD), {storeFolder},
+                                               QProcessEnvironment::systemEnvironment(),
+                                               {QProcess::StandardOutput, acknowledgements, later});
     QList<qint64> acknowledged;
-    for (const QByteArray& line : output.split('\n'))
+    for (const QByteArray& line : child.output.split('\n'))
         if (line.startsWith("ack "))
             acknowledged.append(line.mid(4).toLongLong());
     return acknowledged;
@@ -71,7 +55,7 @@ TEST(SessionCrash, everyAcknowledgedEventSurvivesSigkillAndNumberingContinues)
     qint64 highestAcknowledged = 0;
     qint64 lastLoaded = 0;
     for (int round = 0; round < 200; ++round) {
-        const QList<qint64> acknowledged = runAndKill(folder, int(random->bounded(6)), int(random->bounded(3000)));
+        const QList<qint64> acknowledged = runAndKill(folder, int(random->bounded(6)), std::chrono::microseconds(random->bounded(3000)));
         for (qint64 sequence : acknowledged) {
             ASSERT_GT(sequence, highestAcknowledged) << "round " << round << ": numbering went backwards";
             highestAcknowledged = sequence;

@@ -1,8 +1,12 @@
 #include "KillLoop.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
+#include <QThread>
+#include <gtest/gtest.h>
+
+#include <csignal>
 
 namespace kestrava::test {
 
@@ -35,28 +39,26 @@ QList<DurableStep> durableStepsOf(const QStringList& arguments, const QProcessEn
     return steps;
 }
 
-namespace {
-
-KilledRun runKilling(const QStringList& arguments, const QProcessEnvironment& killing);
-
-} // namespace
-
-KilledRun runCliKilledAtStep(const QStringList& arguments, int step, const QProcessEnvironment& environment)
+QList<int> spreadOver(const QList<int>& candidates, int count)
 {
-    QProcessEnvironment killing = environment;
-    killing.insert(QStringLiteral("KESTRAVA_KILL_AT_STEP"), QString::number(step));
-    killing.remove(QStringLiteral("KESTRAVA_STEP_LOG"));
-    return runKilling(arguments, killing);
+    const qsizetype available = candidates.size();
+    if (qEnvironmentVariableIsSet("KESTRAVA_EVERY_STEP") || available <= count)
+        return candidates;
+    QList<int> chosen;
+    for (qsizetype i = 0; i < count; ++i) {
+        const int step = candidates.at(count == 1 ? 0 : i * (available - 1) / (count - 1));
+        if (chosen.isEmpty() || chosen.last() != step)
+            chosen.append(step);
+    }
+    return chosen;
 }
 
-KilledRun runCliKilledBefore(const QStringList& arguments, const QString& kind, const QString& pathSuffix,
-                             const QProcessEnvironment& environment)
+QList<int> spreadSteps(int first, int last, int count)
 {
-    QProcessEnvironment killing = environment;
-    killing.insert(QStringLiteral("KESTRAVA_KILL_BEFORE"), kind + QLatin1Char(' ') + pathSuffix);
-    killing.remove(QStringLiteral("KESTRAVA_KILL_AT_STEP"));
-    killing.remove(QStringLiteral("KESTRAVA_STEP_LOG"));
-    return runKilling(arguments, killing);
+    QList<int> range;
+    for (int step = first; step <= last; ++step)
+        range.append(step);
+    return spreadOver(range, count);
 }
 
 namespace {
@@ -84,6 +86,24 @@ KilledRun runKilling(const QStringList& arguments, const QProcessEnvironment& ki
 
 } // namespace
 
+KilledRun runCliKilledAtStep(const QStringList& arguments, int step, const QProcessEnvironment& environment)
+{
+    QProcessEnvironment killing = environment;
+    killing.insert(QStringLiteral("KESTRAVA_KILL_AT_STEP"), QString::number(step));
+    killing.remove(QStringLiteral("KESTRAVA_STEP_LOG"));
+    return runKilling(arguments, killing);
+}
+
+KilledRun runCliKilledBefore(const QStringList& arguments, const QString& kind, const QString& pathSuffix,
+                             const QProcessEnvironment& environment)
+{
+    QProcessEnvironment killing = environment;
+    killing.insert(QStringLiteral("KESTRAVA_KILL_BEFORE"), kind + QLatin1Char(' ') + pathSuffix);
+    killing.remove(QStringLiteral("KESTRAVA_KILL_AT_STEP"));
+    killing.remove(QStringLiteral("KESTRAVA_STEP_LOG"));
+    return runKilling(arguments, killing);
+}
+
 QString describeStep(const QList<DurableStep>& steps, int step)
 {
     for (const DurableStep& entry : steps) {
@@ -91,6 +111,73 @@ QString describeStep(const QList<DurableStep>& steps, int step)
             return QStringLiteral("step %1 of %2: %3 %4").arg(step).arg(steps.size()).arg(entry.kind, entry.path);
     }
     return QStringLiteral("step %1 of %2").arg(step).arg(steps.size());
+}
+
+KilledRun KillPoint::kill(const QStringList& arguments, const QProcessEnvironment& environment)
+{
+    return record(runCliKilledAtStep(arguments, step, environment));
+}
+
+KilledRun KillPoint::killBefore(const QStringList& arguments, const QString& kind, const QString& pathSuffix,
+                                const QProcessEnvironment& environment)
+{
+    return record(runCliKilledBefore(arguments, kind, pathSuffix, environment));
+}
+
+KilledRun KillPoint::record(KilledRun run)
+{
+    killed = killed || run.killed;
+    return run;
+}
+
+KillWalk killAtEach(const QList<DurableStep>& steps, const QList<int>& chosen, const std::function<void(KillPoint&)>& round)
+{
+    KillWalk walk;
+    for (qsizetype i = 0; i < chosen.size(); ++i) {
+        KillPoint point(int(i), chosen[i], describeStep(steps, chosen[i]));
+        {
+            SCOPED_TRACE(point.where.toStdString());
+            round(point);
+        }
+        ++walk.rounds;
+        walk.killed += point.killed;
+        if (::testing::Test::HasFailure())
+            break;
+    }
+    return walk;
+}
+
+KilledProcess runKilledAfter(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
+                             const KillMoment& moment)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setReadChannel(moment.channel);
+    process.start(program, arguments);
+    KilledProcess run;
+    // Generous waits: a loaded machine may take long to start or reap a process.
+    if (!process.waitForStarted(60000))
+        return run;
+    // A child that stops writing is killed all the same, rather than waited for until ctest gives up.
+    const QDeadlineTimer patience(std::chrono::minutes(2));
+    while (run.output.count('\n') < moment.afterLines && process.state() == QProcess::Running && !patience.hasExpired()) {
+        process.waitForReadyRead(100);
+        run.output += process.readAll();
+    }
+    using namespace std::chrono;
+    const auto wholeMilliseconds = duration_cast<milliseconds>(moment.later);
+    if (wholeMilliseconds.count() > 0)
+        process.waitForFinished(int(wholeMilliseconds.count()));
+    QThread::usleep(quint64((moment.later - wholeMilliseconds).count()));
+    if (process.state() != QProcess::NotRunning) {
+        ::kill(pid_t(process.processId()), SIGKILL);
+        EXPECT_TRUE(process.waitForFinished(60000)) << "killed child still running";
+    }
+    // Read only once the child is certainly gone: a killed writer may still finish its line.
+    run.output += process.readAll();
+    run.killed = process.exitStatus() == QProcess::CrashExit;
+    run.exitCode = run.killed ? -1 : process.exitCode();
+    return run;
 }
 
 } // namespace kestrava::test

@@ -1,3 +1,4 @@
+#include "Reservations.h"
 #include "TrashTestSupport.h"
 
 #include "platform/FileSystemError.h"
@@ -188,8 +189,6 @@ TEST(FreedesktopTrash, receiptOfAFileEmptiedReplacedOrChangedIsInvalid)
     outsideTrash.resultingURL = FileUrl::fromLocalPath(box.tree.write(QStringLiteral("files/f.jpg"), "pixels of f.jpg"));
     outsideTrash.identity = FileIdentity::capture(outsideTrash.resultingURL.path(), false);
     EXPECT_EQ(validationFailure(validator, outsideTrash, outsideTrash.identity.sha256), Kind::receiptInvalid);
-    EXPECT_EQ(TrashTransactionError(Kind::receiptInvalid, QStringLiteral("f.jpg")).description(),
-              QStringLiteral("Der Papierkorb-Nachweis für „f.jpg“ konnte nicht verifiziert werden."));
 }
 
 TEST(FreedesktopTrash, capabilityProbeLeavesNothingBehind)
@@ -278,10 +277,10 @@ TEST(FreedesktopTrash, abandonedReservationOfAMoveIsTakenBackAndNothingElse)
     const TrashDirectory home{box.homeTrash(), QString(), true};
     const auto leaveBehind = [&](const QString& name, const QString& source, bool marked) {
         writeFile(infos + name + QStringLiteral(".trashinfo"), FreedesktopTrashInfo::content(source, home, QDateTime::currentDateTime()));
-        writeFile(files + name, "");
-        const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
         if (marked)
-            ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(files + name).constData(), reservationMark, 0), 0);
+            leaveAbandonedReservation(files + name);
+        else
+            writeFile(files + name, "");
     };
     leaveBehind(QStringLiteral("IMG_3.CR2"), original, true);
     leaveBehind(QStringLiteral("IMG_4.CR2"), stranger, false);

@@ -2,6 +2,7 @@
 // announced but never confirmed is settled from the disk, and each of the three trash services
 // failing in its own way holds one file for review without stopping the files after it for good.
 
+#include "Reservations.h"
 #include "TrashTestSupport.h"
 
 #include "platform/DurableFile.h"
@@ -57,28 +58,14 @@ public:
     void check(const FileUrl&) const override { throw TrashTransactionError(Kind::unsupportedVolume, QStringLiteral("Karte")); }
 };
 
-class TrashCommitRecoveryTest : public ::testing::Test {
+class TrashCommitRecoveryTest : public TrashTransactionTest {
 protected:
-    TrashPreparation prepare(const QStringList& files)
-    {
-        return Coordinator::prepare(session, TrashSandbox::singleGroups(files), FileUrl::fromLocalPath(box.resultRoot()),
-                                    box.journalBase(), FreedesktopTrashCapabilityChecker());
-    }
-
     // What a run killed right after announcing the move of `entry` leaves in the journal.
     void announceMove(const TrashEntry& entry)
     {
         DurableTrashJournal journal(box.journalBase(), session);
         journal.append(State::trashIntent, entry, session);
     }
-
-    QStringList trashed() const { return QDir(box.homeTrash() + QLatin1String("/files")).entryList(QDir::Files); }
-    QStringList trashInfos() const { return QDir(box.homeTrash() + QLatin1String("/info")).entryList(QDir::Files); }
-
-    TrashSandbox box;
-    QUuid session = QUuid::createUuid();
-    FreedesktopTrashService service;
-    FreedesktopTrashReceipts receipts;
 };
 
 } // namespace
@@ -104,7 +91,7 @@ TEST_F(TrashCommitRecoveryTest, unconfirmedMoveIsSettledFromTheDiskAndNeverRepea
     QFile::remove(swappedReceipt.resultingURL.path());
     box.tree.write(QDir(box.tree.root()).relativeFilePath(swappedReceipt.resultingURL.path()), "other");
 
-    const TrashPreparation committed = Coordinator::commit(prepared, box.journalBase(), service, receipts);
+    const TrashPreparation committed = commit(prepared);
     EXPECT_EQ(committed.entries[0].state, State::stageCleaned);
     ASSERT_TRUE(committed.entries[0].receipt);
     EXPECT_EQ(committed.entries[0].receipt->resultingURL.fileName(), QStringLiteral("moved.jpg"));
@@ -123,7 +110,7 @@ TEST_F(TrashCommitRecoveryTest, unconfirmedMoveIsSettledFromTheDiskAndNeverRepea
     EXPECT_EQ(trashInfos(), expected) << "the stray info file of the move that never happened is gone";
 
     // Held for review stays so, and the next commit has nothing to move.
-    const TrashPreparation again = Coordinator::commit(committed, box.journalBase(), service, receipts);
+    const TrashPreparation again = commit(committed);
     EXPECT_EQ(again.needsReviewCount(), 2);
     EXPECT_EQ(trashed().size(), 3);
 }
@@ -200,8 +187,7 @@ TEST_F(TrashCommitRecoveryTest, failuresAreToldInGermanAndNameTheOriginal)
     TrashTransactionOptions options;
     options.fileOps = &fullDisk;
     try {
-        Coordinator::prepare(session, TrashSandbox::singleGroups({a}), FileUrl::fromLocalPath(box.resultRoot()),
-                             box.journalBase(), FreedesktopTrashCapabilityChecker(), {}, options);
+        prepare({a}, options);
         ADD_FAILURE() << "a full disk went unnoticed";
     } catch (const KestravaError& error) {
         const QString message = error.description();
@@ -234,8 +220,7 @@ TEST_F(TrashCommitRecoveryTest, retriedMotifKeepsItsJournaledGroup)
     const QString link = box.tree.path(QStringLiteral("link.JPG"));
     ASSERT_EQ(::link(QFile::encodeName(jpeg).constData(), QFile::encodeName(link).constData()), 0);
     const auto plan = [&] {
-        return Coordinator::prepare(session, {TrashSandbox::oneGroup({raw, jpeg})}, FileUrl::fromLocalPath(box.resultRoot()),
-                                    box.journalBase(), FreedesktopTrashCapabilityChecker());
+        return prepare(QList<TrashGroup>{TrashSandbox::oneGroup({raw, jpeg})});
     };
     const TrashPreparation refused = plan();
     ASSERT_EQ(refused.entries.size(), 1);
@@ -266,7 +251,7 @@ TEST_F(TrashCommitRecoveryTest, refusedGroupStaysBehindWhileTheOthersGo)
     EXPECT_EQ(*prepared.entries[1].message, TrashTransactionError(Kind::multipleHardLinks, QStringLiteral("b.jpg")).description());
     EXPECT_EQ(prepared.entries[2].state, State::stagedVerified);
 
-    const TrashPreparation committed = Coordinator::commit(prepared, box.journalBase(), service, receipts);
+    const TrashPreparation committed = commit(prepared);
     EXPECT_EQ(trashed(), (QStringList{QStringLiteral("a.jpg"), QStringLiteral("c.jpg")}));
     EXPECT_EQ(readFile(linked), QByteArray("b"));
     EXPECT_EQ(committed.entries[1].state, State::failed);
@@ -276,7 +261,7 @@ TEST_F(TrashCommitRecoveryTest, refusedGroupStaysBehindWhileTheOthersGo)
     ASSERT_EQ(retried.entries.size(), 1);
     EXPECT_EQ(retried.entries[0].id, prepared.entries[1].id) << "the refused file keeps its journal entry";
     EXPECT_EQ(retried.entries[0].state, State::stagedVerified);
-    Coordinator::commit(retried, box.journalBase(), service, receipts);
+    commit(retried);
     EXPECT_EQ(trashed().size(), 3);
 }
 
@@ -289,9 +274,8 @@ TEST_F(TrashCommitRecoveryTest, abandonedReservationOfASafetyCopyIsStagedOver)
     const TrashPreparation first = prepare({photo});
     ASSERT_EQ(first.entries.size(), 1);
     const QString staging = first.entries[0].stagingURL.path();
-    ASSERT_TRUE(QFile::resize(staging, 0));
-    const timespec reservationMark[2] = {{315792000, 0}, {315792000, 0}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(staging).constData(), reservationMark, 0), 0);
+    ASSERT_TRUE(QFile::remove(staging));
+    leaveAbandonedReservation(staging);
     ASSERT_TRUE(isMarkedReservation(staging));
     {
         DurableTrashJournal journal(box.journalBase(), session);

@@ -1,14 +1,10 @@
-#include "TestSupport.h"
+#include "TrashTestSupport.h"
 
 #include "trash/DurableTrashJournal.h"
 #include "trash/TrashTransactionError.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -19,39 +15,13 @@ using State = TrashTransactionState;
 
 namespace {
 
-TrashEntry sampleEntry(const QString& name)
-{
-    TrashEntry entry;
-    entry.id = QUuid::createUuid();
-    entry.groupID = QUuid::createUuid();
-    entry.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/fotos/") + name);
-    entry.stagingURL = FileUrl::fromLocalPath(QStringLiteral("/ergebnis/Sicherheitsablage/") + name);
-    entry.sourceIdentity.path = entry.sourceURL.path();
-    entry.sourceIdentity.size = 1234;
-    entry.sourceIdentity.device = 2049;
-    entry.sourceIdentity.inode = 77;
-    entry.sourceIdentity.linkCount = 1;
-    entry.sourceIdentity.sha256 = QString(64, QLatin1Char('a'));
-    entry.sourceIdentity.resourceIdentifier = QStringLiteral("2049:77");
-    return entry;
-}
-
 class TrashJournalTest : public ::testing::Test {
 protected:
-    // Three entries, seven records: a journal with something in the middle to break.
     void writeSample()
     {
-        DurableTrashJournal journal(tree.root(), session);
-        first = sampleEntry(QStringLiteral("Übersicht 1.jpg"));
-        second = sampleEntry(QStringLiteral("b%20.cr2"));
-        journal.append(State::planned, first, session);
-        journal.append(State::planned, second, session);
-        journal.append(State::stagingIntent, first, session);
-        first.message = QStringLiteral("„zitiert“");
-        journal.append(State::stagedVerified, first, session);
-        journal.append(State::stagingIntent, second, session);
-        journal.append(State::stagedVerified, second, session);
-        journal.append(State::deferred, first, session);
+        const SampleJournal sample = writeSampleJournal(tree.root(), session);
+        first = sample.first;
+        second = sample.second;
     }
 
     QString path() const { return DurableTrashJournal::journalPath(tree.root(), session); }
@@ -169,7 +139,7 @@ TEST_F(TrashJournalTest, removedOrSwappedLinesAreCorruptButBlankLinesAreNot)
 TEST_F(TrashJournalTest, editBehindTheObjectsBackIsNoticedAtTheNextAppend)
 {
     DurableTrashJournal journal(tree.root(), session);
-    first = sampleEntry(QStringLiteral("a.jpg"));
+    first = journalEntryNamed(QStringLiteral("a.jpg"));
     journal.append(State::planned, first, session);
     journal.append(State::stagingIntent, first, session);
     const QByteArray before = readFile(path());
@@ -187,7 +157,7 @@ TEST_F(TrashJournalTest, failedWriteOrFlushReportsUnavailableAndLeavesNoRecordBe
 {
     FaultInjectingFileOps ops;
     DurableTrashJournal journal(tree.root(), session, ops);
-    first = sampleEntry(QStringLiteral("a.jpg"));
+    first = journalEntryNamed(QStringLiteral("a.jpg"));
     journal.append(State::planned, first, session);
 
     ops.failAt(FileOps::Op::write, 1, ENOSPC);
@@ -221,43 +191,11 @@ TEST_F(TrashJournalTest, symbolicLinkInPlaceOfTheJournalIsNeverFollowed)
     EXPECT_EQ(readFile(victim), QByteArray("keep"));
 }
 
-TEST_F(TrashJournalTest, verifyCommandPrintsLatestStatesAndRefusesADamagedJournal)
-{
-    if (cliPath().isEmpty()) {
-        // Outside ctest: the CLI built beside this test binary.
-        const QString besideTests = QCoreApplication::applicationDirPath() + QLatin1String("/../bin/kestrava-cli");
-        if (QFileInfo(besideTests).isExecutable())
-            qputenv("KESTRAVA_CLI", QFile::encodeName(besideTests));
-    }
-    if (cliPath().isEmpty())
-        GTEST_SKIP() << "kestrava-cli not found (KESTRAVA_CLI is not set)";
-    writeSample();
-    const QString folder = QFileInfo(path()).path();
-    const CliResult ok = runCli({QStringLiteral("journal"), QStringLiteral("verify"), folder});
-    ASSERT_EQ(ok.exitCode, 0) << ok.err.toStdString();
-    const QJsonObject result = QJsonDocument::fromJson(ok.out).object();
-    EXPECT_EQ(result.value(QLatin1String("recordCount")).toInteger(), 7);
-    const QJsonArray entries = result.value(QLatin1String("entries")).toArray();
-    ASSERT_EQ(entries.size(), 2);
-    EXPECT_EQ(entries[0].toObject().value(QLatin1String("state")).toString(), QStringLiteral("deferred"));
-    EXPECT_EQ(entries[1].toObject().value(QLatin1String("state")).toString(), QStringLiteral("stagedVerified"));
-
-    const QByteArray before = readFile(path());
-    swapLines(path(), 0, 1);
-    const QByteArray damaged = readFile(path());
-    const CliResult refused = runCli({QStringLiteral("journal"), QStringLiteral("verify"), path()});
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_EQ(QString::fromUtf8(refused.err).trimmed(),
-              QStringLiteral("Das Sicherheitsjournal ist unvollständig oder beschädigt. Es wird nichts automatisch verändert."));
-    EXPECT_EQ(readFile(path()), damaged) << "inspection never changes a journal";
-    EXPECT_NE(before, damaged);
-}
-
 TEST_F(TrashJournalTest, appendsReadTheFileAgainOnlyWhenSomeoneElseChangedIt)
 {
     FaultInjectingFileOps ops;
     DurableTrashJournal journal(tree.root(), session, ops);
-    first = sampleEntry(QStringLiteral("a.jpg"));
+    first = journalEntryNamed(QStringLiteral("a.jpg"));
     const int readsAfterOpen = ops.callCount(FileOps::Op::read);
     for (int i = 0; i < 50; ++i)
         journal.append(State::planned, first, session);

@@ -1,12 +1,14 @@
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 
+#include "platform/FileOps.h"
+#include "platform/FileSystemError.h"
 #include "trash/TrashOperationLock.h"
 #include "trash/TrashTransactionError.h"
 
 #include <QFile>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -25,20 +27,9 @@ bool lockRefused(const TempTree& tree)
         TrashOperationLock lock(tree.root());
         return false;
     } catch (const TrashTransactionError& error) {
-        EXPECT_EQ(error.description(), QStringLiteral("Eine andere destruktive Kestrava-Sitzung läuft bereits."));
+        EXPECT_EQ(error.kind(), TrashTransactionError::Kind::transactionAlreadyRunning);
         return true;
     }
-}
-
-// A process id that certainly names no process: a child that has exited and been reaped.
-qint64 deadPid()
-{
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(0);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return child;
 }
 
 } // namespace
@@ -63,7 +54,7 @@ TEST(TrashOperationLock, holdsOwnPidWithOwnerOnlyPermissionsAndIsReleasedOnce)
 TEST(TrashOperationLock, staleLockOfDeadProcessIsTakenOver)
 {
     TempTree tree;
-    writeFile(lockPath(tree), QByteArray::number(deadPid()) + "\n");
+    writeFile(lockPath(tree), QByteArray::number(pidOfReapedProcess()) + "\n");
     TrashOperationLock lock(tree.root());
     EXPECT_EQ(readFile(lockPath(tree)), QByteArray::number(qint64(::getpid())));
 }
@@ -85,7 +76,7 @@ TEST(TrashOperationLock, liveOrUnreadableOwnerBlocks)
 TEST(TrashOperationLock, symbolicLinkAtTheLockNameIsNotFollowed)
 {
     TempTree tree;
-    const QByteArray victimContent = QByteArray::number(deadPid());
+    const QByteArray victimContent = QByteArray::number(pidOfReapedProcess());
     const QString victim = tree.write(QStringLiteral("victim"), victimContent);
     ASSERT_EQ(::symlink(QFile::encodeName(victim).constData(), QFile::encodeName(lockPath(tree)).constData()), 0);
     // The link's target names a dead process, but the lock is only ever created in place.
@@ -97,4 +88,26 @@ TEST(TrashOperationLock, symbolicLinkAtTheLockNameIsNotFollowed)
     } catch (const TrashTransactionError&) {
     }
     EXPECT_EQ(readFile(victim), victimContent);
+}
+
+// A lock that cannot be written is a folder that cannot hold the journal: the user hears the
+// system's reason, never that another session were running, and nothing is left behind.
+TEST(TrashOperationLock, unwritableLockNamesTheSystemsReasonNotAnotherSession)
+{
+    for (const auto& [op, errorNumber] : {std::pair{FileOps::Op::write, ENOSPC}, std::pair{FileOps::Op::link, EPERM}}) {
+        TempTree tree;
+        FaultInjectingFileOps ops;
+        ops.failAt(op, 1, errorNumber);
+        try {
+            TrashOperationLock lock(tree.root(), ops);
+            ADD_FAILURE() << "locked although the " << int(op) << " failed";
+        } catch (const TrashTransactionError& error) {
+            EXPECT_EQ(error.kind(), TrashTransactionError::Kind::journalUnavailable);
+            EXPECT_TRUE(error.description().endsWith(FileSystemError(FileSystemError::Operation::write, {}, errorNumber).reason()))
+                << error.description().toStdString();
+        }
+        EXPECT_EQ(filesBelow(tree.root()), QStringList()) << "a draft or lock was left behind";
+        ops.clearFaults();
+        TrashOperationLock lock(tree.root(), ops);
+    }
 }

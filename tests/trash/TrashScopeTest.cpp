@@ -21,26 +21,15 @@ namespace Coordinator = TrashTransactionCoordinator;
 
 namespace {
 
-class TrashScopeTest : public ::testing::Test {
+// Only what lies in the sandbox's photo folder belongs to the shoot.
+class TrashScopeTest : public TrashTransactionTest {
 protected:
-    TrashPreparation prepare(const QStringList& files)
+    TrashTransactionOptions scoped() const
     {
         TrashTransactionOptions options;
         options.sourceFolder = box.source(QString());
-        return Coordinator::prepare(session, TrashSandbox::singleGroups(files), FileUrl::fromLocalPath(box.resultRoot()),
-                                    box.journalBase(), FreedesktopTrashCapabilityChecker(), {}, options);
+        return options;
     }
-
-    TrashPreparation commit(const TrashPreparation& preparation)
-    {
-        TrashTransactionOptions options;
-        options.sourceFolder = box.source(QString());
-        return Coordinator::commit(preparation, box.journalBase(), FreedesktopTrashService(), FreedesktopTrashReceiptValidator(),
-                                   {}, options);
-    }
-
-    TrashSandbox box;
-    QUuid session = QUuid::createUuid();
 };
 
 } // namespace
@@ -58,7 +47,7 @@ TEST_F(TrashScopeTest, onlyPhotosOfTheSourceFolderAreStaged)
     // A path that climbs out of the source folder by "..".
     const QString climbing = box.source(QStringLiteral("../anderer Ordner/brief.jpg"));
 
-    const TrashPreparation prepared = prepare({photo, sidecar, notes, elsewhere, link, fifo, climbing});
+    const TrashPreparation prepared = prepare({photo, sidecar, notes, elsewhere, link, fifo, climbing}, scoped());
     QHash<QString, TrashEntry> byName;
     for (const TrashEntry& entry : prepared.entries)
         byName.insert(entry.sourceURL.fileName(), entry);
@@ -71,7 +60,7 @@ TEST_F(TrashScopeTest, onlyPhotosOfTheSourceFolderAreStaged)
         EXPECT_TRUE(byName.value(name).message.value_or(QString()).startsWith(QStringLiteral("„") + name + QStringLiteral("“")))
             << byName.value(name).message.value_or(QString()).toStdString();
     }
-    commit(prepared);
+    commit(prepared, scoped());
     EXPECT_EQ(readFile(elsewhere), QByteArray("letter"));
     EXPECT_EQ(readFile(notes), QByteArray("text"));
     EXPECT_EQ(QDir(box.homeTrash() + QStringLiteral("/files")).entryList(QDir::Files),
@@ -84,7 +73,7 @@ TEST_F(TrashScopeTest, anotherUsersFileIsRefused)
         GTEST_SKIP() << "changing a file's owner needs root";
     const QString foreign = box.addOriginal(QStringLiteral("IMG_2.jpg"), "theirs");
     ASSERT_EQ(::chown(QFile::encodeName(foreign).constData(), 65534, 65534), 0);
-    const TrashPreparation prepared = prepare({foreign});
+    const TrashPreparation prepared = prepare({foreign}, scoped());
     ASSERT_EQ(prepared.entries.size(), 1);
     EXPECT_EQ(prepared.entries[0].state, State::failed);
     EXPECT_TRUE(prepared.entries[0].message.value_or(QString()).contains(QStringLiteral("anderen Benutzer")));
@@ -96,7 +85,7 @@ TEST_F(TrashScopeTest, journalEditedToNameAFileOutsideTheShootIsHeldBeforeTheMov
 {
     const QString photo = box.addOriginal(QStringLiteral("IMG_3.jpg"), "photo");
     const QString secret = box.tree.write(QStringLiteral("privat/IMG_3.jpg"), "photo");
-    const TrashPreparation prepared = prepare({photo});
+    const TrashPreparation prepared = prepare({photo}, scoped());
     ASSERT_EQ(prepared.entries[0].state, State::stagedVerified);
     TrashEntry forged = prepared.entries[0];
     forged.sourceURL = FileUrl::fromLocalPath(secret);
@@ -106,14 +95,14 @@ TEST_F(TrashScopeTest, journalEditedToNameAFileOutsideTheShootIsHeldBeforeTheMov
         journal.append(State::stagedVerified, forged, session);
     }
     try {
-        commit(prepared);
+        commit(prepared, scoped());
         ADD_FAILURE() << "a forged entry was not stopped";
     } catch (const TrashTransactionError& error) {
         EXPECT_EQ(error.kind(), TrashTransactionError::Kind::outsideSession);
         EXPECT_TRUE(error.description().contains(QStringLiteral("Quellordner"))) << error.description().toStdString();
     }
     EXPECT_EQ(readFile(secret), QByteArray("photo"));
-    const TrashPreparation after = commit(prepared);
+    const TrashPreparation after = commit(prepared, scoped());
     EXPECT_EQ(after.entries[0].state, State::needsReview);
     EXPECT_EQ(readFile(secret), QByteArray("photo"));
     EXPECT_TRUE(QDir(box.homeTrash() + QStringLiteral("/files")).entryList(QDir::Files).isEmpty());

@@ -1,9 +1,9 @@
 #include "TrashTestSupport.h"
 
+#include "trash/DurableTrashJournal.h"
+
 #include <QDir>
 #include <QFile>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 namespace kestrava::test {
 
@@ -49,10 +49,72 @@ TrashGroup TrashSandbox::oneGroup(const QStringList& paths)
     return group;
 }
 
-void setModificationTime(const QString& path, qint64 seconds)
+TrashPreparation TrashTransactionTest::prepare(const QList<TrashGroup>& groups, const TrashTransactionOptions& options)
 {
-    const struct timespec times[2] = {{seconds, 0}, {seconds, 0}};
-    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW);
+    return TrashTransactionCoordinator::prepare(session, groups, FileUrl::fromLocalPath(box.resultRoot()), box.journalBase(),
+                                                checker, {}, options);
+}
+
+TrashPreparation TrashTransactionTest::prepare(const QStringList& files, const TrashTransactionOptions& options)
+{
+    return prepare(TrashSandbox::singleGroups(files), options);
+}
+
+TrashPreparation TrashTransactionTest::commit(const TrashPreparation& preparation, const TrashTransactionOptions& options)
+{
+    return TrashTransactionCoordinator::commit(preparation, box.journalBase(), service, receipts, {}, options);
+}
+
+QStringList TrashTransactionTest::trashed() const
+{
+    return QDir(box.homeTrash() + QLatin1String("/files")).entryList(QDir::Files | QDir::Hidden | QDir::System);
+}
+
+QStringList TrashTransactionTest::trashInfos() const
+{
+    return QDir(box.homeTrash() + QLatin1String("/info")).entryList(QDir::Files | QDir::Hidden | QDir::System);
+}
+
+QList<TrashTransactionState> TrashTransactionTest::journaledStates(const QUuid& entryID) const
+{
+    QList<TrashTransactionState> states;
+    for (const auto& record : DurableTrashJournal::verifyFile(DurableTrashJournal::journalPath(box.journalBase(), session)))
+        if (record.payload.entry.id == entryID)
+            states.append(record.payload.state);
+    return states;
+}
+
+TrashEntry journalEntryNamed(const QString& name)
+{
+    TrashEntry entry;
+    entry.id = QUuid::createUuid();
+    entry.groupID = QUuid::createUuid();
+    entry.sourceURL = FileUrl::fromLocalPath(QStringLiteral("/fotos/") + name);
+    entry.stagingURL = FileUrl::fromLocalPath(QStringLiteral("/ergebnis/Sicherheitsablage/") + name);
+    entry.sourceIdentity.path = entry.sourceURL.path();
+    entry.sourceIdentity.size = 1234;
+    entry.sourceIdentity.device = 2049;
+    entry.sourceIdentity.inode = 77;
+    entry.sourceIdentity.linkCount = 1;
+    entry.sourceIdentity.sha256 = QString(64, QLatin1Char('a'));
+    entry.sourceIdentity.resourceIdentifier = QStringLiteral("2049:77");
+    return entry;
+}
+
+SampleJournal writeSampleJournal(const QString& journalBase, const QUuid& session)
+{
+    using State = TrashTransactionState;
+    DurableTrashJournal journal(journalBase, session);
+    SampleJournal sample{journalEntryNamed(QStringLiteral("Übersicht 1.jpg")), journalEntryNamed(QStringLiteral("b%20.cr2"))};
+    journal.append(State::planned, sample.first, session);
+    journal.append(State::planned, sample.second, session);
+    journal.append(State::stagingIntent, sample.first, session);
+    sample.first.message = QStringLiteral("„zitiert“");
+    journal.append(State::stagedVerified, sample.first, session);
+    journal.append(State::stagingIntent, sample.second, session);
+    journal.append(State::stagedVerified, sample.second, session);
+    journal.append(State::deferred, sample.first, session);
+    return sample;
 }
 
 } // namespace kestrava::test

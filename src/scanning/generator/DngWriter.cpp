@@ -257,7 +257,9 @@ QByteArray dngBytes(const QImage& picture, const CameraTags& tags, const DngOpti
     tiff.addIfd({
         ascii(0x9003, date),
         ascii(0x9004, date),
+        ascii(0x9290, subSecond),
         ascii(0x9291, subSecond),
+        ascii(0x9292, subSecond),
     });
     tiff.setChain({previewBlob >= 0, false, false});
     return tiff.build();

@@ -44,6 +44,8 @@ QByteArray jpegWithExif(const QImage& picture, int quality, const CameraTags& ta
         exif["Exif.Photo.DateTimeOriginal"] = date;
         exif["Exif.Photo.DateTimeDigitized"] = date;
         exif["Exif.Photo.SubSecTimeOriginal"] = subSecond;
+        exif["Exif.Photo.SubSecTimeDigitized"] = subSecond;
+        exif["Exif.Photo.SubSecTime"] = subSecond;
         exif["Exif.Photo.PixelXDimension"] = uint32_t(picture.width());
         exif["Exif.Photo.PixelYDimension"] = uint32_t(picture.height());
         image->setExifData(exif);

@@ -149,6 +149,7 @@ ShootSummary generateShoot(const QString& directory, const ShootOptions& options
             number += random.chance(0.1) ? random.between(2, 4) : 1; // shots deleted in camera
             const QString base = QLatin1String(camera.prefix) + QString::number(number);
             const CameraTags tags{QLatin1String(camera.make), QLatin1String(camera.model), clock, random.between(0, 99)};
+            const QDateTime captured = clock.addMSecs(qint64(tags.subSecond) * 10);
 
             const QString jpegName = folder + QLatin1Char('/') + base + QLatin1Char('.')
                 + QLatin1String(random.pick(jpegExtensionSpellings));
@@ -157,7 +158,7 @@ ShootSummary generateShoot(const QString& directory, const ShootOptions& options
             if (jpeg.isEmpty())
                 throw ShootGeneratorError(ShootGeneratorError::Kind::cannotWrite, writer.absolute(jpegName));
             writer.write(jpegName, jpeg, clock);
-            summary.photos.append({jpegName, PhotoFormatGroup::jpeg, clock, shot});
+            summary.photos.append({jpegName, PhotoFormatGroup::jpeg, captured, shot});
 
             if (random.chance(options.rawRatio)) {
                 // Real DNGs (a small mosaic plus an embedded preview) so the RAW path runs end to end.
@@ -167,7 +168,7 @@ ShootSummary generateShoot(const QString& directory, const ShootOptions& options
                 writer.write(rawName,
                              dngBytes(picture, tags, DngOptions{QSize(sensor.width() & ~1, sensor.height() & ~1), 1024}),
                              clock);
-                summary.photos.append({rawName, PhotoFormatGroup::raw, clock, shot});
+                summary.photos.append({rawName, PhotoFormatGroup::raw, captured, shot});
             }
             if (random.chance(0.125)) {
                 const QString sidecar = folder + QLatin1Char('/') + base + QStringLiteral(".xmp");

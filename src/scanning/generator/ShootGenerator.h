@@ -45,7 +45,8 @@ struct ShootOptions {
 struct GeneratedPhoto {
     QString relativePath;
     PhotoFormatGroup formatGroup = PhotoFormatGroup::other;
-    // Local time, as written into EXIF and as the file's modification time.
+    // Local time, as written into EXIF with its subsecond tags; the file's modification time
+    // is its whole second.
     QDateTime captureDate;
     int shot = 0;
 };

@@ -20,7 +20,7 @@ struct CameraTags {
 QImage renderScene(QSize size, quint64 seed);
 
 // A JPEG of `picture` with the EXIF capture dates (DateTimeOriginal, DateTimeDigitized,
-// DateTime), camera make and model. Empty on failure.
+// DateTime), each with its subsecond tag, camera make and model. Empty on failure.
 QByteArray jpegWithExif(const QImage& picture, int quality, const CameraTags& tags);
 
 struct RawCompanionSpec {

@@ -1,4 +1,4 @@
-#include "ProgressText.h"
+#include "CliWording.h"
 
 #include "model/Text.h"
 
@@ -12,6 +12,83 @@ namespace {
 constexpr int barWidth = 24;
 
 } // namespace
+
+QString usageLine(const QString& usageText)
+{
+    return QStringLiteral("Aufruf: kestrava-cli ") + usageText;
+}
+
+QString commandListHeading()
+{
+    return QStringLiteral("Aufruf: kestrava-cli <Befehl> [Argumente]\n\nBefehle:");
+}
+
+QString commandListEntry(const QString& usageText)
+{
+    return QStringLiteral("  kestrava-cli ") + usageText;
+}
+
+QString note(const QString& text)
+{
+    return QStringLiteral("Hinweis: ") + text;
+}
+
+QString decisionAcknowledged(int count, const QString& groupID)
+{
+    return QStringLiteral("entschieden %1 %2").arg(count).arg(groupID);
+}
+
+QString stopRequested()
+{
+    return QStringLiteral("Abbruch angefordert – der Lauf hält vor der nächsten Datei an.");
+}
+
+QString noPreviewPossible(const QString& fileName)
+{
+    return QStringLiteral("Für „%1“ kann keine Vorschau erzeugt werden.").arg(fileName);
+}
+
+QString outputExists(const QString& path)
+{
+    return QStringLiteral("„%1“ existiert bereits und wird nicht überschrieben.").arg(path);
+}
+
+QString outputNotWritten(const QString& path, const QString& reason)
+{
+    return QStringLiteral("„%1“ konnte nicht geschrieben werden: %2").arg(path, reason);
+}
+
+QString reportNotSaved(const QString& errorDescription)
+{
+    return QStringLiteral("Der Bericht konnte nicht gespeichert werden: ") + errorDescription;
+}
+
+QString noInterruptedSession()
+{
+    return QStringLiteral("Es gibt keine unterbrochene Sitzung, die fortgesetzt werden kann.");
+}
+
+QString interruptedBeforeSorting()
+{
+    return QStringLiteral("Die letzte Sitzung wurde vor dem Start der Sortierung unterbrochen; es wurde nichts kopiert "
+                          "oder verschoben. Starte die Sortierung erneut.");
+}
+
+QString safetyCopiesPrepared()
+{
+    return QStringLiteral("Die Sicherheitsablage ist vorbereitet: weiter mit „kestrava-cli trash commit“ oder "
+                          "„kestrava-cli trash defer“.");
+}
+
+QString noPreparedTrashTransaction()
+{
+    return QStringLiteral("Es gibt keinen vorbereiteten Papierkorb-Vorgang.");
+}
+
+QString noDecisionListed(const QString& fileName)
+{
+    return QStringLiteral("Für „%1“ enthält die Liste keine Entscheidung.").arg(fileName);
+}
 
 QString phaseHeading(const SortProgress& progress, const SortResult* result)
 {

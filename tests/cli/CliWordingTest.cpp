@@ -1,7 +1,7 @@
 // The figures of the progress display: time left from the measured rate, and nothing invented
 // before a rate exists.
 
-#include "ProgressText.h"
+#include "cli/CliWording.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 // kestrava-cli scan / groups / generate: output coding, awkward names, exit codes.
 
-#include "ScanTestHelpers.h"
+#include "PosixHelpers.h"
 #include "TestSupport.h"
 #include "model/PhotoModelJson.h"
-#include "scanning/FormatPreselection.h"
 #include "scanning/PhotoInventoryScanner.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -67,7 +67,9 @@ TEST(ScanCli, awkwardNamesRoundTripThroughTheJson)
     const CliResult result = runCli({"scan", tree.root()});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QList<PhotoItem> items = photoItemsFromJson(parseArray(result.out));
-    QStringList found = relativePaths(items);
+    QStringList found;
+    for (const PhotoItem& item : items)
+        found.append(item.relativePath);
     QStringList wanted = names;
     found.sort();
     wanted.sort();
@@ -108,6 +110,9 @@ TEST(ScanCli, failuresAndUsageErrorsHaveTheirExitCodes)
     EXPECT_EQ(runCli({"generate", tree.path("neu"), "--shots", "3", "--raw-ratio", "1.5"}).exitCode, 2);
     EXPECT_EQ(runCli({"generate", tree.path("neu"), "--shots", "3", "--size", "gross"}).exitCode, 2);
     EXPECT_FALSE(QFileInfo::exists(tree.path("neu")));
+    tree.write("voll/vorhanden.jpg", "meins");
+    EXPECT_EQ(runCli({"generate", tree.path("voll"), "--shots", "2"}).exitCode, 1);
+    EXPECT_EQ(readFile(tree.path("voll/vorhanden.jpg")), "meins");
 }
 
 TEST(ScanCli, groupsPairOnlyWhenBothFormatsAreReviewed)
@@ -144,12 +149,22 @@ TEST(ScanCli, groupsOfASingleFormatFolderAreSinglesAndAnEmptyFolderHasNone)
     EXPECT_EQ(result.out.trimmed(), "[]");
 }
 
-TEST(FormatPreselection, prefersBothThenWhicheverFormatExists)
+TEST(ScanCli, generatedSummaryMatchesWhatScanAndGroupsFind)
 {
-    EXPECT_EQ(preselectedReviewChoice(3, 1), FormatReviewChoice::both);
-    EXPECT_EQ(preselectedReviewChoice(3, 0), FormatReviewChoice::jpeg);
-    EXPECT_EQ(preselectedReviewChoice(0, 2), FormatReviewChoice::raw);
-    EXPECT_EQ(preselectedReviewChoice(0, 0), std::nullopt);
-    EXPECT_TRUE(offersFormatChoice(1, 1));
-    EXPECT_FALSE(offersFormatChoice(4, 0));
+    TempTree tree;
+    const CliResult generated = runCli({"generate", tree.path("s"), "--shots", "12", "--raw-ratio", "1", "--seed", "5",
+                                        "--size", "64x48"});
+    ASSERT_EQ(generated.exitCode, 0) << generated.err.toStdString();
+    const QJsonObject summary = QJsonDocument::fromJson(generated.out).object();
+    EXPECT_EQ(summary.value("jpegFiles").toInt(), 12);
+    EXPECT_EQ(summary.value("rawFiles").toInt(), 12);
+
+    const CliResult scanned = runCli({"scan", tree.path("s")});
+    ASSERT_EQ(scanned.exitCode, 0);
+    EXPECT_EQ(parseArray(scanned.out).size(), summary.value("photoFiles").toInt());
+    // With a RAW for every shot, every group is a pair.
+    const QJsonArray groups = parseArray(runCli({"groups", tree.path("s")}).out);
+    EXPECT_EQ(groups.size(), 12);
+    for (const QJsonValue& group : groups)
+        EXPECT_EQ(group.toObject().value("memberURLs").toArray().size(), 2);
 }

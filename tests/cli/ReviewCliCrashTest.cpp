@@ -1,11 +1,11 @@
 // kestrava-cli review end to end, and killed with SIGKILL at random moments: whatever it
 // acknowledged before dying is in the session afterwards.
 
-#include "WorkflowRig.h"
+#include "KillLoop.h"
+#include "model/FileUrl.h"
 #include "model/Json.h"
 #include "session/SessionStore.h"
 
-#include <QProcess>
 #include <QRandomGenerator>
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using namespace kestrava::test;
 namespace {
 
 // `pairs` JPEG+RAW shots and `singles` lone JPEGs as tiny files: review never reads pixels.
-QString writeShoot(TempTree& tree, int pairs, int singles)
+QString writeEmptyShoot(TempTree& tree, int pairs, int singles)
 {
     for (int i = 0; i < pairs; ++i) {
         const QString base = QStringLiteral("Fotos/IMG_%1").arg(i + 1, 4, 10, QLatin1Char('0'));
@@ -44,7 +44,7 @@ std::optional<SortSession> latestSession(const QString& storeFolder)
 TEST(ReviewCli, decidesEveryGroupFromAListAndStopsAtConfirmation)
 {
     TempTree tree;
-    const QString folder = writeShoot(tree, 2, 2);
+    const QString folder = writeEmptyShoot(tree, 2, 2);
     const QString csv = tree.write(QStringLiteral("liste.csv"),
                                    "Datei,Format,Entscheidung,Kopierstatus,Nachweis\n"
                                    "IMG_0001.NEF,RAW,Aussortiert,,\nIMG_0002.JPG,JPEG,Vielleicht,,\n"
@@ -74,7 +74,7 @@ TEST(ReviewCli, decidesEveryGroupFromAListAndStopsAtConfirmation)
 TEST(ReviewCli, refusesListsThatLeaveAGroupOpenAndBadArguments)
 {
     TempTree tree;
-    const QString folder = writeShoot(tree, 1, 1);
+    const QString folder = writeEmptyShoot(tree, 1, 1);
     const QString csv = tree.write(QStringLiteral("liste.csv"),
                                    "Datei,Format,Entscheidung,Kopierstatus,Nachweis\nIMG_0001.JPG,JPEG,Behalten,,\n");
     const QStringList base{QStringLiteral("review"), folder, QStringLiteral("--dest"), tree.path(QStringLiteral("Ziel")),
@@ -90,26 +90,16 @@ TEST(ReviewCli, refusesListsThatLeaveAGroupOpenAndBadArguments)
 TEST(ReviewCli, killedAtRandomMomentsKeepsEveryAcknowledgedDecision)
 {
     TempTree tree;
-    const QString folder = writeShoot(tree, 200, 100);
+    const QString folder = writeEmptyShoot(tree, 200, 100);
     QRandomGenerator random(QRandomGenerator::global()->generate());
     for (int trial = 0; trial < 4; ++trial) {
         const QString store = tree.path(QStringLiteral("S%1").arg(trial));
-        QProcess process;
-        process.start(cliPath(), {QStringLiteral("review"), folder, QStringLiteral("--dest"), tree.path(QStringLiteral("Ziel")),
-                                  QStringLiteral("--mode"), QStringLiteral("safeCopy"), QStringLiteral("--store"), store,
-                                  QStringLiteral("--all"), QStringLiteral("delete")});
-        ASSERT_TRUE(process.waitForStarted());
         const int killAfter = int(random.bounded(1, 280));
-        QByteArray acknowledged;
-        while (acknowledged.count('\n') < killAfter && process.state() == QProcess::Running) {
-            process.waitForReadyRead(100);
-            acknowledged += process.readAllStandardError();
-        }
-        process.kill();
-        process.waitForFinished();
-        // Lines already written before the kill were acknowledged too.
-        acknowledged += process.readAllStandardError();
-
+        QByteArray acknowledged = runKilledAfter(
+            cliPath(),
+            {QStringLiteral("review"), folder, QStringLiteral("--dest"), tree.path(QStringLiteral("Ziel")), QStringLiteral("--mode"),
+             QStringLiteral("safeCopy"), QStringLiteral("--store"), store, QStringLiteral("--all"), QStringLiteral("delete")},
+            QProcessEnvironment::systemEnvironment(), {QProcess::StandardError, killAfter, {}}).output;
         // Only whole lines count: a line still being written at the kill acknowledged nothing.
         acknowledged.truncate(acknowledged.lastIndexOf('\n') + 1);
         QStringList groups;

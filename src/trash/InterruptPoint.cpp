@@ -1,8 +1,7 @@
-#include "CrashPoint.h"
+#include "InterruptPoint.h"
 
 #ifdef KESTRAVA_TEST_HOOKS
 
-#include <QHash>
 #include <QMutex>
 #include <cstdlib>
 #include <csignal>
@@ -12,10 +11,10 @@ namespace kestrava::testhooks {
 
 namespace {
 
-// True when `variable` names `name` ("<name>" or "<name>#<n>") and this is its n-th hit.
-bool reached(const char* variable, const QString& name, int& hits)
+// True when KESTRAVA_INTERRUPT_AT names `name` ("<name>" or "<name>#<n>") and this is its n-th hit.
+bool reached(const QString& name, int& hits)
 {
-    const QString wanted = QString::fromLocal8Bit(std::getenv(variable));
+    const QString wanted = QString::fromLocal8Bit(std::getenv("KESTRAVA_INTERRUPT_AT"));
     if (wanted.isEmpty())
         return false;
     const qsizetype hash = wanted.indexOf(QLatin1Char('#'));
@@ -30,17 +29,10 @@ bool reached(const char* variable, const QString& name, int& hits)
 
 } // namespace
 
-void crashPoint(const QString& name)
-{
-    static int hits = 0;
-    if (reached("KESTRAVA_CRASH_AT", name, hits))
-        ::_exit(crashExitCode);
-}
-
 void interruptPoint(const QString& name, const std::function<bool()>& stopSeen)
 {
     static int hits = 0;
-    if (!reached("KESTRAVA_INTERRUPT_AT", name, hits))
+    if (!reached(name, hits))
         return;
     ::kill(::getpid(), SIGINT);
     for (int waited = 0; waited < 1000 && !(stopSeen && stopSeen()); ++waited)

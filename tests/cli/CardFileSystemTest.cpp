@@ -21,11 +21,7 @@ using namespace kestrava::test;
 
 namespace {
 
-#ifdef KESTRAVA_SANITIZED
-constexpr int killsPerScenario = 4;
-#else
-constexpr int killsPerScenario = 8;
-#endif
+constexpr int killsPerScenario = killBudget(8, 4);
 
 // The free-space check keeps a reserve of a gigabyte, so a card must be larger than that;
 // the image is sparse and costs only what is written.
@@ -172,9 +168,9 @@ TEST_P(CardFileSystem, rejectsGoToTheCardsOwnTrash)
 }
 
 // Kills fall on the steps of the execution (from taking the result folder's lock on) that
-// touch the card, spread over the whole run. A run killed before it executes leaves nothing
-// to resume, which is not what these tests are about.
-QList<int> stepsOnTheCard(const QList<DurableStep>& steps, const QString& mountPoint, int wanted)
+// touch the card. A run killed before it executes leaves nothing to resume, which is not what
+// these tests are about.
+QList<int> stepsOnTheCard(const QList<DurableStep>& steps, const QString& mountPoint)
 {
     QList<int> onCard;
     bool executing = false;
@@ -183,19 +179,13 @@ QList<int> stepsOnTheCard(const QList<DurableStep>& steps, const QString& mountP
         if (executing && (step.path.startsWith(mountPoint) || step.kind == QLatin1String("fsync")))
             onCard.append(step.number);
     }
-    QList<int> chosen;
-    for (int i = 0; i < wanted && !onCard.isEmpty(); ++i) {
-        const int step = onCard.at(qsizetype((qint64(i) * onCard.size()) / wanted + onCard.size() / (2 * wanted)) % onCard.size());
-        if (!chosen.contains(step))
-            chosen.append(step);
-    }
-    return chosen;
+    return onCard;
 }
 
 // The steps at which a name on the card is reserved and not yet renamed onto: the rename of a
 // name the run created just before (on FAT and exFAT, renameExclusive's empty reservation).
 // A kill there leaves the reservation under the photo's final name.
-QList<int> stepsOnAReservation(const QList<DurableStep>& steps, const QString& mountPoint, int wanted)
+QList<int> stepsOnAReservation(const QList<DurableStep>& steps, const QString& mountPoint)
 {
     QList<int> onReservation;
     QSet<QString> created;
@@ -207,11 +197,7 @@ QList<int> stepsOnAReservation(const QList<DurableStep>& steps, const QString& m
         else if (step.kind == QLatin1String("rename") && created.contains(step.path))
             onReservation.append(step.number);
     }
-    const qsizetype limit = std::min<qsizetype>(onReservation.size(), wanted);
-    QList<int> chosen;
-    for (qsizetype i = 0; i < limit; ++i)
-        chosen.append(onReservation.at((i * onReservation.size()) / limit));
-    return chosen;
+    return onReservation;
 }
 
 // Empty files among the results that a killed run left: what the resumed run must clear.
@@ -223,7 +209,7 @@ int emptyFilesBelow(const QString& root)
     return empty;
 }
 
-using StepChooser = QList<int> (*)(const QList<DurableStep>&, const QString&, int);
+using StepChooser = QList<int> (*)(const QList<DurableStep>&, const QString&);
 
 void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, quint32 seed,
                    StepChooser chooseSteps = stepsOnTheCard)
@@ -247,37 +233,32 @@ void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, qu
     ASSERT_FALSE(steps.isEmpty()) << "this build logs no durable steps";
     reference.expectFinished("uninterrupted");
 
-    int kills = 0;
     int reservationsLeft = 0;
-    const QList<int> chosen = chooseSteps(steps, card.mountPoint(), killsPerScenario);
+    const QList<int> chosen = spreadOver(chooseSteps(steps, card.mountPoint()), killsPerScenario);
     ASSERT_FALSE(chosen.isEmpty()) << "the run took no step on the card to kill at";
-    for (const int step : chosen) {
-        const Sort sort = sortNumbered(step);
-        const std::string where = describeStep(steps, step).toStdString();
+    const KillWalk walk = killAtEach(steps, chosen, [&](KillPoint& point) {
+        const Sort sort = sortNumbered(point.step);
         // A kill on a reservation is named by the rename and its file: the step number alone can
         // drift, since a copy is finished on its own thread while the next is written.
-        const DurableStep& logged = steps.at(step - 1);
+        const DurableStep& logged = steps.at(point.step - 1);
         const qsizetype round = logged.path.indexOf(QStringLiteral("/k0/"));
         const KilledRun killed = chooseSteps == stepsOnAReservation && round >= 0
-            ? runCliKilledBefore(sort.arguments(), logged.kind, logged.path.mid(round + 3), sort.environment)
-            : runCliKilledAtStep(sort.arguments(), step, sort.environment);
-        kills += killed.killed;
+            ? point.killBefore(sort.arguments(), logged.kind, logged.path.mid(round + 3), sort.environment)
+            : point.kill(sort.arguments(), sort.environment);
         reservationsLeft += killed.killed ? emptyFilesBelow(sort.result()) : 0;
         QString failure;
-        ASSERT_TRUE(sort.resumeToTheEnd(failure)) << where << ": " << failure.toStdString();
-        sort.expectFinished(where);
+        ASSERT_TRUE(sort.resumeToTheEnd(failure)) << failure.toStdString();
+        sort.expectFinished(point.where.toStdString());
         if (chooseSteps == stepsOnAReservation) { // each photo under the name an uninterrupted run gives it
-            EXPECT_EQ(visibleNamesBelow(sort.result()), visibleNamesBelow(reference.result())) << where;
+            EXPECT_EQ(visibleNamesBelow(sort.result()), visibleNamesBelow(reference.result()));
         }
-        if (::testing::Test::HasFailure()) {
+        if (::testing::Test::HasFailure())
             std::printf("%s\n", qPrintable(filesBelow(sort.result()).join(QLatin1Char('\n'))));
-            break;
-        }
-    }
+    });
     std::printf("%s, %s %s: %lld steps, %d kills, %d reservations left\n", qPrintable(formatName(format)),
-                qPrintable(mode), sourceOnCard ? "off the card" : "onto the card", qint64(steps.size()), kills,
+                qPrintable(mode), sourceOnCard ? "off the card" : "onto the card", qint64(steps.size()), walk.killed,
                 reservationsLeft);
-    EXPECT_GT(kills, 0);
+    EXPECT_GT(walk.killed, 0);
     if (chooseSteps == stepsOnAReservation) {
         EXPECT_GT(reservationsLeft, 0) << "no kill fell between reserving a name and renaming onto it";
     }

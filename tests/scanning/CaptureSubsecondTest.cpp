@@ -1,0 +1,134 @@
+// Capture times to the millisecond: each date takes the subsecond tag recorded beside it, and
+// generated shoots come back from the metadata pipeline with the times they were given.
+
+#include "TestSupport.h"
+
+#include "preview/DecodeSlots.h"
+#include "preview/ExifDates.h"
+#include "scanning/MetadataPipeline.h"
+#include "scanning/generator/ShootGenerator.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <QImageWriter>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include <exiv2/exiv2.hpp>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+namespace {
+
+QDateTime local(int h, int mi, int s, int ms = 0) { return QDateTime(QDate(2024, 6, 1), QTime(h, mi, s, ms)); }
+
+// A small JPEG whose EXIF holds exactly `tags` (Exiv2 keys → ASCII values).
+QByteArray jpegWithTags(const std::map<std::string, std::string>& tags)
+{
+    QByteArray plain;
+    QBuffer buffer(&plain);
+    buffer.open(QIODevice::WriteOnly);
+    QImage picture(32, 24, QImage::Format_RGB32);
+    picture.fill(Qt::gray);
+    QImageWriter(&buffer, "jpeg").write(picture);
+    auto image = Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte*>(plain.constData()), long(plain.size()));
+    Exiv2::ExifData exif;
+    for (const auto& [key, value] : tags)
+        exif[key] = value;
+    image->setExifData(exif);
+    image->writeMetadata();
+    Exiv2::BasicIo& io = image->io();
+    io.seek(0, Exiv2::BasicIo::beg);
+    const Exiv2::DataBuf data = io.read(long(io.size()));
+    return QByteArray(reinterpret_cast<const char*>(data.pData_), qsizetype(data.size_));
+}
+
+} // namespace
+
+TEST(CaptureSubsecond, eachDateTakesOnlyItsOwnSubsecondTag)
+{
+    TempTree tree;
+    const std::string date = "2024:06:01 10:00:00";
+    struct Case {
+        const char* name;
+        std::map<std::string, std::string> tags;
+        QDateTime expected;
+    } cases[] = {
+        {"original", {{"Exif.Photo.DateTimeOriginal", date}, {"Exif.Photo.SubSecTimeOriginal", "92"}, {"Exif.Photo.SubSecTime", "11"}}, local(10, 0, 0, 920)},
+        // The original's subsecond must not be put on the digitized date.
+        {"digitized", {{"Exif.Photo.DateTimeDigitized", date}, {"Exif.Photo.SubSecTimeOriginal", "3"}, {"Exif.Photo.SubSecTimeDigitized", "5"}}, local(10, 0, 0, 500)},
+        {"digitizedWithout", {{"Exif.Photo.DateTimeDigitized", date}, {"Exif.Photo.SubSecTimeOriginal", "3"}}, local(10, 0, 0)},
+        {"modified", {{"Exif.Image.DateTime", date}, {"Exif.Photo.SubSecTime", "123456"}}, local(10, 0, 0, 123)},
+        {"blank", {{"Exif.Photo.DateTimeOriginal", date}, {"Exif.Photo.SubSecTimeOriginal", "  "}}, local(10, 0, 0)},
+        {"letters", {{"Exif.Photo.DateTimeOriginal", date}, {"Exif.Photo.SubSecTimeOriginal", "9a"}}, local(10, 0, 0)},
+        // A subsecond without a date that parses gives no date at all.
+        {"noDate", {{"Exif.Photo.SubSecTimeOriginal", "50"}}, QDateTime()},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto read = readCaptureDate(tree.write(QString::fromLatin1(c.name) + ".jpg", jpegWithTags(c.tags)));
+        EXPECT_EQ(read.value_or(QDateTime()), c.expected);
+    }
+}
+
+TEST(CaptureSubsecond, digitsAreADecimalFraction)
+{
+    EXPECT_EQ(parseExifSubsecond("5"), 500);
+    EXPECT_EQ(parseExifSubsecond("05"), 50);
+    EXPECT_EQ(parseExifSubsecond("999999"), 999);
+    EXPECT_EQ(parseExifSubsecond(QStringLiteral(" 07") + QChar(0)), 70);
+    EXPECT_EQ(parseExifSubsecond("000"), 0);
+    EXPECT_FALSE(parseExifSubsecond(""));
+    EXPECT_FALSE(parseExifSubsecond(QString(QChar(0))));
+    EXPECT_FALSE(parseExifSubsecond("-5"));
+    EXPECT_FALSE(parseExifSubsecond("1 2"));
+}
+
+TEST(CaptureSubsecond, generatedShootComesBackToTheMillisecond)
+{
+    TempTree tree;
+    shootgen::ShootOptions options;
+    options.shots = 12;
+    options.rawRatio = 0.6;
+    options.seed = 15;
+    options.imageSize = QSize(96, 64);
+    options.distractors = false;
+    const shootgen::ShootSummary shoot = shootgen::generateShoot(tree.path("shoot"), options);
+
+    QList<PhotoItem> photos;
+    int withSubsecond = 0;
+    for (const shootgen::GeneratedPhoto& generated : shoot.photos) {
+        PhotoItem item;
+        item.relativePath = generated.relativePath;
+        item.sourceURL = FileUrl::fromLocalPath(shoot.folder + '/' + generated.relativePath);
+        item.formatGroup = generated.formatGroup;
+        item.captureDate = QDateTime(QDate(2000, 1, 1), QTime(0, 0));
+        item.modificationDate = item.captureDate;
+        photos.append(item);
+        withSubsecond += generated.captureDate.time().msec() != 0;
+    }
+    ASSERT_GE(withSubsecond, 6);
+
+    DecodeSlots decodeSlots;
+    MetadataPipeline::Options pipelineOptions;
+    pipelineOptions.decodeSlots = &decodeSlots;
+    pipelineOptions.decodeConcurrency = [](const QString&) { return 2; };
+    MetadataPipeline pipeline(std::move(pipelineOptions));
+    const QList<PhotoItem> enriched = pipeline.enrich(photos).result();
+    ASSERT_EQ(enriched.size(), shoot.photos.size());
+    for (qsizetype i = 0; i < enriched.size(); ++i) {
+        SCOPED_TRACE(shoot.photos[i].relativePath.toStdString());
+        EXPECT_EQ(enriched[i].captureDate, shoot.photos[i].captureDate);
+        if (shoot.photos[i].formatGroup == PhotoFormatGroup::raw) {
+            EXPECT_EQ(readCaptureDate(shoot.folder + '/' + shoot.photos[i].relativePath), shoot.photos[i].captureDate)
+                << "the DNG carries the subsecond itself";
+        }
+    }
+}
+
+#pragma GCC diagnostic pop
