@@ -16,7 +16,10 @@ namespace kestrava {
 using namespace Qt::StringLiterals;
 
 AppShell::AppShell(KestravaViewModel* viewModel, bool hookQuit, QObject* parent)
-    : QObject(parent), viewModel_(viewModel), reducedMotion_(ReducedMotion::detectSynchronously())
+    : QObject(parent),
+      viewModel_(viewModel),
+      dialogs_(new FileDialogs(viewModel, this)),
+      reducedMotion_(ReducedMotion::detectSynchronously())
 {
     if (hookQuit && QCoreApplication::instance())
         connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &AppShell::flushBeforeQuit);
@@ -57,19 +60,36 @@ void AppShell::openFromOutside(const QString& path)
 {
     if (!viewModel_ || path.isEmpty())
         return;
-    const QString name = QFileInfo(path).fileName();
+    const QFileInfo info(path);
+    const QString name = info.fileName().isEmpty() ? path : info.fileName();
+    if (!info.exists()) {
+        setAlert(u"„"_s + name + u"“ wurde nicht gefunden. Gesucht wurde hier: "_s + info.absoluteFilePath());
+        return;
+    }
+    const bool document = info.isFile()
+                          && (info.suffix().compare(u"kestrava"_s, Qt::CaseInsensitive) == 0
+                              || info.suffix().compare(u"json"_s, Qt::CaseInsensitive) == 0);
+    if (!info.isDir() && !document) {
+        setAlert(u"„"_s + name + u"“ ist weder ein Fotoordner noch eine gesicherte Kestrava-Sitzung (.kestrava)."_s);
+        return;
+    }
     if (!viewModel_->canOpenSessionDocument()) {
         setAlert(u"„"_s + name + u"“ wurde nicht geöffnet: Während Dateien sortiert oder in den Papierkorb gelegt "
                                  u"werden, kann nichts anderes geöffnet werden. Bitte öffne es danach erneut."_s);
         return;
     }
-    const QFileInfo info(path);
-    if (info.isDir())
-        viewModel_->load(info.absoluteFilePath());
-    else if (info.isFile() && info.suffix().compare(u"kestrava"_s, Qt::CaseInsensitive) == 0)
+    if (document)
         viewModel_->openSessionDocument(info.absoluteFilePath());
     else
-        setAlert(u"„"_s + name + u"“ ist weder ein Ordner noch eine gesicherte Kestrava-Sitzung."_s);
+        viewModel_->load(info.absoluteFilePath());
+}
+
+bool AppShell::canExportDecisions()
+{
+    if (viewModel_ && viewModel_->session())
+        return true;
+    setAlert(u"Es gibt noch keine Entscheidungen, die exportiert werden können."_s);
+    return false;
 }
 
 bool AppShell::exportDecisionsCsv(const QString& path)
@@ -78,7 +98,7 @@ bool AppShell::exportDecisionsCsv(const QString& path)
         return false;
     const auto session = viewModel_->makeSessionSnapshot();
     if (!session) {
-        setAlert(u"Es gibt noch keine Entscheidungen, die exportiert werden können."_s);
+        canExportDecisions();
         return false;
     }
     try {
@@ -99,18 +119,6 @@ QString AppShell::suggestedCsvName() const
     if (name.endsWith(u".kestrava"_s))
         name.chop(9);
     return (name.isEmpty() ? u"Kestrava-Entscheidungen"_s : name) + u".csv"_s;
-}
-
-QString AppShell::suggestedSessionName() const
-{
-    return viewModel_ ? viewModel_->suggestedSessionDocumentName() : u"Kestrava.kestrava"_s;
-}
-
-QUrl AppShell::suggestedReportUrl() const
-{
-    const QString name = u"Kestrava-Bericht.txt"_s;
-    const QString folder = viewModel_ ? viewModel_->destinationFolderPath() : QString();
-    return QUrl::fromLocalFile(folder.isEmpty() ? QDir::homePath() + u'/' + name : folder + u'/' + name);
 }
 
 void AppShell::dismissAlert()

@@ -5,6 +5,7 @@
 // view-model calls; the main content's appearance and disappearance; the one flush before the
 // process ends; the decision export; and the desktop's reduced-motion wish.
 
+#include "FileDialogs.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <QObject>
@@ -20,6 +21,8 @@ class AppShell : public QObject {
     // Messages of the shell's own commands (the decision export); the view model's alerts are
     // its `alertMessage`.
     Q_PROPERTY(QString alertText READ alertText NOTIFY alertTextChanged)
+    // The open, save and folder dialogs: one intent each.
+    Q_PROPERTY(kestrava::FileDialogs* dialogs READ dialogs CONSTANT)
 
 public:
     // Hooks the flush to QCoreApplication::aboutToQuit when `hookQuit` is set.
@@ -29,6 +32,7 @@ public:
     void setReducedMotion(bool reduced);
     const QString& alertText() const { return alertText_; }
     int flushCount() const { return flushCount_; }
+    FileDialogs* dialogs() const { return dialogs_; }
 
     // Menu commands.
     Q_INVOKABLE void requestSaveSession() { emit saveSessionRequested(); }
@@ -41,23 +45,19 @@ public:
     Q_INVOKABLE void mainContentHidden();
 
     // Writes the session's decisions as a recovery CSV into a new file; never replaces one.
-    Q_INVOKABLE bool exportDecisionsCsv(const QString& path);
-    Q_INVOKABLE QString suggestedCsvName() const;
-    Q_INVOKABLE QString suggestedSessionName() const;
-
-    // The save dialog's proposal for the report: "Kestrava-Bericht.txt" in the result folder.
-    Q_INVOKABLE QUrl suggestedReportUrl() const;
-    Q_INVOKABLE QString localPath(const QUrl& url) const { return url.toLocalFile(); }
-    Q_INVOKABLE QUrl fileUrl(const QString& path) const { return QUrl::fromLocalFile(path); }
+    bool exportDecisionsCsv(const QString& path);
+    // Whether there are decisions to export; says why not when there are none.
+    bool canExportDecisions();
+    QString suggestedCsvName() const;
     Q_INVOKABLE void dismissAlert();
     void showAlert(const QString& text) { setAlert(text); }
 
     // The final session write, at most once per process.
     void flushBeforeQuit();
 
-    // A folder or session document given on the command line, by this start or handed over by
-    // a later one. Refused with a message while a sort or trash step runs: either would reset
-    // the state the running task still works on.
+    // A folder or session document (.kestrava, or the older .json) given on the command line,
+    // by this start or handed over by a later one. Refused with a message while a sort or trash
+    // step runs: either would reset the state the running task still works on.
     void openFromOutside(const QString& path);
 
 signals:
@@ -71,6 +71,7 @@ private:
     void setAlert(const QString& text);
 
     QPointer<KestravaViewModel> viewModel_;
+    FileDialogs* dialogs_;
     bool reducedMotion_ = false;
     QString alertText_;
     int flushCount_ = 0;

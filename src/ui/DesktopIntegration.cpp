@@ -3,7 +3,6 @@
 #include "FileManagerReveal.h"
 #include "scanning/MetadataPipeline.h"
 
-#include <QDesktopServices>
 #include <QUrl>
 
 namespace kestrava {
@@ -11,13 +10,13 @@ namespace kestrava {
 void FileManagerDesktop::reveal(const FileUrl& item)
 {
     if (!item.isEmpty())
-        FileManagerReveal::reveal(item.path(), &replies_);
+        FileManagerReveal::reveal(item.path(), &replies_, failed_, opener_);
 }
 
 void FileManagerDesktop::open(const FileUrl& file)
 {
     if (!file.isEmpty())
-        QDesktopServices::openUrl(QUrl::fromLocalFile(file.path()));
+        FileManagerReveal::open(file.path(), failed_, opener_);
 }
 
 QFuture<QList<PhotoItem>> PipelineMetadataEnrichment::enrich(QList<PhotoItem> photos)
@@ -27,10 +26,12 @@ QFuture<QList<PhotoItem>> PipelineMetadataEnrichment::enrich(QList<PhotoItem> ph
     return MetadataPipeline::shared().enrich(std::move(photos));
 }
 
-void installDesktopServices(WorkflowServices& services)
+std::shared_ptr<FileManagerDesktop> installDesktopServices(WorkflowServices& services)
 {
-    services.desktop = std::make_shared<FileManagerDesktop>();
+    auto desktop = std::make_shared<FileManagerDesktop>();
+    services.desktop = desktop;
     services.metadata = std::make_shared<PipelineMetadataEnrichment>();
+    return desktop;
 }
 
 } // namespace kestrava

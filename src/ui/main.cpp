@@ -1,8 +1,10 @@
-// kestrava [--demo | FOLDER]: the desktop application.
+// kestrava [--demo | FOLDER | DOCUMENT.kestrava | --help]: the desktop application.
 
 #include "AppShell.h"
+#include "CommandLine.h"
 #include "DemoShoot.h"
 #include "DesktopIntegration.h"
+#include "FileDialogs.h"
 #include "SingleInstance.h"
 #include "UiEngine.h"
 #include "model/KestravaError.h"
@@ -12,7 +14,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QGuiApplication>
+#include <QApplication>
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickStyle>
@@ -24,10 +26,50 @@ Q_IMPORT_QML_PLUGIN(KestravaPlugin)
 
 using namespace kestrava;
 
+namespace {
+
+// Generates (or finds) the demo off the GUI thread, then opens it once the store has said
+// whether a saved session waits: that offer is the user's to answer first.
+void startDemo(KestravaViewModel& viewModel, AppShell& shell, SessionStore& store)
+{
+    QFuture<std::optional<SortSession>> discovered = store.loadLatestIncomplete();
+    QtConcurrent::run([]() -> std::pair<QString, QString> {
+        try {
+            return {DemoShoot::create(), QString()};
+        } catch (const KestravaError& error) {
+            return {QString(), error.description()};
+        }
+    }).then(&viewModel, [&viewModel, &shell, discovered](const std::pair<QString, QString>& outcome) mutable {
+        if (outcome.first.isEmpty()) {
+            shell.showAlert(outcome.second);
+            return;
+        }
+        const QString folder = outcome.first;
+        discovered.then(&viewModel, [&viewModel, folder](const std::optional<SortSession>&) {
+            DemoShoot::openWhenFree(viewModel, folder);
+        }).onFailed(&viewModel, [&viewModel, folder] { DemoShoot::openWhenFree(viewModel, folder); });
+    });
+}
+
+} // namespace
+
 int main(int argc, char** argv)
 {
     QElapsedTimer sinceStart;
     sinceStart.start();
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const CommandLine::Request request = CommandLine::parse(arguments, QDir::currentPath());
+    if (request.action == CommandLine::Request::Action::help) {
+        std::fputs(CommandLine::usage().toLocal8Bit().constData(), stdout);
+        return 0;
+    }
+    if (request.action == CommandLine::Request::Action::invalid) {
+        const QString complaint = QStringLiteral("kestrava: „") + request.offending + QStringLiteral("“ wird nicht verstanden.\n\n");
+        std::fputs((complaint + CommandLine::usage()).toLocal8Bit().constData(), stderr);
+        return 2;
+    }
     // Without any display Qt would abort with a technical message; say what is needed instead.
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
@@ -35,20 +77,18 @@ int main(int argc, char** argv)
                    stderr);
         return 1;
     }
-    QGuiApplication app(argc, argv);
+    // Widgets for the file dialogs, which hand over to the desktop's own where there is one.
+    QApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Kestrava"));
     QGuiApplication::setOrganizationName(QStringLiteral("Kestrava"));
     QGuiApplication::setDesktopFileName(QStringLiteral("de.kestrava.Kestrava"));
     QQuickStyle::setStyle(QStringLiteral("Basic"));
+    installGermanQtTranslations(app);
 
-    const QStringList arguments = app.arguments().mid(1);
-    const bool demo = arguments.contains(QStringLiteral("--demo"));
-    const bool reportStartup = arguments.contains(QStringLiteral("--report-startup"));
+    const bool demo = request.demo;
+    const bool reportStartup = request.reportStartup;
     // A folder to sort or a saved session document.
-    QString folder;
-    for (const QString& argument : arguments)
-        if (!argument.startsWith(QStringLiteral("--")))
-            folder = QFileInfo(argument).absoluteFilePath();
+    const QString folder = request.path;
 
     // A second start (a double click on the icon, a folder opened from the file manager) goes
     // to the window already open: two windows on one session would write it at once. The
@@ -59,9 +99,10 @@ int main(int argc, char** argv)
 
     WorkflowServices services;
     services.sessionStore = &SessionStore::live();
-    installDesktopServices(services);
+    const auto desktop = installDesktopServices(services);
     KestravaViewModel viewModel(services);
     AppShell shell(&viewModel);
+    desktop->setFailureHandler([&shell](const QString& message) { shell.showAlert(message); });
 
     QQmlApplicationEngine engine;
     configureEngine(engine, &viewModel, &shell);
@@ -97,19 +138,7 @@ int main(int argc, char** argv)
     }
 
     if (demo) {
-        // Generating takes a few seconds; the welcome screen stays responsive meanwhile.
-        QtConcurrent::run([]() -> std::pair<QString, QString> {
-            try {
-                return {DemoShoot::create(), QString()};
-            } catch (const KestravaError& error) {
-                return {QString(), error.description()};
-            }
-        }).then(&viewModel, [&viewModel, &shell](const std::pair<QString, QString>& outcome) {
-            if (outcome.first.isEmpty())
-                shell.showAlert(outcome.second);
-            else
-                viewModel.load(outcome.first);
-        });
+        startDemo(viewModel, shell, SessionStore::live());
     } else if (!folder.isEmpty()) {
         shell.openFromOutside(folder);
     }

@@ -76,6 +76,20 @@ Item {
                     onClicked: ViewModel.retryPendingSort()
                 }
             }
+            // Selectable, so the path can be copied where no file manager opens.
+            TextEdit {
+                objectName: "resultFolderPath"
+                visible: ViewModel.destinationFolder.length > 0
+                Layout.fillWidth: true
+                readOnly: true
+                selectByMouse: true
+                wrapMode: TextEdit.WrapAnywhere
+                text: "Ergebnisordner: " + ViewModel.destinationFolder
+                color: DesignSystem.textSecondary
+                selectedTextColor: DesignSystem.background
+                selectionColor: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontBody
+            }
             Text {
                 visible: screen.hasResult
                 text: "Weitere Details stehen im vollständigen Log."
@@ -95,7 +109,7 @@ Item {
                     objectName: "saveReportButton"
                     visible: screen.hasResult
                     text: "Bericht speichern"
-                    onClicked: screen.dialogs.saveReport((path) => ViewModel.saveReport(path))
+                    onClicked: screen.dialogs.saveReport()
                 }
                 SecondaryButton {
                     objectName: "revealResultButton"
