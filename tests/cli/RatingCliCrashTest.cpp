@@ -167,3 +167,21 @@ TEST(RatingCliCrash, killedAtAnyStepOfTheRunTheResumedRunLeavesEverySidecarOnce)
     std::printf("ratings: %d durable steps, %d kill points, %d killed\n", count, int(points.size()), killed);
     EXPECT_GE(killed, int(points.size()) / 2);
 }
+
+TEST(RatingCli, starsOutsideOneToFiveOrWithoutRatingsAreRefusedBeforeAnythingRuns)
+{
+    TempTree tree;
+    const Round round = freshRound(tree, 1);
+    QStringList plain = round.sortArguments;
+    plain.removeAll("--ratings");
+    const QStringList refused[] = {
+        round.sortArguments.mid(0, round.sortArguments.size() - 1) + QStringList{"6"},
+        round.sortArguments.mid(0, round.sortArguments.size() - 1) + QStringList{"zwei"},
+        plain,
+    };
+    for (const QStringList& arguments : refused) {
+        const CliResult result = runCli(arguments, round.environment);
+        EXPECT_NE(result.exitCode, 0) << arguments.join(' ').toStdString();
+        EXPECT_FALSE(QFileInfo::exists(round.base)) << arguments.join(' ').toStdString();
+    }
+}
