@@ -2,6 +2,9 @@
 //   ui_frame_bench timeline [groups]  decisions at 20,000 groups: action to frame on screen
 //   ui_frame_bench audit [groups]     scrolling the audit list: scroll step to frame on screen
 //   ui_frame_bench keys [shots] [ms]  arrow key every 150 ms: key press to the next picture's frame
+//   ui_frame_bench keys-audit [shots] [rows] [ms]
+//                                     the same while the audit list scrolls through `rows` rows
+//                                     (5,000 by default) of real thumbnails
 //   ui_frame_bench open [shots]       a folder of JPEG + RAW pairs (20,000 by default), warm cache:
 //                                     opening it to the first picture on screen, and peak memory
 // Each prints count, p50, p95 and max in milliseconds; `open` prints one line of figures.
@@ -24,6 +27,7 @@
 #include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
@@ -186,10 +190,8 @@ int audit(int groups)
     return 0;
 }
 
-int keys(int shots, int intervalMs)
+QString generateKeyShots(const QString& folder, int shots)
 {
-    QTemporaryDir folder;
-    QTemporaryDir destination;
     shootgen::ShootOptions options;
     options.shots = shots;
     options.rawRatio = 1.0;
@@ -197,23 +199,22 @@ int keys(int shots, int intervalMs)
     options.imageSize = QSize(3000, 2000);
     std::printf("generating %d shots …\n", shots);
     std::fflush(stdout);
-    shootgen::generateShoot(folder.path(), options);
-    WorkflowServices services;
-    services.timings.completionDelay = std::chrono::hours(1);
-    App app(services);
-    app.review(folder.path(), QStringLiteral("both"), destination.path());
-    auto* controller = app.window->findChild<ReviewPreviewController*>();
-    if (!controller) {
-        std::printf("no preview controller\n");
-        return 1;
-    }
-    waitFor([&] { return app.viewModel->isPreviewReady(); });
+    shootgen::generateShoot(folder, options);
+    return folder;
+}
 
+// Presses the arrow key every `intervalMs` through the first `count` groups and returns key
+// press to the next picture's frame, in milliseconds.
+QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
+{
+    auto* controller = app.window->findChild<ReviewPreviewController*>();
+    if (!controller)
+        return {};
+    waitFor([&] { return app.viewModel->isPreviewReady(); });
     QElapsedTimer clock;
     clock.start();
     QList<double> samples;
-    int refused = 0;
-    for (int i = 0; i + 1 < app.viewModel->reviewGroupCount(); ++i) {
+    for (int i = 0; i + 1 < std::min(count, app.viewModel->reviewGroupCount()); ++i) {
         // A key every 150 ms by default, as a brisk photographer presses them.
         const qint64 due = clock.nsecsElapsed() + qint64(intervalMs) * 1'000'000;
         const int before = app.viewModel->currentIndex();
@@ -229,7 +230,7 @@ int keys(int shots, int intervalMs)
         const qint64 pressed = clock.nsecsElapsed();
         QTest::keyClick(app.window, Qt::Key_Up);
         if (app.viewModel->currentIndex() == before)
-            ++refused;
+            ++*refused;
         waitFor([&] { return shownAt >= 0; }, 5000);
         QObject::disconnect(imageConnection);
         QObject::disconnect(frameConnection);
@@ -237,11 +238,93 @@ int keys(int shots, int intervalMs)
             samples.append((shownAt - pressed) / 1e6);
         waitFor([&] { return clock.nsecsElapsed() >= due; }, 1000);
     }
-    report("key press to next picture on screen", samples);
-    std::printf("keys refused (picture not ready yet): %d\n", refused);
-    return 0;
+    return samples;
 }
 
+int keys(int shots, int intervalMs)
+{
+    QTemporaryDir folder;
+    QTemporaryDir destination;
+    generateKeyShots(folder.path(), shots);
+    WorkflowServices services;
+    services.timings.completionDelay = std::chrono::hours(1);
+    App app(services);
+    app.review(folder.path(), QStringLiteral("both"), destination.path());
+    int refused = 0;
+    const QList<double> samples = pressKeys(app, shots, intervalMs, &refused);
+    report("key press to next picture on screen", samples);
+    std::printf("keys refused (picture not ready yet): %d\n", refused);
+    return samples.isEmpty() ? 1 : 0;
+}
+
+// The key shots come first in review order ("A/…"); behind them `rows` single JPEGs ("B/…"),
+// hard links to a few small pictures, so that every row is a file of its own to read.
+int keysWhileAuditScrolls(int shots, int rows, int intervalMs)
+{
+    QTemporaryDir folder;
+    QTemporaryDir destination;
+    generateKeyShots(folder.path() + QStringLiteral("/A"), shots);
+    shootgen::ShootOptions small;
+    small.shots = 12;
+    small.rawRatio = 0.0;
+    small.distractors = false;
+    const QString smallFolder = folder.path() + QStringLiteral("/small");
+    const shootgen::ShootSummary pictures = shootgen::generateShoot(smallFolder, small);
+    QDir().mkpath(folder.path() + QStringLiteral("/B"));
+    for (int i = 0; i < rows; ++i) {
+        const QString from = smallFolder + u'/' + pictures.photos[i % pictures.photos.size()].relativePath;
+        const QString to = folder.path() + QStringLiteral("/B/ROW_%1.JPG").arg(i, 5, 10, QLatin1Char('0'));
+        if (::link(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) != 0 && !QFile::copy(from, to)) {
+            std::printf("cannot create %s\n", qPrintable(to));
+            return 1;
+        }
+    }
+    QDir(smallFolder).removeRecursively();
+
+    WorkflowServices services;
+    services.timings.completionDelay = std::chrono::hours(1);
+    App app(services);
+    app.review(folder.path(), QStringLiteral("both"), destination.path());
+    app.viewModel->requestReviewAudit();
+    QQuickWindow* auditWindow = nullptr;
+    waitFor([&] {
+        for (QWindow* w : QGuiApplication::topLevelWindows())
+            if (w != app.window && w->isVisible() && w->title() == QStringLiteral("Auswahl prüfen"))
+                auditWindow = qobject_cast<QQuickWindow*>(w);
+        return auditWindow && auditWindow->isExposed();
+    });
+    QQuickItem* list = auditWindow ? findItem(auditWindow->contentItem(), QStringLiteral("auditList")) : nullptr;
+    if (!list) {
+        std::printf("no audit list\n");
+        return 1;
+    }
+    // The keys go to the review window. The review takes no keys while the audit is presented,
+    // so the flag is cleared while its window stays up and keeps loading thumbnails as it
+    // scrolls: what is measured is the competition for the reader, not the shortcut rules.
+    app.window->requestActivate();
+    waitFor([&] { return app.window->isActive(); }, 2000);
+    app.viewModel->setReviewAuditPresented(false);
+    // Through every row and round again, a frame at a time, while the keys are pressed.
+    const int count = list->property("count").toInt();
+    int rowsPassed = 0;
+    QTimer scroller;
+    QObject::connect(&scroller, &QTimer::timeout, list, [&] {
+        const double contentHeight = list->property("contentHeight").toDouble();
+        const double rowHeight = count > 0 ? contentHeight / count : 60.0;
+        double y = list->property("contentY").toDouble() + 14 * rowHeight;
+        if (y > contentHeight - list->height())
+            y = 0;
+        list->setProperty("contentY", y);
+        rowsPassed += 14;
+    });
+    scroller.start(16);
+    int refused = 0;
+    const QList<double> samples = pressKeys(app, shots, intervalMs, &refused);
+    scroller.stop();
+    report("key press to next picture while the audit list scrolls", samples);
+    std::printf("audit rows: %d, rows scrolled past: %d, keys refused: %d\n", count, rowsPassed, refused);
+    return samples.isEmpty() ? 1 : 0;
+}
 
 long statusKiB(const char* field)
 {
@@ -351,8 +434,11 @@ int main(int argc, char** argv)
         return audit(count > 0 ? count : 20000);
     if (mode == QStringLiteral("keys"))
         return keys(count > 0 ? count : 60, args.value(3).toInt() > 0 ? args.value(3).toInt() : 150);
+    if (mode == QStringLiteral("keys-audit"))
+        return keysWhileAuditScrolls(count > 0 ? count : 60, args.value(3).toInt() > 0 ? args.value(3).toInt() : 5000,
+                                     args.value(4).toInt() > 0 ? args.value(4).toInt() : 150);
     if (mode == QStringLiteral("open"))
         return open(count > 0 ? count : 20000);
-    std::fputs("usage: ui_frame_bench timeline|audit|keys|open [count]\n", stderr);
+    std::fputs("usage: ui_frame_bench timeline|audit|keys|keys-audit|open [count]\n", stderr);
     return 2;
 }

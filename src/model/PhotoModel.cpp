@@ -20,6 +20,13 @@ const QSet<QString>& rawExtensions()
     return set;
 }
 
+std::optional<QDateTime> PhotoItem::cameraCaptureTime() const
+{
+    if (captureDateOrigin != CaptureDateOrigin::exif || !captureDate.isValid())
+        return std::nullopt;
+    return captureDate;
+}
+
 PhotoFormatGroup formatGroupForExtension(const QString& lowerCaseExtension)
 {
     if (jpegExtensions().contains(lowerCaseExtension))

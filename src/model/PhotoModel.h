@@ -73,10 +73,21 @@ struct EnumNames<ExecutionActionStatus> {
         {ExecutionActionStatus::skipped, "skipped"}, {ExecutionActionStatus::failed, "failed"}}};
 };
 
+// Where a photo's `captureDate` came from. The scanner puts the file's modification date in
+// first; only a date the camera recorded inside the file is a capture time in the strict
+// sense (files copied together share their file dates and would look like one burst).
+enum class CaptureDateOrigin { unknown, fileDate, exif };
+template <>
+struct EnumNames<CaptureDateOrigin> {
+    static constexpr std::array<std::pair<CaptureDateOrigin, std::string_view>, 3> table{{
+        {CaptureDateOrigin::unknown, "unknown"}, {CaptureDateOrigin::fileDate, "fileDate"}, {CaptureDateOrigin::exif, "exif"}}};
+};
+
 // One photo file found by the scanner; identified by `sourceURL`.
 struct PhotoItem {
     FileUrl sourceURL;
     QDateTime captureDate;
+    CaptureDateOrigin captureDateOrigin = CaptureDateOrigin::unknown;
     PhotoFormatGroup formatGroup = PhotoFormatGroup::other;
     std::optional<PhotoDecision> decision;
     QString category;
@@ -85,8 +96,18 @@ struct PhotoItem {
     QString relativePath;
 
     const FileUrl& id() const { return sourceURL; }
+    // The capture time the camera recorded, nullopt when `captureDate` is a file date or of
+    // unknown origin.
+    std::optional<QDateTime> cameraCaptureTime() const;
     friend bool operator==(const PhotoItem&, const PhotoItem&) = default;
 };
+
+// Takes over what the metadata pipeline found: `from`'s capture date with its origin.
+inline void takeCaptureDate(PhotoItem& into, const PhotoItem& from)
+{
+    into.captureDate = from.captureDate;
+    into.captureDateOrigin = from.captureDateOrigin;
+}
 
 // The unit of review: a JPEG+RAW pair of one shot (JPEG first) or a single file.
 struct ReviewGroup {

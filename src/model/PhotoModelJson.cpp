@@ -18,6 +18,13 @@ QDateTime withCaptureMilliseconds(const QDateTime& wholeSecond, qint64 milliseco
     return wholeSecond.addMSecs(milliseconds);
 }
 
+CaptureDateOrigin impliedCaptureDateOrigin(const PhotoItem& photo)
+{
+    const bool comparable = photo.captureDate.isValid() && photo.modificationDate.isValid()
+        && photo.modificationDate != distantPast() && photo.captureDate != distantPast();
+    return comparable && photo.captureDate != photo.modificationDate ? CaptureDateOrigin::exif : CaptureDateOrigin::unknown;
+}
+
 QJsonObject toJson(const PhotoItem& item)
 {
     QJsonObject o;
@@ -25,6 +32,8 @@ QJsonObject toJson(const PhotoItem& item)
     o.insert("captureDate"_L1, json::encodeDate(item.captureDate));
     if (const int milliseconds = captureMillisecondsOf(item.captureDate))
         o.insert("captureMilliseconds"_L1, milliseconds);
+    if (item.captureDateOrigin != impliedCaptureDateOrigin(item))
+        o.insert("captureDateOrigin"_L1, rawValue(item.captureDateOrigin));
     o.insert("formatGroup"_L1, rawValue(item.formatGroup));
     if (item.decision)
         o.insert("decision"_L1, rawValue(*item.decision));
@@ -48,6 +57,10 @@ PhotoItem photoItemFromJson(const QJsonObject& o)
     item.fileSize = json::requireInt(o, "fileSize"_L1);
     item.modificationDate = json::requireDate(o, "modificationDate"_L1);
     item.relativePath = json::requireString(o, "relativePath"_L1);
+    if (const auto origin = json::optionalEnum<CaptureDateOrigin>(o, "captureDateOrigin"_L1))
+        item.captureDateOrigin = *origin;
+    else
+        item.captureDateOrigin = impliedCaptureDateOrigin(item);
     return item;
 }
 

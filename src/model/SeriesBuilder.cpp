@@ -1,5 +1,7 @@
 #include "SeriesBuilder.h"
 
+#include <QHash>
+
 #include <algorithm>
 
 namespace kestrava {
@@ -15,6 +17,26 @@ bool continues(const SeriesEntry& previous, const SeriesEntry& next, qint64 gap)
 }
 
 } // namespace
+
+QList<SeriesEntry> seriesEntriesFor(const QList<ReviewGroup>& groups, const QList<PhotoItem>& photos)
+{
+    QHash<FileUrl, QDateTime> cameraTimes;
+    for (const PhotoItem& photo : photos)
+        if (const auto time = photo.cameraCaptureTime())
+            cameraTimes.insert(photo.sourceURL, *time);
+    QList<SeriesEntry> entries;
+    entries.reserve(groups.size());
+    for (const ReviewGroup& group : groups) {
+        SeriesEntry entry{group.previewURL.parent(), std::nullopt};
+        if (const auto found = cameraTimes.constFind(group.previewURL); found != cameraTimes.cend())
+            entry.captureTime = *found;
+        for (qsizetype m = 0; !entry.captureTime && m < group.memberURLs.size(); ++m)
+            if (const auto found = cameraTimes.constFind(group.memberURLs[m]); found != cameraTimes.cend())
+                entry.captureTime = *found;
+        entries.append(std::move(entry));
+    }
+    return entries;
+}
 
 QList<Series> findSeries(const QList<SeriesEntry>& entries, std::chrono::milliseconds gap)
 {

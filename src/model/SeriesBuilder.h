@@ -4,6 +4,7 @@
 // the best frame of a moment instead of judging each frame alone.
 
 #include "FileUrl.h"
+#include "PhotoModel.h"
 
 #include <QDateTime>
 #include <QList>
@@ -23,6 +24,12 @@ struct SeriesEntry {
     FileUrl folder;
     std::optional<QDateTime> captureTime;
 };
+
+// One entry per group, in the groups' order: the folder of its preview file and the capture
+// time the camera recorded for the preview photo, or else for another member (a RAW whose JPEG
+// carries no date); nullopt when no member's date came from the camera (file dates, dates of
+// unknown origin, members missing from `photos`).
+QList<SeriesEntry> seriesEntriesFor(const QList<ReviewGroup>& groups, const QList<PhotoItem>& photos);
 
 // Groups first ... first + length - 1 of the input, in review order.
 struct Series {

@@ -84,6 +84,7 @@ void yieldToRenders()
 PreviewPipeline::PreviewPipeline(Options options)
     : options_(std::move(options)),
       disk_(options_.cacheFolder, options_.diskByteLimit),
+      slots_(options_.decodeSlots ? options_.decodeSlots : &ownSlots_),
       memory_(options_.memoryByteLimit, options_.memoryCountLimit)
 {
     actor_.setMaxThreadCount(1);
@@ -213,17 +214,17 @@ void PreviewPipeline::loadOrRender(const std::shared_ptr<RenderJob>& job)
 
 void PreviewPipeline::renderInSlot(const std::shared_ptr<RenderJob>& job)
 {
-    DecodeSlots::Request request = slots_.acquire(job->priority, decodeConcurrency(job->path));
+    DecodeSlots::Request request = slots_->acquire(job->priority, decodeConcurrency(job->path));
     job->ticket = request.ticket;
     if (job->cancelled)
-        slots_.withdraw(request.ticket); // cancelled before the ticket was visible to abandon()
+        slots_->withdraw(request.ticket); // cancelled before the ticket was visible to abandon()
     request.granted.then(&workers_, [this, job](bool granted) {
         if (!granted)
             return job->finish({});
         PreviewResult payload;
         {
             // Released before anyone hears of the result, so the next render starts at once.
-            DecodeSlotGuard slot(slots_);
+            DecodeSlotGuard slot(*slots_);
             job->rendering = true;
             try {
                 if (!job->cancelled)
@@ -243,7 +244,7 @@ void PreviewPipeline::abandon(InFlight& entry)
 {
     entry.job->cancelled = true;
     if (const quint64 ticket = entry.job->ticket)
-        slots_.withdraw(ticket);
+        slots_->withdraw(ticket);
     for (const Waiter& waiter : entry.waiters)
         resolve<PreviewResult>(waiter, std::nullopt);
     entry.waiters.clear();

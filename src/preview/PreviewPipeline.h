@@ -51,6 +51,9 @@ public:
         int memoryCountLimit = 32;
         qint64 diskByteLimit = DiskPreviewCache::defaultByteLimit;
         std::function<int(const QString& path)> decodeConcurrency; // default: by volume, see below
+        // Slots shared with another pipeline, so that every read of a photo file in the process
+        // queues in one place by priority; null: the pipeline's own. Must outlive the pipeline.
+        DecodeSlots* decodeSlots = nullptr;
     };
 
     static constexpr int prefetchCount = 5;
@@ -76,7 +79,7 @@ public:
     void dropInFlight(const FileUrl& url, int maxPixelSize);
 
     // The decode slots, also taken by metadata reads and focus measures.
-    DecodeSlots& decodeSlots() { return slots_; }
+    DecodeSlots& decodeSlots() { return *slots_; }
     // Empty when the pipeline runs without a disk cache.
     QString cacheFolder() const { return disk_.folder(); }
     // 1 when the file's volume is removable, else 2 (also when the volume cannot be inspected).
@@ -121,7 +124,8 @@ private:
 
     Options options_;
     DiskPreviewCache disk_;
-    DecodeSlots slots_;
+    DecodeSlots ownSlots_;
+    DecodeSlots* slots_;
     QThreadPool actor_;
     QThreadPool workers_;
     QThreadPool diskExecutor_;

@@ -61,6 +61,7 @@ QFuture<QList<PhotoItem>> MetadataPipeline::enrich(QList<PhotoItem> photos, Meta
                 break;
             if (const auto date = dateFor(photo, isCanceled, &stopped)) {
                 photo.captureDate = *date;
+                photo.captureDateOrigin = CaptureDateOrigin::exif;
                 datesByKey.insert(pairingKey(photo), *date);
             }
         }
@@ -72,10 +73,13 @@ QFuture<QList<PhotoItem>> MetadataPipeline::enrich(QList<PhotoItem> photos, Meta
             const auto partner = datesByKey.constFind(pairingKey(photo));
             if (partner != datesByKey.cend()) {
                 photo.captureDate = *partner;
+                photo.captureDateOrigin = CaptureDateOrigin::exif;
                 continue;
             }
-            if (const auto date = dateFor(photo, isCanceled, &stopped))
+            if (const auto date = dateFor(photo, isCanceled, &stopped)) {
                 photo.captureDate = *date;
+                photo.captureDateOrigin = CaptureDateOrigin::exif;
+            }
         }
         promise.addResult(std::move(photos));
     });

@@ -55,7 +55,7 @@ public:
     static MetadataPipeline& shared();
 
     // The same photos in the same order, `captureDate` replaced wherever the file records a
-    // date; no other field changes. JPEGs are read first, so a RAW file whose JPEG partner
+    // date and its `captureDateOrigin` then `exif`; no other field changes. JPEGs are read first, so a RAW file whose JPEG partner
     // gave a date is never opened. Photos of format `other` are left alone. Cancelling through
     // `cancellation` (or cancelling the future itself, which drops the result) stops between
     // files; the former returns the list as far as it was enriched.

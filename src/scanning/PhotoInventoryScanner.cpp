@@ -322,6 +322,7 @@ private:
         item.fileSize = (info.stx_mask & STATX_SIZE) ? qint64(info.stx_size) : 0;
         item.modificationDate = fileDate(info);
         item.captureDate = item.modificationDate;
+        item.captureDateOrigin = CaptureDateOrigin::fileDate;
         worker.items.append(std::move(item));
     }
 

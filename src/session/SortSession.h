@@ -13,7 +13,15 @@
 //   runFolderName           string
 //   photos                  array of PhotoItem (model/PhotoModelJson.h); a photo's
 //                           captureDate is on the whole second, its optional
-//                           captureMilliseconds (integer 1...999) adds the camera's subsecond
+//                           captureMilliseconds (integer 1...999) adds the camera's subsecond;
+//                           its optional captureDateOrigin ("exif" | "fileDate" | "unknown")
+//                           says whether the camera recorded that date or it is the file's
+//                           modification date. Left out, it means "exif" where captureDate
+//                           differs from a known modificationDate (nothing but a date read
+//                           from the file ever replaced the file date) and "unknown" where they
+//                           are equal; it is written only where it says something else, so
+//                           documents from before it existed keep their meaning. Only "exif"
+//                           counts as a capture time for series.
 //   passThroughPhotos       array of PhotoItem
 //   ignoredPhotoCount       integer
 //   selectedReviewChoice    "jpeg" | "raw" | "both", left out when unset

@@ -2,6 +2,7 @@
 
 #include "JsonScanner.h"
 #include "SessionStoreError.h"
+#include "model/PhotoModelJson.h"
 
 #include <QByteArrayView>
 
@@ -15,7 +16,7 @@ using detail::JsonScanner;
 
 enum PhotoKey : unsigned {
     captureDate = 1, category = 2, decision = 4, fileSize = 8, formatGroup = 16, modificationDate = 32,
-    relativePath = 64, sourceURL = 128, captureMilliseconds = 256
+    relativePath = 64, sourceURL = 128, captureMilliseconds = 256, captureDateOrigin = 512
 };
 constexpr unsigned requiredPhotoKeys = captureDate | category | fileSize | formatGroup | modificationDate | relativePath | sourceURL;
 
@@ -51,6 +52,12 @@ std::optional<PhotoItem> scanPhoto(JsonScanner& s)
                     if (!date)
                         return std::nullopt;
                     (bit == captureDate ? photo.captureDate : photo.modificationDate) = *date;
+                } else if (key == "captureDateOrigin"_L1) {
+                    bit = captureDateOrigin;
+                    const auto origin = enumFromRaw<CaptureDateOrigin>(text);
+                    if (!origin)
+                        return std::nullopt;
+                    photo.captureDateOrigin = *origin;
                 } else if (key == "category"_L1) {
                     bit = category;
                     photo.category = text;
@@ -86,6 +93,8 @@ std::optional<PhotoItem> scanPhoto(JsonScanner& s)
     if (!s.consume('}') || (seen & requiredPhotoKeys) != requiredPhotoKeys)
         return std::nullopt;
     photo.captureDate = photo.captureDate.addMSecs(milliseconds);
+    if (!(seen & captureDateOrigin))
+        photo.captureDateOrigin = impliedCaptureDateOrigin(photo);
     return photo;
 }
 

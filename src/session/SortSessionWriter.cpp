@@ -15,6 +15,10 @@ void writePhotoJson(JsonTextWriter& w, const PhotoItem& photo)
     w.beginObject();
     w.key("captureDate"_L1);
     w.date(photo.captureDate);
+    if (photo.captureDateOrigin != impliedCaptureDateOrigin(photo)) {
+        w.key("captureDateOrigin"_L1);
+        w.string(rawValue(photo.captureDateOrigin));
+    }
     if (const int milliseconds = captureMillisecondsOf(photo.captureDate)) {
         w.key("captureMilliseconds"_L1);
         w.integer(milliseconds);

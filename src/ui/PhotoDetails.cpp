@@ -1,6 +1,7 @@
 #include "PhotoDetails.h"
 
 #include "PhotoMetadata.h"
+#include "preview/PreviewPipeline.h"
 
 #include <QThreadPool>
 #include <QtConcurrent>
@@ -22,11 +23,26 @@ QThreadPool& metadataPool()
 
 } // namespace
 
+PhotoDetails::PhotoDetails(QObject* parent) : PhotoDetails(Reading{}, parent) {}
+
+PhotoDetails::PhotoDetails(Reading reading, QObject* parent) : QObject(parent), reading_(std::move(reading))
+{
+    if (!reading_.decodeSlots) {
+        PreviewPipeline& shared = PreviewPipeline::shared();
+        reading_.decodeSlots = &shared.decodeSlots();
+        if (!reading_.decodeConcurrency)
+            reading_.decodeConcurrency = [&shared](const QString& path) { return shared.decodeConcurrency(path); };
+    }
+    if (!reading_.decodeConcurrency)
+        reading_.decodeConcurrency = [](const QString&) { return 2; };
+}
+
 void PhotoDetails::setPath(const QString& path)
 {
     if (path_ == path)
         return;
     path_ = path;
+    const quint64 generation = ++*generation_;
     emit pathChanged();
     if (path.isEmpty()) {
         lines_.clear();
@@ -35,12 +51,24 @@ void PhotoDetails::setPath(const QString& path)
         return;
     }
     setReading(true);
-    QtConcurrent::run(&metadataPool(), [path] { return PhotoMetadata::lines(PhotoMetadata::read(path)); })
-        .then(this, [this, path](const QList<PhotoMetadata::Line>& result) {
-            if (path != path_)
+    QtConcurrent::run(&metadataPool(),
+                      [path, generation, current = generation_, reading = reading_]() -> std::optional<QList<PhotoMetadata::Line>> {
+                          const auto outdated = [&] { return current->load() != generation; };
+                          DecodeSlots& decodeSlots = *reading.decodeSlots;
+                          if (!decodeSlots.acquireBlocking(readPriority, reading.decodeConcurrency(path), outdated))
+                              return std::nullopt;
+                          DecodeSlotGuard slot(decodeSlots);
+                          if (outdated())
+                              return std::nullopt;
+                          if (reading.onRead)
+                              reading.onRead(path);
+                          return PhotoMetadata::lines(PhotoMetadata::read(path));
+                      })
+        .then(this, [this, path](const std::optional<QList<PhotoMetadata::Line>>& result) {
+            if (path != path_ || !result)
                 return;
             QVariantList list;
-            for (const auto& line : result)
+            for (const auto& line : *result)
                 list.append(QVariantMap{{QStringLiteral("label"), line.label}, {QStringLiteral("value"), line.value}});
             lines_ = list;
             emit linesChanged();

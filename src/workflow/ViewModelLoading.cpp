@@ -278,9 +278,9 @@ void KestravaViewModel::startMetadataEnrichment()
                       if (item.captureDate.isNull())
                           continue;
                       if (const qsizetype i = index_.photoIndex(item.sourceURL); i >= 0)
-                          photos_[i].captureDate = item.captureDate;
+                          takeCaptureDate(photos_[i], item);
                       else if (const auto found = carried.constFind(item.sourceURL); found != carried.constEnd())
-                          passThroughPhotos_[*found].captureDate = item.captureDate;
+                          takeCaptureDate(passThroughPhotos_[*found], item);
                   }
                   metadataWasEnriched_ = true;
                   emit canExecuteChanged();

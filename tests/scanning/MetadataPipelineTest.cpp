@@ -29,6 +29,7 @@ PhotoItem photo(const QString& root, const QString& relativePath)
     item.relativePath = relativePath;
     item.formatGroup = formatGroupForFileName(relativePath.section('/', -1));
     item.captureDate = local(2000, 1, 1, 0, 0, 0); // the scanner's file date
+    item.captureDateOrigin = CaptureDateOrigin::fileDate;
     item.fileSize = relativePath.size();
     item.modificationDate = item.captureDate;
     return item;
@@ -133,7 +134,10 @@ TEST(MetadataPipeline, rawPartnerOfADatedJpegIsNeverOpened)
     for (int i = 0; i < photos.size(); ++i) {
         PhotoItem expected = photos[i];
         expected.captureDate = enriched[i].captureDate;
-        EXPECT_EQ(enriched[i], expected) << "nothing but the date changes";
+        expected.captureDateOrigin = enriched[i].captureDateOrigin;
+        EXPECT_EQ(enriched[i], expected) << "nothing but the date and its origin change";
+        const bool found = i == 0 || i == 1 || i == 4;
+        EXPECT_EQ(enriched[i].captureDateOrigin, found ? CaptureDateOrigin::exif : photos[i].captureDateOrigin) << i;
     }
     // JPEGs first; IMG_1.CR3 never; IMG_2.CR3 is read because its partner had no date.
     EXPECT_EQ(f.reader.opened, (QStringList{"IMG_1.JPG", "IMG_2.JPG", "IMG_2.CR3", "IMG_3.NEF"}));

@@ -21,6 +21,7 @@ SortSession makeSession(int photoCount, const QUuid& id)
         photo.formatGroup = i % 2 ? PhotoFormatGroup::raw : PhotoFormatGroup::jpeg;
         photo.captureDate = at(7).addSecs(i);
         photo.modificationDate = at(7).addSecs(i + 1);
+        photo.captureDateOrigin = CaptureDateOrigin::exif;
         photo.fileSize = 24'000'000 + i;
         session.photos.append(photo);
     }
