@@ -22,7 +22,7 @@ using namespace kestrava;
 constexpr char sortUsage[] =
     "sort DIR --dest BASIS --mode safeCopy|moveOriginals|organizeAndTrash [--verify fileSize|sha256] "
     "[--choice jpeg|raw|both] [--name NAME] [--event NAME] [--no-date-folders] [--store ORDNER] "
-    "(--decisions DATEI.csv | --all keep|maybe|delete) [--report DATEI] [--confirm-trash]";
+    "(--decisions DATEI.csv | --all keep|maybe|delete) [--report DATEI] [--confirm-trash] [--ratings [--keep-stars 1-5]]";
 
 // Created, never replaced: a file that appeared there during the run stays as it is.
 bool saveReport(const KestravaViewModel& viewModel, const QString& path)
@@ -39,8 +39,11 @@ bool saveReport(const KestravaViewModel& viewModel, const QString& path)
 int runSort(const QStringList& arguments)
 {
     const cli::Arguments args(arguments,
-                              cli::reviewValueOptions() + QStringList{QStringLiteral("--verify"), QStringLiteral("--report")},
-                              {QStringLiteral("--no-date-folders"), QStringLiteral("--confirm-trash")});
+                              cli::reviewValueOptions()
+                                  + QStringList{QStringLiteral("--verify"), QStringLiteral("--report"),
+                                                QStringLiteral("--keep-stars")},
+                              {QStringLiteral("--no-date-folders"), QStringLiteral("--confirm-trash"),
+                               QStringLiteral("--ratings")});
     cli::ReviewRequest request;
     if (const auto exit = cli::parseReviewRequest(args, sortUsage, request))
         return *exit;
@@ -53,11 +56,21 @@ int runSort(const QStringList& arguments)
     const bool trashMode = request.mode == SortOperationMode::organizeAndTrash;
     if (args.has(QStringLiteral("--confirm-trash")) && !trashMode)
         return cli::usage(sortUsage);
+    // Rating sidecars beside the results; the stars only mean something with them.
+    const bool ratings = args.has(QStringLiteral("--ratings"));
+    bool starsValid = true;
+    const int keepStars = args.has(QStringLiteral("--keep-stars"))
+        ? args.value(QStringLiteral("--keep-stars")).toInt(&starsValid)
+        : 1;
+    if (!starsValid || keepStars < minimumKeepRatingStars || keepStars > maximumKeepRatingStars
+        || (args.has(QStringLiteral("--keep-stars")) && !ratings))
+        return cli::usage(sortUsage);
 
     const auto store = cli::openStore(args);
     KestravaViewModel viewModel(cli::headlessServices(*store));
     if (const auto failure = cli::runReviewFlow(viewModel, request))
         return cli::fail(*failure);
+    viewModel.updateRatingSidecars(ratings, keepStars);
     // Naming the destructive mode on the command line is its first confirmation.
     if (trashMode)
         viewModel.setDestructiveConfirmationAccepted(true);

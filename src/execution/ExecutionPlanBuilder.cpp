@@ -1,5 +1,6 @@
 #include "SortExecutionPlan.h"
 
+#include "RatingPlanner.h"
 #include "SidecarFinder.h"
 #include "StoragePreflight.h"
 #include "TransactionalCopy.h"
@@ -129,17 +130,23 @@ FileUrl sidecarPathBeside(const FileUrl& photoDestination, const QString& sideca
 }
 
 // A photo with a sidecar takes a name only when the sidecar's name beside it is free too, so
-// the two keep one stem ("IMG_1 2.CR3" and "IMG_1 2.xmp").
+// the two keep one stem ("IMG_1 2.CR3" and "IMG_1 2.xmp"). With rating sidecars every photo
+// needs its "<stem>.xmp": free on disk, or the sidecar of a photo sharing the stem.
 ExistsFunction nameFreeForPhotoAndSidecar(const PlanEntry& entry, const QSet<QString>& reserved,
+                                          const QSet<QString>& travelled, bool ratings,
                                           const ExistsFunction& fileManager)
 {
-    if (entry.sidecarName.isEmpty())
+    if (entry.sidecarName.isEmpty() && !ratings)
         return fileManager;
-    return [&entry, &reserved, fileManager](const QString& path) {
+    return [&entry, &reserved, &travelled, fileManager](const QString& path) {
         if (fileManager(path))
             return true;
-        const FileUrl sidecar = sidecarPathBeside(FileUrl::fromLocalPath(path), entry.sidecarName);
-        return reserved.contains(sidecar.path()) || fileManager(sidecar.path());
+        if (!entry.sidecarName.isEmpty()) {
+            const FileUrl sidecar = sidecarPathBeside(FileUrl::fromLocalPath(path), entry.sidecarName);
+            return reserved.contains(sidecar.path()) || fileManager(sidecar.path());
+        }
+        const QString rating = ratingSidecarBeside(FileUrl::fromLocalPath(path)).path();
+        return fileManager(rating) || (reserved.contains(rating) && !travelled.contains(rating));
     };
 }
 
@@ -195,9 +202,11 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
     const PlannedActionKind kind =
         options.operationMode == SortOperationMode::safeCopy ? PlannedActionKind::copy : PlannedActionKind::move;
     const QList<PlanEntry> entries = withSidecars(selected, fileBrowserOrder(selected), items);
+    const std::optional<int> keepStars = plannedKeepStars(options, existingRecords);
 
     // First pass: destinations promised by earlier runs.
     QSet<QString> reserved;
+    QSet<QString> travelled; // the names of sidecars going along with their photos
     QList<Reuse> reuse(entries.size(), Reuse::none);
     QList<QString> recordedPath(entries.size());
     for (qsizetype index = 0; index < entries.size(); ++index) {
@@ -212,6 +221,8 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         } else {
             reserved.insert(path);
             recordedPath[index] = path;
+            if (entries[index].photoIndex >= 0)
+                travelled.insert(path);
         }
     }
 
@@ -229,11 +240,13 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
             action.destinationURL =
                 sidecarDestination(entry, plan.actions[entry.photoIndex].destinationURL, reserved, fileManager);
             reserved.insert(action.destinationURL.path());
+            travelled.insert(action.destinationURL.path());
         } else {
             const FileUrl folder =
                 options.destinationRoot.appending(DestinationPlanner::relativeDirectory(entry.item, options));
             action.destinationURL = uniqueDestination(entry.item, folder, reserved,
-                                                      nameFreeForPhotoAndSidecar(entry, reserved, fileManager));
+                                                      nameFreeForPhotoAndSidecar(entry, reserved, travelled,
+                                                                                 keepStars.has_value(), fileManager));
             reserved.insert(action.destinationURL.path());
         }
         const qint64 size = StoragePreflight::effectiveSize(entry.item);
@@ -242,6 +255,8 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         plan.totalBytes += size;
         plan.actions.append(std::move(action));
     }
+    if (keepStars)
+        prependRatingActions(plan, *keepStars, existingRecords);
 
     if (!deleted.isEmpty()) {
         const QList<qsizetype> deletedOrder = fileBrowserOrder(deleted);

@@ -26,6 +26,21 @@ QString ResumableSortError::description() const
     case Kind::destinationFull:
         return QStringLiteral("Auf dem Ziel ist kein Speicherplatz mehr frei. Der Lauf wurde angehalten; die übrigen "
                               "Dateien bleiben ausstehend und können fortgesetzt werden, sobald Platz frei ist.");
+    case Kind::ratingNotWritten:
+        return QStringLiteral("Die Bewertung ") + quoted + QStringLiteral(" konnte nicht geschrieben werden (") + reason_
+            + QStringLiteral("). Das Foto ist unverändert im Ergebnisordner; beim Fortsetzen wird sie erneut geschrieben.");
+    case Kind::ratingSidecarTaken:
+        return QStringLiteral("Im Ergebnisordner liegt bereits eine fremde Datei ") + quoted
+            + QStringLiteral(". Sie bleibt unverändert; die Bewertung wurde dort nicht eingetragen. Verschiebe die "
+                             "Datei und setze fort, damit die Bewertung geschrieben wird.");
+    case Kind::ratingSidecarUnreadable:
+        return QStringLiteral("Die Sidecar-Datei ") + quoted
+            + QStringLiteral(" ist keine lesbare XMP-Datei. Sie bleibt unverändert; die Bewertung wurde nicht "
+                             "eingetragen. Ersetze sie durch eine lesbare Fassung und setze fort, damit die Bewertung "
+                             "geschrieben wird.");
+    case Kind::ratingWaitsForPhoto:
+        return QStringLiteral("Die Bewertung ") + quoted
+            + QStringLiteral(" wird geschrieben, sobald ihr Foto im Ergebnisordner ist.");
     }
     return {};
 }

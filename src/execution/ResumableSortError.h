@@ -16,6 +16,11 @@ public:
         sourceReadOnly,        // a move from a write-protected folder, refused before anything is copied
         originalNotRemoved,    // the copy is verified and stays; the original could not be removed
         destinationFull,       // the run stopped at the first file the destination had no room for
+        // Rating sidecars (the file name is the sidecar's in the result folder):
+        ratingNotWritten,        // the file system refused; the next run tries again
+        ratingSidecarTaken,      // a file that is not the photo's sidecar has the name; left as it is
+        ratingSidecarUnreadable, // the sidecar that travelled with the photo is no XMP; left as it is
+        ratingWaitsForPhoto,     // the photo (or its own sidecar) did not reach the result folder
     };
 
     static ResumableSortError sourceChanged(QString fileName) { return {Kind::sourceChanged, std::move(fileName)}; }
@@ -29,6 +34,16 @@ public:
         return {Kind::originalNotRemoved, std::move(fileName), std::move(reason)};
     }
     static ResumableSortError destinationFull() { return {Kind::destinationFull, {}}; }
+    static ResumableSortError ratingNotWritten(QString fileName, QString reason)
+    {
+        return {Kind::ratingNotWritten, std::move(fileName), std::move(reason)};
+    }
+    static ResumableSortError ratingSidecarTaken(QString fileName) { return {Kind::ratingSidecarTaken, std::move(fileName)}; }
+    static ResumableSortError ratingSidecarUnreadable(QString fileName)
+    {
+        return {Kind::ratingSidecarUnreadable, std::move(fileName)};
+    }
+    static ResumableSortError ratingWaitsForPhoto(QString fileName) { return {Kind::ratingWaitsForPhoto, std::move(fileName)}; }
 
     Kind kind() const { return kind_; }
     const QString& fileName() const { return fileName_; }

@@ -1,6 +1,7 @@
 #include "ResumableSortExecutor.h"
 
 #include "ChunkPool.h"
+#include "RatingSidecar.h"
 #include "ResultPermissions.h"
 #include "ResumableSortError.h"
 #include "RunGuard.h"
@@ -13,9 +14,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QPromise>
+#include <QHash>
 #include <QSet>
-#include <QtConcurrent/QtConcurrent>
 
 #include <algorithm>
 #include <cerrno>
@@ -50,6 +50,13 @@ void removeMovedSource(const PlannedAction& action, FileOps& ops)
     }
 }
 
+// The files the user counts: photos. A sidecar, whether travelling or written for a rating, is
+// part of its photo.
+bool isPartOfPhoto(const QString& recordKey)
+{
+    return isSidecarName(QFileInfo(recordKey).fileName()) || parseRatingRecordKey(recordKey).has_value();
+}
+
 bool isOutOfSpace(const KestravaError& error)
 {
     const auto* fileError = dynamic_cast<const FileSystemError*>(&error);
@@ -68,15 +75,22 @@ struct Runner {
     QElapsedTimer clock;
     qint64 transferredBytes = 0;
     QSet<QString> preparedFolders;
+    // How each action of this run ended, by id: a rating sidecar waits for its photo.
+    QHash<QString, ExecutionActionStatus> outcomes;
+    // The rating actions that mark a travelled sidecar, by the sidecar's destination.
+    QHash<QString, const PlannedAction*> markingRatings;
 
     Runner(const SortExecutionPlan& plan, const ExecutionHandlers& handlers, FileOps& ops)
         : plan(plan), handlers(handlers), ops(ops), throttle(handlers.progress)
     {
         // Counted as the results are: the user's photos, a sidecar being part of its photo.
         progress.totalFiles = int(std::count_if(plan.actions.begin(), plan.actions.end(), [](const PlannedAction& action) {
-            return !isSidecarName(action.item.sourceURL.fileName());
+            return !isPartOfPhoto(action.id);
         }));
         progress.totalBytes = plan.totalBytes;
+        for (const PlannedAction& action : plan.actions)
+            if (action.kind == PlannedActionKind::writeRating && action.updatesTravelledSidecar)
+                markingRatings.insert(action.destinationURL.path(), &action);
         clock.start();
     }
 
@@ -136,8 +150,20 @@ struct Runner {
     qint64 acceptExisting(const PlannedAction& action)
     {
         const bool sourceLeft = action.kind == PlannedActionKind::move && exists(action.item.sourceURL, ops);
-        const qint64 size = validateExistingDestination(action.item, action.destinationURL,
-                                                        plan.options.verificationMode, sourceLeft, ops);
+        qint64 size = 0;
+        try {
+            size = validateExistingDestination(action.item, action.destinationURL, plan.options.verificationMode,
+                                               sourceLeft, ops);
+        } catch (const ResumableSortError& error) {
+            // A travelled sidecar the rating has marked since is no longer its original's
+            // copy byte for byte, and still the run's own result.
+            const PlannedAction* rating = markingRatings.value(action.destinationURL.path());
+            if (error.kind() != ResumableSortError::Kind::verificationFailed || !rating
+                || !holdsMarkedSidecar(action.item.sourceURL, action.destinationURL,
+                                       rating->item.decision.value_or(PhotoDecision::keep), rating->keepRatingStars, ops))
+                throw;
+            size = fileSize(action.destinationURL, ops);
+        }
         if (sourceLeft) {
             flushDirectory(action.destinationURL.parent().path(), ops);
             removeMovedSource(action, ops);
@@ -186,7 +212,7 @@ struct Runner {
     static ExecutionRecord recordFor(const PlannedAction& action)
     {
         ExecutionRecord record;
-        record.sourcePath = action.item.sourceURL.path();
+        record.sourcePath = action.id;
         record.destinationPath = action.destinationURL.path();
         return record;
     }
@@ -251,9 +277,37 @@ struct Runner {
         });
     }
 
+    // A rating sidecar is written once every file it belongs with is in the result folder; a
+    // photo that did not get there leaves it waiting for the next run.
+    ExecutionRecord writeRating(const PlannedAction& action, bool& skipped)
+    {
+        ExecutionRecord record = recordFor(action);
+        try {
+            if (action.shouldSkip) {
+                record.verifiedSize = std::max<qint64>(fileSize(action.destinationURL, ops), 0);
+                skipped = true;
+            } else if (!std::all_of(action.prerequisites.begin(), action.prerequisites.end(), [&](const QString& id) {
+                           return outcomes.value(id, ExecutionActionStatus::pending) == ExecutionActionStatus::completed;
+                       })) {
+                record.errorMessage = ResumableSortError::ratingWaitsForPhoto(action.destinationURL.fileName()).description();
+                return record;
+            } else {
+                prepareFolder(action.destinationURL);
+                record.verifiedSize =
+                    writeRatingSidecar(action, action.keepRatingStars, plan.options.destinationRoot, ops);
+            }
+            record.status = ExecutionActionStatus::completed;
+        } catch (const KestravaError& error) {
+            fail(record, error);
+        }
+        return record;
+    }
+
     // Runs one action; returns its record and whether it was new work or an earlier run's.
     ExecutionRecord perform(const PlannedAction& action, bool& skipped)
     {
+        if (action.kind == PlannedActionKind::writeRating)
+            return writeRating(action, skipped);
         ExecutionRecord record = recordFor(action);
         try {
             prepareFolder(action.destinationURL);
@@ -308,7 +362,8 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     const auto deliver = [&](const ExecutionRecord& record, bool skipped) {
         // The counts are the user's photos; a sidecar that went along is part of its photo.
         // Its failure still shows, with its own name.
-        const bool sidecar = isSidecarName(QFileInfo(record.sourcePath).fileName());
+        const bool sidecar = isPartOfPhoto(record.sourcePath);
+        runner.outcomes.insert(record.sourcePath, record.status);
         if (record.status == ExecutionActionStatus::completed && !sidecar)
             ++(skipped ? result.skippedCount : result.organizedCount);
         if (record.status != ExecutionActionStatus::completed)
@@ -336,22 +391,30 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         deliver(finished.get(), false);
     };
     const auto isCanceled = [&] { return handlers.isCanceled && handlers.isCanceled(); };
-    const auto stopAt = [&](qsizetype index, const QString& message) {
+    // Rating sidecars come first in the plan, so that their promise is journaled before any
+    // photo's, and are written last, once the photos they belong with are in place.
+    QList<qsizetype> order;
+    order.reserve(plan.actions.size());
+    for (const bool ratings : {false, true})
+        for (qsizetype index = 0; index < plan.actions.size(); ++index)
+            if ((plan.actions[index].kind == PlannedActionKind::writeRating) == ratings)
+                order.append(index);
+    const auto stopAt = [&](qsizetype position, const QString& message) {
         // The journal already holds a pending record for every planned file; leaving them
         // as they are is what lets the next run resume here.
         result.cancelled = true;
-        result.pendingCount += int(plan.actions.size() - index);
-        for (qsizetype rest = index; rest < plan.actions.size(); ++rest) {
-            const PlannedAction& pending = plan.actions[rest];
-            result.records.append(ExecutionRecord{pending.item.sourceURL.path(), pending.destinationURL.path(),
+        result.pendingCount += int(order.size() - position);
+        for (qsizetype rest = position; rest < order.size(); ++rest) {
+            const PlannedAction& pending = plan.actions[order[rest]];
+            result.records.append(ExecutionRecord{pending.id, pending.destinationURL.path(),
                                                   ExecutionActionStatus::pending, 0, std::nullopt});
         }
         addError(message);
     };
     const auto outOfSpace = [&] { return runner.outOfSpace.load(); };
 
-    for (qsizetype index = 0; index < plan.actions.size(); ++index) {
-        const PlannedAction& action = plan.actions[index];
+    for (qsizetype index = 0; index < order.size(); ++index) {
+        const PlannedAction& action = plan.actions[order[index]];
         if (isCanceled()) {
             settle();
             stopAt(index, cancellationMessage());
@@ -359,8 +422,12 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         }
         {
             std::lock_guard guard(runner.progressMutex);
-            runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
-            runner.progress.currentFilename = action.item.sourceURL.fileName();
+            // A rating sidecar is written as part of the photos' own phase.
+            if (action.kind != PlannedActionKind::writeRating)
+                runner.progress.phase = action.kind == PlannedActionKind::copy ? SortPhase::copying : SortPhase::moving;
+            runner.progress.currentFilename = action.kind == PlannedActionKind::writeRating
+                ? action.destinationURL.fileName()
+                : action.item.sourceURL.fileName();
         }
         runner.report();
 
@@ -417,40 +484,6 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     runner.report(true);
     guard.release();
     return result;
-}
-
-namespace {
-
-QFuture<SortResult> runInBackground(const SortExecutionPlan& plan, bool includeDeletions, ProgressHandler progress,
-                                    RecordHandler record, std::shared_ptr<const CancellationFlag> cancellation,
-                                    FileOps& ops)
-{
-    FileOps* fileOps = &ops;
-    return QtConcurrent::run([plan, includeDeletions, progress = std::move(progress), record = std::move(record),
-                              cancellation = std::move(cancellation), fileOps](QPromise<SortResult>& promise) {
-        ExecutionHandlers handlers;
-        handlers.progress = progress;
-        handlers.record = record;
-        handlers.isCanceled = [&promise, cancellation] {
-            return promise.isCanceled() || (cancellation && cancellation->isCanceled());
-        };
-        promise.addResult(executeSynchronously(plan, includeDeletions, handlers, *fileOps));
-    });
-}
-
-} // namespace
-
-QFuture<SortResult> execute(const SortExecutionPlan& plan, ProgressHandler progress, RecordHandler record,
-                            std::shared_ptr<const CancellationFlag> cancellation, FileOps& ops)
-{
-    return runInBackground(plan, true, std::move(progress), std::move(record), std::move(cancellation), ops);
-}
-
-QFuture<SortResult> executeOrganizationPhase(const SortExecutionPlan& plan, ProgressHandler progress,
-                                             RecordHandler record,
-                                             std::shared_ptr<const CancellationFlag> cancellation, FileOps& ops)
-{
-    return runInBackground(plan, false, std::move(progress), std::move(record), std::move(cancellation), ops);
 }
 
 } // namespace kestrava::ResumableSortExecutor

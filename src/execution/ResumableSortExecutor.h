@@ -70,7 +70,9 @@ struct ExecutionHandlers {
 // verified copy is in place but whose original cannot be removed is reported pending with
 // its verified size: the next run only removes the original. The locks are released on every
 // path. With `includeDeletions`, the plan's deletions count as retained (this executor never
-// trashes; the trash transaction does).
+// trashes; the trash transaction does). The writeRating actions run after all others, each
+// only when the files it belongs with completed in this run (else it stays pending); records
+// arrive in that order.
 SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDeletions, const ExecutionHandlers& handlers,
                                 FileOps& ops = FileOps::system());
 

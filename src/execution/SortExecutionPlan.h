@@ -14,31 +14,42 @@
 #include <QSet>
 
 #include <functional>
+#include <optional>
 
 namespace kestrava {
 
-enum class PlannedActionKind { copy, move };
+// writeRating: the XMP sidecar carrying a photo's decision for other programs, written beside
+// the photo in the result folder once the photo is there (see RatingSidecar.h).
+enum class PlannedActionKind { copy, move, writeRating };
 template <>
 struct EnumNames<PlannedActionKind> {
-    static constexpr std::array<std::pair<PlannedActionKind, std::string_view>, 2> table{{
-        {PlannedActionKind::copy, "copy"}, {PlannedActionKind::move, "move"}}};
+    static constexpr std::array<std::pair<PlannedActionKind, std::string_view>, 3> table{{
+        {PlannedActionKind::copy, "copy"}, {PlannedActionKind::move, "move"},
+        {PlannedActionKind::writeRating, "writeRating"}}};
 };
 
 struct PlannedAction {
-    QString id;             // the source path: unique within a plan
-    PhotoItem item;
+    QString id;             // the source path (writeRating: its ratingRecordKey): unique within a plan
+    PhotoItem item;         // writeRating: the photo, with the decision the sidecar carries
     FileUrl destinationURL;
     PlannedActionKind kind = PlannedActionKind::copy;
     // Already done by an earlier run, or possibly done (a crash between the rename into place
     // and the journal line): the executor validates what is at the destination instead of
     // executing the action again.
     bool shouldSkip = false;
+    // writeRating only. The actions (by id) whose files must be in the result before the
+    // sidecar may be written: the photos sharing it and a sidecar that travelled to its name.
+    QStringList prerequisites;
+    // writeRating only: the file at the destination is the photo's own sidecar, brought along
+    // in this run, and is updated rather than left alone.
+    bool updatesTravelledSidecar = false;
+    int keepRatingStars = 1;
 
     friend bool operator==(const PlannedAction&, const PlannedAction&) = default;
 };
 
 struct SortExecutionPlan {
-    QList<PlannedAction> actions;          // execution order
+    QList<PlannedAction> actions;          // journal order; execution order but for writeRating, run last
     QList<TrashSourceItem> deletions;      // organizeAndTrash: files decided delete
     QList<TrashGroup> deletionGroups;      // the same files grouped for the trash transaction
     int untouchedCount = 0;
@@ -47,6 +58,17 @@ struct SortExecutionPlan {
 };
 
 namespace ResumableSortExecutor {
+
+// The journal key of a rating sidecar's record, in place of a source path:
+// "xmp-rating:<stars for keep>:<source path of the first photo sharing the sidecar>". It is
+// never an absolute path, so it meets no file's record, and it carries the stars, so a run
+// resumed without the option still writes what the first run promised.
+QString ratingRecordKey(int keepStars, const QString& photoSourcePath);
+struct RatingRecordKey {
+    int keepStars = 1;
+    QString photoSourcePath;
+};
+std::optional<RatingRecordKey> parseRatingRecordKey(const QString& key);
 
 using ExistsFunction = DestinationPlanner::ExistsFunction;
 // Whether the file at `destination` holds exactly the bytes of `source` (both present).
@@ -74,6 +96,14 @@ bool receivesAction(const PhotoItem& item, SortOperationMode mode);
 //  - otherwise a fresh uniqueDestination.
 // Recorded destinations are reserved before fresh names are handed out, so a fresh name can
 // never take a name an earlier run already promised to another file.
+//
+// With `writeRatingSidecars`, or when `existingRecords` hold rating records (an earlier run
+// promised sidecars), the plan begins with one writeRating action per sidecar name (journaled
+// first, run last: see prependRatingActions and executeSynchronously): the
+// photo's result name with ".xmp" (or the name of the sidecar that travelled with it). Photos
+// sharing a stem in one folder share the sidecar, which carries the most favourable of their
+// decisions (keep, then maybe, then reject). A photo's fresh name is chosen so that its
+// sidecar name is free too. A rating whose record is completed is skipped.
 SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& options,
                             const QMap<QString, ExecutionRecord>& existingRecords,
                             const ExistsFunction& fileManager = DestinationPlanner::existsOnDisk,

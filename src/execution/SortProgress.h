@@ -31,7 +31,7 @@ struct SortResult {
     int retainedDiscardCount = 0; // files decided delete that this run left where they are
     int untouchedCount = 0;       // photos the plan leaves alone
     QStringList errors;           // German messages, each once: per failed file, then why the run stopped
-    QList<ExecutionRecord> records; // the outcome of every action, in plan order
+    QList<ExecutionRecord> records; // the outcome of every action, in the order run
     bool cancelled = false;       // the run stopped early (asked to, or disk full); pending files resume later
 
     friend bool operator==(const SortResult&, const SortResult&) = default;

@@ -40,6 +40,16 @@ QString groupByDateLabel()
     return u"Nach Aufnahmedatum strukturieren"_s;
 }
 
+QString ratingSidecarsLabel()
+{
+    return u"Bewertungen als XMP-Sidecar schreiben"_s;
+}
+
+QString keepRatingStarsLabel()
+{
+    return u"Sterne für Behalten"_s;
+}
+
 QJsonObject toJson(const SortOptions& options)
 {
     QJsonObject o;
@@ -48,6 +58,8 @@ QJsonObject toJson(const SortOptions& options)
     o.insert("groupByDate"_L1, options.groupByDate);
     o.insert("operationMode"_L1, rawValue(options.operationMode));
     o.insert("verificationMode"_L1, rawValue(options.verificationMode));
+    o.insert("writeRatingSidecars"_L1, options.writeRatingSidecars);
+    o.insert("keepRatingStars"_L1, options.keepRatingStars);
     return o;
 }
 
@@ -59,6 +71,11 @@ SortOptions sortOptionsFromJson(const QJsonObject& o)
     options.groupByDate = json::requireBool(o, "groupByDate"_L1);
     options.operationMode = json::requireEnum<SortOperationMode>(o, "operationMode"_L1);
     options.verificationMode = json::requireEnum<VerificationMode>(o, "verificationMode"_L1);
+    options.writeRatingSidecars = json::optionalBool(o, "writeRatingSidecars"_L1).value_or(false);
+    const qint64 stars = json::optionalInt(o, "keepRatingStars"_L1).value_or(1);
+    if (stars < minimumKeepRatingStars || stars > maximumKeepRatingStars)
+        throw DecodingError(u"keepRatingStars: %1 liegt nicht zwischen 1 und 5"_s.arg(stars));
+    options.keepRatingStars = int(stars);
     return options;
 }
 

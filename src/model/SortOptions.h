@@ -44,6 +44,14 @@ QString operationModeTitle(SortOperationMode mode);
 QString operationModeDescription(SortOperationMode mode);
 QString verificationModeLabel(VerificationMode mode);
 QString groupByDateLabel();
+// "Bewertungen als XMP-Sidecar schreiben"
+QString ratingSidecarsLabel();
+// "Sterne für Behalten"
+QString keepRatingStarsLabel();
+
+// The stars a kept photo's sidecar may carry: the 1 to 5 of every editor.
+constexpr int minimumKeepRatingStars = 1;
+constexpr int maximumKeepRatingStars = 5;
 
 struct SortOptions {
     FileUrl destinationRoot;  // base folder + run folder name
@@ -51,12 +59,17 @@ struct SortOptions {
     bool groupByDate = true;
     SortOperationMode operationMode = SortOperationMode::safeCopy;
     VerificationMode verificationMode = VerificationMode::fileSize;
+    // Beside every photo in the result, an XMP sidecar with the decision as editors read it:
+    // keep as `keepRatingStars` stars, maybe as the label "Vielleicht", reject as rating -1.
+    bool writeRatingSidecars = false;
+    int keepRatingStars = 1;
 
     friend bool operator==(const SortOptions&, const SortOptions&) = default;
 };
 
 QJsonObject toJson(const SortOptions& options);
-// All five keys are required.
+// The first five keys are required; `writeRatingSidecars` (default false) and
+// `keepRatingStars` (default 1, else 1 to 5) may be missing, as in documents written before them.
 SortOptions sortOptionsFromJson(const QJsonObject& object);
 
 } // namespace kestrava

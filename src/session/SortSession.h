@@ -40,6 +40,11 @@
 // ExecutionRecord: sourcePath (string), destinationPath (string, optional), status
 // ("pending" | "completed" | "skipped" | "failed"), verifiedSize (integer), errorMessage
 // (string, optional).
+// A record of a rating sidecar (execution/RatingPlanner.h) has in place of a source path the
+// key "xmp-rating:<stars for keep, 1 to 5>:<source path of its photo>"; its destinationPath
+// is the sidecar in the result folder, its verifiedSize the sidecar's size. Such keys never
+// begin with "/", so they meet no file's record; readers that do not know them keep them as
+// they are.
 //
 // Reading accepts versions up to 3 (a missing version is 1) and migrates older documents:
 // missing keys take documented defaults, and versions 1 and 2 derive `operationMode` from the

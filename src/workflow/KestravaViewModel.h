@@ -149,6 +149,11 @@ public:
     QString selectedOperationModeName() const { return selectedOperationMode_ ? rawValue(*selectedOperationMode_) : QString(); }
     VerificationMode verificationMode() const { return verificationMode_; }
     QString verificationModeName() const { return rawValue(verificationMode_); }
+    // XMP sidecars with the decisions beside the results (SortOptions::writeRatingSidecars).
+    bool writeRatingSidecars() const { return writeRatingSidecars_; }
+    int keepRatingStars() const { return keepRatingStars_; }
+    // Stars outside 1 to 5 are brought into that range.
+    void updateRatingSidecars(bool write, int keepStars);
     bool isLoading() const { return isLoading_; }
     bool isApplying() const { return isApplying_; }
     bool isPreparingMetadata() const { return isPreparingMetadata_; }
@@ -517,6 +522,8 @@ private:
     bool groupByDate_ = true;
     std::optional<SortOperationMode> selectedOperationMode_;
     VerificationMode verificationMode_ = VerificationMode::fileSize;
+    bool writeRatingSidecars_ = false;
+    int keepRatingStars_ = 1;
     bool isLoading_ = false;
     bool isApplying_ = false;
     bool isPreparingMetadata_ = false;

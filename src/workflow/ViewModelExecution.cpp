@@ -121,7 +121,15 @@ SortOptions KestravaViewModel::currentOptions(const FileUrl& destination) const
     options.groupByDate = groupByDate_;
     options.operationMode = selectedOperationMode_.value_or(SortOperationMode::safeCopy);
     options.verificationMode = verificationMode_;
+    options.writeRatingSidecars = writeRatingSidecars_;
+    options.keepRatingStars = keepRatingStars_;
     return options;
+}
+
+void KestravaViewModel::updateRatingSidecars(bool write, int keepStars)
+{
+    writeRatingSidecars_ = write;
+    keepRatingStars_ = std::clamp(keepStars, minimumKeepRatingStars, maximumKeepRatingStars);
 }
 
 // ---- Storage estimate ----------------------------------------------------------------------

@@ -74,16 +74,31 @@ TEST(JsonConventions, datesAreWholeSecondsUtcAndUuidsUpperCase)
     EXPECT_FALSE(json::decodeUuid(u"{"_s + text + u"}"_s).has_value());
 }
 
-TEST(SortOptionsJson, allFiveKeysRequired)
+TEST(SortOptionsJson, fiveKeysRequiredAndRatingsOptional)
 {
     SortOptions options{FileUrl::fromLocalPath(u"/Ziel/Kestrava – Hochzeit"_s), u"Hochzeit"_s, false,
-                        SortOperationMode::organizeAndTrash, VerificationMode::sha256};
+                        SortOperationMode::organizeAndTrash, VerificationMode::sha256, true, 4};
     const QJsonObject encoded = toJson(options);
     EXPECT_EQ(sortOptionsFromJson(encoded), options);
-    for (const QString& key : encoded.keys()) {
+    for (const QString& key : {u"destinationRoot"_s, u"eventName"_s, u"groupByDate"_s, u"operationMode"_s,
+                               u"verificationMode"_s}) {
         QJsonObject broken = encoded;
         broken.remove(key);
         EXPECT_THROW(sortOptionsFromJson(broken), DecodingError) << key.toStdString();
+    }
+
+    // A document from before the ratings option: off, one star when turned on.
+    QJsonObject old = encoded;
+    old.remove(u"writeRatingSidecars"_s);
+    old.remove(u"keepRatingStars"_s);
+    const SortOptions decoded = sortOptionsFromJson(old);
+    EXPECT_FALSE(decoded.writeRatingSidecars);
+    EXPECT_EQ(decoded.keepRatingStars, 1);
+
+    for (int stars : {0, 6, -1}) {
+        QJsonObject outOfRange = encoded;
+        outOfRange.insert(u"keepRatingStars"_s, stars);
+        EXPECT_THROW(sortOptionsFromJson(outOfRange), DecodingError) << stars;
     }
 }
 

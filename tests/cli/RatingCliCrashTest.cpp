@@ -1,0 +1,187 @@
+// kestrava-cli sort --ratings killed at its durable steps and resumed until done: whatever the
+// step, every photo in the result then has exactly one sidecar under its stem saying "kept"
+// (the user's own stars where a sidecar brought some), the sidecars at the source keep their
+// bytes, and nothing half-written is left in the result.
+
+#include "CliTestSupport.h"
+
+#include "KillLoop.h"
+
+#include "execution/RatingSidecar.h"
+#include "model/RunFolderMarker.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+using namespace kestrava;
+using namespace kestrava::test;
+
+namespace {
+
+#ifdef KESTRAVA_SANITIZED
+constexpr int killPoints = 4;
+#else
+constexpr int killPoints = 10;
+#endif
+constexpr int maxResumes = 6;
+
+QByteArray userSidecar(int stars)
+{
+    return "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
+           "<rdf:Description rdf:about=\"\" xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\""
+        + QByteArray::number(stars) + "\"/></rdf:RDF></x:xmpmeta>";
+}
+
+QString stemOf(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.path() + '/' + info.completeBaseName();
+}
+
+bool isSidecar(const QString& path)
+{
+    return QFileInfo(path).suffix().compare("xmp", Qt::CaseInsensitive) == 0;
+}
+
+struct Round {
+    QString source;
+    QString base;
+    QString store;
+    QProcessEnvironment environment;
+    QStringList sortArguments;
+};
+
+// Three JPEG+NEF pairs and two lone JPEGs; the first two NEFs bring sidecars, one unrated,
+// one with the user's four stars.
+Round freshRound(const TempTree& tree, int number)
+{
+    Round round;
+    const QString root = tree.path(QString("r%1").arg(number));
+    round.source = root + "/Karte";
+    writeShoot(round.source, 3, 2, 5, 4096);
+    writeFile(round.source + "/IMG_0001.xmp", userSidecar(0));
+    writeFile(round.source + "/IMG_0002.xmp", userSidecar(4));
+    round.base = root + "/Ziel";
+    round.store = root + "/S";
+    round.environment = isolatedEnvironment(root);
+    round.sortArguments = sortArguments(round.source, round.base, round.store, "safeCopy")
+        + QStringList{"--ratings", "--keep-stars", "2"};
+    return round;
+}
+
+void expectEverySidecarOnce(const Round& round, const QString& context)
+{
+    SCOPED_TRACE(context.toStdString());
+    EXPECT_EQ(readFile(round.source + "/IMG_0001.xmp"), userSidecar(0));
+    EXPECT_EQ(readFile(round.source + "/IMG_0002.xmp"), userSidecar(4));
+    QStringList photos;
+    QMap<QString, QStringList> sidecarsByStem;
+    for (const QString& relative : filesBelow(round.base)) {
+        const QString name = QFileInfo(relative).fileName();
+        if (name.startsWith('.')) {
+            EXPECT_EQ(name, runFolderMarkerName) << relative.toStdString();
+            continue;
+        }
+        if (isSidecar(relative))
+            sidecarsByStem[stemOf(relative)].append(relative);
+        else
+            photos.append(relative);
+    }
+    EXPECT_EQ(photos.size(), 8);
+    for (const QString& photo : photos) {
+        const QStringList sidecars = sidecarsByStem.take(stemOf(photo));
+        ASSERT_EQ(sidecars.size(), 1) << photo.toStdString();
+        const auto marks = ResumableSortExecutor::readRatingMarks(readFile(round.base + '/' + sidecars[0]));
+        ASSERT_TRUE(marks.has_value()) << sidecars[0].toStdString();
+        const bool usersStars = photo.endsWith("IMG_0002.NEF");
+        EXPECT_EQ(marks->rating, usersStars ? QString("4") : QString("2")) << sidecars[0].toStdString();
+    }
+    EXPECT_TRUE(sidecarsByStem.isEmpty()) << "a sidecar without its photo";
+}
+
+// Resumes until the run is done; a run killed before it began is sorted again.
+void finishByResuming(const Round& round, const QString& context)
+{
+    const QStringList resume{"resume", "--store", round.store};
+    for (int attempt = 0; attempt < maxResumes; ++attempt) {
+        const CliResult result = runCli(resume, round.environment);
+        if (result.exitCode == 0)
+            return;
+        const QString err = QString::fromUtf8(result.err);
+        if (err.contains("keine unterbrochene Sitzung") || err.contains("vor dem Start der Sortierung")) {
+            if (!filesBelow(round.base).isEmpty())
+                return;
+            const CliResult again = runCli(round.sortArguments, round.environment);
+            ASSERT_EQ(again.exitCode, 0) << context.toStdString() << again.err.toStdString();
+            return;
+        }
+        ADD_FAILURE() << context.toStdString() << ": resume failed: " << result.err.toStdString();
+    }
+    FAIL() << context.toStdString() << ": resume never finished";
+}
+
+} // namespace
+
+TEST(RatingCliCrash, killedAtAnyStepOfTheRunTheResumedRunLeavesEverySidecarOnce)
+{
+    TempTree tree;
+    const Round logged = freshRound(tree, 0);
+    CliResult clean;
+    const QList<DurableStep> steps = durableStepsOf(logged.sortArguments, logged.environment, &clean);
+    ASSERT_EQ(clean.exitCode, 0) << clean.err.toStdString();
+    expectEverySidecarOnce(logged, "uninterrupted");
+
+    // Most kills fall in the run (from its first step in the result on), densest at its end,
+    // where the sidecars are written.
+    int runStart = int(steps.size());
+    for (const DurableStep& step : steps)
+        if (step.path.startsWith(logged.base)) {
+            runStart = step.number;
+            break;
+        }
+    const int count = int(steps.size());
+    QList<int> points;
+    // Two kills while the plan is journaled: its first records are the sidecars' promise,
+    // which a resume (not told about the option) has to keep.
+    QList<int> journaled;
+    for (const DurableStep& step : steps)
+        if (step.number < runStart && step.path.startsWith(logged.store))
+            journaled.append(step.number);
+    if (journaled.size() >= 30) {
+        points.append(journaled[journaled.size() - 30]);
+        points.append(journaled[journaled.size() - 10]);
+    }
+    for (int i = 0; i < killPoints; ++i)
+        points.append(runStart + int(qint64(count - runStart) * (i + 1) * (i + 1) / (killPoints * killPoints)));
+    int killed = 0;
+    for (qsizetype i = 0; i < points.size() && !HasFailure(); ++i) {
+        const Round round = freshRound(tree, int(i) + 1);
+        const QString context = describeStep(steps, points[i]);
+        killed += runCliKilledAtStep(round.sortArguments, points[i], round.environment).killed;
+        finishByResuming(round, context);
+        expectEverySidecarOnce(round, context);
+    }
+    std::printf("ratings: %d durable steps, %d kill points, %d killed\n", count, int(points.size()), killed);
+    EXPECT_GE(killed, int(points.size()) / 2);
+}
+
+TEST(RatingCli, starsOutsideOneToFiveOrWithoutRatingsAreRefusedBeforeAnythingRuns)
+{
+    TempTree tree;
+    const Round round = freshRound(tree, 1);
+    QStringList plain = round.sortArguments;
+    plain.removeAll("--ratings");
+    const QStringList refused[] = {
+        round.sortArguments.mid(0, round.sortArguments.size() - 1) + QStringList{"6"},
+        round.sortArguments.mid(0, round.sortArguments.size() - 1) + QStringList{"zwei"},
+        plain,
+    };
+    for (const QStringList& arguments : refused) {
+        const CliResult result = runCli(arguments, round.environment);
+        EXPECT_NE(result.exitCode, 0) << arguments.join(' ').toStdString();
+        EXPECT_FALSE(QFileInfo::exists(round.base)) << arguments.join(' ').toStdString();
+    }
+}
