@@ -24,6 +24,25 @@ AppShell::AppShell(KestravaViewModel* viewModel, bool hookQuit, QObject* parent)
     if (hookQuit && QCoreApplication::instance())
         connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &AppShell::flushBeforeQuit);
     ReducedMotion::askPortal(this, [this](bool reduced) { setReducedMotion(reduced); });
+    if (viewModel)
+        connect(viewModel, &KestravaViewModel::routeChanged, this, &AppShell::reviewCommandsEnabledChanged);
+}
+
+bool AppShell::reviewCommandsEnabled() const
+{
+    return viewModel_ && viewModel_->route() == AppRoute::reviewing;
+}
+
+void AppShell::undoLastDecision()
+{
+    if (reviewCommandsEnabled())
+        viewModel_->undoLastDecision();
+}
+
+void AppShell::openAudit()
+{
+    if (reviewCommandsEnabled())
+        viewModel_->requestReviewAudit();
 }
 
 void AppShell::setReducedMotion(bool reduced)

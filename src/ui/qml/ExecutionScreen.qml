@@ -10,7 +10,7 @@ Item {
 
     ColumnLayout {
         anchors.centerIn: parent
-        width: Math.min(parent.width - 2 * DesignSystem.spacingXL, 820)
+        width: Math.min(parent.width - 2 * DesignSystem.spacingXL, 980)
         spacing: DesignSystem.spacingL
         Text {
             text: "Dateien werden organisiert"
@@ -33,9 +33,12 @@ Item {
             color: DesignSystem.accent
             font.pixelSize: DesignSystem.fontHeading
         }
-        RowLayout {
+        GridLayout {
             Layout.fillWidth: true
-            spacing: DesignSystem.spacingM
+            // Four cards in a row only where each keeps room for "47,7 MB von 99,1 MB".
+            columns: width >= 4 * 230 ? 4 : 2
+            rowSpacing: DesignSystem.spacingM
+            columnSpacing: DesignSystem.spacingM
             MetricCard {
                 objectName: "fileProgressCard"
                 Layout.fillWidth: true
@@ -71,7 +74,8 @@ Item {
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideMiddle
         }
-        RowLayout {
+        Flow {
+            Layout.fillWidth: true
             spacing: DesignSystem.spacingL
             Repeater {
                 model: ["Sicher fortsetzbar", "Jeder Schritt wird gespeichert", "Bitte Laufwerke verbunden lassen"]
