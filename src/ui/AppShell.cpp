@@ -55,16 +55,32 @@ void AppShell::setReducedMotion(bool reduced)
 
 void AppShell::mainContentShown()
 {
-    if (viewModel_)
+    mainContentShown_ = true;
+    if (viewModel_ && openOverlays_ == 0)
         viewModel_->installArrowKeyMonitor();
 }
 
 void AppShell::mainContentHidden()
 {
+    mainContentShown_ = false;
     if (!viewModel_)
         return;
     viewModel_->removeArrowKeyMonitor();
     viewModel_->saveSessionSnapshot();
+}
+
+void AppShell::overlayOpened()
+{
+    if (++openOverlays_ == 1 && viewModel_)
+        viewModel_->removeArrowKeyMonitor();
+}
+
+void AppShell::overlayClosed()
+{
+    if (openOverlays_ == 0)
+        return;
+    if (--openOverlays_ == 0 && mainContentShown_ && viewModel_)
+        viewModel_->installArrowKeyMonitor();
 }
 
 void AppShell::flushBeforeQuit()

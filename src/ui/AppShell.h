@@ -49,6 +49,11 @@ public:
     // snapshotted when it goes.
     Q_INVOKABLE void mainContentShown();
     Q_INVOKABLE void mainContentHidden();
+    // A menu or a dialog of the main window opened / closed: while one is open, the arrow keys
+    // move within it and decide nothing.
+    Q_INVOKABLE void overlayOpened();
+    Q_INVOKABLE void overlayClosed();
+    int openOverlays() const { return openOverlays_; }
 
     // Writes the session's decisions as a recovery CSV into a new file; never replaces one.
     bool exportDecisionsCsv(const QString& path);
@@ -82,6 +87,8 @@ private:
     bool reducedMotion_ = false;
     QString alertText_;
     int flushCount_ = 0;
+    int openOverlays_ = 0;
+    bool mainContentShown_ = false;
 };
 
 } // namespace kestrava

@@ -62,6 +62,7 @@ QVariantList ShortcutHelp::shortcuts()
                 {key(u"Strg+S"_s, u"Sitzung sichern"_s),
                  key(u"Strg+O"_s, u"Sitzung laden"_s),
                  key(u"Strg+Q"_s, u"Beenden"_s),
+                 key(u"F1"_s, shortcutsText()),
                  key(u"F10"_s, u"Menü öffnen"_s),
                  key(u"Alt+D · Alt+B · Alt+H"_s, u"Menü Datei, Bearbeiten oder Hilfe öffnen"_s)}),
     };

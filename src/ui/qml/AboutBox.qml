@@ -8,6 +8,8 @@ Dialog {
     id: dialog
     objectName: "aboutBox"
     modal: true
+    onOpened: Shell.overlayOpened()
+    onClosed: Shell.overlayClosed()
     anchors.centerIn: Overlay.overlay
     width: Math.min(460, parent ? parent.width - 80 : 460)
     closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside

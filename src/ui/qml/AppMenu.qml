@@ -1,9 +1,12 @@
 import QtQuick
 import QtQuick.Controls
+import Kestrava
 
 // A menu as wide as its widest item, so no entry is cut.
 Menu {
     id: menu
+    onOpened: Shell.overlayOpened()
+    onClosed: Shell.overlayClosed()
     width: {
         let widest = 0
         for (let i = 0; i < count; ++i) {

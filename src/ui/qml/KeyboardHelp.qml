@@ -8,6 +8,8 @@ Dialog {
     id: dialog
     objectName: "keyboardHelp"
     modal: true
+    onOpened: Shell.overlayOpened()
+    onClosed: Shell.overlayClosed()
     anchors.centerIn: Overlay.overlay
     width: Math.min(560, parent ? parent.width - 80 : 560)
     height: Math.min(implicitHeight, parent ? parent.height - 40 : implicitHeight)
