@@ -19,7 +19,7 @@ Rectangle {
             objectName: "undoButton"
             Layout.maximumWidth: implicitWidth
             Layout.fillWidth: true
-            Layout.minimumWidth: 150
+            Layout.minimumWidth: 200
             focusPolicy: Qt.NoFocus
             text: "Letzte Entscheidung zurücknehmen"
             enabled: !ViewModel.isCommittingDecision

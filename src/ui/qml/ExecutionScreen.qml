@@ -40,22 +40,26 @@ Item {
             rowSpacing: DesignSystem.spacingM
             columnSpacing: DesignSystem.spacingM
             MetricCard {
+                Layout.fillHeight: true
                 objectName: "fileProgressCard"
                 Layout.fillWidth: true
                 label: "Dateien"
                 value: Texts.fileProgressText(screen.progress)
             }
             MetricCard {
+                Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Datenmenge"
                 value: Texts.byteProgressText(screen.progress)
             }
             MetricCard {
+                Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Tempo"
                 value: Texts.transferRateText(screen.progress) || "–"
             }
             MetricCard {
+                Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Restzeit"
                 value: Texts.timeLeftText(screen.progress) || "–"

@@ -20,6 +20,7 @@ Rectangle {
         anchors.margins: DesignSystem.spacingM
         spacing: DesignSystem.spacingXS
         Text {
+            objectName: "metricValue"
             text: value
             color: accentColor
             font.pixelSize: DesignSystem.fontTitle
