@@ -2,6 +2,7 @@
 
 #include "UiText.h"
 
+#include <QKeySequence>
 #include <QVariantMap>
 
 using namespace Qt::StringLiterals;
@@ -39,6 +40,18 @@ QString ShortcutHelp::aboutTitle()
 QString ShortcutHelp::aboutDescription()
 {
     return u"Fotos sichten, entscheiden und sicher ordnen – JPEG und RAW bleiben zusammen, nichts wird endgültig gelöscht."_s;
+}
+
+QString ShortcutHelp::shortcutText(const QVariant& sequence)
+{
+    QKeySequence keys;
+    if (sequence.metaType().id() == QMetaType::QKeySequence)
+        keys = sequence.value<QKeySequence>();
+    else if (sequence.metaType().id() == QMetaType::QString)
+        keys = QKeySequence::fromString(sequence.toString());
+    else if (sequence.canConvert<int>() && sequence.isValid())
+        keys = QKeySequence(QKeySequence::StandardKey(sequence.toInt()));
+    return keys.toString(QKeySequence::NativeText);
 }
 
 QVariantList ShortcutHelp::shortcuts()

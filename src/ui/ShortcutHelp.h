@@ -44,6 +44,9 @@ public:
     // Sections of the keyboard help: maps {title, keys: [{keys, action}]}, in the order a
     // photographer meets them.
     static QVariantList shortcuts();
+    // A menu action's key as the desktop writes it ("Strg+Z" with the German Qt translations
+    // loaded); `sequence` is an Action's `shortcut`: a StandardKey or a text. Empty for none.
+    Q_INVOKABLE static QString shortcutText(const QVariant& sequence);
 };
 
 } // namespace kestrava

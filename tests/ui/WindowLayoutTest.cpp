@@ -3,6 +3,7 @@
 // keys while a menu is open.
 
 #include "UiRig.h"
+#include "ui/ShortcutHelp.h"
 #include "ui/WindowPlacement.h"
 
 #include <QQuickItem>
@@ -150,4 +151,13 @@ TEST(SmallWindow, editMenuCommandsDoNothingOutsideTheReview)
     rig.shell->undoLastDecision();
     EXPECT_EQ(rig.viewModel->route(), AppRoute::setup);
     EXPECT_FALSE(rig.viewModel->reviewAuditRequestID().has_value());
+}
+
+TEST(ShortcutHelp, menuKeysAreWrittenOutWhateverFormTheActionGivesThem)
+{
+    EXPECT_TRUE(ShortcutHelp::shortcutText(QVariant(int(QKeySequence::Undo))).endsWith(u"+Z"_s));
+    EXPECT_EQ(ShortcutHelp::shortcutText(u"F10"_s), u"F10"_s);
+    EXPECT_EQ(ShortcutHelp::shortcutText(QVariant::fromValue(QKeySequence(u"Ctrl+Q"_s))),
+              QKeySequence(u"Ctrl+Q"_s).toString(QKeySequence::NativeText));
+    EXPECT_TRUE(ShortcutHelp::shortcutText(QVariant()).isEmpty());
 }
