@@ -24,6 +24,25 @@ AppShell::AppShell(KestravaViewModel* viewModel, bool hookQuit, QObject* parent)
     if (hookQuit && QCoreApplication::instance())
         connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &AppShell::flushBeforeQuit);
     ReducedMotion::askPortal(this, [this](bool reduced) { setReducedMotion(reduced); });
+    if (viewModel)
+        connect(viewModel, &KestravaViewModel::routeChanged, this, &AppShell::reviewCommandsEnabledChanged);
+}
+
+bool AppShell::reviewCommandsEnabled() const
+{
+    return viewModel_ && viewModel_->route() == AppRoute::reviewing;
+}
+
+void AppShell::undoLastDecision()
+{
+    if (reviewCommandsEnabled())
+        viewModel_->undoLastDecision();
+}
+
+void AppShell::openAudit()
+{
+    if (reviewCommandsEnabled())
+        viewModel_->requestReviewAudit();
 }
 
 void AppShell::setReducedMotion(bool reduced)
@@ -36,16 +55,32 @@ void AppShell::setReducedMotion(bool reduced)
 
 void AppShell::mainContentShown()
 {
-    if (viewModel_)
+    mainContentShown_ = true;
+    if (viewModel_ && openOverlays_ == 0)
         viewModel_->installArrowKeyMonitor();
 }
 
 void AppShell::mainContentHidden()
 {
+    mainContentShown_ = false;
     if (!viewModel_)
         return;
     viewModel_->removeArrowKeyMonitor();
     viewModel_->saveSessionSnapshot();
+}
+
+void AppShell::overlayOpened()
+{
+    if (++openOverlays_ == 1 && viewModel_)
+        viewModel_->removeArrowKeyMonitor();
+}
+
+void AppShell::overlayClosed()
+{
+    if (openOverlays_ == 0)
+        return;
+    if (--openOverlays_ == 0 && mainContentShown_ && viewModel_)
+        viewModel_->installArrowKeyMonitor();
 }
 
 void AppShell::flushBeforeQuit()

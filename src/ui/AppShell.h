@@ -23,6 +23,8 @@ class AppShell : public QObject {
     Q_PROPERTY(QString alertText READ alertText NOTIFY alertTextChanged)
     // The open, save and folder dialogs: one intent each.
     Q_PROPERTY(kestrava::FileDialogs* dialogs READ dialogs CONSTANT)
+    // The Edit menu's undo and audit list act on the review and only there.
+    Q_PROPERTY(bool reviewCommandsEnabled READ reviewCommandsEnabled NOTIFY reviewCommandsEnabledChanged)
 
 public:
     // Hooks the flush to QCoreApplication::aboutToQuit when `hookQuit` is set.
@@ -38,11 +40,20 @@ public:
     Q_INVOKABLE void requestSaveSession() { emit saveSessionRequested(); }
     Q_INVOKABLE void requestLoadSession() { emit loadSessionRequested(); }
     Q_INVOKABLE void requestCsvExport() { emit csvExportRequested(); }
+    bool reviewCommandsEnabled() const;
+    // The Edit menu: the review's own undo and audit request; nothing outside the review.
+    Q_INVOKABLE void undoLastDecision();
+    Q_INVOKABLE void openAudit();
 
     // The main content view appeared / went away: the arrow keys follow it, and its state is
     // snapshotted when it goes.
     Q_INVOKABLE void mainContentShown();
     Q_INVOKABLE void mainContentHidden();
+    // A menu or a dialog of the main window opened / closed: while one is open, the arrow keys
+    // move within it and decide nothing.
+    Q_INVOKABLE void overlayOpened();
+    Q_INVOKABLE void overlayClosed();
+    int openOverlays() const { return openOverlays_; }
 
     // Writes the session's decisions as a recovery CSV into a new file; never replaces one.
     bool exportDecisionsCsv(const QString& path);
@@ -66,6 +77,7 @@ signals:
     void csvExportRequested();
     void reducedMotionChanged();
     void alertTextChanged();
+    void reviewCommandsEnabledChanged();
 
 private:
     void setAlert(const QString& text);
@@ -75,6 +87,8 @@ private:
     bool reducedMotion_ = false;
     QString alertText_;
     int flushCount_ = 0;
+    int openOverlays_ = 0;
+    bool mainContentShown_ = false;
 };
 
 } // namespace kestrava

@@ -7,6 +7,7 @@
 #include "FileDialogs.h"
 #include "SingleInstance.h"
 #include "UiEngine.h"
+#include "WindowPlacement.h"
 #include "model/KestravaError.h"
 #include "session/SessionStore.h"
 #include "workflow/KestravaViewModel.h"
@@ -19,6 +20,7 @@
 #include <QQmlExtensionPlugin>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QSettings>
 #include <QtConcurrent>
 #include <cstdio>
 
@@ -112,6 +114,14 @@ int main(int argc, char** argv)
     if (engine.rootObjects().isEmpty())
         return 1;
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    if (window) {
+        QSettings settings;
+        WindowPlacement::restore(*window, settings);
+        QObject::connect(&app, &QCoreApplication::aboutToQuit, window, [window] {
+            QSettings settings;
+            WindowPlacement::save(*window, settings);
+        });
+    }
     QObject::connect(&instance, &SingleInstance::activationRequested, &shell, [&shell, window](const QString& path) {
         shell.openFromOutside(path);
         if (window) {

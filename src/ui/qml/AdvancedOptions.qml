@@ -19,18 +19,11 @@ ColumnLayout {
             id: column
             width: parent.width
             spacing: DesignSystem.spacingM
-            CheckBox {
+            DarkCheckBox {
                 id: dateBox
                 text: "Nach Aufnahmedatum strukturieren"
                 checked: ViewModel.groupByDate
                 onToggled: ViewModel.updateGroupByDate(checked)
-                contentItem: Text {
-                    leftPadding: dateBox.indicator.width + dateBox.spacing
-                    text: dateBox.text
-                    color: DesignSystem.textPrimary
-                    font.pixelSize: DesignSystem.fontBody
-                    verticalAlignment: Text.AlignVCenter
-                }
             }
             Text {
                 text: "Ereignisname (optional)"
@@ -58,19 +51,12 @@ ColumnLayout {
             }
             Repeater {
                 model: ["fileSize", "sha256"]
-                RadioButton {
+                DarkRadioButton {
                     id: radio
                     required property string modelData
                     text: Texts.verificationTitle(modelData)
                     checked: ViewModel.verificationMode === modelData
                     onClicked: ViewModel.updateVerificationMode(modelData)
-                    contentItem: Text {
-                        leftPadding: radio.indicator.width + radio.spacing
-                        text: radio.text
-                        color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontBody
-                        verticalAlignment: Text.AlignVCenter
-                    }
                 }
             }
         }

@@ -8,8 +8,9 @@ import Kestrava
 Window {
     id: window
     title: "Auswahl prüfen"
-    width: 1180
-    height: 780
+    // Never larger than the screen, with room for the window manager's frame.
+    width: Math.min(1180, Screen.desktopAvailableWidth - 8)
+    height: Math.min(780, Screen.desktopAvailableHeight - 36)
     minimumWidth: 860
     minimumHeight: 520
     color: DesignSystem.background

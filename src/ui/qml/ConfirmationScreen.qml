@@ -112,7 +112,7 @@ Item {
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
-                    CheckBox {
+                    DarkCheckBox {
                         id: confirmBox
                         objectName: "destructiveConfirmation"
                         // The first of the two confirmations the trash mode asks for.

@@ -10,10 +10,16 @@ Rectangle {
     implicitHeight: 84
     color: DesignSystem.surface
     RowLayout {
-        anchors.centerIn: parent
+        anchors.fill: parent
+        anchors.leftMargin: DesignSystem.spacingL
+        anchors.rightMargin: DesignSystem.spacingL
         spacing: DesignSystem.spacingM
+        Item { Layout.fillWidth: true }
         SecondaryButton {
             objectName: "undoButton"
+            Layout.maximumWidth: implicitWidth
+            Layout.fillWidth: true
+            Layout.minimumWidth: 200
             focusPolicy: Qt.NoFocus
             text: "Letzte Entscheidung zurücknehmen"
             enabled: !ViewModel.isCommittingDecision
@@ -21,8 +27,11 @@ Rectangle {
             ToolTip.text: "Letzte Entscheidung zurück · ←"
             onClicked: ViewModel.undoLastDecision()
         }
-        Item { width: DesignSystem.spacingL }
+        Item { Layout.preferredWidth: DesignSystem.spacingL; Layout.minimumWidth: 0; Layout.fillWidth: true; Layout.maximumWidth: DesignSystem.spacingL }
         DecisionButton {
+            Layout.fillWidth: true
+            Layout.maximumWidth: implicitWidth
+            Layout.minimumWidth: 110
             objectName: "keepButton"
             decision: "keep"; keyHint: "↑"
             selected: dock.current === "keep"
@@ -30,6 +39,9 @@ Rectangle {
             onClicked: ViewModel.classify("keep")
         }
         DecisionButton {
+            Layout.fillWidth: true
+            Layout.maximumWidth: implicitWidth
+            Layout.minimumWidth: 110
             objectName: "maybeButton"
             decision: "maybe"; keyHint: "→"
             selected: dock.current === "maybe"
@@ -37,11 +49,15 @@ Rectangle {
             onClicked: ViewModel.classify("maybe")
         }
         DecisionButton {
+            Layout.fillWidth: true
+            Layout.maximumWidth: implicitWidth
+            Layout.minimumWidth: 110
             objectName: "deleteButton"
             decision: "delete"; keyHint: "↓"
             selected: dock.current === "delete"
             enabled: !ViewModel.isCommittingDecision
             onClicked: ViewModel.classify("delete")
         }
+        Item { Layout.fillWidth: true }
     }
 }

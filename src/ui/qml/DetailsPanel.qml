@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
@@ -10,43 +11,54 @@ Rectangle {
 
     PhotoDetails { id: inspector }
 
-    ColumnLayout {
+    // A low window scrolls the facts rather than letting them run over the controls below.
+    Flickable {
+        id: scroller
         anchors.fill: parent
         anchors.margins: DesignSystem.spacingL
-        spacing: DesignSystem.spacingM
-        Text {
-            text: "Inspector"
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontHeading
-            font.weight: Font.DemiBold
-        }
-        Repeater {
-            model: inspector.lines
-            ColumnLayout {
-                required property var modelData
-                Layout.fillWidth: true
-                spacing: 2
-                Text {
-                    text: modelData.label
-                    color: DesignSystem.textMuted
-                    font.pixelSize: DesignSystem.fontCaption
-                }
-                Text {
+        contentHeight: facts.implicitHeight
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar { policy: scroller.contentHeight > scroller.height ? ScrollBar.AlwaysOn : ScrollBar.AsNeeded }
+        ColumnLayout {
+            id: facts
+            width: scroller.width
+            height: Math.max(implicitHeight, scroller.height)
+            spacing: DesignSystem.spacingM
+            Text {
+                text: "Inspector"
+                color: DesignSystem.textPrimary
+                font.pixelSize: DesignSystem.fontHeading
+                font.weight: Font.DemiBold
+            }
+            Repeater {
+                model: inspector.lines
+                ColumnLayout {
+                    required property var modelData
                     Layout.fillWidth: true
-                    text: modelData.value
-                    color: DesignSystem.textPrimary
-                    font.pixelSize: DesignSystem.fontBody
-                    elide: Text.ElideRight
+                    spacing: 2
+                    Text {
+                        text: modelData.label
+                        color: DesignSystem.textMuted
+                        font.pixelSize: DesignSystem.fontCaption
+                    }
+                    Text {
+                        Layout.fillWidth: true
+                        text: modelData.value
+                        color: DesignSystem.textPrimary
+                        font.pixelSize: DesignSystem.fontBody
+                        elide: Text.ElideRight
+                    }
                 }
             }
-        }
-        Item { Layout.fillHeight: true }
-        Text {
-            Layout.fillWidth: true
-            text: "↑ Behalten · → Vielleicht · ↓ Aussortiert · ← zurück · Z 100 %"
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
-            wrapMode: Text.WordWrap
+            Item { Layout.fillHeight: true }
+            Text {
+                Layout.fillWidth: true
+                text: "↑ Behalten · → Vielleicht · ↓ Aussortiert · ← zurück · Z 100 %"
+                color: DesignSystem.textMuted
+                font.pixelSize: DesignSystem.fontCaption
+                wrapMode: Text.WordWrap
+            }
         }
     }
 }

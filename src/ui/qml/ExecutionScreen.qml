@@ -10,7 +10,7 @@ Item {
 
     ColumnLayout {
         anchors.centerIn: parent
-        width: Math.min(parent.width - 2 * DesignSystem.spacingXL, 820)
+        width: Math.min(parent.width - 2 * DesignSystem.spacingXL, 980)
         spacing: DesignSystem.spacingL
         Text {
             text: "Dateien werden organisiert"
@@ -33,26 +33,33 @@ Item {
             color: DesignSystem.accent
             font.pixelSize: DesignSystem.fontHeading
         }
-        RowLayout {
+        GridLayout {
             Layout.fillWidth: true
-            spacing: DesignSystem.spacingM
+            // Four cards in a row only where each keeps room for "47,7 MB von 99,1 MB".
+            columns: width >= 4 * 230 ? 4 : 2
+            rowSpacing: DesignSystem.spacingM
+            columnSpacing: DesignSystem.spacingM
             MetricCard {
+                Layout.fillHeight: true
                 objectName: "fileProgressCard"
                 Layout.fillWidth: true
                 label: "Dateien"
                 value: Texts.fileProgressText(screen.progress)
             }
             MetricCard {
+                Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Datenmenge"
                 value: Texts.byteProgressText(screen.progress)
             }
             MetricCard {
+                Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Tempo"
                 value: Texts.transferRateText(screen.progress) || "–"
             }
             MetricCard {
+                Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Restzeit"
                 value: Texts.timeLeftText(screen.progress) || "–"
@@ -71,7 +78,8 @@ Item {
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideMiddle
         }
-        RowLayout {
+        Flow {
+            Layout.fillWidth: true
             spacing: DesignSystem.spacingL
             Repeater {
                 model: ["Sicher fortsetzbar", "Jeder Schritt wird gespeichert", "Bitte Laufwerke verbunden lassen"]

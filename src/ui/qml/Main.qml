@@ -8,13 +8,18 @@ ApplicationWindow {
     id: window
     width: 1240
     height: 820
+    // Fits a 1024×700 screen with a window manager's frame and a panel; the place and size
+    // the window opens with come from C++, clamped to the screen it opens on.
     minimumWidth: 960
-    minimumHeight: 640
+    minimumHeight: 600
     visible: true
     title: "Kestrava"
     color: DesignSystem.background
 
     menuBar: AppMenuBar {
+        id: appMenuBar
+        onShowShortcuts: keyboardHelp.open()
+        onShowAbout: aboutBox.open()
         onSaveSession: Shell.requestSaveSession()
         onLoadSession: Shell.requestLoadSession()
         onExportCsv: Shell.requestCsvExport()
@@ -46,6 +51,12 @@ ApplicationWindow {
     }
 
     AppDialogs { id: appDialogs }
+    KeyboardHelp { id: keyboardHelp }
+    AboutBox { id: aboutBox }
+    Shortcut {
+        sequence: "F10"
+        onActivated: appMenuBar.openFirstMenu()
+    }
 
     // The selection review exists only when asked for, and only once.
     property AuditWindow auditWindow: null

@@ -11,21 +11,23 @@ Rectangle {
     color: DesignSystem.card
     border.color: DesignSystem.border
     implicitWidth: 180
-    implicitHeight: 92
+    implicitHeight: Math.max(92, column.implicitHeight + 2 * DesignSystem.spacingM)
     Accessible.role: Accessible.StaticText
     Accessible.name: label + ": " + value
     ColumnLayout {
+        id: column
         anchors.fill: parent
         anchors.margins: DesignSystem.spacingM
         spacing: DesignSystem.spacingXS
         Text {
+            objectName: "metricValue"
             text: value
             color: accentColor
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
-            // Long values ("1,2 GB von 40 GB") shrink before they are cut.
-            fontSizeMode: Text.HorizontalFit
-            minimumPixelSize: DesignSystem.fontBody
+            // Long values ("1,2 GB von 40 GB") continue on a second line, between words.
+            wrapMode: Text.WordWrap
+            maximumLineCount: 2
             elide: Text.ElideRight
             Layout.fillWidth: true
         }
@@ -34,7 +36,7 @@ Rectangle {
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontCaption
             Layout.fillWidth: true
-            elide: Text.ElideRight
+            wrapMode: Text.WordWrap
         }
     }
 }

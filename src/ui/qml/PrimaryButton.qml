@@ -11,12 +11,18 @@ Button {
     leftPadding: 22
     rightPadding: 22
     Accessible.name: text
+    // Whole pixels: a width a fraction short of the text's own would wrap its last word.
+    implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
+                            Math.ceil(implicitContentWidth) + leftPadding + rightPadding)
     contentItem: Text {
         text: control.text
         font: control.font
         color: control.enabled ? (control.destructive ? "white" : DesignSystem.textOnAccent) : DesignSystem.textMuted
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
+        // A narrow window wraps whole words onto a second line rather than cutting one.
+        wrapMode: Text.WordWrap
+        maximumLineCount: 2
         elide: Text.ElideRight
     }
     background: Rectangle {

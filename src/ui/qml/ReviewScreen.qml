@@ -4,9 +4,12 @@ import QtQuick.Layouts
 import Kestrava
 
 // Deciding photo groups: the photo on a dark stage, what it is, the timeline of all groups,
-// the decision dock and, on the right, the inspector.
+// the decision dock and, on the right, the inspector. Below `inspectorBesideWidth` the
+// inspector shares only the photo's row, so the top line and the dock keep the whole width.
 Item {
     id: screen
+    readonly property int inspectorBesideWidth: 1180
+    readonly property bool inspectorBeside: width >= inspectorBesideWidth
 
     ReviewPreviewController {
         id: preview
@@ -35,21 +38,37 @@ Item {
                 Layout.bottomMargin: visible ? DesignSystem.spacingS : 0
                 text: ViewModel.skippedEntriesNote
             }
-            PhotoStagePanel {
-                id: stage
+            Item {
+                id: stageArea
                 Layout.fillWidth: true
                 Layout.fillHeight: true
-                controller: preview
+                PhotoStagePanel {
+                    id: stage
+                    anchors.fill: parent
+                    // Narrow: the inspector stands beside the photo only, never over it.
+                    anchors.rightMargin: !screen.inspectorBeside && inspector.visible ? inspector.width : 0
+                    controller: preview
+                }
             }
             TimelineBar { Layout.fillWidth: true }
             DecisionDock { Layout.fillWidth: true }
         }
-        DetailsPanel {
-            Layout.preferredWidth: 290
+        // The inspector's column when it stands beside the photo.
+        Item {
+            Layout.preferredWidth: screen.inspectorBeside && inspector.visible ? inspector.width : 0
             Layout.fillHeight: true
-            visible: ViewModel.inspectorVisible
-            path: ViewModel.currentGroup.previewPath ?? ""
         }
+    }
+    DetailsPanel {
+        id: inspector
+        objectName: "inspector"
+        z: 1
+        width: screen.inspectorBeside ? 290 : 250
+        x: screen.width - width
+        y: screen.inspectorBeside ? 0 : stageArea.y
+        height: screen.inspectorBeside ? screen.height : stageArea.height
+        visible: ViewModel.inspectorVisible
+        path: ViewModel.currentGroup.previewPath ?? ""
     }
 
     // Focus check: fit ↔ 100 % at the pointer. Arrow keys stay with the decisions.

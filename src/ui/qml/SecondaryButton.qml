@@ -9,12 +9,18 @@ Button {
     leftPadding: 18
     rightPadding: 18
     Accessible.name: text
+    // Whole pixels: a width a fraction short of the text's own would wrap its last word.
+    implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
+                            Math.ceil(implicitContentWidth) + leftPadding + rightPadding)
     contentItem: Text {
         text: control.text
         font: control.font
         color: control.enabled ? DesignSystem.textPrimary : DesignSystem.textMuted
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
+        // A narrow window wraps whole words onto a second line rather than cutting one.
+        wrapMode: Text.WordWrap
+        maximumLineCount: 2
         elide: Text.ElideRight
     }
     background: Rectangle {

@@ -141,7 +141,7 @@ Item {
                         font.pixelSize: DesignSystem.fontCaption
                         wrapMode: Text.WordWrap
                     }
-                    CheckBox {
+                    DarkCheckBox {
                         id: commitBox
                         objectName: "trashCommitConfirmation"
                         Layout.fillWidth: true

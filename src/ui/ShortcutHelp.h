@@ -1,0 +1,52 @@
+#pragma once
+
+// The words of the Edit and Help menus, the about box, and the list of every key the windows
+// answer to, for the keyboard help. The help lists what the screens and the menus really
+// bind; a key added to a screen belongs in `shortcuts()` as well.
+
+#include <QObject>
+#include <QVariantList>
+#include <QtQml/qqmlregistration.h>
+
+namespace kestrava {
+
+class ShortcutHelp : public QObject {
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Help)
+    QML_SINGLETON
+    // Menu titles carry their mnemonic ("&Datei"): Alt with the letter opens the menu.
+    Q_PROPERTY(QString fileMenuTitle READ fileMenuTitle CONSTANT)
+    Q_PROPERTY(QString editMenuTitle READ editMenuTitle CONSTANT)
+    Q_PROPERTY(QString helpMenuTitle READ helpMenuTitle CONSTANT)
+    Q_PROPERTY(QString undoText READ undoText CONSTANT)
+    Q_PROPERTY(QString auditText READ auditText CONSTANT)
+    Q_PROPERTY(QString shortcutsText READ shortcutsText CONSTANT)
+    Q_PROPERTY(QString aboutText READ aboutText CONSTANT)
+    Q_PROPERTY(QString aboutTitle READ aboutTitle CONSTANT)
+    Q_PROPERTY(QString aboutDescription READ aboutDescription CONSTANT)
+    Q_PROPERTY(QString closeText READ closeText CONSTANT)
+    Q_PROPERTY(QVariantList shortcuts READ shortcuts CONSTANT)
+
+public:
+    using QObject::QObject;
+
+    static QString fileMenuTitle();
+    static QString editMenuTitle();
+    static QString helpMenuTitle();
+    static QString undoText();
+    static QString auditText();
+    static QString shortcutsText();
+    static QString aboutText();
+    // "Kestrava 0.6.3".
+    static QString aboutTitle();
+    static QString aboutDescription();
+    static QString closeText();
+    // Sections of the keyboard help: maps {title, keys: [{keys, action}]}, in the order a
+    // photographer meets them.
+    static QVariantList shortcuts();
+    // A menu action's key as the desktop writes it ("Strg+Z" with the German Qt translations
+    // loaded); `sequence` is an Action's `shortcut`: a StandardKey or a text. Empty for none.
+    Q_INVOKABLE static QString shortcutText(const QVariant& sequence);
+};
+
+} // namespace kestrava

@@ -1,0 +1,86 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kestrava
+
+// Every key the windows answer to, grouped by where it works.
+Dialog {
+    id: dialog
+    objectName: "keyboardHelp"
+    modal: true
+    onOpened: Shell.overlayOpened()
+    onClosed: Shell.overlayClosed()
+    anchors.centerIn: Overlay.overlay
+    width: Math.min(560, parent ? parent.width - 80 : 560)
+    height: Math.min(implicitHeight, parent ? parent.height - 40 : implicitHeight)
+    closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside
+    padding: DesignSystem.spacingL
+    background: Rectangle {
+        radius: DesignSystem.radius
+        color: DesignSystem.cardRaised
+        border.color: DesignSystem.border
+    }
+    contentItem: ColumnLayout {
+        spacing: DesignSystem.spacingM
+        Text {
+            text: Help.shortcutsText
+            color: DesignSystem.textPrimary
+            font.pixelSize: DesignSystem.fontHeading
+            font.weight: Font.DemiBold
+        }
+        ScrollView {
+            id: scroller
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Layout.preferredHeight: sections.implicitHeight
+            contentWidth: availableWidth
+            clip: true
+            ColumnLayout {
+                id: sections
+                width: scroller.availableWidth
+                spacing: DesignSystem.spacingM
+                Repeater {
+                    model: Help.shortcuts
+                    ColumnLayout {
+                        required property var modelData
+                        Layout.fillWidth: true
+                        spacing: DesignSystem.spacingXS
+                        Text {
+                            text: modelData.title
+                            color: DesignSystem.textSecondary
+                            font.pixelSize: DesignSystem.fontCaption
+                            font.weight: Font.DemiBold
+                        }
+                        Repeater {
+                            model: modelData.keys
+                            RowLayout {
+                                required property var modelData
+                                Layout.fillWidth: true
+                                spacing: DesignSystem.spacingM
+                                Text {
+                                    Layout.preferredWidth: 170
+                                    text: modelData.keys
+                                    color: DesignSystem.accent
+                                    font.pixelSize: DesignSystem.fontBody
+                                    wrapMode: Text.WordWrap
+                                }
+                                Text {
+                                    Layout.fillWidth: true
+                                    text: modelData.action
+                                    color: DesignSystem.textPrimary
+                                    font.pixelSize: DesignSystem.fontBody
+                                    wrapMode: Text.WordWrap
+                                }
+                            }
+                        }
+                    }
+                }
+            }
+        }
+        PrimaryButton {
+            Layout.alignment: Qt.AlignRight
+            text: Help.closeText
+            onClicked: dialog.close()
+        }
+    }
+}
