@@ -21,6 +21,7 @@
 // ViewModelRecovery.cpp (recovery CSV), ViewModelExecution.cpp (execution and trash hooks).
 
 #include "ReviewIndex.h"
+#include "RunState.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
 #include "session/RecoveryCsv.h"
@@ -130,67 +131,67 @@ public:
     // ---- Typed state -----------------------------------------------------------------------
     AppRoute route() const { return route_; }
     QString routeName() const { return rawValue(route_); }
-    const QList<PhotoItem>& photos() const { return photos_; }
-    int photoCount() const { return int(photos_.size()); }
-    const QList<ReviewGroup>& reviewGroups() const { return reviewGroups_; }
-    const QList<PhotoItem>& passThroughPhotos() const { return passThroughPhotos_; }
-    const QList<PhotoItem>& scannedInventory() const { return scannedInventory_; }
-    int currentIndex() const { return currentIndex_; }
+    const QList<PhotoItem>& photos() const { return run_.photos; }
+    int photoCount() const { return int(run_.photos.size()); }
+    const QList<ReviewGroup>& reviewGroups() const { return run_.reviewGroups; }
+    const QList<PhotoItem>& passThroughPhotos() const { return run_.passThroughPhotos; }
+    const QList<PhotoItem>& scannedInventory() const { return run_.scannedInventory; }
+    int currentIndex() const { return run_.currentIndex; }
     const std::optional<FileUrl>& sourceFolder() const { return sourceFolder_; }
     const std::optional<FileUrl>& destinationBaseFolder() const { return destinationBaseFolder_; }
-    const std::optional<FileUrl>& destinationFolder() const { return destinationFolder_; }
+    const std::optional<FileUrl>& destinationFolder() const { return run_.destinationFolder; }
     QString sourceFolderPath() const { return sourceFolder_ ? sourceFolder_->path() : QString(); }
     QString destinationBaseFolderPath() const { return destinationBaseFolder_ ? destinationBaseFolder_->path() : QString(); }
-    QString destinationFolderPath() const { return destinationFolder_ ? destinationFolder_->path() : QString(); }
+    QString destinationFolderPath() const { return run_.destinationFolder ? run_.destinationFolder->path() : QString(); }
     const QString& runFolderName() const { return runFolderName_; }
     const QString& eventName() const { return eventName_; }
     bool groupByDate() const { return groupByDate_; }
-    std::optional<SortOperationMode> selectedOperationMode() const { return selectedOperationMode_; }
-    QString selectedOperationModeName() const { return selectedOperationMode_ ? rawValue(*selectedOperationMode_) : QString(); }
+    std::optional<SortOperationMode> selectedOperationMode() const { return run_.selectedOperationMode; }
+    QString selectedOperationModeName() const { return run_.selectedOperationMode ? rawValue(*run_.selectedOperationMode) : QString(); }
     VerificationMode verificationMode() const { return verificationMode_; }
     QString verificationModeName() const { return rawValue(verificationMode_); }
     bool isLoading() const { return isLoading_; }
-    bool isApplying() const { return isApplying_; }
+    bool isApplying() const { return run_.isApplying; }
     bool isPreparingMetadata() const { return isPreparingMetadata_; }
-    bool isCheckingStorage() const { return isCheckingStorage_; }
-    bool isPreviewReady() const { return isPreviewReady_; }
-    bool isCommittingDecision() const { return isCommittingDecision_; }
+    bool isCheckingStorage() const { return run_.isCheckingStorage; }
+    bool isPreviewReady() const { return run_.isPreviewReady; }
+    bool isCommittingDecision() const { return run_.isCommittingDecision; }
     const std::optional<QString>& alertMessage() const { return alertMessage_; }
     QString alertText() const { return alertMessage_.value_or(QString()); }
-    const std::optional<DecisionFeedback>& decisionFeedback() const { return decisionFeedback_; }
+    const std::optional<DecisionFeedback>& decisionFeedback() const { return run_.decisionFeedback; }
     QVariantMap decisionFeedbackMap() const;
-    bool feedbackIsExiting() const { return feedbackIsExiting_; }
-    int jpegAvailableCount() const { return jpegAvailableCount_; }
-    int rawAvailableCount() const { return rawAvailableCount_; }
-    int ignoredPhotoCount() const { return ignoredPhotoCount_; }
-    std::optional<FormatReviewChoice> selectedReviewChoice() const { return selectedReviewChoice_; }
-    QString selectedReviewChoiceName() const { return selectedReviewChoice_ ? rawValue(*selectedReviewChoice_) : QString(); }
-    int decisionCount(PhotoDecision decision) const { return tally_.count(decision); }
+    bool feedbackIsExiting() const { return run_.feedbackIsExiting; }
+    int jpegAvailableCount() const { return run_.jpegAvailableCount; }
+    int rawAvailableCount() const { return run_.rawAvailableCount; }
+    int ignoredPhotoCount() const { return run_.ignoredPhotoCount; }
+    std::optional<FormatReviewChoice> selectedReviewChoice() const { return run_.selectedReviewChoice; }
+    QString selectedReviewChoiceName() const { return run_.selectedReviewChoice ? rawValue(*run_.selectedReviewChoice) : QString(); }
+    int decisionCount(PhotoDecision decision) const { return run_.tally.count(decision); }
     QVariantMap decisionCountsMap() const;
     const std::optional<SortSession>& resumableSession() const { return resumableSession_; }
     bool hasResumableSession() const { return resumableSession_.has_value(); }
     const std::optional<QDateTime>& lastSavedAt() const { return lastSavedAt_; }
     QDateTime lastSavedAtValue() const { return lastSavedAt_.value_or(QDateTime()); }
-    bool destructiveConfirmationAccepted() const { return destructiveConfirmationAccepted_; }
-    bool trashCommitConfirmationAccepted() const { return trashCommitConfirmationAccepted_; }
+    bool destructiveConfirmationAccepted() const { return run_.destructiveConfirmationAccepted; }
+    bool trashCommitConfirmationAccepted() const { return run_.trashCommitConfirmationAccepted; }
     bool inspectorVisible() const { return inspectorVisible_; }
     bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
-    bool showReviewCompletion() const { return showReviewCompletion_; }
-    const std::optional<QUuid>& reviewAuditRequestID() const { return reviewAuditRequestID_; }
+    bool showReviewCompletion() const { return run_.showReviewCompletion; }
+    const std::optional<QUuid>& reviewAuditRequestID() const { return run_.reviewAuditRequestID; }
     QString reviewAuditRequestIDText() const;
-    bool isReviewAuditPresented() const { return isReviewAuditPresented_; }
-    const std::optional<QString>& pendingDecisionGroupID() const { return pendingDecisionGroupID_; }
-    QString pendingDecisionGroupIDText() const { return pendingDecisionGroupID_.value_or(QString()); }
-    bool showFormatChoice() const { return showFormatChoice_; }
-    bool showPairingChoice() const { return showPairingChoice_; }
-    bool pairingWasTransferred() const { return pairingWasTransferred_; }
+    bool isReviewAuditPresented() const { return run_.isReviewAuditPresented; }
+    const std::optional<QString>& pendingDecisionGroupID() const { return run_.pendingDecisionGroupID; }
+    QString pendingDecisionGroupIDText() const { return run_.pendingDecisionGroupID.value_or(QString()); }
+    bool showFormatChoice() const { return run_.showFormatChoice; }
+    bool showPairingChoice() const { return run_.showPairingChoice; }
+    bool pairingWasTransferred() const { return run_.pairingWasTransferred; }
     // The open session document of this run (its photos are filled in when a snapshot is made).
     const std::optional<SortSession>& session() const { return session_; }
-    const QList<HistoryEntry>& history() const { return history_; }
-    bool metadataWasEnriched() const { return metadataWasEnriched_; }
+    const QList<HistoryEntry>& history() const { return run_.history; }
+    bool metadataWasEnriched() const { return run_.metadataWasEnriched; }
     // ---- Session ownership and run guards ----------------------------------------------------
     // Opening a document would reset the state a running sort or trash step still works on.
-    bool canOpenSessionDocument() const { return !isApplying_; }
+    bool canOpenSessionDocument() const { return !run_.isApplying; }
     // A run sorts by capture date only once every item it sorts had its dates read (or the
     // reading gave up); until then it does not start.
     bool isWaitingForCaptureDates() const;
@@ -205,7 +206,7 @@ public:
     int reviewGroupCount() const;
     std::optional<ReviewGroup> currentGroup() const;
     QVariantMap currentGroupMap() const;
-    int classifiedCount() const { return tally_.classified(); }
+    int classifiedCount() const { return run_.tally.classified(); }
     // The decision of the group's first member among the photos.
     std::optional<PhotoDecision> decision(const ReviewGroup& group) const;
     Q_INVOKABLE QString decisionNameForGroup(const QString& groupID) const;
@@ -219,7 +220,7 @@ public:
     bool showResumeChoice() const { return route_ == AppRoute::welcome && resumableSession_.has_value(); }
     QString resumableSessionDescription() const;
     QString savedStatusText() const;
-    bool acceptsReviewShortcuts() const { return route_ == AppRoute::reviewing && !isReviewAuditPresented_; }
+    bool acceptsReviewShortcuts() const { return route_ == AppRoute::reviewing && !run_.isReviewAuditPresented; }
     // The text of the last decision's screen-reader announcement.
     const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
 
@@ -294,15 +295,15 @@ public:
     Q_INVOKABLE void removeArrowKeyMonitor();
 
     // ---- Execution (ViewModelExecution.cpp, ViewModelReport.cpp) -----------------------------
-    const std::optional<SortResult>& lastSortResult() const { return lastResult_; }
-    const std::optional<SortProgress>& progress() const { return sortProgress_; }
-    const std::optional<StorageEstimate>& currentStorageEstimate() const { return storageEstimate_; }
+    const std::optional<SortResult>& lastSortResult() const { return run_.lastResult; }
+    const std::optional<SortProgress>& progress() const { return run_.sortProgress; }
+    const std::optional<StorageEstimate>& currentStorageEstimate() const { return run_.storageEstimate; }
     // QML forms: maps with the fields' names, or null when unset.
     QVariant lastResult() const;
     QVariant storageEstimate() const;
     QVariant sortProgress() const;
     // The title above the progress while a run or a trash phase works; empty otherwise.
-    const QString& progressTitle() const { return progressTitle_; }
+    const QString& progressTitle() const { return run_.progressTitle; }
     // Every decision is in, a result folder and mode exist, nothing runs, the storage suffices
     // and, for the destructive mode, its first confirmation was accepted.
     bool canExecute() const;
@@ -331,7 +332,7 @@ public:
     QFuture<void> executionTask() const { return executionTask_; }
 
     // ---- Trash (ViewModelTrash.cpp) ----------------------------------------------------------
-    const std::optional<TrashPreparation>& preparedTrash() const { return trashPreparation_; }
+    const std::optional<TrashPreparation>& preparedTrash() const { return run_.trashPreparation; }
     QVariant trashPreparation() const;
     // Files decided delete: what phase one will stage.
     int rejectedFileCount() const;
@@ -353,7 +354,7 @@ public:
 
     // ---- Scan gaps and setup warnings (ViewModelLoading.cpp) -------------------------------
     // Entries the scan could not take; their files stay in the source folder whatever the run does.
-    int skippedEntryCount() const { return skippedEntryCount_; }
+    int skippedEntryCount() const { return run_.skippedEntryCount; }
     // The German note naming them; empty when nothing was left out.
     QString skippedEntriesNoteText() const;
     // Non-empty when the destination base lies inside (or is) the source folder.
@@ -422,8 +423,6 @@ signals:
     void metadataEnriched();
 
 private:
-    friend class ReviewKeyFilter;
-
     // KestravaViewModel.cpp
     void resetTransientState();
     void setRoute(AppRoute route);
@@ -506,58 +505,25 @@ private:
     WorkflowServices services_;
 
     AppRoute route_ = AppRoute::welcome;
-    QList<PhotoItem> photos_;
-    QList<ReviewGroup> reviewGroups_;
-    int currentIndex_ = 0;
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
-    std::optional<FileUrl> destinationFolder_;
     QString runFolderName_;
     QString eventName_;
     bool groupByDate_ = true;
-    std::optional<SortOperationMode> selectedOperationMode_;
     VerificationMode verificationMode_ = VerificationMode::fileSize;
     bool isLoading_ = false;
-    bool isApplying_ = false;
     bool isPreparingMetadata_ = false;
-    bool isCheckingStorage_ = false;
-    bool isPreviewReady_ = false;
-    bool isCommittingDecision_ = false;
     std::optional<QString> alertMessage_;
-    std::optional<DecisionFeedback> decisionFeedback_;
-    bool feedbackIsExiting_ = false;
-    int jpegAvailableCount_ = 0;
-    int rawAvailableCount_ = 0;
-    int ignoredPhotoCount_ = 0;
-    int skippedEntryCount_ = 0;
-    std::optional<FormatReviewChoice> selectedReviewChoice_;
-    DecisionTally tally_;
     std::optional<SortSession> resumableSession_;
     std::optional<QDateTime> lastSavedAt_;
-    bool destructiveConfirmationAccepted_ = false;
-    bool trashCommitConfirmationAccepted_ = false;
     bool inspectorVisible_ = true;
     bool advancedOptionsVisible_ = false;
-    bool showReviewCompletion_ = false;
-    std::optional<QUuid> reviewAuditRequestID_;
-    bool isReviewAuditPresented_ = false;
-    std::optional<QString> pendingDecisionGroupID_;
-    bool showFormatChoice_ = false;
-    bool showPairingChoice_ = false;
-    bool pairingWasTransferred_ = false;
     QString accessibilityAnnouncement_;
 
-    // Plain state.
-    QList<HistoryEntry> history_;
     QPointer<ReviewKeyFilter> keyMonitor_;
-    QList<PhotoItem> scannedInventory_;
-    QList<PhotoItem> passThroughPhotos_;
     std::optional<SortSession> session_;
-    bool metadataWasEnriched_ = false;
-    std::optional<QString> resolvedRunIdentity_;
-    ReviewIndex index_;
-    // The URL whose preview was last reported visible.
-    QString previewReadyURL_;
+    // Everything of the current run; reset as a whole.
+    RunState run_;
 
     // Owned tasks. The generation counts runs: a continuation whose generation is no longer
     // current belongs to a run that was reset and must not touch anything.
@@ -569,16 +535,8 @@ private:
     QTimer reviewCompletionTimer_;
 
     // Execution.
-    std::optional<SortResult> lastResult_;
-    std::optional<SortResult> preparedOrganizationResult_;
-    std::optional<SortProgress> sortProgress_;
-    std::optional<StorageEstimate> storageEstimate_;
-    QString progressTitle_;
     QFuture<void> executionTask_;
     quint64 storageGeneration_ = 0;
-    std::optional<TrashPreparation> trashPreparation_;
-    // Set when the journal could not be continued: the transaction waits for a person.
-    bool trashJournalBlocked_ = false;
     std::shared_ptr<CancellationFlag> executionCancel_;
     // The one execution thread: runs, staging and commits never overlap.
     QThreadPool executionPool_;

@@ -81,21 +81,21 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     snapshot.status = status.value_or(session_->status);
     snapshot.sourceFolder = sourceFolder_.value_or(session_->sourceFolder);
     snapshot.destinationBaseFolder = destinationBaseFolder_;
-    snapshot.destinationFolder = destinationFolder_;
+    snapshot.destinationFolder = run_.destinationFolder;
     snapshot.runFolderName = runFolderName_;
-    snapshot.photos = photos_;
-    snapshot.passThroughPhotos = passThroughPhotos_;
-    snapshot.ignoredPhotoCount = ignoredPhotoCount_;
-    snapshot.skippedEntryCount = skippedEntryCount_;
-    snapshot.selectedReviewChoice = selectedReviewChoice_;
-    snapshot.pairingWasTransferred = pairingWasTransferred_;
-    snapshot.pairingChoiceResolved = !showFormatChoice_;
-    snapshot.currentIndex = currentIndex_;
+    snapshot.photos = run_.photos;
+    snapshot.passThroughPhotos = run_.passThroughPhotos;
+    snapshot.ignoredPhotoCount = run_.ignoredPhotoCount;
+    snapshot.skippedEntryCount = run_.skippedEntryCount;
+    snapshot.selectedReviewChoice = run_.selectedReviewChoice;
+    snapshot.pairingWasTransferred = run_.pairingWasTransferred;
+    snapshot.pairingChoiceResolved = !run_.showFormatChoice;
+    snapshot.currentIndex = run_.currentIndex;
     snapshot.eventName = eventName_;
     snapshot.groupByDate = groupByDate_;
     // Without a chosen mode the document carries the default; a session still in setup is
     // restored with the mode unset (see apply).
-    snapshot.operationMode = selectedOperationMode_.value_or(session_->operationMode);
+    snapshot.operationMode = run_.selectedOperationMode.value_or(session_->operationMode);
     snapshot.verificationMode = verificationMode_;
     return snapshot;
 }
@@ -150,10 +150,10 @@ QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QLi
             setLastSavedAt(stamp);
             if (sequence % 100 == 0) {
                 // The event is durable already; a failed snapshot only costs replay time.
-                const int shownIndex = currentIndex_;
-                currentIndex_ = nextIndex;
+                const int shownIndex = run_.currentIndex;
+                run_.currentIndex = nextIndex;
                 saveSessionSnapshot();
-                currentIndex_ = shownIndex;
+                run_.currentIndex = shownIndex;
             }
             return sequence;
         });
@@ -220,28 +220,28 @@ bool KestravaViewModel::apply(const SortSession& session)
         && (session.destinationFolder || session.status != SortSessionStatus::reviewing);
     setOperationMode(modeChosen ? std::optional(session.operationMode) : std::nullopt);
     if (session.destinationFolder && session.destinationBaseFolder)
-        resolvedRunIdentity_ = session.destinationBaseFolder->path() + QLatin1Char('\n')
+        run_.resolvedRunIdentity = session.destinationBaseFolder->path() + QLatin1Char('\n')
             + DestinationPlanner::sanitize(session.runFolderName);
 
-    photos_ = session.photos;
-    passThroughPhotos_ = session.passThroughPhotos;
+    run_.photos = session.photos;
+    run_.passThroughPhotos = session.passThroughPhotos;
     // The full inventory again, in scanner order, so that a new format choice can split it.
-    scannedInventory_ = photos_ + passThroughPhotos_;
-    PhotoInventoryScanner::sortByRelativePath(scannedInventory_);
+    run_.scannedInventory = run_.photos + run_.passThroughPhotos;
+    PhotoInventoryScanner::sortByRelativePath(run_.scannedInventory);
     int jpegs = 0;
     int raws = 0;
-    for (const PhotoItem& item : scannedInventory_) {
+    for (const PhotoItem& item : run_.scannedInventory) {
         jpegs += item.formatGroup == PhotoFormatGroup::jpeg ? 1 : 0;
         raws += item.formatGroup == PhotoFormatGroup::raw ? 1 : 0;
     }
-    setCount(jpegAvailableCount_, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
-    setCount(rawAvailableCount_, raws, &KestravaViewModel::rawAvailableCountChanged);
-    setCount(ignoredPhotoCount_, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
+    setCount(run_.jpegAvailableCount, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
+    setCount(run_.rawAvailableCount, raws, &KestravaViewModel::rawAvailableCountChanged);
+    setCount(run_.ignoredPhotoCount, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
     setSkippedEntryCount(session.skippedEntryCount);
     setSelectedReviewChoice(session.selectedReviewChoice);
-    setFlag(showFormatChoice_, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
+    setFlag(run_.showFormatChoice, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
             &KestravaViewModel::showFormatChoiceChanged);
-    setFlag(pairingWasTransferred_, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
+    setFlag(run_.pairingWasTransferred, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
     emit photosChanged();
 
     rebuildReviewGroups();
