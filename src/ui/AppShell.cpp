@@ -113,17 +113,10 @@ QUrl AppShell::suggestedReportUrl() const
     return QUrl::fromLocalFile(folder.isEmpty() ? QDir::homePath() + u'/' + name : folder + u'/' + name);
 }
 
-void AppShell::dismissAlert()
-{
-    setAlert({});
-}
-
 void AppShell::setAlert(const QString& text)
 {
-    if (alertText_ == text)
-        return;
-    alertText_ = text;
-    emit alertTextChanged();
+    if (viewModel_)
+        viewModel_->raiseAlert(text);
 }
 
 } // namespace kestrava

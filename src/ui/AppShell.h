@@ -17,9 +17,6 @@ namespace kestrava {
 class AppShell : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool reducedMotion READ reducedMotion NOTIFY reducedMotionChanged)
-    // Messages of the shell's own commands (the decision export); the view model's alerts are
-    // its `alertMessage`.
-    Q_PROPERTY(QString alertText READ alertText NOTIFY alertTextChanged)
 
 public:
     // Hooks the flush to QCoreApplication::aboutToQuit when `hookQuit` is set.
@@ -27,7 +24,6 @@ public:
 
     bool reducedMotion() const { return reducedMotion_; }
     void setReducedMotion(bool reduced);
-    const QString& alertText() const { return alertText_; }
     int flushCount() const { return flushCount_; }
 
     // Menu commands.
@@ -49,7 +45,7 @@ public:
     Q_INVOKABLE QUrl suggestedReportUrl() const;
     Q_INVOKABLE QString localPath(const QUrl& url) const { return url.toLocalFile(); }
     Q_INVOKABLE QUrl fileUrl(const QString& path) const { return QUrl::fromLocalFile(path); }
-    Q_INVOKABLE void dismissAlert();
+    // The shell's messages go to the view model's one alert.
     void showAlert(const QString& text) { setAlert(text); }
 
     // The final session write, at most once per process.
@@ -65,14 +61,12 @@ signals:
     void loadSessionRequested();
     void csvExportRequested();
     void reducedMotionChanged();
-    void alertTextChanged();
 
 private:
     void setAlert(const QString& text);
 
     QPointer<KestravaViewModel> viewModel_;
     bool reducedMotion_ = false;
-    QString alertText_;
     int flushCount_ = 0;
 };
 

@@ -21,8 +21,10 @@ QFuture<QList<PhotoItem>> NoMetadataEnrichment::enrich(QList<PhotoItem> photos)
 }
 
 KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
-    : QObject(parent), services_(std::move(services))
+    : QObject(parent), core_(std::move(services))
 {
+    connect(&core_, &WorkflowCore::routeChanged, this, &KestravaViewModel::routeChanged);
+    connect(&core_, &WorkflowCore::alertChanged, this, &KestravaViewModel::alertMessageChanged);
     if (!services_.scanFolder)
         services_.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scanDetailed(folder); };
     if (!services_.isOnRemovableVolume)
@@ -57,14 +59,14 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     reviewCompletionTimer_.setInterval(services_.timings.completionDelay);
     // The timer dies with this object, so a late tick can never reach a destroyed view model.
     connect(&reviewCompletionTimer_, &QTimer::timeout, this, [this] {
-        if (route_ == AppRoute::reviewing)
+        if (route() == AppRoute::reviewing)
             beginCompletionFlow();
     });
 
     connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::showResumeChoiceChanged);
     connect(this, &KestravaViewModel::resumableSessionChanged, this, &KestravaViewModel::showResumeChoiceChanged);
     connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::acceptsReviewShortcutsChanged);
-    connect(this, &KestravaViewModel::isReviewAuditPresentedChanged, this,
+    connect(&audit_, &AuditStage::presentedChanged, this,
             &KestravaViewModel::acceptsReviewShortcutsChanged);
     for (auto signal : {&KestravaViewModel::sourceFolderChanged, &KestravaViewModel::destinationBaseFolderChanged,
                         &KestravaViewModel::selectedReviewChoiceChanged,
@@ -83,7 +85,7 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     connect(this, &KestravaViewModel::destinationFolderChanged, this, &KestravaViewModel::refreshStorageEstimate);
     connect(this, &KestravaViewModel::selectedOperationModeChanged, this, &KestravaViewModel::refreshStorageEstimate);
     connect(this, &KestravaViewModel::routeChanged, this, [this] {
-        if (route_ == AppRoute::confirmation)
+        if (route() == AppRoute::confirmation)
             refreshStorageEstimate();
     });
 
@@ -120,22 +122,18 @@ void KestravaViewModel::setCount(int& field, int value, void (KestravaViewModel:
 
 void KestravaViewModel::setRoute(AppRoute route)
 {
-    if (route_ == route)
-        return;
-    route_ = route;
-    emit routeChanged();
+    core_.setRoute(route);
 }
 
 void KestravaViewModel::setAlert(std::optional<QString> message)
 {
-    alertMessage_ = std::move(message);
-    emit alertMessageChanged();
+    if (message)
+        core_.raiseAlert(*message);
 }
 
 void KestravaViewModel::dismissAlert()
 {
-    if (alertMessage_)
-        setAlert(std::nullopt);
+    core_.dismissAlert();
 }
 
 void KestravaViewModel::setCurrentIndex(int index)
@@ -210,14 +208,6 @@ void KestravaViewModel::setOperationMode(std::optional<SortOperationMode> mode)
 void KestravaViewModel::setShowReviewCompletion(bool show)
 {
     setFlag(run_.showReviewCompletion, show, &KestravaViewModel::showReviewCompletionChanged);
-}
-
-void KestravaViewModel::setReviewAuditRequest(std::optional<QUuid> id)
-{
-    if (run_.reviewAuditRequestID == id)
-        return;
-    run_.reviewAuditRequestID = id;
-    emit reviewAuditRequestIDChanged();
 }
 
 void KestravaViewModel::setDestinationBaseFolder(const QString& path)
@@ -295,11 +285,6 @@ void KestravaViewModel::setPendingDecisionGroupID(const QString& groupID)
     emit pendingDecisionGroupIDChanged();
 }
 
-void KestravaViewModel::setReviewAuditPresented(bool presented)
-{
-    setFlag(run_.isReviewAuditPresented, presented, &KestravaViewModel::isReviewAuditPresentedChanged);
-}
-
 QDateTime KestravaViewModel::now() const
 {
     return services_.clock();
@@ -309,7 +294,6 @@ QDateTime KestravaViewModel::now() const
 
 void KestravaViewModel::resetTransientState()
 {
-    ++runGeneration_;
     cancelFeedbackTask();
     cancelMetadataTask();
     cancelReviewCompletion();
@@ -317,7 +301,7 @@ void KestravaViewModel::resetTransientState()
     // The open session keeps no staged trash of a run that is gone.
     if (session_)
         session_->trashPreparation.reset();
-    run_ = {};
+    core_.resetRun();
     ++storageGeneration_;
     for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
                         &KestravaViewModel::currentIndexChanged, &KestravaViewModel::selectedReviewChoiceChanged,
@@ -331,8 +315,6 @@ void KestravaViewModel::resetTransientState()
                         &KestravaViewModel::feedbackIsExitingChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::showReviewCompletionChanged,
-                        &KestravaViewModel::reviewAuditRequestIDChanged,
-                        &KestravaViewModel::isReviewAuditPresentedChanged,
                         &KestravaViewModel::pendingDecisionGroupIDChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
                         &KestravaViewModel::trashPreparationChanged, &KestravaViewModel::isPreviewReadyChanged,

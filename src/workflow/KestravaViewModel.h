@@ -21,7 +21,9 @@
 // ViewModelRecovery.cpp (recovery CSV), ViewModelExecution.cpp (execution and trash hooks).
 
 #include "ReviewIndex.h"
+#include "AuditStage.h"
 #include "RunState.h"
+#include "WorkflowCore.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
 #include "session/RecoveryCsv.h"
@@ -52,6 +54,9 @@ struct FolderScan {
 
 class KestravaViewModel : public QObject {
     Q_OBJECT
+
+    // The stages, each with its own properties and intents.
+    Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     Q_PROPERTY(QString route READ routeName NOTIFY routeChanged)
@@ -90,8 +95,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
     Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
     Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
-    Q_PROPERTY(QString reviewAuditRequestID READ reviewAuditRequestIDText NOTIFY reviewAuditRequestIDChanged)
-    Q_PROPERTY(bool isReviewAuditPresented READ isReviewAuditPresented WRITE setReviewAuditPresented NOTIFY isReviewAuditPresentedChanged)
     Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
     Q_PROPERTY(bool showFormatChoice READ showFormatChoice NOTIFY showFormatChoiceChanged)
     Q_PROPERTY(bool showPairingChoice READ showPairingChoice NOTIFY showPairingChoiceChanged)
@@ -129,8 +132,10 @@ public:
     ~KestravaViewModel() override;
 
     // ---- Typed state -----------------------------------------------------------------------
-    AppRoute route() const { return route_; }
-    QString routeName() const { return rawValue(route_); }
+    AuditStage* audit() { return &audit_; }
+    const AuditStage* audit() const { return &audit_; }
+    AppRoute route() const { return core_.route(); }
+    QString routeName() const { return rawValue(core_.route()); }
     const QList<PhotoItem>& photos() const { return run_.photos; }
     int photoCount() const { return int(run_.photos.size()); }
     const QList<ReviewGroup>& reviewGroups() const { return run_.reviewGroups; }
@@ -156,8 +161,8 @@ public:
     bool isCheckingStorage() const { return run_.isCheckingStorage; }
     bool isPreviewReady() const { return run_.isPreviewReady; }
     bool isCommittingDecision() const { return run_.isCommittingDecision; }
-    const std::optional<QString>& alertMessage() const { return alertMessage_; }
-    QString alertText() const { return alertMessage_.value_or(QString()); }
+    std::optional<QString> alertMessage() const { return core_.alert(); }
+    QString alertText() const { return core_.alert().value_or(QString()); }
     const std::optional<DecisionFeedback>& decisionFeedback() const { return run_.decisionFeedback; }
     QVariantMap decisionFeedbackMap() const;
     bool feedbackIsExiting() const { return run_.feedbackIsExiting; }
@@ -177,9 +182,6 @@ public:
     bool inspectorVisible() const { return inspectorVisible_; }
     bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
     bool showReviewCompletion() const { return run_.showReviewCompletion; }
-    const std::optional<QUuid>& reviewAuditRequestID() const { return run_.reviewAuditRequestID; }
-    QString reviewAuditRequestIDText() const;
-    bool isReviewAuditPresented() const { return run_.isReviewAuditPresented; }
     const std::optional<QString>& pendingDecisionGroupID() const { return run_.pendingDecisionGroupID; }
     QString pendingDecisionGroupIDText() const { return run_.pendingDecisionGroupID.value_or(QString()); }
     bool showFormatChoice() const { return run_.showFormatChoice; }
@@ -217,10 +219,10 @@ public:
     std::optional<PhotoItem> photo(const ReviewGroup& group) const;
     // The current group's preview file first, then its other members; empty without a group.
     QStringList previewCandidates() const;
-    bool showResumeChoice() const { return route_ == AppRoute::welcome && resumableSession_.has_value(); }
+    bool showResumeChoice() const { return core_.route() == AppRoute::welcome && resumableSession_.has_value(); }
     QString resumableSessionDescription() const;
     QString savedStatusText() const;
-    bool acceptsReviewShortcuts() const { return route_ == AppRoute::reviewing && !run_.isReviewAuditPresented; }
+    bool acceptsReviewShortcuts() const { return core_.route() == AppRoute::reviewing && !run_.isReviewAuditPresented; }
     // The text of the last decision's screen-reader announcement.
     const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
 
@@ -237,8 +239,9 @@ public:
     void setInspectorVisible(bool visible);
     void setAdvancedOptionsVisible(bool visible);
     void setPendingDecisionGroupID(const QString& groupID);
-    Q_INVOKABLE void setReviewAuditPresented(bool presented);
     Q_INVOKABLE void dismissAlert();
+    // Shows `message` in the window's one alert, replacing the one on screen.
+    void raiseAlert(const QString& message) { core_.raiseAlert(message); }
 
     // ---- Flow ------------------------------------------------------------------------------
     Q_INVOKABLE void newSort();
@@ -250,7 +253,6 @@ public:
     Q_INVOKABLE void startReviewing();
     Q_INVOKABLE void returnToReview();
     Q_INVOKABLE void showGroupInMainReview(const QString& groupID);
-    Q_INVOKABLE void requestReviewAudit();
 
     // ---- Decisions -------------------------------------------------------------------------
     Q_INVOKABLE void classify(const QString& decision);
@@ -400,8 +402,6 @@ signals:
     void inspectorVisibleChanged();
     void advancedOptionsVisibleChanged();
     void showReviewCompletionChanged();
-    void reviewAuditRequestIDChanged();
-    void isReviewAuditPresentedChanged();
     void pendingDecisionGroupIDChanged();
     void showFormatChoiceChanged();
     void showPairingChoiceChanged();
@@ -437,7 +437,6 @@ private:
     void setSelectedReviewChoice(std::optional<FormatReviewChoice> choice);
     void setOperationMode(std::optional<SortOperationMode> mode);
     void setShowReviewCompletion(bool show);
-    void setReviewAuditRequest(std::optional<QUuid> id);
     void setFlag(bool& field, bool value, void (KestravaViewModel::*signal)());
     void setCount(int& field, int value, void (KestravaViewModel::*signal)());
     void setSkippedEntryCount(int count);
@@ -502,9 +501,13 @@ private:
     void releaseSessionLock(std::optional<QUuid> keep = std::nullopt);
     void setLastSavedAt(QDateTime when);
 
-    WorkflowServices services_;
+    // Declared first: every stage and reference below is built on it.
+    WorkflowCore core_;
+    WorkflowServices& services_ = core_.services;
+    // Everything of the current run; reset as a whole.
+    RunState& run_ = core_.run;
+    AuditStage audit_{core_, this};
 
-    AppRoute route_ = AppRoute::welcome;
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
     QString runFolderName_;
@@ -513,7 +516,6 @@ private:
     VerificationMode verificationMode_ = VerificationMode::fileSize;
     bool isLoading_ = false;
     bool isPreparingMetadata_ = false;
-    std::optional<QString> alertMessage_;
     std::optional<SortSession> resumableSession_;
     std::optional<QDateTime> lastSavedAt_;
     bool inspectorVisible_ = true;
@@ -522,12 +524,9 @@ private:
 
     QPointer<ReviewKeyFilter> keyMonitor_;
     std::optional<SortSession> session_;
-    // Everything of the current run; reset as a whole.
-    RunState run_;
 
-    // Owned tasks. The generation counts runs: a continuation whose generation is no longer
-    // current belongs to a run that was reset and must not touch anything.
-    quint64 runGeneration_ = 0;
+    // Owned tasks. A continuation checks core_.generation(): when it is no longer the one it
+    // captured, the run was reset and the continuation must not touch anything.
     QFuture<FolderScan> scanTask_;
     QFuture<QList<PhotoItem>> metadataTask_;
     QTimer feedbackTimer_;

@@ -121,10 +121,10 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
         return;
     }
     setCommitting(true);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     const QList<FileUrl> urls = run_.reviewGroups[groupIndex].memberURLs;
     auto rollback = [this, generation, groupIndex, entry, failurePrefix](const QString& reason) {
-        if (generation != runGeneration_)
+        if (generation != core_.generation())
             return;
         // The history entry stays and the overlay runs its course; only the files go back.
         applyDecisionToGroup(groupIndex, entry.previous);
@@ -135,7 +135,7 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
     persistEvent(SessionEventKind::decision, urls, decision, std::nullopt, nextIndex)
         .then(this,
               [this, generation, nextIndex, previousIndex, shouldPresentCompletion, groupID = entry.groupID](qint64) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   finishDecisionCommit(nextIndex, previousIndex, shouldPresentCompletion);
                   emit decisionCommitted(groupID);
@@ -164,7 +164,7 @@ void KestravaViewModel::undoLastDecision()
     // screen and any request to open the audit list.
     cancelReviewCompletion();
     setShowReviewCompletion(false);
-    setReviewAuditRequest(std::nullopt);
+    audit_.withdrawRequest();
 
     if (run_.history.isEmpty()) {
         previousPhoto();
@@ -199,9 +199,9 @@ void KestravaViewModel::undoLastDecision()
             restored = previous;
     }
     setCommitting(true);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     auto rollback = [this, generation, groupIndex, undone](const QString& reason) {
-        if (generation != runGeneration_)
+        if (generation != core_.generation())
             return;
         applyDecisionToGroup(groupIndex, undone);
         recalculateCounts();
@@ -211,7 +211,7 @@ void KestravaViewModel::undoLastDecision()
     persistEvent(SessionEventKind::decision, urls, restored, std::nullopt, int(groupIndex))
         .then(this,
               [this, generation, groupID = entry.groupID](qint64) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   setCommitting(false);
                   emit decisionCommitted(groupID);
@@ -312,8 +312,7 @@ void KestravaViewModel::beginCompletionFlow()
         return;
     setDestructiveConfirmationAccepted(false);
     setShowReviewCompletion(false);
-    setReviewAuditRequest(std::nullopt);
-    setReviewAuditPresented(false);
+    audit_.withdraw();
     setTrashCommitConfirmationAccepted(false);
     setRoute(AppRoute::confirmation);
     refreshStorageEstimate();
@@ -322,7 +321,7 @@ void KestravaViewModel::beginCompletionFlow()
 
 void KestravaViewModel::returnToReview()
 {
-    if (route_ != AppRoute::confirmation)
+    if (route() != AppRoute::confirmation)
         return;
     setPreviewReadyFlag(false);
     setRoute(AppRoute::reviewing);
@@ -338,11 +337,6 @@ void KestravaViewModel::showGroupInMainReview(const QString& groupID)
         setPreviewReadyFlag(false);
     }
     setRoute(AppRoute::reviewing);
-}
-
-void KestravaViewModel::requestReviewAudit()
-{
-    setReviewAuditRequest(QUuid::createUuid());
 }
 
 } // namespace kestrava

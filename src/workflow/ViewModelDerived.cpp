@@ -139,11 +139,6 @@ QVariantMap KestravaViewModel::decisionFeedbackMap() const
             {QStringLiteral("title"), run_.decisionFeedback->title()}};
 }
 
-QString KestravaViewModel::reviewAuditRequestIDText() const
-{
-    return run_.reviewAuditRequestID ? json::encodeUuid(*run_.reviewAuditRequestID) : QString();
-}
-
 QString KestravaViewModel::resumableSessionDescription() const
 {
     if (!resumableSession_)

@@ -257,7 +257,7 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
 
     auto cancel = std::make_shared<CancellationFlag>();
     executionCancel_ = cancel;
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     setApplying(true);
     // Until the executor reports, the count is of the files it will copy or move; in the
     // trash mode the rejected ones are staged later and counted then.
@@ -272,13 +272,13 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
     // alive whenever the worker posts.
     const ExecutionRun::ProgressSink progress = [this, generation](const SortProgress& value) {
         QMetaObject::invokeMethod(this, [this, generation, value] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 setSortProgress(value);
         }, Qt::QueuedConnection);
     };
     const ExecutionRun::RecordSink records = [this, generation](const ExecutionRecord& record, qint64 sequence) {
         QMetaObject::invokeMethod(this, [this, generation, record, sequence] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 recordExecutionOutcome(record, sequence);
         }, Qt::QueuedConnection);
     };
@@ -286,7 +286,7 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
                          return ExecutionRun::run(request, progress, records, cancel);
                      })
                          .then(this, [this, generation, then = std::move(then)](const ExecutionOutcome& outcome) {
-                             if (generation != runGeneration_)
+                             if (generation != core_.generation())
                                  return;
                              executionCancel_.reset();
                              setApplying(false);

@@ -48,12 +48,12 @@ void KestravaViewModel::load(const FileUrl& folder)
     setRoute(AppRoute::scanning);
     setFlag(isLoading_, true, &KestravaViewModel::isLoadingChanged);
 
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     scanTask_ = QtConcurrent::run([services = services_, folder] { return scanFolder(services, folder); });
     scanTask_
         .then(this,
               [this, generation](const FolderScan& scanned) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   const QList<PhotoItem>& items = scanned.outcome.items;
                   // Unless the user already chose a base.
@@ -76,14 +76,14 @@ void KestravaViewModel::load(const FileUrl& folder)
               })
         .onFailed(this,
                   [this, generation](const QException& error) {
-                      if (generation != runGeneration_)
+                      if (generation != core_.generation())
                           return;
                       setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
                       setRoute(AppRoute::welcome);
                       setAlert(failureText(error));
                   })
         .onFailed(this, [this, generation] {
-            if (generation != runGeneration_)
+            if (generation != core_.generation())
                 return;
             setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
             setRoute(AppRoute::welcome);
@@ -262,13 +262,13 @@ void KestravaViewModel::startMetadataEnrichment()
         return;
     cancelMetadataTask();
     setFlag(isPreparingMetadata_, true, &KestravaViewModel::isPreparingMetadataChanged);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     // The files carried along unreviewed are sorted into date folders too.
     metadataTask_ = services_.metadata->enrich(run_.photos + run_.passThroughPhotos);
     metadataTask_
         .then(this,
               [this, generation](const QList<PhotoItem>& enriched) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   QHash<FileUrl, qsizetype> carried;
                   for (qsizetype i = 0; i < run_.passThroughPhotos.size(); ++i)
@@ -292,14 +292,14 @@ void KestravaViewModel::startMetadataEnrichment()
                   [this, generation] {
                       // Capture dates are a convenience: without them the files keep their
                       // file dates and nothing is reported; the run need not wait any longer.
-                      if (generation != runGeneration_)
+                      if (generation != core_.generation())
                           return;
                       run_.metadataWasEnriched = true;
                       emit canExecuteChanged();
                       setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   })
         .onCanceled(this, [this, generation] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
         });
 }

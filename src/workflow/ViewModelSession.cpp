@@ -135,11 +135,11 @@ QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QLi
     for (const FileUrl& url : sourceURLs)
         paths.append(url.path());
     const QUuid id = session_->id;
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     return services_.sessionStore
         ->append(kind, paths, decision, std::move(category), nextIndex, session_->lastEventSequence, id)
         .then(this, [this, id, generation, nextIndex](qint64 sequence) {
-            if (generation != runGeneration_ || !session_ || session_->id != id)
+            if (generation != core_.generation() || !session_ || session_->id != id)
                 return sequence;
             // The reviewed photos themselves are taken from the live state whenever a
             // snapshot is made, so nothing large is copied per decision.
@@ -256,7 +256,7 @@ bool KestravaViewModel::apply(const SortSession& session)
         setAlert(ambiguousModeMessage);
     // A session resumed into review or confirmation skips startReviewing, which would read
     // the dates; the snapshot's dates may be file dates of a review cut short.
-    if (route_ == AppRoute::reviewing || route_ == AppRoute::confirmation)
+    if (route() == AppRoute::reviewing || route() == AppRoute::confirmation)
         startMetadataEnrichment();
     // The journal, not the document, knows where each entry stands; the route follows it.
     reloadTrashPreparation();

@@ -185,7 +185,7 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                                           std::function<void(const TrashPreparation&)> succeeded,
                                           std::function<void(const QString&)> failed)
 {
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     setApplying(true);
     executionTask_ = QtConcurrent::run(&executionPool_, [operation = std::move(operation)] {
                          TrashOperationResult result;
@@ -200,7 +200,7 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                      })
                          .then(this, [this, generation, succeeded = std::move(succeeded),
                                       failed = std::move(failed)](const TrashOperationResult& result) {
-                             if (generation != runGeneration_)
+                             if (generation != core_.generation())
                                  return;
                              setApplying(false);
                              if (result.preparation)
@@ -237,7 +237,7 @@ void KestravaViewModel::commitPreparedTrash()
     start.phase = SortPhase::trashing;
     start.totalFiles = files;
     setSortProgress(start);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     // The coordinator reports before the first move and after each original it has moved.
     const TrashProgress progress = [this, generation](const TrashProgressReport& report) {
         SortProgress value;
@@ -248,7 +248,7 @@ void KestravaViewModel::commitPreparedTrash()
         value.totalBytes = report.totalBytes;
         value.currentFilename = report.currentFilename;
         QMetaObject::invokeMethod(this, [this, generation, value] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 setSortProgress(value);
         }, Qt::QueuedConnection);
     };

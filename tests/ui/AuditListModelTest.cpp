@@ -139,7 +139,7 @@ TEST_F(AuditFixture, whileAChangeIsJournaledOtherRowsAreRefused)
 
 TEST_F(AuditFixture, showLargeReturnsTheMainReviewToThatGroup)
 {
-    rig.viewModel->setReviewAuditPresented(true);
+    rig.viewModel->audit()->setPresented(true);
     model.showLarge(6);
     EXPECT_EQ(rig.viewModel->currentIndex(), 6);
     EXPECT_EQ(rig.viewModel->route(), AppRoute::reviewing);

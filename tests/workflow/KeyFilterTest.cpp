@@ -103,9 +103,9 @@ TEST(KeyFilter, arrowKeysDecideOnlyDuringReview)
     EXPECT_EQ(rig.vm().classifiedCount(), 2);
 
     // The audit window has its own buttons.
-    rig.vm().setReviewAuditPresented(true);
+    rig.vm().audit()->setPresented(true);
     EXPECT_FALSE(send(Qt::Key_Left));
-    rig.vm().setReviewAuditPresented(false);
+    rig.vm().audit()->setPresented(false);
     EXPECT_TRUE(send(Qt::Key_Left));
     EXPECT_EQ(rig.vm().classifiedCount(), 1);
 

@@ -128,7 +128,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     rig.load(shoot(rig.photoFolder, 3));
     rig.startReview();
     rig.decide(PhotoDecision::keep);
-    rig.vm().requestReviewAudit();
+    rig.vm().audit()->request();
     rig.vm().setApplyingForTesting(true);
 
     rig.vm().newSort();
@@ -139,7 +139,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     EXPECT_FALSE(rig.vm().destinationFolder());
     EXPECT_FALSE(rig.vm().sourceFolder());
     EXPECT_FALSE(rig.vm().decisionFeedback());
-    EXPECT_FALSE(rig.vm().reviewAuditRequestID());
+    EXPECT_FALSE(rig.vm().audit()->requestID());
     EXPECT_FALSE(rig.vm().showReviewCompletion());
     EXPECT_FALSE(rig.vm().isApplying());
     EXPECT_EQ(rig.vm().classifiedCount(), 0);

@@ -19,8 +19,8 @@ Window {
         viewModel: ViewModel
     }
 
-    onVisibleChanged: ViewModel.setReviewAuditPresented(visible)
-    onClosing: ViewModel.setReviewAuditPresented(false)
+    // The one place that says whether the window shows.
+    onVisibleChanged: ViewModel.audit.setPresented(visible)
 
     // The session commands work from this window too.
     Shortcut { sequence: StandardKey.Save; onActivated: Shell.requestSaveSession() }

@@ -36,13 +36,8 @@ ApplicationWindow {
     }
 
     AlertDialog {
-        message: ViewModel.alertMessage.length > 0 ? ViewModel.alertMessage : Shell.alertText
-        onDismissed: {
-            if (ViewModel.alertMessage.length > 0)
-                ViewModel.dismissAlert()
-            else
-                Shell.dismissAlert()
-        }
+        message: ViewModel.alertMessage
+        onDismissed: ViewModel.dismissAlert()
     }
 
     AppDialogs { id: appDialogs }
@@ -63,13 +58,14 @@ ApplicationWindow {
     }
 
     Connections {
-        target: ViewModel
-        function onReviewAuditRequestIDChanged() {
-            if (ViewModel.reviewAuditRequestID.length > 0) {
-                ViewModel.setReviewAuditPresented(true)
+        target: ViewModel.audit
+        function onRequestIDChanged() {
+            if (ViewModel.audit.requestID.length > 0)
                 window.openAudit()
-            }
         }
+    }
+    Connections {
+        target: ViewModel
         function onRouteChanged() {
             // The audit belongs to the review; once the workflow has moved on it closes.
             if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== "reviewing")
