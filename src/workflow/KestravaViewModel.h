@@ -328,7 +328,7 @@ public:
     QString reportText() const;
     // Writes the report atomically; false and an alert when it cannot be written.
     Q_INVOKABLE bool saveReport(const QString& path);
-    Q_INVOKABLE void openResultInFinder();
+    Q_INVOKABLE void openResultInFileManager();
     Q_INVOKABLE void showExecutionLog();
     // The execution task (organising, staging or committing), finished when none runs.
     QFuture<void> executionTask() const { return executionTask_; }

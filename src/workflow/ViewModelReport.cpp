@@ -100,7 +100,7 @@ bool KestravaViewModel::saveReport(const QString& path)
     }
 }
 
-void KestravaViewModel::openResultInFinder()
+void KestravaViewModel::openResultInFileManager()
 {
     if (run_.destinationFolder && services_.desktop)
         services_.desktop->reveal(*run_.destinationFolder);

@@ -165,6 +165,27 @@ TEST(ExecutionFlow, planThatCannotBeJournaledTouchesNoFile)
     EXPECT_FALSE(rig.vm().lastSortResult().has_value());
 }
 
+TEST(ExecutionFlow, snapshotThatCannotBeSavedStopsTheRunAndSaysWhy)
+{
+    WorkflowRig rig;
+    rig.load(realShoot(rig.photoFolder, 2));
+    rig.startReview(SortOperationMode::moveOriginals);
+    decideAll(rig, {PhotoDecision::keep});
+
+    // The run's first write is its snapshot.
+    rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);
+    rig.vm().applySort();
+    waitForRunEnd(rig);
+    rig.fileOps.clearFaults();
+
+    const QString alert = rig.vm().alertText();
+    EXPECT_TRUE(alert.startsWith(ExecutionRun::snapshotFailedMessage())) << alert.toStdString();
+    // The store's words: which file, and what the file system said.
+    EXPECT_TRUE(alert.contains(QStringLiteral(".session.json"))) << alert.toStdString();
+    EXPECT_EQ(filesBelow(rig.photoFolder).size(), 4);
+    EXPECT_TRUE(filesBelow(rig.vm().destinationFolderPath()).isEmpty());
+}
+
 TEST(ExecutionFlow, resumedSessionContinuesWhereTheRecordsEnd)
 {
     WorkflowRig rig;
