@@ -58,7 +58,7 @@ void AppShell::openFromOutside(const QString& path)
     if (!viewModel_ || path.isEmpty())
         return;
     const QString name = QFileInfo(path).fileName();
-    if (!viewModel_->canOpenSessionDocument()) {
+    if (!viewModel_->sessionStage()->canOpenSessionDocument()) {
         setAlert(u"„"_s + name + u"“ wurde nicht geöffnet: Während Dateien sortiert oder in den Papierkorb gelegt "
                                  u"werden, kann nichts anderes geöffnet werden. Bitte öffne es danach erneut."_s);
         return;
@@ -67,7 +67,7 @@ void AppShell::openFromOutside(const QString& path)
     if (info.isDir())
         viewModel_->load(info.absoluteFilePath());
     else if (info.isFile() && info.suffix().compare(u"kestrava"_s, Qt::CaseInsensitive) == 0)
-        viewModel_->openSessionDocument(info.absoluteFilePath());
+        viewModel_->sessionStage()->openSessionDocument(info.absoluteFilePath());
     else
         setAlert(u"„"_s + name + u"“ ist weder ein Ordner noch eine gesicherte Kestrava-Sitzung."_s);
 }
@@ -95,7 +95,7 @@ bool AppShell::exportDecisionsCsv(const QString& path)
 
 QString AppShell::suggestedCsvName() const
 {
-    QString name = viewModel_ ? viewModel_->suggestedSessionDocumentName() : QString();
+    QString name = viewModel_ ? viewModel_->sessionStage()->suggestedSessionDocumentName() : QString();
     if (name.endsWith(u".kestrava"_s))
         name.chop(9);
     return (name.isEmpty() ? u"Kestrava-Entscheidungen"_s : name) + u".csv"_s;
@@ -103,7 +103,7 @@ QString AppShell::suggestedCsvName() const
 
 QString AppShell::suggestedSessionName() const
 {
-    return viewModel_ ? viewModel_->suggestedSessionDocumentName() : u"Kestrava.kestrava"_s;
+    return viewModel_ ? viewModel_->sessionStage()->suggestedSessionDocumentName() : u"Kestrava.kestrava"_s;
 }
 
 QUrl AppShell::suggestedReportUrl() const

@@ -69,7 +69,9 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
     viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
     viewModel_.follow(&KestravaViewModel::isCommittingDecisionChanged, this, &AuditListModel::onCommittingChanged);
     viewModel_.follow(&KestravaViewModel::isApplyingChanged, this, &AuditListModel::controlsDisabledChanged);
-    viewModel_.follow(&KestravaViewModel::lastSavedAtChanged, this, &AuditListModel::saveStateTextChanged);
+    if (viewModel)
+        viewModel_.follow(viewModel->sessionStage(), &SessionStage::lastSavedAtChanged, this,
+                          &AuditListModel::saveStateTextChanged);
     beginResetModel();
     all_.clear();
     visible_.clear();
@@ -112,7 +114,7 @@ QString AuditListModel::saveStateText() const
 {
     if (!viewModel_)
         return {};
-    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->savedStatusText());
+    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
 }
 
 void AuditListModel::decide(int row, const QString& decision)

@@ -63,8 +63,6 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
             beginCompletionFlow();
     });
 
-    connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::showResumeChoiceChanged);
-    connect(this, &KestravaViewModel::resumableSessionChanged, this, &KestravaViewModel::showResumeChoiceChanged);
     connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::acceptsReviewShortcutsChanged);
     connect(&audit_, &AuditStage::presentedChanged, this,
             &KestravaViewModel::acceptsReviewShortcutsChanged);
@@ -89,8 +87,7 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
             refreshStorageEstimate();
     });
 
-    if (services_.sessionStore)
-        discoverResumableSession();
+    sessionStage_.discoverResumable();
 }
 
 KestravaViewModel::~KestravaViewModel()

@@ -23,6 +23,7 @@
 #include "ReviewIndex.h"
 #include "AuditStage.h"
 #include "RunState.h"
+#include "SessionStage.h"
 #include "WorkflowCore.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
@@ -57,6 +58,7 @@ class KestravaViewModel : public QObject {
 
     // The stages, each with its own properties and intents.
     Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
+    Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     Q_PROPERTY(QString route READ routeName NOTIFY routeChanged)
@@ -87,8 +89,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(int ignoredPhotoCount READ ignoredPhotoCount NOTIFY ignoredPhotoCountChanged)
     Q_PROPERTY(QString selectedReviewChoice READ selectedReviewChoiceName NOTIFY selectedReviewChoiceChanged)
     Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
-    Q_PROPERTY(bool hasResumableSession READ hasResumableSession NOTIFY resumableSessionChanged)
-    Q_PROPERTY(QDateTime lastSavedAt READ lastSavedAtValue NOTIFY lastSavedAtChanged)
     Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
     Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
@@ -106,9 +106,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QVariantMap currentGroup READ currentGroupMap NOTIFY reviewStateChanged)
     Q_PROPERTY(int classifiedCount READ classifiedCount NOTIFY reviewStateChanged)
     Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
-    Q_PROPERTY(bool showResumeChoice READ showResumeChoice NOTIFY showResumeChoiceChanged)
-    Q_PROPERTY(QString resumableSessionDescription READ resumableSessionDescription NOTIFY resumableSessionChanged)
-    Q_PROPERTY(QString savedStatusText READ savedStatusText NOTIFY lastSavedAtChanged)
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
     Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
@@ -124,7 +121,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString destinationBaseWarning READ destinationBaseWarning NOTIFY setupWarningsChanged)
     // Session ownership and run guards.
-    Q_PROPERTY(bool canOpenSessionDocument READ canOpenSessionDocument NOTIFY isApplyingChanged)
     Q_PROPERTY(QString executionWaitText READ executionWaitText NOTIFY isPreparingMetadataChanged)
 
 public:
@@ -134,6 +130,8 @@ public:
     // ---- Typed state -----------------------------------------------------------------------
     AuditStage* audit() { return &audit_; }
     const AuditStage* audit() const { return &audit_; }
+    SessionStage* sessionStage() { return &sessionStage_; }
+    const SessionStage* sessionStage() const { return &sessionStage_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
     const QList<PhotoItem>& photos() const { return run_.photos; }
@@ -173,10 +171,6 @@ public:
     QString selectedReviewChoiceName() const { return run_.selectedReviewChoice ? rawValue(*run_.selectedReviewChoice) : QString(); }
     int decisionCount(PhotoDecision decision) const { return run_.tally.count(decision); }
     QVariantMap decisionCountsMap() const;
-    const std::optional<SortSession>& resumableSession() const { return resumableSession_; }
-    bool hasResumableSession() const { return resumableSession_.has_value(); }
-    const std::optional<QDateTime>& lastSavedAt() const { return lastSavedAt_; }
-    QDateTime lastSavedAtValue() const { return lastSavedAt_.value_or(QDateTime()); }
     bool destructiveConfirmationAccepted() const { return run_.destructiveConfirmationAccepted; }
     bool trashCommitConfirmationAccepted() const { return run_.trashCommitConfirmationAccepted; }
     bool inspectorVisible() const { return inspectorVisible_; }
@@ -192,8 +186,6 @@ public:
     const QList<HistoryEntry>& history() const { return run_.history; }
     bool metadataWasEnriched() const { return run_.metadataWasEnriched; }
     // ---- Session ownership and run guards ----------------------------------------------------
-    // Opening a document would reset the state a running sort or trash step still works on.
-    bool canOpenSessionDocument() const { return !run_.isApplying; }
     // A run sorts by capture date only once every item it sorts had its dates read (or the
     // reading gave up); until then it does not start.
     bool isWaitingForCaptureDates() const;
@@ -219,9 +211,6 @@ public:
     std::optional<PhotoItem> photo(const ReviewGroup& group) const;
     // The current group's preview file first, then its other members; empty without a group.
     QStringList previewCandidates() const;
-    bool showResumeChoice() const { return core_.route() == AppRoute::welcome && resumableSession_.has_value(); }
-    QString resumableSessionDescription() const;
-    QString savedStatusText() const;
     bool acceptsReviewShortcuts() const { return core_.route() == AppRoute::reviewing && !run_.isReviewAuditPresented; }
     // The text of the last decision's screen-reader announcement.
     const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
@@ -265,9 +254,7 @@ public:
     // Whether a preview of `url` is on screen; only one of the current group's files counts.
     Q_INVOKABLE void setPreviewReady(bool ready, const QString& url);
 
-    // ---- Session ---------------------------------------------------------------------------
-    Q_INVOKABLE void resumeSavedSession();
-    Q_INVOKABLE void ignoreSavedSession();
+    // ---- Session (documents, resume and recovery lists: SessionStage) ---------------------
     // False, with the alert, when another process writes that session at this moment.
     bool apply(const SortSession& session);
     std::optional<SortSession> makeSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt) const;
@@ -275,15 +262,8 @@ public:
     // failure becomes the alert. The returned future is the store's own: wait on it or poll
     // it, but attach no continuation (it would replace the bookkeeping).
     QFuture<void> saveSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt);
-    // Writes the current session as a document (extension .kestrava) to `path`; false and an
-    // alert when there is no session or the write fails.
-    Q_INVOKABLE bool saveSessionDocument(const QString& path);
-    // Suggested file name for the save dialog: the sanitised run folder name.
-    Q_INVOKABLE QString suggestedSessionDocumentName() const;
-    // Reads a session document and applies it, with the messages of the open command.
-    Q_INVOKABLE bool openSessionDocument(const QString& path);
-    // Scans `folderPath` and parses `csvPath` in the background, then applies the recovery.
-    Q_INVOKABLE void importRecoveryCsv(const QString& csvPath, const QString& folderPath);
+    // Runs on a worker thread.
+    static FolderScan scanFolder(const WorkflowServices& services, const FileUrl& folder);
     // Throws SessionStoreError (ambiguous row) without changing anything.
     void applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory, const FileUrl& sourceFolder,
                        int skippedEntryCount = 0, std::optional<FileUrl> proposedDestinationBase = std::nullopt);
@@ -394,8 +374,6 @@ signals:
     void ignoredPhotoCountChanged();
     void selectedReviewChoiceChanged();
     void decisionCountsChanged();
-    void resumableSessionChanged();
-    void lastSavedAtChanged();
     void destructiveConfirmationAcceptedChanged();
     void trashCommitConfirmationAcceptedChanged();
     void trashPreparationChanged();
@@ -409,7 +387,6 @@ signals:
     void canStartReviewChanged();
     // Photos, groups, decisions or the index changed: every value derived from them.
     void reviewStateChanged();
-    void showResumeChoiceChanged();
     void acceptsReviewShortcutsChanged();
     void accessibilityAnnouncementChanged();
     void canExecuteChanged();
@@ -444,8 +421,6 @@ private:
 
     // ViewModelLoading.cpp
     void prepareScannedPhotos(const QList<PhotoItem>& items);
-    // Runs on a worker thread.
-    static FolderScan scanFolder(const WorkflowServices& services, const FileUrl& folder);
     void applyReviewChoice(FormatReviewChoice choice);
     void rebuildReviewGroups();
     // Empty on success, else the failure text.
@@ -495,11 +470,9 @@ private:
     // ViewModelSession.cpp
     QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
                                  std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
-    void discoverResumableSession();
     void createSession();
     // Lets other processes take the open session, unless it is `keep`.
     void releaseSessionLock(std::optional<QUuid> keep = std::nullopt);
-    void setLastSavedAt(QDateTime when);
 
     // Declared first: every stage and reference below is built on it.
     WorkflowCore core_;
@@ -507,6 +480,7 @@ private:
     // Everything of the current run; reset as a whole.
     RunState& run_ = core_.run;
     AuditStage audit_{core_, this};
+    SessionStage sessionStage_{core_, *this};
 
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
@@ -516,8 +490,6 @@ private:
     VerificationMode verificationMode_ = VerificationMode::fileSize;
     bool isLoading_ = false;
     bool isPreparingMetadata_ = false;
-    std::optional<SortSession> resumableSession_;
-    std::optional<QDateTime> lastSavedAt_;
     bool inspectorVisible_ = true;
     bool advancedOptionsVisible_ = false;
     QString accessibilityAnnouncement_;

@@ -139,21 +139,4 @@ QVariantMap KestravaViewModel::decisionFeedbackMap() const
             {QStringLiteral("title"), run_.decisionFeedback->title()}};
 }
 
-QString KestravaViewModel::resumableSessionDescription() const
-{
-    if (!resumableSession_)
-        return {};
-    int decided = 0;
-    for (const PhotoItem& item : resumableSession_->photos)
-        decided += item.decision ? 1 : 0;
-    return QString::number(decided) + QStringLiteral(" Dateien entschieden · ") + resumableSession_->sourceFolder.fileName();
-}
-
-QString KestravaViewModel::savedStatusText() const
-{
-    if (!lastSavedAt_)
-        return QStringLiteral("Wird automatisch gesichert");
-    return QStringLiteral("Gespeichert · ") + lastSavedAt_->toLocalTime().toString(QStringLiteral("HH:mm"));
-}
-
 } // namespace kestrava

@@ -232,7 +232,7 @@ void KestravaViewModel::recordExecutionOutcome(const ExecutionRecord& record, qi
     session_->executionRecords.insert(record.sourcePath, record);
     session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
     if (sequence > 0)
-        setLastSavedAt(now());
+        sessionStage_.setLastSavedAt(now());
 }
 
 void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then)
@@ -291,7 +291,7 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
                              executionCancel_.reset();
                              setApplying(false);
                              if (outcome.snapshotSaved)
-                                 setLastSavedAt(now());
+                                 sessionStage_.setLastSavedAt(now());
                              then(outcome);
                              emit executionFinished();
                          });

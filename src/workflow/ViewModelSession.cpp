@@ -16,7 +16,6 @@ namespace kestrava {
 
 namespace {
 
-const QString snapshotFailurePrefix = QStringLiteral("Sitzung konnte nicht gespeichert werden: ");
 const QString ambiguousModeMessage = QStringLiteral(
     "Diese ältere Sitzung verwendete eine nicht eindeutige Verschieben-/Papierkorb-Kombination. Bitte wähle den Modus "
     "erneut.");
@@ -43,21 +42,7 @@ AppRoute routeForSession(const SortSession& session, bool everythingDecided)
     return AppRoute::setup;
 }
 
-int decidedFiles(const QList<PhotoItem>& photos)
-{
-    int decided = 0;
-    for (const PhotoItem& item : photos)
-        decided += item.decision ? 1 : 0;
-    return decided;
-}
-
 } // namespace
-
-void KestravaViewModel::setLastSavedAt(QDateTime when)
-{
-    lastSavedAt_ = std::move(when);
-    emit lastSavedAtChanged();
-}
 
 void KestravaViewModel::createSession()
 {
@@ -119,10 +104,10 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
         .then(this,
               [this, id] {
                   if (session_ && session_->id == id)
-                      setLastSavedAt(now());
+                      sessionStage_.setLastSavedAt(now());
               })
-        .onFailed(this, [this](const QException& error) { setAlert(snapshotFailurePrefix + failureText(error)); })
-        .onFailed(this, [this] { setAlert(snapshotFailurePrefix + unknownFailureText()); });
+        .onFailed(this, [this](const QException& error) { setAlert(sessionNotSavedPrefix() + failureText(error)); })
+        .onFailed(this, [this] { setAlert(sessionNotSavedPrefix() + unknownFailureText()); });
     return written;
 }
 
@@ -147,7 +132,7 @@ QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QLi
             session_->currentIndex = nextIndex;
             const QDateTime stamp = now();
             session_->updatedAt = stamp;
-            setLastSavedAt(stamp);
+            sessionStage_.setLastSavedAt(stamp);
             if (sequence % 100 == 0) {
                 // The event is durable already; a failed snapshot only costs replay time.
                 const int shownIndex = run_.currentIndex;
@@ -157,36 +142,6 @@ QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QLi
             }
             return sequence;
         });
-}
-
-void KestravaViewModel::discoverResumableSession()
-{
-    // A failure here only means nothing is offered; the user can still start a new sort.
-    services_.sessionStore->loadLatestIncomplete()
-        .then(this,
-              [this](const std::optional<SortSession>& found) {
-                  resumableSession_ = found;
-                  emit resumableSessionChanged();
-              })
-        .onFailed(this, [] {});
-}
-
-void KestravaViewModel::resumeSavedSession()
-{
-    if (!resumableSession_)
-        return;
-    const SortSession session = *resumableSession_;
-    resumableSession_.reset();
-    emit resumableSessionChanged();
-    apply(session);
-}
-
-void KestravaViewModel::ignoreSavedSession()
-{
-    if (!resumableSession_)
-        return;
-    resumableSession_.reset();
-    emit resumableSessionChanged();
 }
 
 bool KestravaViewModel::apply(const SortSession& session)
@@ -267,60 +222,6 @@ void KestravaViewModel::releaseSessionLock(std::optional<QUuid> keep)
 {
     if (services_.sessionStore && session_ && session_->id != keep)
         services_.sessionStore->unlockSession(session_->id);
-}
-
-QString KestravaViewModel::suggestedSessionDocumentName() const
-{
-    return DestinationPlanner::sanitize(runFolderName_) + QStringLiteral(".kestrava");
-}
-
-bool KestravaViewModel::saveSessionDocument(const QString& path)
-{
-    const auto snapshot = makeSessionSnapshot();
-    if (!snapshot) {
-        setAlert(QStringLiteral("Es ist noch keine Sitzung vorhanden."));
-        return false;
-    }
-    try {
-        atomicReplace(path, encodeSortSession(*snapshot));
-        return true;
-    } catch (const QException& error) {
-        setAlert(snapshotFailurePrefix + failureText(error));
-        return false;
-    }
-}
-
-bool KestravaViewModel::openSessionDocument(const QString& path)
-{
-    // The menu item is disabled meanwhile; a document handed over by a second start is not.
-    if (!canOpenSessionDocument()) {
-        setAlert(QStringLiteral("Während Dateien sortiert oder in den Papierkorb gelegt werden, kann keine Sitzung "
-                                "geladen werden. Bitte warte, bis der Vorgang abgeschlossen ist."));
-        return false;
-    }
-    try {
-        SortSession session = decodeSortSession(readWholeFile(path));
-        if (!QFileInfo(session.sourceFolder.path()).isDir())
-            throw SessionStoreError::sourceFolderMissing(session.sourceFolder.path());
-        // An older document of a session that went on afterwards: its state is what the user
-        // chose to continue from, so the events logged since must neither be replayed over it
-        // later nor share their numbers with the decisions still to come.
-        if (services_.sessionStore)
-            session.lastEventSequence =
-                std::max(session.lastEventSequence, services_.sessionStore->lastLoggedSequence(session.id));
-        if (!apply(session))
-            return false;
-        // The mode question of an older session is the more urgent message.
-        if (!session.requiresModeSelection)
-            setAlert(QString::number(decidedFiles(session.photos))
-                     + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
-        if (const QStringList refused = trashEntriesOutsideSession(); !refused.isEmpty())
-            setAlert(refused.join(QLatin1Char('\n')));
-        return true;
-    } catch (const QException& error) {
-        setAlert(failureText(error));
-        return false;
-    }
 }
 
 QFuture<void> KestravaViewModel::flushSessionBeforeTermination()

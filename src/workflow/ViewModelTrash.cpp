@@ -317,8 +317,7 @@ void KestravaViewModel::deferPreparedTrash()
                           const std::optional<SortSession> parked = makeSessionSnapshot(SortSessionStatus::paused);
                           saveSessionSnapshot(SortSessionStatus::paused);
                           newSort();
-                          resumableSession_ = parked;
-                          emit resumableSessionChanged();
+                          sessionStage_.offerResumable(parked);
                       },
                       [this](const QString& failure) { setAlert(failure); });
 }

@@ -163,7 +163,7 @@ TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
     ASSERT_TRUE(rig.reviewWithKeys({Qt::Key_Up, Qt::Key_Up}));
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
     const QString document = rig.tree.path(u"Sicherung.kestrava"_s);
-    ASSERT_TRUE(rig.viewModel->saveSessionDocument(document));
+    ASSERT_TRUE(rig.viewModel->sessionStage()->saveSessionDocument(document));
     const QUuid id = rig.viewModel->session()->id;
     QObject* loadAction = rig.find(u"loadSessionAction"_s);
     ASSERT_NE(loadAction, nullptr);

@@ -242,8 +242,8 @@ TEST(Loading, entriesTheScanLeftOutAreNamedAndStayNamedAfterARestart)
     ASSERT_EQ(rig.vm->route(), AppRoute::reviewing) << rig.vm->alertText().toStdString();
     rig.vm->flushSessionBeforeTerminationAndWait();
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm->hasResumableSession(); }));
-    rig.vm->resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm->sessionStage()->hasResumableSession(); }));
+    rig.vm->sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm->route() == AppRoute::reviewing; }));
     EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
 

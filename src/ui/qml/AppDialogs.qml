@@ -38,14 +38,14 @@ Item {
         fileMode: FileDialog.SaveFile
         defaultSuffix: "kestrava"
         nameFilters: ["Kestrava-Sitzung (*.kestrava)"]
-        onAccepted: ViewModel.saveSessionDocument(Shell.localPath(selectedFile))
+        onAccepted: ViewModel.session.saveSessionDocument(Shell.localPath(selectedFile))
     }
     FileDialog {
         id: openSessionDialog
         title: "Sitzung laden"
         fileMode: FileDialog.OpenFile
         nameFilters: ["Kestrava-Sitzung (*.kestrava *.json)", "Alle Dateien (*)"]
-        onAccepted: ViewModel.openSessionDocument(Shell.localPath(selectedFile))
+        onAccepted: ViewModel.session.openSessionDocument(Shell.localPath(selectedFile))
     }
     FileDialog {
         id: csvDialog
@@ -57,7 +57,7 @@ Item {
     FolderDialog {
         id: csvFolderDialog
         title: "Original-Fotoordner zuordnen"
-        onAccepted: ViewModel.importRecoveryCsv(Shell.localPath(csvDialog.selectedFile), Shell.localPath(selectedFolder))
+        onAccepted: ViewModel.session.importRecoveryCsv(Shell.localPath(csvDialog.selectedFile), Shell.localPath(selectedFolder))
     }
     FileDialog {
         id: exportCsvDialog

@@ -77,7 +77,7 @@ ApplicationWindow {
         function onSaveSessionRequested() { appDialogs.saveSession() }
         function onLoadSessionRequested() {
             // The audit window's shortcut arrives here too; the menu item is disabled meanwhile.
-            if (ViewModel.canOpenSessionDocument)
+            if (ViewModel.session.canOpenSessionDocument)
                 appDialogs.openSession()
         }
         function onCsvExportRequested() { appDialogs.exportCsv() }

@@ -38,7 +38,7 @@ Rectangle {
         }
         Text {
             visible: ViewModel.route === "reviewing" || ViewModel.route === "setup" || ViewModel.route === "confirmation"
-            text: ViewModel.savedStatusText
+            text: ViewModel.session.savedStatusText
             color: DesignSystem.textMuted
             font.pixelSize: DesignSystem.fontCaption
         }

@@ -14,7 +14,7 @@ Item {
 
         function test_noResumeCardWithoutASavedSession() {
             compare(ViewModel.route, "welcome")
-            compare(ViewModel.showResumeChoice, false)
+            compare(ViewModel.session.showResumeChoice, false)
             compare(findChild(screen, "resumeSessionCard").visible, false)
             verify(findChild(screen, "chooseSourceButton").enabled)
         }
