@@ -203,7 +203,7 @@ void AuditListModel::rebuildAll()
         }
         const auto first = viewModel_->photo(group);
         row.fileName = first ? first->sourceURL.fileName() : group.previewURL.fileName();
-        row.formatText = UiText::groupFormatLabel(formats);
+        row.formatText = Wording::groupFormatLabel(formats);
         row.fileCountText = UiText::fileCountText(group.memberURLs.size());
         row.sizeText = text::formatByteCount(bytes);
         row.thumbnailUrl = ThumbnailProvider::urlFor(group.previewURL.path());

@@ -253,7 +253,10 @@ void KestravaViewModel::cancelFeedbackTask()
 void KestravaViewModel::showFeedback(const ReviewGroup& group, PhotoDecision decision)
 {
     cancelFeedbackTask();
-    const QString scope = FeedbackText::scopeTitle(group.memberURLs.size());
+    QList<PhotoFormatGroup> formats;
+    for (const FileUrl& member : group.memberURLs)
+        formats.append(formatGroupForFileName(member.fileName()));
+    const QString scope = Wording::decisionScopeTitle(formats);
     run_.decisionFeedback = DecisionFeedback{QUuid::createUuid(), decision, scope, int(group.memberURLs.size())};
     setFlag(run_.feedbackIsExiting, false, &KestravaViewModel::feedbackIsExitingChanged);
     emit decisionFeedbackChanged();
