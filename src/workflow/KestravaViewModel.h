@@ -61,7 +61,8 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
 
     // Published state, in the order of the workflow's state table.
-    Q_PROPERTY(QString route READ routeName NOTIFY routeChanged)
+    // The route's number; QML names it with the AppRoute enum of the Kestrava module.
+    Q_PROPERTY(int route READ routeNumber NOTIFY routeChanged)
     Q_PROPERTY(int photoCount READ photoCount NOTIFY photosChanged)
     Q_PROPERTY(int currentIndex READ currentIndex NOTIFY currentIndexChanged)
     Q_PROPERTY(QString sourceFolder READ sourceFolderPath NOTIFY sourceFolderChanged)
@@ -134,6 +135,7 @@ public:
     const SessionStage* sessionStage() const { return &sessionStage_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
+    int routeNumber() const { return int(core_.route()); }
     const QList<PhotoItem>& photos() const { return run_.photos; }
     int photoCount() const { return int(run_.photos.size()); }
     const QList<ReviewGroup>& reviewGroups() const { return run_.reviewGroups; }

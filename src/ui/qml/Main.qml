@@ -25,14 +25,14 @@ ApplicationWindow {
     Item {
         id: screens
         anchors.fill: parent
-        RouteLayer { routes: ["welcome"]; screen: Component { WelcomeScreen { dialogs: appDialogs } } }
-        RouteLayer { routes: ["scanning"]; screen: Component { ScanningScreen {} } }
-        RouteLayer { routes: ["setup"]; screen: Component { SetupScreen { dialogs: appDialogs } } }
-        RouteLayer { routes: ["reviewing"]; screen: Component { ReviewScreen {} } }
-        RouteLayer { routes: ["confirmation"]; screen: Component { ConfirmationScreen {} } }
-        RouteLayer { routes: ["trashStaging", "trashConfirmation"]; screen: Component { TrashConfirmationScreen {} } }
-        RouteLayer { routes: ["executing"]; screen: Component { ExecutionScreen {} } }
-        RouteLayer { routes: ["completed"]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Welcome]; screen: Component { WelcomeScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Scanning]; screen: Component { ScanningScreen {} } }
+        RouteLayer { routes: [AppRoute.Setup]; screen: Component { SetupScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Reviewing]; screen: Component { ReviewScreen {} } }
+        RouteLayer { routes: [AppRoute.Confirmation]; screen: Component { ConfirmationScreen {} } }
+        RouteLayer { routes: [AppRoute.TrashStaging, AppRoute.TrashConfirmation]; screen: Component { TrashConfirmationScreen {} } }
+        RouteLayer { routes: [AppRoute.Executing]; screen: Component { ExecutionScreen {} } }
+        RouteLayer { routes: [AppRoute.Completed]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
     }
 
     AlertDialog {
@@ -68,7 +68,7 @@ ApplicationWindow {
         target: ViewModel
         function onRouteChanged() {
             // The audit belongs to the review; once the workflow has moved on it closes.
-            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== "reviewing")
+            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== AppRoute.Reviewing)
                 window.auditWindow.close()
         }
     }
