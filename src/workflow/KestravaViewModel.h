@@ -1,24 +1,26 @@
 #pragma once
 
-// The one controller of a sort, from folder selection to the confirmation screen: it holds
-// the workflow state, publishes it to the screens and carries out every user action.
+// The root of the window's state, from folder selection to the result: QML sees it as the
+// `ViewModel` singleton. The state every part shares (services, the run, the route, the one
+// alert) is a WorkflowCore; parts that stand on their own are stages exposed as constant
+// properties (`audit`: AuditStage, `session`: SessionStage). The flow itself (loading,
+// review, execution, trash) still lives here until it is split the same way.
 //
 // Contract:
 // - Lives on the GUI thread; every property is read and written there only. Background work
 //   (scan, capture dates, journal writes, snapshots) hands its result back through
-//   continuations on this object and is dropped when the run it was started for is gone.
-// - Every published value is a property with a change signal; composite values are offered
-//   in QML-friendly forms (QString, QVariantMap, int) beside the typed C++ accessors.
+//   continuations on this object and is dropped when the run it was started for is gone
+//   (WorkflowCore::generation).
 // - Every decision is journaled before it counts: while the journal write runs no further
 //   decision, undo or step back is accepted, and a failed write restores the earlier state.
 // - Owns at most one task of each kind (feedback, capture dates, completion); starting one
 //   cancels the previous.
 //
-// The implementation is split by concern: KestravaViewModel.cpp (state, setters, reset),
-// ViewModelDerived.cpp (derived values and their QML forms),
-// ViewModelLoading.cpp (folder scan and preparation), ViewModelDecisions.cpp (decisions,
-// history, feedback, completion), ViewModelSession.cpp (snapshots, journal, resume, documents),
-// ViewModelRecovery.cpp (recovery CSV), ViewModelExecution.cpp (execution and trash hooks).
+// The flow's implementation is split by concern: KestravaViewModel.cpp (setters, reset),
+// ViewModelDerived.cpp (derived values), ViewModelLoading.cpp (folder scan and preparation),
+// ViewModelDecisions.cpp (decisions, history, feedback, completion), ViewModelSession.cpp
+// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list),
+// ViewModelExecution.cpp and ViewModelTrash.cpp (execution and the trash step).
 
 #include "ReviewIndex.h"
 #include "AuditStage.h"
