@@ -1,4 +1,5 @@
 #include "AuditListModel.h"
+#include "workflow/ReviewKeyFilter.h"
 
 #include "ThumbnailProvider.h"
 #include "UiText.h"
@@ -137,6 +138,28 @@ void AuditListModel::showLarge(int row)
 {
     if (viewModel_ && row >= 0 && row < visible_.size())
         viewModel_->showGroupInMainReview(all_[visible_[row]].groupId);
+}
+
+bool AuditListModel::pressKey(int row, int key)
+{
+    const auto action = ReviewKeyFilter::auditActionFor(key);
+    if (!action || row < 0)
+        return false;
+    switch (*action) {
+    case ReviewKeyFilter::AuditAction::keep:
+        decide(row, rawValue(PhotoDecision::keep));
+        break;
+    case ReviewKeyFilter::AuditAction::maybe:
+        decide(row, rawValue(PhotoDecision::maybe));
+        break;
+    case ReviewKeyFilter::AuditAction::del:
+        decide(row, rawValue(PhotoDecision::del));
+        break;
+    case ReviewKeyFilter::AuditAction::showLarge:
+        showLarge(row);
+        break;
+    }
+    return true;
 }
 
 QString AuditListModel::groupIdAt(int row) const

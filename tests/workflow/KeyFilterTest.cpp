@@ -14,6 +14,17 @@ using namespace kestrava;
 using namespace kestrava::test;
 using Action = ReviewKeyFilter::Action;
 
+TEST(KeyRule, auditListKeysLeaveTheArrowsToTheList)
+{
+    using Audit = ReviewKeyFilter::AuditAction;
+    EXPECT_EQ(ReviewKeyFilter::auditActionFor(Qt::Key_1), Audit::keep);
+    EXPECT_EQ(ReviewKeyFilter::auditActionFor(Qt::Key_3), Audit::del);
+    EXPECT_EQ(ReviewKeyFilter::auditActionFor(Qt::Key_Enter), Audit::showLarge);
+    // The arrows move the list's selection; they must never decide a row.
+    for (int key : {Qt::Key_Up, Qt::Key_Down, Qt::Key_Left, Qt::Key_Right, Qt::Key_4})
+        EXPECT_FALSE(ReviewKeyFilter::auditActionFor(key)) << key;
+}
+
 namespace {
 
 QKeyEvent press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier, bool autoRepeat = false)
