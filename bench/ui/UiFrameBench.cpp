@@ -153,7 +153,7 @@ int audit(int groups)
     QTemporaryDir destination;
     App app(syntheticScan(groups));
     app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
-    app.viewModel->requestReviewAudit();
+    app.viewModel->audit()->request();
     QQuickWindow* auditWindow = nullptr;
     waitFor([&] {
         for (QWindow* w : QGuiApplication::topLevelWindows())
@@ -324,7 +324,7 @@ int open(int shots)
     }
     // Reviewing goes on: the metadata of every file is read in the background, the timeline and
     // the audit list hold every group. Memory is taken once that settles.
-    app.viewModel->requestReviewAudit();
+    app.viewModel->audit()->request();
     QElapsedTimer settle;
     settle.start();
     waitFor([&] { return settle.elapsed() > 3000; }, 4000);
