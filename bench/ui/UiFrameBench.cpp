@@ -157,7 +157,7 @@ int audit(int groups)
     QTemporaryDir destination;
     App app(syntheticScan(groups));
     app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
-    app.viewModel->requestReviewAudit();
+    app.viewModel->audit()->request();
     QQuickWindow* auditWindow = nullptr;
     waitFor([&] {
         for (QWindow* w : QGuiApplication::topLevelWindows())
@@ -285,7 +285,7 @@ int keysWhileAuditScrolls(int shots, int rows, int intervalMs)
     services.timings.completionDelay = std::chrono::hours(1);
     App app(services);
     app.review(folder.path(), QStringLiteral("both"), destination.path());
-    app.viewModel->requestReviewAudit();
+    app.viewModel->audit()->request();
     QQuickWindow* auditWindow = nullptr;
     waitFor([&] {
         for (QWindow* w : QGuiApplication::topLevelWindows())
@@ -303,7 +303,7 @@ int keysWhileAuditScrolls(int shots, int rows, int intervalMs)
     // scrolls: what is measured is the competition for the reader, not the shortcut rules.
     app.window->requestActivate();
     waitFor([&] { return app.window->isActive(); }, 2000);
-    app.viewModel->setReviewAuditPresented(false);
+    app.viewModel->audit()->setPresented(false);
     // Through every row and round again, a frame at a time, while the keys are pressed.
     const int count = list->property("count").toInt();
     int rowsPassed = 0;
@@ -407,7 +407,7 @@ int open(int shots)
     }
     // Reviewing goes on: the metadata of every file is read in the background, the timeline and
     // the audit list hold every group. Memory is taken once that settles.
-    app.viewModel->requestReviewAudit();
+    app.viewModel->audit()->request();
     QElapsedTimer settle;
     settle.start();
     waitFor([&] { return settle.elapsed() > 3000; }, 4000);

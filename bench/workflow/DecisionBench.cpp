@@ -131,7 +131,7 @@ int main(int argc, char** argv)
         WorkflowServices services;
         services.sessionStore = &store;
         auto vm = reviewing(services, folder, dir.path(), shoot);
-        spinUntil([&] { return vm->lastSavedAt().has_value(); });
+        spinUntil([&] { return vm->sessionStage()->lastSavedAt().has_value(); });
         std::vector<double> commit;
         int committed = 0;
         QObject::connect(vm.get(), &KestravaViewModel::decisionCommitted, [&] { ++committed; });

@@ -45,19 +45,6 @@ PhotoFormatGroup formatGroupForFileName(const QString& fileName)
     return formatGroupForExtension(fileName.mid(dot + 1).toLower());
 }
 
-QString decisionLabel(PhotoDecision decision)
-{
-    switch (decision) {
-    case PhotoDecision::keep:
-        return QStringLiteral("Behalten");
-    case PhotoDecision::maybe:
-        return QStringLiteral("Vielleicht");
-    case PhotoDecision::del:
-        return QStringLiteral("Aussortiert");
-    }
-    return {};
-}
-
 size_t qHash(const FileFingerprint& fingerprint, size_t seed) noexcept
 {
     return qHashMulti(seed, fingerprint.relativePath, fingerprint.fileSize, fingerprint.modificationDate.toSecsSinceEpoch());

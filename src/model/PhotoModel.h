@@ -5,6 +5,7 @@
 
 #include "EnumNames.h"
 #include "FileUrl.h"
+#include "Wording.h"
 
 #include <QDateTime>
 #include <QTimeZone>
@@ -36,8 +37,7 @@ struct EnumNames<PhotoDecision> {
     static constexpr std::array<std::pair<PhotoDecision, std::string_view>, 3> table{{
         {PhotoDecision::keep, "keep"}, {PhotoDecision::maybe, "maybe"}, {PhotoDecision::del, "delete"}}};
 };
-// "Behalten", "Vielleicht", "Aussortiert".
-QString decisionLabel(PhotoDecision decision);
+// decisionLabel: model/Wording.h.
 
 enum class FormatReviewChoice { jpeg, raw, both };
 template <>

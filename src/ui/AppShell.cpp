@@ -42,7 +42,7 @@ void AppShell::undoLastDecision()
 void AppShell::openAudit()
 {
     if (reviewCommandsEnabled())
-        viewModel_->requestReviewAudit();
+        viewModel_->audit()->request();
 }
 
 void AppShell::setReducedMotion(bool reduced)
@@ -108,13 +108,13 @@ void AppShell::openFromOutside(const QString& path)
         setAlert(u"„"_s + name + u"“ ist weder ein Fotoordner noch eine gesicherte Kestrava-Sitzung (.kestrava)."_s);
         return;
     }
-    if (!viewModel_->canOpenSessionDocument()) {
+    if (!viewModel_->sessionStage()->canOpenSessionDocument()) {
         setAlert(u"„"_s + name + u"“ wurde nicht geöffnet: Während Dateien sortiert oder in den Papierkorb gelegt "
                                  u"werden, kann nichts anderes geöffnet werden. Bitte öffne es danach erneut."_s);
         return;
     }
     if (document)
-        viewModel_->openSessionDocument(info.absoluteFilePath());
+        viewModel_->sessionStage()->openSessionDocument(info.absoluteFilePath());
     else
         viewModel_->load(info.absoluteFilePath());
 }
@@ -150,23 +150,16 @@ bool AppShell::exportDecisionsCsv(const QString& path)
 
 QString AppShell::suggestedCsvName() const
 {
-    QString name = viewModel_ ? viewModel_->suggestedSessionDocumentName() : QString();
+    QString name = viewModel_ ? viewModel_->sessionStage()->suggestedSessionDocumentName() : QString();
     if (name.endsWith(u".kestrava"_s))
         name.chop(9);
     return (name.isEmpty() ? u"Kestrava-Entscheidungen"_s : name) + u".csv"_s;
 }
 
-void AppShell::dismissAlert()
-{
-    setAlert({});
-}
-
 void AppShell::setAlert(const QString& text)
 {
-    if (alertText_ == text)
-        return;
-    alertText_ = text;
-    emit alertTextChanged();
+    if (viewModel_)
+        viewModel_->raiseAlert(text);
 }
 
 } // namespace kestrava

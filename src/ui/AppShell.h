@@ -18,9 +18,6 @@ namespace kestrava {
 class AppShell : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool reducedMotion READ reducedMotion NOTIFY reducedMotionChanged)
-    // Messages of the shell's own commands (the decision export); the view model's alerts are
-    // its `alertMessage`.
-    Q_PROPERTY(QString alertText READ alertText NOTIFY alertTextChanged)
     // The open, save and folder dialogs: one intent each.
     Q_PROPERTY(kestrava::FileDialogs* dialogs READ dialogs CONSTANT)
     // The Edit menu's undo and audit list act on the review and only there.
@@ -32,7 +29,6 @@ public:
 
     bool reducedMotion() const { return reducedMotion_; }
     void setReducedMotion(bool reduced);
-    const QString& alertText() const { return alertText_; }
     int flushCount() const { return flushCount_; }
     FileDialogs* dialogs() const { return dialogs_; }
 
@@ -60,7 +56,7 @@ public:
     // Whether there are decisions to export; says why not when there are none.
     bool canExportDecisions();
     QString suggestedCsvName() const;
-    Q_INVOKABLE void dismissAlert();
+    // The shell's messages go to the view model's one alert.
     void showAlert(const QString& text) { setAlert(text); }
 
     // The final session write, at most once per process.
@@ -76,7 +72,6 @@ signals:
     void loadSessionRequested();
     void csvExportRequested();
     void reducedMotionChanged();
-    void alertTextChanged();
     void reviewCommandsEnabledChanged();
 
 private:
@@ -85,7 +80,6 @@ private:
     QPointer<KestravaViewModel> viewModel_;
     FileDialogs* dialogs_;
     bool reducedMotion_ = false;
-    QString alertText_;
     int flushCount_ = 0;
     int openOverlays_ = 0;
     bool mainContentShown_ = false;

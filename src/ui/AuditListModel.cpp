@@ -1,4 +1,5 @@
 #include "AuditListModel.h"
+#include "workflow/ReviewKeyFilter.h"
 
 #include "ThumbnailProvider.h"
 #include "UiText.h"
@@ -69,7 +70,9 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
     viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
     viewModel_.follow(&KestravaViewModel::isCommittingDecisionChanged, this, &AuditListModel::onCommittingChanged);
     viewModel_.follow(&KestravaViewModel::isApplyingChanged, this, &AuditListModel::controlsDisabledChanged);
-    viewModel_.follow(&KestravaViewModel::lastSavedAtChanged, this, &AuditListModel::saveStateTextChanged);
+    if (viewModel)
+        viewModel_.follow(viewModel->sessionStage(), &SessionStage::lastSavedAtChanged, this,
+                          &AuditListModel::saveStateTextChanged);
     beginResetModel();
     all_.clear();
     visible_.clear();
@@ -112,7 +115,7 @@ QString AuditListModel::saveStateText() const
 {
     if (!viewModel_)
         return {};
-    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->savedStatusText());
+    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
 }
 
 void AuditListModel::decide(int row, const QString& decision)
@@ -135,6 +138,28 @@ void AuditListModel::showLarge(int row)
 {
     if (viewModel_ && row >= 0 && row < visible_.size())
         viewModel_->showGroupInMainReview(all_[visible_[row]].groupId);
+}
+
+bool AuditListModel::pressKey(int row, int key)
+{
+    const auto action = ReviewKeyFilter::auditActionFor(key);
+    if (!action || row < 0)
+        return false;
+    switch (*action) {
+    case ReviewKeyFilter::AuditAction::keep:
+        decide(row, rawValue(PhotoDecision::keep));
+        break;
+    case ReviewKeyFilter::AuditAction::maybe:
+        decide(row, rawValue(PhotoDecision::maybe));
+        break;
+    case ReviewKeyFilter::AuditAction::del:
+        decide(row, rawValue(PhotoDecision::del));
+        break;
+    case ReviewKeyFilter::AuditAction::showLarge:
+        showLarge(row);
+        break;
+    }
+    return true;
 }
 
 QString AuditListModel::groupIdAt(int row) const
@@ -201,7 +226,7 @@ void AuditListModel::rebuildAll()
         }
         const auto first = viewModel_->photo(group);
         row.fileName = first ? first->sourceURL.fileName() : group.previewURL.fileName();
-        row.formatText = UiText::groupFormatLabel(formats);
+        row.formatText = Wording::groupFormatLabel(formats);
         row.fileCountText = UiText::fileCountText(group.memberURLs.size());
         row.sizeText = text::formatByteCount(bytes);
         row.thumbnailUrl = ThumbnailProvider::urlFor(group.previewURL.path());

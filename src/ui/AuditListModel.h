@@ -69,6 +69,9 @@ public:
     // change is being journaled further decisions are ignored.
     Q_INVOKABLE void decide(int row, const QString& decision);
     Q_INVOKABLE void showLarge(int row);
+    // A key pressed in the list with `row` selected, by the window's key table; true when the
+    // key was one of the list's own (it is consumed then, even if the row refuses it).
+    Q_INVOKABLE bool pressKey(int row, int key);
     Q_INVOKABLE QString groupIdAt(int row) const;
 
 signals:

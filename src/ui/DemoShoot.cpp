@@ -103,13 +103,14 @@ void openWhenFree(KestravaViewModel& viewModel, const QString& folder)
 {
     if (!nothingElseOpen(viewModel))
         return;
-    if (!viewModel.showResumeChoice()) {
+    SessionStage* session = viewModel.sessionStage();
+    if (!session->showResumeChoice()) {
         viewModel.load(folder);
         return;
     }
     auto* waiting = new QObject(&viewModel);
-    QObject::connect(&viewModel, &KestravaViewModel::showResumeChoiceChanged, waiting, [&viewModel, folder, waiting] {
-        if (viewModel.showResumeChoice())
+    QObject::connect(session, &SessionStage::showResumeChoiceChanged, waiting, [&viewModel, session, folder, waiting] {
+        if (session->showResumeChoice())
             return;
         waiting->deleteLater();
         if (nothingElseOpen(viewModel))

@@ -141,14 +141,14 @@ void FileDialogs::saveSession()
         return;
     if (!viewModel_->session()) {
         // The view model answers that there is nothing to save; no dialog asks for a name first.
-        viewModel_->saveSessionDocument(QString());
+        viewModel_->sessionStage()->saveSessionDocument(QString());
         return;
     }
-    show({Kind::saveFile, u"Sitzung sichern"_s, documentsStart(), viewModel_->suggestedSessionDocumentName(),
+    show({Kind::saveFile, u"Sitzung sichern"_s, documentsStart(), viewModel_->sessionStage()->suggestedSessionDocumentName(),
           {u"Kestrava-Sitzung (*.kestrava)"_s}, u"kestrava"_s},
          [this](const QString& chosen) {
              if (const QString path = savePath(chosen, u"kestrava"_s); !path.isEmpty() && viewModel_)
-                 viewModel_->saveSessionDocument(path);
+                 viewModel_->sessionStage()->saveSessionDocument(path);
          });
 }
 
@@ -158,7 +158,7 @@ void FileDialogs::openSession()
           {u"Kestrava-Sitzung (*.kestrava *.json)"_s, u"Alle Dateien (*)"_s}, {}},
          [this](const QString& document) {
              if (viewModel_)
-                 viewModel_->openSessionDocument(document);
+                 viewModel_->sessionStage()->openSessionDocument(document);
          });
 }
 
@@ -170,7 +170,7 @@ void FileDialogs::importRecoveryCsv()
              show({Kind::folder, u"Ordner mit den Original-Fotos wählen"_s, QFileInfo(csv).absolutePath(), {}, {}, {}},
                   [this, csv](const QString& folder) {
                       if (viewModel_)
-                          viewModel_->importRecoveryCsv(csv, folder);
+                          viewModel_->sessionStage()->importRecoveryCsv(csv, folder);
                   });
          });
 }

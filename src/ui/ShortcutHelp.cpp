@@ -56,7 +56,7 @@ QString ShortcutHelp::shortcutText(const QVariant& sequence)
 
 QVariantList ShortcutHelp::shortcuts()
 {
-    const auto decisionLabel = [](PhotoDecision decision) { return UiText::decisionLabel(decision); };
+    const auto decisionLabel = [](PhotoDecision decision) { return kestrava::decisionLabel(decision); };
     return {
         section(u"Beim Sichten"_s,
                 {key(u"↑"_s, decisionLabel(PhotoDecision::keep)),

@@ -8,32 +8,9 @@ namespace kestrava::UiText {
 
 using namespace Qt::StringLiterals;
 
-QString decisionLabel(PhotoDecision decision)
-{
-    switch (decision) {
-    case PhotoDecision::keep: return u"Behalten"_s;
-    case PhotoDecision::maybe: return u"Vielleicht"_s;
-    case PhotoDecision::del: return u"Aussortiert"_s;
-    }
-    return {};
-}
-
 QString decisionAccessibleLabel(PhotoDecision decision, bool selected)
 {
-    return selected ? UiText::decisionLabel(decision) + u", ausgewählt"_s : UiText::decisionLabel(decision);
-}
-
-QString groupFormatLabel(const QList<PhotoFormatGroup>& memberFormats)
-{
-    const bool hasJpeg = memberFormats.contains(PhotoFormatGroup::jpeg);
-    const bool hasRaw = memberFormats.contains(PhotoFormatGroup::raw);
-    if (hasJpeg && hasRaw)
-        return u"JPEG + RAW"_s;
-    if (hasJpeg)
-        return u"JPEG"_s;
-    if (hasRaw)
-        return u"RAW"_s;
-    return u"Andere"_s;
+    return selected ? decisionLabel(decision) + u", ausgewählt"_s : decisionLabel(decision);
 }
 
 QString fileCountText(qsizetype count)
@@ -177,21 +154,6 @@ QString transferRateText(double bytesPerSecond)
     if (!(bytesPerSecond > 0))
         return {};
     return text::formatByteCount(qint64(std::llround(bytesPerSecond))) + u"/s"_s;
-}
-
-QString timeLeftText(qint64 remainingBytes, double bytesPerSecond)
-{
-    if (!(bytesPerSecond > 0) || remainingBytes <= 0)
-        return {};
-    const double seconds = double(remainingBytes) / bytesPerSecond;
-    if (seconds < 5)
-        return u"noch weniger als 5 s"_s;
-    if (seconds < 60)
-        return u"noch etwa "_s + QString::number(int(std::ceil(seconds / 5.0)) * 5) + u" s"_s;
-    if (seconds < 3600)
-        return u"noch etwa "_s + QString::number(int(std::ceil(seconds / 60.0))) + u" min"_s;
-    const int minutes = int(std::ceil(seconds / 60.0));
-    return u"noch etwa "_s + QString::number(minutes / 60) + u" h "_s + QString::number(minutes % 60) + u" min"_s;
 }
 
 QString fileProgressText(int completedFiles, int totalFiles)

@@ -1,9 +1,13 @@
 #pragma once
 
 // Every word the screens choose between, in one place where tests reach it. The QML files
-// only show what these functions return; they never pick a text themselves.
+// only show what these functions return; they never pick a text themselves. Words the command
+// line shows too (decision names, the pair's name, the time left) are in model/Wording.h;
+// a text that follows the state is a property of the stage that owns that state; a fixed
+// caption may stay in its QML file.
 
 #include "model/PhotoModel.h"
+#include "model/Wording.h"
 #include "model/SortOptions.h"
 
 #include <QStringList>
@@ -11,13 +15,9 @@
 
 namespace kestrava::UiText {
 
-QString decisionLabel(PhotoDecision decision);
 // "Behalten" or "Behalten, ausgewählt": what a screen reader says for a decision button.
 QString decisionAccessibleLabel(PhotoDecision decision, bool selected);
 
-// "JPEG + RAW" when the members are one JPEG and one RAW; else the single file's format
-// ("JPEG", "RAW", "Andere"); a group of several files of one kind keeps that kind's name.
-QString groupFormatLabel(const QList<PhotoFormatGroup>& memberFormats);
 // "1 Datei", "2 Dateien", "0 Dateien".
 QString fileCountText(qsizetype count);
 // "12 Motive · 20 Dateien".
@@ -59,8 +59,6 @@ QString trashGuaranteeText();
 // Execution.
 // "12,5 MB/s"; empty when nothing was measured yet.
 QString transferRateText(double bytesPerSecond);
-// "noch etwa 2 min", "noch etwa 40 s", "noch weniger als 5 s"; empty without a rate.
-QString timeLeftText(qint64 remainingBytes, double bytesPerSecond);
 
 // "3 / 12": files done of all files of the run.
 QString fileProgressText(int completedFiles, int totalFiles);

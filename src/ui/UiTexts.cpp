@@ -28,7 +28,7 @@ QVariantMap fields(const QVariant& value)
 QString UiTexts::decisionLabel(const QString& decision) const
 {
     const auto value = enumFromRaw<PhotoDecision>(decision);
-    return value ? UiText::decisionLabel(*value) : QString();
+    return value ? kestrava::decisionLabel(*value) : QString();
 }
 
 QString UiTexts::decisionAccessibleLabel(const QString& decision, bool selected) const
@@ -144,7 +144,7 @@ QString UiTexts::timeLeftText(const QVariant& progress) const
 {
     const QVariantMap map = fields(progress);
     const qint64 remaining = map.value(u"totalBytes"_s).toLongLong() - map.value(u"completedBytes"_s).toLongLong();
-    return UiText::timeLeftText(remaining, map.value(u"bytesPerSecond"_s).toDouble());
+    return Wording::timeLeftText(remaining, map.value(u"bytesPerSecond"_s).toDouble());
 }
 
 double UiTexts::progressFraction(const QVariant& progress) const

@@ -43,6 +43,14 @@ public:
             connections_ << QObject::connect(viewModel_.get(), signal, receiver, slot);
     }
 
+    // The same for a signal of one of the followed view model's stages.
+    template <class Stage, class Signal, class Receiver, class Slot>
+    void follow(const Stage* stage, Signal signal, const Receiver* receiver, Slot slot)
+    {
+        if (viewModel_ && stage)
+            connections_ << QObject::connect(stage, signal, receiver, slot);
+    }
+
 private:
     void disconnectAll()
     {

@@ -107,8 +107,12 @@ ExecutionOutcome run(const ExecutionRequest& request, const ProgressSink& progre
         try {
             request.store->saveSnapshot(*request.snapshot).waitForFinished();
             outcome.snapshotSaved = true;
+        } catch (const QException& error) {
+            // The store's own words name the file and what the file system said.
+            outcome.failure = snapshotFailedMessage() + QLatin1Char(' ') + failureText(error);
+            return outcome;
         } catch (...) {
-            outcome.failure = snapshotFailedMessage();
+            outcome.failure = snapshotFailedMessage() + QLatin1Char(' ') + unknownFailureText();
             return outcome;
         }
     }

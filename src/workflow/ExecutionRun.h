@@ -58,7 +58,7 @@ using ProgressSink = std::function<void(const SortProgress& progress)>;
 QString planNotSavedPrefix();
 // "Die Sicherheitsablage wurde nicht freigegeben: "
 QString stagingRefusedPrefix();
-// "Die Sitzung konnte nicht sicher angelegt werden."
+// "Die Sitzung konnte nicht sicher angelegt werden."; the run's alert adds the store's cause.
 QString snapshotFailedMessage();
 
 // Journals `record` and waits until it is durable. Returns the sequence number (0 without a

@@ -9,6 +9,11 @@ QString failureText(const QException& failure)
     return unknownFailureText();
 }
 
+QString sessionNotSavedPrefix()
+{
+    return QStringLiteral("Sitzung konnte nicht gespeichert werden: ");
+}
+
 QString unknownFailureText()
 {
     return QStringLiteral("Unbekannter Fehler.");

@@ -8,5 +8,7 @@ namespace kestrava {
 // otherwise a generic text (only reachable when something outside the error contract throws).
 QString failureText(const QException& failure);
 QString unknownFailureText();
+// "Sitzung konnte nicht gespeichert werden: "
+QString sessionNotSavedPrefix();
 
 } // namespace kestrava

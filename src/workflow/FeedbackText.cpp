@@ -2,11 +2,6 @@
 
 namespace kestrava::FeedbackText {
 
-QString scopeTitle(qsizetype memberCount)
-{
-    return memberCount == 2 ? QStringLiteral("JPEG + RAW") : QStringLiteral("1 Datei");
-}
-
 QString announcement(PhotoDecision decision, const QString& scope, qsizetype memberCount, bool reviewComplete)
 {
     return decisionLabel(decision) + QStringLiteral(", ") + scope + QStringLiteral(", ") + QString::number(memberCount)

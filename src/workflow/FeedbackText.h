@@ -6,9 +6,6 @@
 
 namespace kestrava::FeedbackText {
 
-// "JPEG + RAW" for a group of exactly two files, "1 Datei" otherwise.
-QString scopeTitle(qsizetype memberCount);
-
 // "<label>, <scope>, <count> Dateien. " then "Auswahl vollständig. Prüfliste wird geöffnet."
 // when nothing is left undecided, else "Nächstes Foto.". " Dateien" stands for every count,
 // 1 included, unlike the overlay's title: a screen reader reads it as written.

@@ -21,8 +21,10 @@ QFuture<QList<PhotoItem>> NoMetadataEnrichment::enrich(QList<PhotoItem> photos)
 }
 
 KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
-    : QObject(parent), services_(std::move(services))
+    : QObject(parent), core_(std::move(services))
 {
+    connect(&core_, &WorkflowCore::routeChanged, this, &KestravaViewModel::routeChanged);
+    connect(&core_, &WorkflowCore::alertChanged, this, &KestravaViewModel::alertMessageChanged);
     if (!services_.scanFolder)
         services_.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scanDetailed(folder); };
     if (!services_.isOnRemovableVolume)
@@ -57,14 +59,12 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     reviewCompletionTimer_.setInterval(services_.timings.completionDelay);
     // The timer dies with this object, so a late tick can never reach a destroyed view model.
     connect(&reviewCompletionTimer_, &QTimer::timeout, this, [this] {
-        if (route_ == AppRoute::reviewing)
+        if (route() == AppRoute::reviewing)
             beginCompletionFlow();
     });
 
-    connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::showResumeChoiceChanged);
-    connect(this, &KestravaViewModel::resumableSessionChanged, this, &KestravaViewModel::showResumeChoiceChanged);
     connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::acceptsReviewShortcutsChanged);
-    connect(this, &KestravaViewModel::isReviewAuditPresentedChanged, this,
+    connect(&audit_, &AuditStage::presentedChanged, this,
             &KestravaViewModel::acceptsReviewShortcutsChanged);
     for (auto signal : {&KestravaViewModel::sourceFolderChanged, &KestravaViewModel::destinationBaseFolderChanged,
                         &KestravaViewModel::selectedReviewChoiceChanged,
@@ -83,12 +83,11 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     connect(this, &KestravaViewModel::destinationFolderChanged, this, &KestravaViewModel::refreshStorageEstimate);
     connect(this, &KestravaViewModel::selectedOperationModeChanged, this, &KestravaViewModel::refreshStorageEstimate);
     connect(this, &KestravaViewModel::routeChanged, this, [this] {
-        if (route_ == AppRoute::confirmation)
+        if (route() == AppRoute::confirmation)
             refreshStorageEstimate();
     });
 
-    if (services_.sessionStore)
-        discoverResumableSession();
+    sessionStage_.discoverResumable();
 }
 
 KestravaViewModel::~KestravaViewModel()
@@ -120,29 +119,25 @@ void KestravaViewModel::setCount(int& field, int value, void (KestravaViewModel:
 
 void KestravaViewModel::setRoute(AppRoute route)
 {
-    if (route_ == route)
-        return;
-    route_ = route;
-    emit routeChanged();
+    core_.setRoute(route);
 }
 
 void KestravaViewModel::setAlert(std::optional<QString> message)
 {
-    alertMessage_ = std::move(message);
-    emit alertMessageChanged();
+    if (message)
+        core_.raiseAlert(*message);
 }
 
 void KestravaViewModel::dismissAlert()
 {
-    if (alertMessage_)
-        setAlert(std::nullopt);
+    core_.dismissAlert();
 }
 
 void KestravaViewModel::setCurrentIndex(int index)
 {
-    if (currentIndex_ == index)
+    if (run_.currentIndex == index)
         return;
-    currentIndex_ = index;
+    run_.currentIndex = index;
     emit currentIndexChanged();
     emit reviewStateChanged();
 }
@@ -150,13 +145,13 @@ void KestravaViewModel::setCurrentIndex(int index)
 void KestravaViewModel::setPreviewReadyFlag(bool ready)
 {
     if (!ready)
-        previewReadyURL_.clear();
-    setFlag(isPreviewReady_, ready, &KestravaViewModel::isPreviewReadyChanged);
+        run_.previewReadyURL.clear();
+    setFlag(run_.isPreviewReady, ready, &KestravaViewModel::isPreviewReadyChanged);
 }
 
 void KestravaViewModel::setCommitting(bool committing)
 {
-    setFlag(isCommittingDecision_, committing, &KestravaViewModel::isCommittingDecisionChanged);
+    setFlag(run_.isCommittingDecision, committing, &KestravaViewModel::isCommittingDecisionChanged);
 }
 
 void KestravaViewModel::setSourceFolder(std::optional<FileUrl> folder)
@@ -177,9 +172,9 @@ void KestravaViewModel::setDestinationBase(std::optional<FileUrl> folder)
 
 void KestravaViewModel::setDestinationFolder(std::optional<FileUrl> folder)
 {
-    if (destinationFolder_ == folder)
+    if (run_.destinationFolder == folder)
         return;
-    destinationFolder_ = std::move(folder);
+    run_.destinationFolder = std::move(folder);
     emit destinationFolderChanged();
 }
 
@@ -193,31 +188,23 @@ void KestravaViewModel::setRunFolderNameValue(const QString& name)
 
 void KestravaViewModel::setSelectedReviewChoice(std::optional<FormatReviewChoice> choice)
 {
-    if (selectedReviewChoice_ == choice)
+    if (run_.selectedReviewChoice == choice)
         return;
-    selectedReviewChoice_ = choice;
+    run_.selectedReviewChoice = choice;
     emit selectedReviewChoiceChanged();
 }
 
 void KestravaViewModel::setOperationMode(std::optional<SortOperationMode> mode)
 {
-    if (selectedOperationMode_ == mode)
+    if (run_.selectedOperationMode == mode)
         return;
-    selectedOperationMode_ = mode;
+    run_.selectedOperationMode = mode;
     emit selectedOperationModeChanged();
 }
 
 void KestravaViewModel::setShowReviewCompletion(bool show)
 {
-    setFlag(showReviewCompletion_, show, &KestravaViewModel::showReviewCompletionChanged);
-}
-
-void KestravaViewModel::setReviewAuditRequest(std::optional<QUuid> id)
-{
-    if (reviewAuditRequestID_ == id)
-        return;
-    reviewAuditRequestID_ = id;
-    emit reviewAuditRequestIDChanged();
+    setFlag(run_.showReviewCompletion, show, &KestravaViewModel::showReviewCompletionChanged);
 }
 
 void KestravaViewModel::setDestinationBaseFolder(const QString& path)
@@ -268,12 +255,12 @@ void KestravaViewModel::updateVerificationMode(const QString& mode)
 
 void KestravaViewModel::setDestructiveConfirmationAccepted(bool accepted)
 {
-    setFlag(destructiveConfirmationAccepted_, accepted, &KestravaViewModel::destructiveConfirmationAcceptedChanged);
+    setFlag(run_.destructiveConfirmationAccepted, accepted, &KestravaViewModel::destructiveConfirmationAcceptedChanged);
 }
 
 void KestravaViewModel::setTrashCommitConfirmationAccepted(bool accepted)
 {
-    setFlag(trashCommitConfirmationAccepted_, accepted, &KestravaViewModel::trashCommitConfirmationAcceptedChanged);
+    setFlag(run_.trashCommitConfirmationAccepted, accepted, &KestravaViewModel::trashCommitConfirmationAcceptedChanged);
 }
 
 void KestravaViewModel::setInspectorVisible(bool visible)
@@ -289,15 +276,10 @@ void KestravaViewModel::setAdvancedOptionsVisible(bool visible)
 void KestravaViewModel::setPendingDecisionGroupID(const QString& groupID)
 {
     std::optional<QString> value = groupID.isEmpty() ? std::nullopt : std::optional(groupID);
-    if (pendingDecisionGroupID_ == value)
+    if (run_.pendingDecisionGroupID == value)
         return;
-    pendingDecisionGroupID_ = std::move(value);
+    run_.pendingDecisionGroupID = std::move(value);
     emit pendingDecisionGroupIDChanged();
-}
-
-void KestravaViewModel::setReviewAuditPresented(bool presented)
-{
-    setFlag(isReviewAuditPresented_, presented, &KestravaViewModel::isReviewAuditPresentedChanged);
 }
 
 QDateTime KestravaViewModel::now() const
@@ -309,58 +291,34 @@ QDateTime KestravaViewModel::now() const
 
 void KestravaViewModel::resetTransientState()
 {
-    ++runGeneration_;
     cancelFeedbackTask();
     cancelMetadataTask();
     cancelReviewCompletion();
 
-    photos_.clear();
-    reviewGroups_.clear();
-    index_.clear();
-    emit photosChanged();
-    emit reviewGroupsChanged();
-    passThroughPhotos_.clear();
-    scannedInventory_.clear();
-    currentIndex_ = 0;
-    emit currentIndexChanged();
-    history_.clear();
-    setSelectedReviewChoice(std::nullopt);
-    setOperationMode(std::nullopt);
-    setCount(jpegAvailableCount_, 0, &KestravaViewModel::jpegAvailableCountChanged);
-    setCount(rawAvailableCount_, 0, &KestravaViewModel::rawAvailableCountChanged);
-    setCount(ignoredPhotoCount_, 0, &KestravaViewModel::ignoredPhotoCountChanged);
-    setSkippedEntryCount(0);
-    tally_.reset();
-    emit decisionCountsChanged();
-    setDestinationFolder(std::nullopt);
-    resolvedRunIdentity_.reset();
-    setLastResult(std::nullopt);
-    setStorageEstimate(std::nullopt);
+    // The open session keeps no staged trash of a run that is gone.
+    if (session_)
+        session_->trashPreparation.reset();
+    core_.resetRun();
     ++storageGeneration_;
-    setFlag(isCheckingStorage_, false, &KestravaViewModel::isCheckingStorageChanged);
-    setSortProgress(std::nullopt);
-    setProgressTitle(QString());
-    if (decisionFeedback_) {
-        decisionFeedback_.reset();
-        emit decisionFeedbackChanged();
-    }
-    setFlag(feedbackIsExiting_, false, &KestravaViewModel::feedbackIsExitingChanged);
-    setDestructiveConfirmationAccepted(false);
-    setShowReviewCompletion(false);
-    setReviewAuditRequest(std::nullopt);
-    setReviewAuditPresented(false);
-    setPendingDecisionGroupID({});
-    setTrashCommitConfirmationAccepted(false);
-    setTrashPreparation(std::nullopt);
-    trashJournalBlocked_ = false;
-    preparedOrganizationResult_.reset();
-    setPreviewReadyFlag(false);
-    setCommitting(false);
-    setApplying(false);
-    metadataWasEnriched_ = false;
-    setFlag(showFormatChoice_, false, &KestravaViewModel::showFormatChoiceChanged);
-    setFlag(showPairingChoice_, false, &KestravaViewModel::showPairingChoiceChanged);
-    setFlag(pairingWasTransferred_, false, &KestravaViewModel::pairingWasTransferredChanged);
+    for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
+                        &KestravaViewModel::currentIndexChanged, &KestravaViewModel::selectedReviewChoiceChanged,
+                        &KestravaViewModel::selectedOperationModeChanged,
+                        &KestravaViewModel::jpegAvailableCountChanged, &KestravaViewModel::rawAvailableCountChanged,
+                        &KestravaViewModel::ignoredPhotoCountChanged, &KestravaViewModel::skippedEntryCountChanged,
+                        &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::destinationFolderChanged,
+                        &KestravaViewModel::lastResultChanged, &KestravaViewModel::storageEstimateChanged,
+                        &KestravaViewModel::isCheckingStorageChanged, &KestravaViewModel::sortProgressChanged,
+                        &KestravaViewModel::progressTitleChanged, &KestravaViewModel::decisionFeedbackChanged,
+                        &KestravaViewModel::feedbackIsExitingChanged,
+                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
+                        &KestravaViewModel::showReviewCompletionChanged,
+                        &KestravaViewModel::pendingDecisionGroupIDChanged,
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
+                        &KestravaViewModel::trashPreparationChanged, &KestravaViewModel::isPreviewReadyChanged,
+                        &KestravaViewModel::isCommittingDecisionChanged, &KestravaViewModel::isApplyingChanged,
+                        &KestravaViewModel::showFormatChoiceChanged, &KestravaViewModel::showPairingChoiceChanged,
+                        &KestravaViewModel::pairingWasTransferredChanged})
+        emit(this->*signal)();
     emit reviewStateChanged();
 }
 

@@ -1,26 +1,32 @@
 #pragma once
 
-// The one controller of a sort, from folder selection to the confirmation screen: it holds
-// the workflow state, publishes it to the screens and carries out every user action.
+// The root of the window's state, from folder selection to the result: QML sees it as the
+// `ViewModel` singleton. The state every part shares (services, the run, the route, the one
+// alert) is a WorkflowCore; parts that stand on their own are stages exposed as constant
+// properties (`audit`: AuditStage, `session`: SessionStage). The flow itself (loading,
+// review, execution, trash) still lives here until it is split the same way.
 //
 // Contract:
 // - Lives on the GUI thread; every property is read and written there only. Background work
 //   (scan, capture dates, journal writes, snapshots) hands its result back through
-//   continuations on this object and is dropped when the run it was started for is gone.
-// - Every published value is a property with a change signal; composite values are offered
-//   in QML-friendly forms (QString, QVariantMap, int) beside the typed C++ accessors.
+//   continuations on this object and is dropped when the run it was started for is gone
+//   (WorkflowCore::generation).
 // - Every decision is journaled before it counts: while the journal write runs no further
 //   decision, undo or step back is accepted, and a failed write restores the earlier state.
 // - Owns at most one task of each kind (feedback, capture dates, completion); starting one
 //   cancels the previous.
 //
-// The implementation is split by concern: KestravaViewModel.cpp (state, setters, reset),
-// ViewModelDerived.cpp (derived values and their QML forms),
-// ViewModelLoading.cpp (folder scan and preparation), ViewModelDecisions.cpp (decisions,
-// history, feedback, completion), ViewModelSession.cpp (snapshots, journal, resume, documents),
-// ViewModelRecovery.cpp (recovery CSV), ViewModelExecution.cpp (execution and trash hooks).
+// The flow's implementation is split by concern: KestravaViewModel.cpp (setters, reset),
+// ViewModelDerived.cpp (derived values), ViewModelLoading.cpp (folder scan and preparation),
+// ViewModelDecisions.cpp (decisions, history, feedback, completion), ViewModelSession.cpp
+// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list),
+// ViewModelExecution.cpp and ViewModelTrash.cpp (execution and the trash step).
 
 #include "ReviewIndex.h"
+#include "AuditStage.h"
+#include "RunState.h"
+#include "SessionStage.h"
+#include "WorkflowCore.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
 #include "session/RecoveryCsv.h"
@@ -52,8 +58,13 @@ struct FolderScan {
 class KestravaViewModel : public QObject {
     Q_OBJECT
 
+    // The stages, each with its own properties and intents.
+    Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
+    Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
+
     // Published state, in the order of the workflow's state table.
-    Q_PROPERTY(QString route READ routeName NOTIFY routeChanged)
+    // The route's number; QML names it with the AppRoute enum of the Kestrava module.
+    Q_PROPERTY(int route READ routeNumber NOTIFY routeChanged)
     Q_PROPERTY(int photoCount READ photoCount NOTIFY photosChanged)
     Q_PROPERTY(int currentIndex READ currentIndex NOTIFY currentIndexChanged)
     Q_PROPERTY(QString sourceFolder READ sourceFolderPath NOTIFY sourceFolderChanged)
@@ -81,16 +92,12 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(int ignoredPhotoCount READ ignoredPhotoCount NOTIFY ignoredPhotoCountChanged)
     Q_PROPERTY(QString selectedReviewChoice READ selectedReviewChoiceName NOTIFY selectedReviewChoiceChanged)
     Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
-    Q_PROPERTY(bool hasResumableSession READ hasResumableSession NOTIFY resumableSessionChanged)
-    Q_PROPERTY(QDateTime lastSavedAt READ lastSavedAtValue NOTIFY lastSavedAtChanged)
     Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
     Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
     Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
     Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
-    Q_PROPERTY(QString reviewAuditRequestID READ reviewAuditRequestIDText NOTIFY reviewAuditRequestIDChanged)
-    Q_PROPERTY(bool isReviewAuditPresented READ isReviewAuditPresented WRITE setReviewAuditPresented NOTIFY isReviewAuditPresentedChanged)
     Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
     Q_PROPERTY(bool showFormatChoice READ showFormatChoice NOTIFY showFormatChoiceChanged)
     Q_PROPERTY(bool showPairingChoice READ showPairingChoice NOTIFY showPairingChoiceChanged)
@@ -102,9 +109,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QVariantMap currentGroup READ currentGroupMap NOTIFY reviewStateChanged)
     Q_PROPERTY(int classifiedCount READ classifiedCount NOTIFY reviewStateChanged)
     Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
-    Q_PROPERTY(bool showResumeChoice READ showResumeChoice NOTIFY showResumeChoiceChanged)
-    Q_PROPERTY(QString resumableSessionDescription READ resumableSessionDescription NOTIFY resumableSessionChanged)
-    Q_PROPERTY(QString savedStatusText READ savedStatusText NOTIFY lastSavedAtChanged)
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
     Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
@@ -120,7 +124,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString destinationBaseWarning READ destinationBaseWarning NOTIFY setupWarningsChanged)
     // Session ownership and run guards.
-    Q_PROPERTY(bool canOpenSessionDocument READ canOpenSessionDocument NOTIFY isApplyingChanged)
     Q_PROPERTY(QString executionWaitText READ executionWaitText NOTIFY isPreparingMetadataChanged)
 
 public:
@@ -128,25 +131,30 @@ public:
     ~KestravaViewModel() override;
 
     // ---- Typed state -----------------------------------------------------------------------
-    AppRoute route() const { return route_; }
-    QString routeName() const { return rawValue(route_); }
-    const QList<PhotoItem>& photos() const { return photos_; }
-    int photoCount() const { return int(photos_.size()); }
-    const QList<ReviewGroup>& reviewGroups() const { return reviewGroups_; }
-    const QList<PhotoItem>& passThroughPhotos() const { return passThroughPhotos_; }
-    const QList<PhotoItem>& scannedInventory() const { return scannedInventory_; }
-    int currentIndex() const { return currentIndex_; }
+    AuditStage* audit() { return &audit_; }
+    const AuditStage* audit() const { return &audit_; }
+    SessionStage* sessionStage() { return &sessionStage_; }
+    const SessionStage* sessionStage() const { return &sessionStage_; }
+    AppRoute route() const { return core_.route(); }
+    QString routeName() const { return rawValue(core_.route()); }
+    int routeNumber() const { return int(core_.route()); }
+    const QList<PhotoItem>& photos() const { return run_.photos; }
+    int photoCount() const { return int(run_.photos.size()); }
+    const QList<ReviewGroup>& reviewGroups() const { return run_.reviewGroups; }
+    const QList<PhotoItem>& passThroughPhotos() const { return run_.passThroughPhotos; }
+    const QList<PhotoItem>& scannedInventory() const { return run_.scannedInventory; }
+    int currentIndex() const { return run_.currentIndex; }
     const std::optional<FileUrl>& sourceFolder() const { return sourceFolder_; }
     const std::optional<FileUrl>& destinationBaseFolder() const { return destinationBaseFolder_; }
-    const std::optional<FileUrl>& destinationFolder() const { return destinationFolder_; }
+    const std::optional<FileUrl>& destinationFolder() const { return run_.destinationFolder; }
     QString sourceFolderPath() const { return sourceFolder_ ? sourceFolder_->path() : QString(); }
     QString destinationBaseFolderPath() const { return destinationBaseFolder_ ? destinationBaseFolder_->path() : QString(); }
-    QString destinationFolderPath() const { return destinationFolder_ ? destinationFolder_->path() : QString(); }
+    QString destinationFolderPath() const { return run_.destinationFolder ? run_.destinationFolder->path() : QString(); }
     const QString& runFolderName() const { return runFolderName_; }
     const QString& eventName() const { return eventName_; }
     bool groupByDate() const { return groupByDate_; }
-    std::optional<SortOperationMode> selectedOperationMode() const { return selectedOperationMode_; }
-    QString selectedOperationModeName() const { return selectedOperationMode_ ? rawValue(*selectedOperationMode_) : QString(); }
+    std::optional<SortOperationMode> selectedOperationMode() const { return run_.selectedOperationMode; }
+    QString selectedOperationModeName() const { return run_.selectedOperationMode ? rawValue(*run_.selectedOperationMode) : QString(); }
     VerificationMode verificationMode() const { return verificationMode_; }
     QString verificationModeName() const { return rawValue(verificationMode_); }
     // XMP sidecars with the decisions beside the results (SortOptions::writeRatingSidecars).
@@ -155,47 +163,38 @@ public:
     // Stars outside 1 to 5 are brought into that range.
     void updateRatingSidecars(bool write, int keepStars);
     bool isLoading() const { return isLoading_; }
-    bool isApplying() const { return isApplying_; }
+    bool isApplying() const { return run_.isApplying; }
     bool isPreparingMetadata() const { return isPreparingMetadata_; }
-    bool isCheckingStorage() const { return isCheckingStorage_; }
-    bool isPreviewReady() const { return isPreviewReady_; }
-    bool isCommittingDecision() const { return isCommittingDecision_; }
-    const std::optional<QString>& alertMessage() const { return alertMessage_; }
-    QString alertText() const { return alertMessage_.value_or(QString()); }
-    const std::optional<DecisionFeedback>& decisionFeedback() const { return decisionFeedback_; }
+    bool isCheckingStorage() const { return run_.isCheckingStorage; }
+    bool isPreviewReady() const { return run_.isPreviewReady; }
+    bool isCommittingDecision() const { return run_.isCommittingDecision; }
+    std::optional<QString> alertMessage() const { return core_.alert(); }
+    QString alertText() const { return core_.alert().value_or(QString()); }
+    const std::optional<DecisionFeedback>& decisionFeedback() const { return run_.decisionFeedback; }
     QVariantMap decisionFeedbackMap() const;
-    bool feedbackIsExiting() const { return feedbackIsExiting_; }
-    int jpegAvailableCount() const { return jpegAvailableCount_; }
-    int rawAvailableCount() const { return rawAvailableCount_; }
-    int ignoredPhotoCount() const { return ignoredPhotoCount_; }
-    std::optional<FormatReviewChoice> selectedReviewChoice() const { return selectedReviewChoice_; }
-    QString selectedReviewChoiceName() const { return selectedReviewChoice_ ? rawValue(*selectedReviewChoice_) : QString(); }
-    int decisionCount(PhotoDecision decision) const { return tally_.count(decision); }
+    bool feedbackIsExiting() const { return run_.feedbackIsExiting; }
+    int jpegAvailableCount() const { return run_.jpegAvailableCount; }
+    int rawAvailableCount() const { return run_.rawAvailableCount; }
+    int ignoredPhotoCount() const { return run_.ignoredPhotoCount; }
+    std::optional<FormatReviewChoice> selectedReviewChoice() const { return run_.selectedReviewChoice; }
+    QString selectedReviewChoiceName() const { return run_.selectedReviewChoice ? rawValue(*run_.selectedReviewChoice) : QString(); }
+    int decisionCount(PhotoDecision decision) const { return run_.tally.count(decision); }
     QVariantMap decisionCountsMap() const;
-    const std::optional<SortSession>& resumableSession() const { return resumableSession_; }
-    bool hasResumableSession() const { return resumableSession_.has_value(); }
-    const std::optional<QDateTime>& lastSavedAt() const { return lastSavedAt_; }
-    QDateTime lastSavedAtValue() const { return lastSavedAt_.value_or(QDateTime()); }
-    bool destructiveConfirmationAccepted() const { return destructiveConfirmationAccepted_; }
-    bool trashCommitConfirmationAccepted() const { return trashCommitConfirmationAccepted_; }
+    bool destructiveConfirmationAccepted() const { return run_.destructiveConfirmationAccepted; }
+    bool trashCommitConfirmationAccepted() const { return run_.trashCommitConfirmationAccepted; }
     bool inspectorVisible() const { return inspectorVisible_; }
     bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
-    bool showReviewCompletion() const { return showReviewCompletion_; }
-    const std::optional<QUuid>& reviewAuditRequestID() const { return reviewAuditRequestID_; }
-    QString reviewAuditRequestIDText() const;
-    bool isReviewAuditPresented() const { return isReviewAuditPresented_; }
-    const std::optional<QString>& pendingDecisionGroupID() const { return pendingDecisionGroupID_; }
-    QString pendingDecisionGroupIDText() const { return pendingDecisionGroupID_.value_or(QString()); }
-    bool showFormatChoice() const { return showFormatChoice_; }
-    bool showPairingChoice() const { return showPairingChoice_; }
-    bool pairingWasTransferred() const { return pairingWasTransferred_; }
+    bool showReviewCompletion() const { return run_.showReviewCompletion; }
+    const std::optional<QString>& pendingDecisionGroupID() const { return run_.pendingDecisionGroupID; }
+    QString pendingDecisionGroupIDText() const { return run_.pendingDecisionGroupID.value_or(QString()); }
+    bool showFormatChoice() const { return run_.showFormatChoice; }
+    bool showPairingChoice() const { return run_.showPairingChoice; }
+    bool pairingWasTransferred() const { return run_.pairingWasTransferred; }
     // The open session document of this run (its photos are filled in when a snapshot is made).
     const std::optional<SortSession>& session() const { return session_; }
-    const QList<HistoryEntry>& history() const { return history_; }
-    bool metadataWasEnriched() const { return metadataWasEnriched_; }
+    const QList<HistoryEntry>& history() const { return run_.history; }
+    bool metadataWasEnriched() const { return run_.metadataWasEnriched; }
     // ---- Session ownership and run guards ----------------------------------------------------
-    // Opening a document would reset the state a running sort or trash step still works on.
-    bool canOpenSessionDocument() const { return !isApplying_; }
     // A run sorts by capture date only once every item it sorts had its dates read (or the
     // reading gave up); until then it does not start.
     bool isWaitingForCaptureDates() const;
@@ -210,7 +209,7 @@ public:
     int reviewGroupCount() const;
     std::optional<ReviewGroup> currentGroup() const;
     QVariantMap currentGroupMap() const;
-    int classifiedCount() const { return tally_.classified(); }
+    int classifiedCount() const { return run_.tally.classified(); }
     // The decision of the group's first member among the photos.
     std::optional<PhotoDecision> decision(const ReviewGroup& group) const;
     Q_INVOKABLE QString decisionNameForGroup(const QString& groupID) const;
@@ -221,10 +220,7 @@ public:
     std::optional<PhotoItem> photo(const ReviewGroup& group) const;
     // The current group's preview file first, then its other members; empty without a group.
     QStringList previewCandidates() const;
-    bool showResumeChoice() const { return route_ == AppRoute::welcome && resumableSession_.has_value(); }
-    QString resumableSessionDescription() const;
-    QString savedStatusText() const;
-    bool acceptsReviewShortcuts() const { return route_ == AppRoute::reviewing && !isReviewAuditPresented_; }
+    bool acceptsReviewShortcuts() const { return core_.route() == AppRoute::reviewing && !run_.isReviewAuditPresented; }
     // The text of the last decision's screen-reader announcement.
     const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
 
@@ -241,8 +237,9 @@ public:
     void setInspectorVisible(bool visible);
     void setAdvancedOptionsVisible(bool visible);
     void setPendingDecisionGroupID(const QString& groupID);
-    Q_INVOKABLE void setReviewAuditPresented(bool presented);
     Q_INVOKABLE void dismissAlert();
+    // Shows `message` in the window's one alert, replacing the one on screen.
+    void raiseAlert(const QString& message) { core_.raiseAlert(message); }
 
     // ---- Flow ------------------------------------------------------------------------------
     Q_INVOKABLE void newSort();
@@ -254,7 +251,6 @@ public:
     Q_INVOKABLE void startReviewing();
     Q_INVOKABLE void returnToReview();
     Q_INVOKABLE void showGroupInMainReview(const QString& groupID);
-    Q_INVOKABLE void requestReviewAudit();
 
     // ---- Decisions -------------------------------------------------------------------------
     Q_INVOKABLE void classify(const QString& decision);
@@ -267,9 +263,7 @@ public:
     // Whether a preview of `url` is on screen; only one of the current group's files counts.
     Q_INVOKABLE void setPreviewReady(bool ready, const QString& url);
 
-    // ---- Session ---------------------------------------------------------------------------
-    Q_INVOKABLE void resumeSavedSession();
-    Q_INVOKABLE void ignoreSavedSession();
+    // ---- Session (documents, resume and recovery lists: SessionStage) ---------------------
     // False, with the alert, when another process writes that session at this moment.
     bool apply(const SortSession& session);
     std::optional<SortSession> makeSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt) const;
@@ -277,15 +271,8 @@ public:
     // failure becomes the alert. The returned future is the store's own: wait on it or poll
     // it, but attach no continuation (it would replace the bookkeeping).
     QFuture<void> saveSessionSnapshot(std::optional<SortSessionStatus> status = std::nullopt);
-    // Writes the current session as a document (extension .kestrava) to `path`; false and an
-    // alert when there is no session or the write fails.
-    Q_INVOKABLE bool saveSessionDocument(const QString& path);
-    // Suggested file name for the save dialog: the sanitised run folder name.
-    Q_INVOKABLE QString suggestedSessionDocumentName() const;
-    // Reads a session document and applies it, with the messages of the open command.
-    Q_INVOKABLE bool openSessionDocument(const QString& path);
-    // Scans `folderPath` and parses `csvPath` in the background, then applies the recovery.
-    Q_INVOKABLE void importRecoveryCsv(const QString& csvPath, const QString& folderPath);
+    // Runs on a worker thread.
+    static FolderScan scanFolder(const WorkflowServices& services, const FileUrl& folder);
     // Throws SessionStoreError (ambiguous row) without changing anything.
     void applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory, const FileUrl& sourceFolder,
                        int skippedEntryCount = 0, std::optional<FileUrl> proposedDestinationBase = std::nullopt);
@@ -299,15 +286,15 @@ public:
     Q_INVOKABLE void removeArrowKeyMonitor();
 
     // ---- Execution (ViewModelExecution.cpp, ViewModelReport.cpp) -----------------------------
-    const std::optional<SortResult>& lastSortResult() const { return lastResult_; }
-    const std::optional<SortProgress>& progress() const { return sortProgress_; }
-    const std::optional<StorageEstimate>& currentStorageEstimate() const { return storageEstimate_; }
+    const std::optional<SortResult>& lastSortResult() const { return run_.lastResult; }
+    const std::optional<SortProgress>& progress() const { return run_.sortProgress; }
+    const std::optional<StorageEstimate>& currentStorageEstimate() const { return run_.storageEstimate; }
     // QML forms: maps with the fields' names, or null when unset.
     QVariant lastResult() const;
     QVariant storageEstimate() const;
     QVariant sortProgress() const;
     // The title above the progress while a run or a trash phase works; empty otherwise.
-    const QString& progressTitle() const { return progressTitle_; }
+    const QString& progressTitle() const { return run_.progressTitle; }
     // Every decision is in, a result folder and mode exist, nothing runs, the storage suffices
     // and, for the destructive mode, its first confirmation was accepted.
     bool canExecute() const;
@@ -330,13 +317,13 @@ public:
     QString reportText() const;
     // Writes the report atomically; false and an alert when it cannot be written.
     Q_INVOKABLE bool saveReport(const QString& path);
-    Q_INVOKABLE void openResultInFinder();
+    Q_INVOKABLE void openResultInFileManager();
     Q_INVOKABLE void showExecutionLog();
     // The execution task (organising, staging or committing), finished when none runs.
     QFuture<void> executionTask() const { return executionTask_; }
 
     // ---- Trash (ViewModelTrash.cpp) ----------------------------------------------------------
-    const std::optional<TrashPreparation>& preparedTrash() const { return trashPreparation_; }
+    const std::optional<TrashPreparation>& preparedTrash() const { return run_.trashPreparation; }
     QVariant trashPreparation() const;
     // Files decided delete: what phase one will stage.
     int rejectedFileCount() const;
@@ -358,7 +345,7 @@ public:
 
     // ---- Scan gaps and setup warnings (ViewModelLoading.cpp) -------------------------------
     // Entries the scan could not take; their files stay in the source folder whatever the run does.
-    int skippedEntryCount() const { return skippedEntryCount_; }
+    int skippedEntryCount() const { return run_.skippedEntryCount; }
     // The German note naming them; empty when nothing was left out.
     QString skippedEntriesNoteText() const;
     // Non-empty when the destination base lies inside (or is) the source folder.
@@ -396,16 +383,12 @@ signals:
     void ignoredPhotoCountChanged();
     void selectedReviewChoiceChanged();
     void decisionCountsChanged();
-    void resumableSessionChanged();
-    void lastSavedAtChanged();
     void destructiveConfirmationAcceptedChanged();
     void trashCommitConfirmationAcceptedChanged();
     void trashPreparationChanged();
     void inspectorVisibleChanged();
     void advancedOptionsVisibleChanged();
     void showReviewCompletionChanged();
-    void reviewAuditRequestIDChanged();
-    void isReviewAuditPresentedChanged();
     void pendingDecisionGroupIDChanged();
     void showFormatChoiceChanged();
     void showPairingChoiceChanged();
@@ -413,7 +396,6 @@ signals:
     void canStartReviewChanged();
     // Photos, groups, decisions or the index changed: every value derived from them.
     void reviewStateChanged();
-    void showResumeChoiceChanged();
     void acceptsReviewShortcutsChanged();
     void accessibilityAnnouncementChanged();
     void canExecuteChanged();
@@ -427,8 +409,6 @@ signals:
     void metadataEnriched();
 
 private:
-    friend class ReviewKeyFilter;
-
     // KestravaViewModel.cpp
     void resetTransientState();
     void setRoute(AppRoute route);
@@ -443,7 +423,6 @@ private:
     void setSelectedReviewChoice(std::optional<FormatReviewChoice> choice);
     void setOperationMode(std::optional<SortOperationMode> mode);
     void setShowReviewCompletion(bool show);
-    void setReviewAuditRequest(std::optional<QUuid> id);
     void setFlag(bool& field, bool value, void (KestravaViewModel::*signal)());
     void setCount(int& field, int value, void (KestravaViewModel::*signal)());
     void setSkippedEntryCount(int count);
@@ -451,8 +430,6 @@ private:
 
     // ViewModelLoading.cpp
     void prepareScannedPhotos(const QList<PhotoItem>& items);
-    // Runs on a worker thread.
-    static FolderScan scanFolder(const WorkflowServices& services, const FileUrl& folder);
     void applyReviewChoice(FormatReviewChoice choice);
     void rebuildReviewGroups();
     // Empty on success, else the failure text.
@@ -502,73 +479,37 @@ private:
     // ViewModelSession.cpp
     QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
                                  std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
-    void discoverResumableSession();
     void createSession();
     // Lets other processes take the open session, unless it is `keep`.
     void releaseSessionLock(std::optional<QUuid> keep = std::nullopt);
-    void setLastSavedAt(QDateTime when);
 
-    WorkflowServices services_;
+    // Declared first: every stage and reference below is built on it.
+    WorkflowCore core_;
+    WorkflowServices& services_ = core_.services;
+    // Everything of the current run; reset as a whole.
+    RunState& run_ = core_.run;
+    AuditStage audit_{core_, this};
+    SessionStage sessionStage_{core_, *this};
 
-    AppRoute route_ = AppRoute::welcome;
-    QList<PhotoItem> photos_;
-    QList<ReviewGroup> reviewGroups_;
-    int currentIndex_ = 0;
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
-    std::optional<FileUrl> destinationFolder_;
     QString runFolderName_;
     QString eventName_;
     bool groupByDate_ = true;
-    std::optional<SortOperationMode> selectedOperationMode_;
     VerificationMode verificationMode_ = VerificationMode::fileSize;
     bool writeRatingSidecars_ = false;
     int keepRatingStars_ = 1;
     bool isLoading_ = false;
-    bool isApplying_ = false;
     bool isPreparingMetadata_ = false;
-    bool isCheckingStorage_ = false;
-    bool isPreviewReady_ = false;
-    bool isCommittingDecision_ = false;
-    std::optional<QString> alertMessage_;
-    std::optional<DecisionFeedback> decisionFeedback_;
-    bool feedbackIsExiting_ = false;
-    int jpegAvailableCount_ = 0;
-    int rawAvailableCount_ = 0;
-    int ignoredPhotoCount_ = 0;
-    int skippedEntryCount_ = 0;
-    std::optional<FormatReviewChoice> selectedReviewChoice_;
-    DecisionTally tally_;
-    std::optional<SortSession> resumableSession_;
-    std::optional<QDateTime> lastSavedAt_;
-    bool destructiveConfirmationAccepted_ = false;
-    bool trashCommitConfirmationAccepted_ = false;
     bool inspectorVisible_ = true;
     bool advancedOptionsVisible_ = false;
-    bool showReviewCompletion_ = false;
-    std::optional<QUuid> reviewAuditRequestID_;
-    bool isReviewAuditPresented_ = false;
-    std::optional<QString> pendingDecisionGroupID_;
-    bool showFormatChoice_ = false;
-    bool showPairingChoice_ = false;
-    bool pairingWasTransferred_ = false;
     QString accessibilityAnnouncement_;
 
-    // Plain state.
-    QList<HistoryEntry> history_;
     QPointer<ReviewKeyFilter> keyMonitor_;
-    QList<PhotoItem> scannedInventory_;
-    QList<PhotoItem> passThroughPhotos_;
     std::optional<SortSession> session_;
-    bool metadataWasEnriched_ = false;
-    std::optional<QString> resolvedRunIdentity_;
-    ReviewIndex index_;
-    // The URL whose preview was last reported visible.
-    QString previewReadyURL_;
 
-    // Owned tasks. The generation counts runs: a continuation whose generation is no longer
-    // current belongs to a run that was reset and must not touch anything.
-    quint64 runGeneration_ = 0;
+    // Owned tasks. A continuation checks core_.generation(): when it is no longer the one it
+    // captured, the run was reset and the continuation must not touch anything.
     QFuture<FolderScan> scanTask_;
     QFuture<QList<PhotoItem>> metadataTask_;
     QTimer feedbackTimer_;
@@ -576,16 +517,8 @@ private:
     QTimer reviewCompletionTimer_;
 
     // Execution.
-    std::optional<SortResult> lastResult_;
-    std::optional<SortResult> preparedOrganizationResult_;
-    std::optional<SortProgress> sortProgress_;
-    std::optional<StorageEstimate> storageEstimate_;
-    QString progressTitle_;
     QFuture<void> executionTask_;
     quint64 storageGeneration_ = 0;
-    std::optional<TrashPreparation> trashPreparation_;
-    // Set when the journal could not be continued: the transaction waits for a person.
-    bool trashJournalBlocked_ = false;
     std::shared_ptr<CancellationFlag> executionCancel_;
     // The one execution thread: runs, staging and commits never overlap.
     QThreadPool executionPool_;

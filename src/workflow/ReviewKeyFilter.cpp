@@ -33,6 +33,23 @@ std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEven
     }
 }
 
+std::optional<ReviewKeyFilter::AuditAction> ReviewKeyFilter::auditActionFor(int key)
+{
+    switch (key) {
+    case Qt::Key_1:
+        return AuditAction::keep;
+    case Qt::Key_2:
+        return AuditAction::maybe;
+    case Qt::Key_3:
+        return AuditAction::del;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        return AuditAction::showLarge;
+    default:
+        return std::nullopt;
+    }
+}
+
 bool ReviewKeyFilter::focusAcceptsTextInput()
 {
     QObject* focus = QGuiApplication::focusObject();

@@ -5,6 +5,9 @@
 // installArrowKeyMonitor) so the keys work without a focused button; every other key, and
 // every arrow key outside review, passes on unchanged so text fields, menus and shortcuts
 // keep working.
+//
+// The one key table of the window: the audit list's keys are here too (its list handles the
+// arrows itself, so they move the selection there and decide nothing).
 
 #include <QObject>
 #include <QPointer>
@@ -29,6 +32,11 @@ public:
     // with Control, Alt or Meta down (Shift and the keypad flag do not block), while the focus
     // accepts text input, and for any key but the four arrows.
     static std::optional<Action> actionFor(const QKeyEvent& event, bool acceptsShortcuts, bool focusAcceptsText);
+
+    // The audit list's keys for its selected row: 1 keeps, 2 marks maybe, 3 rejects, Return or
+    // Enter shows the row in the main review; nothing for any other key.
+    enum class AuditAction { keep, maybe, del, showLarge };
+    static std::optional<AuditAction> auditActionFor(int key);
 
     // Whether the application's focus object takes text input (Qt::ImEnabled).
     static bool focusAcceptsTextInput();

@@ -28,20 +28,20 @@ QList<std::pair<FileUrl, std::optional<PhotoDecision>>> withDecision(const QList
 void KestravaViewModel::applyDecisionToGroup(qsizetype groupIndex,
                                              const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values)
 {
-    const ReviewGroup& group = reviewGroups_[groupIndex];
-    const auto before = index_.decision(group, photos_);
+    const ReviewGroup& group = run_.reviewGroups[groupIndex];
+    const auto before = run_.index.decision(group, run_.photos);
     for (const auto& [url, value] : values) {
-        const qsizetype i = index_.photoIndex(url);
+        const qsizetype i = run_.index.photoIndex(url);
         if (i >= 0)
-            photos_[i].decision = value;
+            run_.photos[i].decision = value;
     }
-    tally_.replace(before, index_.decision(group, photos_));
+    run_.tally.replace(before, run_.index.decision(group, run_.photos));
     emit photosChanged();
 }
 
 void KestravaViewModel::recalculateCounts()
 {
-    tally_.recalculate(effectiveReviewGroups(), photos_, index_);
+    run_.tally.recalculate(effectiveReviewGroups(), run_.photos, run_.index);
     emit decisionCountsChanged();
     emit reviewStateChanged();
 }
@@ -54,33 +54,33 @@ void KestravaViewModel::classify(const QString& decision)
 
 void KestravaViewModel::classify(PhotoDecision decision)
 {
-    const qsizetype groupIndex = currentIndex_;
-    if (groupIndex < 0 || groupIndex >= reviewGroups_.size())
+    const qsizetype groupIndex = run_.currentIndex;
+    if (groupIndex < 0 || groupIndex >= run_.reviewGroups.size())
         return;
     // A decision needs the picture on screen and the previous decision safely written.
-    if (isApplying_ || !isPreviewReady_ || isCommittingDecision_)
+    if (run_.isApplying || !run_.isPreviewReady || run_.isCommittingDecision)
         return;
-    const ReviewGroup& group = reviewGroups_[groupIndex];
+    const ReviewGroup& group = run_.reviewGroups[groupIndex];
 
     HistoryEntry entry{group.id, {}};
     entry.previous.reserve(group.memberURLs.size());
     bool memberUndecided = false;
     for (const FileUrl& url : group.memberURLs) {
-        const qsizetype i = index_.photoIndex(url);
-        const std::optional<PhotoDecision> previous = i >= 0 ? photos_[i].decision : std::nullopt;
+        const qsizetype i = run_.index.photoIndex(url);
+        const std::optional<PhotoDecision> previous = i >= 0 ? run_.photos[i].decision : std::nullopt;
         memberUndecided = memberUndecided || !previous;
         entry.previous.append({url, previous});
     }
     const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
 
-    history_.append(entry);
+    run_.history.append(entry);
     applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
     emit decisionCountsChanged();
     emit reviewStateChanged();
     showFeedback(group, decision);
 
-    const int previousIndex = currentIndex_;
-    const int nextIndex = currentIndex_ >= reviewGroupCount() - 1 ? currentIndex_ : currentIndex_ + 1;
+    const int previousIndex = run_.currentIndex;
+    const int nextIndex = run_.currentIndex >= reviewGroupCount() - 1 ? run_.currentIndex : run_.currentIndex + 1;
     commitDecision(groupIndex, decision, std::move(entry), decisionFailurePrefix, nextIndex, previousIndex,
                    shouldPresentCompletion);
 }
@@ -94,21 +94,21 @@ void KestravaViewModel::reclassify(const QString& decision, const QString& group
 void KestravaViewModel::reclassify(PhotoDecision decision, const QString& groupID)
 {
     // The audit list shows its own thumbnails, so only the write guards apply here.
-    const qsizetype groupIndex = index_.groupIndex(groupID);
-    if (groupIndex < 0 || isApplying_ || isCommittingDecision_)
+    const qsizetype groupIndex = run_.index.groupIndex(groupID);
+    if (groupIndex < 0 || run_.isApplying || run_.isCommittingDecision)
         return;
-    const ReviewGroup& group = reviewGroups_[groupIndex];
+    const ReviewGroup& group = run_.reviewGroups[groupIndex];
     HistoryEntry entry{group.id, {}};
     for (const FileUrl& url : group.memberURLs) {
-        const qsizetype i = index_.photoIndex(url);
-        entry.previous.append({url, i >= 0 ? photos_[i].decision : std::nullopt});
+        const qsizetype i = run_.index.photoIndex(url);
+        entry.previous.append({url, i >= 0 ? run_.photos[i].decision : std::nullopt});
     }
-    history_.append(entry);
+    run_.history.append(entry);
     applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
     emit decisionCountsChanged();
     emit reviewStateChanged();
     // The main review keeps its position; the audit window confirms the selection itself.
-    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, currentIndex_, currentIndex_, false);
+    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, run_.currentIndex, run_.currentIndex, false);
 }
 
 void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry,
@@ -121,10 +121,10 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
         return;
     }
     setCommitting(true);
-    const quint64 generation = runGeneration_;
-    const QList<FileUrl> urls = reviewGroups_[groupIndex].memberURLs;
+    const quint64 generation = core_.generation();
+    const QList<FileUrl> urls = run_.reviewGroups[groupIndex].memberURLs;
     auto rollback = [this, generation, groupIndex, entry, failurePrefix](const QString& reason) {
-        if (generation != runGeneration_)
+        if (generation != core_.generation())
             return;
         // The history entry stays and the overlay runs its course; only the files go back.
         applyDecisionToGroup(groupIndex, entry.previous);
@@ -135,7 +135,7 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
     persistEvent(SessionEventKind::decision, urls, decision, std::nullopt, nextIndex)
         .then(this,
               [this, generation, nextIndex, previousIndex, shouldPresentCompletion, groupID = entry.groupID](qint64) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   finishDecisionCommit(nextIndex, previousIndex, shouldPresentCompletion);
                   emit decisionCommitted(groupID);
@@ -158,27 +158,27 @@ void KestravaViewModel::finishDecisionCommit(int nextIndex, int previousIndex, b
 
 void KestravaViewModel::undoLastDecision()
 {
-    if (isCommittingDecision_)
+    if (run_.isCommittingDecision)
         return;
     // Taking back the last decision also withdraws the pending move to the confirmation
     // screen and any request to open the audit list.
     cancelReviewCompletion();
     setShowReviewCompletion(false);
-    setReviewAuditRequest(std::nullopt);
+    audit_.withdrawRequest();
 
-    if (history_.isEmpty()) {
+    if (run_.history.isEmpty()) {
         previousPhoto();
         return;
     }
-    const HistoryEntry entry = history_.takeLast();
-    const qsizetype groupIndex = index_.groupIndex(entry.groupID);
+    const HistoryEntry entry = run_.history.takeLast();
+    const qsizetype groupIndex = run_.index.groupIndex(entry.groupID);
     if (groupIndex < 0)
         return;
 
     QList<std::pair<FileUrl, std::optional<PhotoDecision>>> undone;
     for (const auto& [url, previous] : entry.previous) {
-        const qsizetype i = index_.photoIndex(url);
-        undone.append({url, i >= 0 ? photos_[i].decision : std::nullopt});
+        const qsizetype i = run_.index.photoIndex(url);
+        undone.append({url, i >= 0 ? run_.photos[i].decision : std::nullopt});
     }
     applyDecisionToGroup(groupIndex, entry.previous);
     recalculateCounts();
@@ -199,9 +199,9 @@ void KestravaViewModel::undoLastDecision()
             restored = previous;
     }
     setCommitting(true);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     auto rollback = [this, generation, groupIndex, undone](const QString& reason) {
-        if (generation != runGeneration_)
+        if (generation != core_.generation())
             return;
         applyDecisionToGroup(groupIndex, undone);
         recalculateCounts();
@@ -211,7 +211,7 @@ void KestravaViewModel::undoLastDecision()
     persistEvent(SessionEventKind::decision, urls, restored, std::nullopt, int(groupIndex))
         .then(this,
               [this, generation, groupID = entry.groupID](qint64) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   setCommitting(false);
                   emit decisionCommitted(groupID);
@@ -222,9 +222,9 @@ void KestravaViewModel::undoLastDecision()
 
 void KestravaViewModel::previousPhoto()
 {
-    if (currentIndex_ < 1 || isCommittingDecision_)
+    if (run_.currentIndex < 1 || run_.isCommittingDecision)
         return;
-    setCurrentIndex(currentIndex_ - 1);
+    setCurrentIndex(run_.currentIndex - 1);
     setPreviewReadyFlag(false);
     saveSessionSnapshot();
 }
@@ -238,8 +238,8 @@ void KestravaViewModel::setPreviewReady(bool ready, const QString& url)
     // A late callback for a group that is no longer current must not unlock decisions.
     if (!previewCandidates().contains(url))
         return;
-    previewReadyURL_ = url;
-    setFlag(isPreviewReady_, true, &KestravaViewModel::isPreviewReadyChanged);
+    run_.previewReadyURL = url;
+    setFlag(run_.isPreviewReady, true, &KestravaViewModel::isPreviewReadyChanged);
 }
 
 // ---- Feedback ------------------------------------------------------------------------------
@@ -253,9 +253,12 @@ void KestravaViewModel::cancelFeedbackTask()
 void KestravaViewModel::showFeedback(const ReviewGroup& group, PhotoDecision decision)
 {
     cancelFeedbackTask();
-    const QString scope = FeedbackText::scopeTitle(group.memberURLs.size());
-    decisionFeedback_ = DecisionFeedback{QUuid::createUuid(), decision, scope, int(group.memberURLs.size())};
-    setFlag(feedbackIsExiting_, false, &KestravaViewModel::feedbackIsExitingChanged);
+    QList<PhotoFormatGroup> formats;
+    for (const FileUrl& member : group.memberURLs)
+        formats.append(formatGroupForFileName(member.fileName()));
+    const QString scope = Wording::decisionScopeTitle(formats);
+    run_.decisionFeedback = DecisionFeedback{QUuid::createUuid(), decision, scope, int(group.memberURLs.size())};
+    setFlag(run_.feedbackIsExiting, false, &KestravaViewModel::feedbackIsExitingChanged);
     emit decisionFeedbackChanged();
 
     accessibilityAnnouncement_ =
@@ -272,15 +275,15 @@ void KestravaViewModel::advanceFeedback()
     case 0:
     case 1:
         ++feedbackStage_;
-        feedbackIsExiting_ = true;
+        run_.feedbackIsExiting = true;
         emit feedbackIsExitingChanged();
         feedbackTimer_.start(services_.timings.feedbackExitStep);
         return;
     default:
         feedbackStage_ = 0;
-        decisionFeedback_.reset();
+        run_.decisionFeedback.reset();
         emit decisionFeedbackChanged();
-        setFlag(feedbackIsExiting_, false, &KestravaViewModel::feedbackIsExitingChanged);
+        setFlag(run_.feedbackIsExiting, false, &KestravaViewModel::feedbackIsExitingChanged);
         return;
     }
 }
@@ -304,16 +307,15 @@ void KestravaViewModel::beginCompletionFlow()
                  + QStringLiteral(" offenen Motive."));
         return;
     }
-    if (!destinationFolder_) {
+    if (!run_.destinationFolder) {
         setAlert(QStringLiteral("Der Ergebnisordner ist noch nicht festgelegt."));
         return;
     }
-    if (pendingDecisionGroupID_ || isCommittingDecision_)
+    if (run_.pendingDecisionGroupID || run_.isCommittingDecision)
         return;
     setDestructiveConfirmationAccepted(false);
     setShowReviewCompletion(false);
-    setReviewAuditRequest(std::nullopt);
-    setReviewAuditPresented(false);
+    audit_.withdraw();
     setTrashCommitConfirmationAccepted(false);
     setRoute(AppRoute::confirmation);
     refreshStorageEstimate();
@@ -322,7 +324,7 @@ void KestravaViewModel::beginCompletionFlow()
 
 void KestravaViewModel::returnToReview()
 {
-    if (route_ != AppRoute::confirmation)
+    if (route() != AppRoute::confirmation)
         return;
     setPreviewReadyFlag(false);
     setRoute(AppRoute::reviewing);
@@ -330,19 +332,14 @@ void KestravaViewModel::returnToReview()
 
 void KestravaViewModel::showGroupInMainReview(const QString& groupID)
 {
-    const qsizetype groupIndex = index_.groupIndex(groupID);
-    if (groupIndex < 0 || isCommittingDecision_)
+    const qsizetype groupIndex = run_.index.groupIndex(groupID);
+    if (groupIndex < 0 || run_.isCommittingDecision)
         return;
-    if (groupIndex != currentIndex_) {
+    if (groupIndex != run_.currentIndex) {
         setCurrentIndex(int(groupIndex));
         setPreviewReadyFlag(false);
     }
     setRoute(AppRoute::reviewing);
-}
-
-void KestravaViewModel::requestReviewAudit()
-{
-    setReviewAuditRequest(QUuid::createUuid());
 }
 
 } // namespace kestrava

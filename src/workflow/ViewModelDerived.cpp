@@ -10,47 +10,47 @@ namespace kestrava {
 
 bool KestravaViewModel::canStartReview() const
 {
-    return sourceFolder_ && destinationBaseFolder_ && selectedReviewChoice_ && selectedOperationMode_
+    return sourceFolder_ && destinationBaseFolder_ && run_.selectedReviewChoice && run_.selectedOperationMode
         && !DestinationPlanner::sanitize(runFolderName_).isEmpty();
 }
 
 QList<ReviewGroup> KestravaViewModel::effectiveReviewGroups() const
 {
-    if (!reviewGroups_.isEmpty() || photos_.isEmpty())
-        return reviewGroups_;
-    return ReviewGroup::build(photos_, selectedReviewChoice_);
+    if (!run_.reviewGroups.isEmpty() || run_.photos.isEmpty())
+        return run_.reviewGroups;
+    return ReviewGroup::build(run_.photos, run_.selectedReviewChoice);
 }
 
 int KestravaViewModel::reviewGroupCount() const
 {
     // The stored groups are rebuilt with every change of the photo list, so they are empty
     // only when there is nothing to review.
-    return int(reviewGroups_.isEmpty() && !photos_.isEmpty() ? effectiveReviewGroups().size() : reviewGroups_.size());
+    return int(run_.reviewGroups.isEmpty() && !run_.photos.isEmpty() ? effectiveReviewGroups().size() : run_.reviewGroups.size());
 }
 
 std::optional<ReviewGroup> KestravaViewModel::currentGroup() const
 {
-    if (currentIndex_ < 0)
+    if (run_.currentIndex < 0)
         return std::nullopt;
-    if (currentIndex_ < reviewGroups_.size())
-        return reviewGroups_[currentIndex_];
-    if (!reviewGroups_.isEmpty())
+    if (run_.currentIndex < run_.reviewGroups.size())
+        return run_.reviewGroups[run_.currentIndex];
+    if (!run_.reviewGroups.isEmpty())
         return std::nullopt;
     const QList<ReviewGroup> groups = effectiveReviewGroups();
-    return currentIndex_ < groups.size() ? std::optional(groups[currentIndex_]) : std::nullopt;
+    return run_.currentIndex < groups.size() ? std::optional(groups[run_.currentIndex]) : std::nullopt;
 }
 
 std::optional<PhotoDecision> KestravaViewModel::decision(const ReviewGroup& group) const
 {
-    return index_.decision(group, photos_);
+    return run_.index.decision(group, run_.photos);
 }
 
 QString KestravaViewModel::decisionNameForGroup(const QString& groupID) const
 {
-    const qsizetype i = index_.groupIndex(groupID);
-    if (i < 0 || i >= reviewGroups_.size())
+    const qsizetype i = run_.index.groupIndex(groupID);
+    if (i < 0 || i >= run_.reviewGroups.size())
         return {};
-    const auto value = decision(reviewGroups_[i]);
+    const auto value = decision(run_.reviewGroups[i]);
     return value ? rawValue(*value) : QString();
 }
 
@@ -75,9 +75,9 @@ QStringList KestravaViewModel::decisionTimelineNames() const
 std::optional<PhotoItem> KestravaViewModel::photo(const ReviewGroup& group) const
 {
     for (const FileUrl& member : group.memberURLs) {
-        const qsizetype i = index_.photoIndex(member);
-        if (i >= 0 && i < photos_.size())
-            return photos_[i];
+        const qsizetype i = run_.index.photoIndex(member);
+        if (i >= 0 && i < run_.photos.size())
+            return run_.photos[i];
     }
     return std::nullopt;
 }
@@ -112,8 +112,8 @@ QVariantMap KestravaViewModel::currentGroupMap() const
     if (const auto item = photo(*group)) {
         qint64 bytes = 0;
         for (const FileUrl& member : group->memberURLs)
-            if (const qsizetype i = index_.photoIndex(member); i >= 0)
-                bytes += photos_[i].fileSize;
+            if (const qsizetype i = run_.index.photoIndex(member); i >= 0)
+                bytes += run_.photos[i].fileSize;
         map.insert(QStringLiteral("totalBytes"), bytes);
         map.insert(QStringLiteral("captureDate"), item->captureDate);
     }
@@ -124,41 +124,19 @@ QVariantMap KestravaViewModel::decisionCountsMap() const
 {
     QVariantMap map;
     for (PhotoDecision d : allCases<PhotoDecision>())
-        map.insert(rawValue(d), tally_.count(d));
+        map.insert(rawValue(d), run_.tally.count(d));
     return map;
 }
 
 QVariantMap KestravaViewModel::decisionFeedbackMap() const
 {
-    if (!decisionFeedback_)
+    if (!run_.decisionFeedback)
         return {};
-    return {{QStringLiteral("id"), json::encodeUuid(decisionFeedback_->id)},
-            {QStringLiteral("decision"), rawValue(decisionFeedback_->decision)},
-            {QStringLiteral("scopeTitle"), decisionFeedback_->scopeTitle},
-            {QStringLiteral("fileCount"), decisionFeedback_->fileCount},
-            {QStringLiteral("title"), decisionFeedback_->title()}};
-}
-
-QString KestravaViewModel::reviewAuditRequestIDText() const
-{
-    return reviewAuditRequestID_ ? json::encodeUuid(*reviewAuditRequestID_) : QString();
-}
-
-QString KestravaViewModel::resumableSessionDescription() const
-{
-    if (!resumableSession_)
-        return {};
-    int decided = 0;
-    for (const PhotoItem& item : resumableSession_->photos)
-        decided += item.decision ? 1 : 0;
-    return QString::number(decided) + QStringLiteral(" Dateien entschieden · ") + resumableSession_->sourceFolder.fileName();
-}
-
-QString KestravaViewModel::savedStatusText() const
-{
-    if (!lastSavedAt_)
-        return QStringLiteral("Wird automatisch gesichert");
-    return QStringLiteral("Gespeichert · ") + lastSavedAt_->toLocalTime().toString(QStringLiteral("HH:mm"));
+    return {{QStringLiteral("id"), json::encodeUuid(run_.decisionFeedback->id)},
+            {QStringLiteral("decision"), rawValue(run_.decisionFeedback->decision)},
+            {QStringLiteral("scopeTitle"), run_.decisionFeedback->scopeTitle},
+            {QStringLiteral("fileCount"), run_.decisionFeedback->fileCount},
+            {QStringLiteral("title"), run_.decisionFeedback->title()}};
 }
 
 } // namespace kestrava

@@ -23,39 +23,39 @@ const QString notConfirmedMessage = QStringLiteral("Die Ausführung ist noch nic
 
 void KestravaViewModel::setProgressTitle(const QString& title)
 {
-    if (progressTitle_ == title)
+    if (run_.progressTitle == title)
         return;
-    progressTitle_ = title;
+    run_.progressTitle = title;
     emit progressTitleChanged();
 }
 
 void KestravaViewModel::setSortProgress(std::optional<SortProgress> progress)
 {
-    if (sortProgress_ == progress)
+    if (run_.sortProgress == progress)
         return;
-    sortProgress_ = std::move(progress);
+    run_.sortProgress = std::move(progress);
     emit sortProgressChanged();
 }
 
 void KestravaViewModel::setLastResult(std::optional<SortResult> result)
 {
-    if (lastResult_ == result)
+    if (run_.lastResult == result)
         return;
-    lastResult_ = std::move(result);
+    run_.lastResult = std::move(result);
     emit lastResultChanged();
 }
 
 void KestravaViewModel::setStorageEstimate(std::optional<StorageEstimate> estimate)
 {
-    if (storageEstimate_ == estimate)
+    if (run_.storageEstimate == estimate)
         return;
-    storageEstimate_ = std::move(estimate);
+    run_.storageEstimate = std::move(estimate);
     emit storageEstimateChanged();
 }
 
 void KestravaViewModel::setApplying(bool applying)
 {
-    setFlag(isApplying_, applying, &KestravaViewModel::isApplyingChanged);
+    setFlag(run_.isApplying, applying, &KestravaViewModel::isApplyingChanged);
 }
 
 void KestravaViewModel::executionInputsChanged()
@@ -68,7 +68,7 @@ void KestravaViewModel::executionInputsChanged()
 
 bool KestravaViewModel::canExecute() const
 {
-    if (isApplying_ || isLoading_ || isCommittingDecision_ || !selectedOperationMode_ || !destinationFolder_)
+    if (run_.isApplying || isLoading_ || run_.isCommittingDecision || !run_.selectedOperationMode || !run_.destinationFolder)
         return false;
     if (session_ && session_->requiresModeSelection)
         return false;
@@ -78,19 +78,19 @@ bool KestravaViewModel::canExecute() const
         return false;
     // A known shortage blocks; an estimate still being computed does not, because the run
     // checks the volume again before its first file.
-    if (storageEstimate_ && !storageEstimate_->isSufficient)
+    if (run_.storageEstimate && !run_.storageEstimate->isSufficient)
         return false;
-    if (*selectedOperationMode_ == SortOperationMode::organizeAndTrash && !destructiveConfirmationAccepted_)
+    if (*run_.selectedOperationMode == SortOperationMode::organizeAndTrash && !run_.destructiveConfirmationAccepted)
         return false;
     // Staged safety copies wait for their own confirmation; a second run would stage again.
-    if (trashPreparation_ && !trashPreparation_->entries.isEmpty())
+    if (run_.trashPreparation && !run_.trashPreparation->entries.isEmpty())
         return false;
     return true;
 }
 
 bool KestravaViewModel::isWaitingForCaptureDates() const
 {
-    return !metadataWasEnriched_ && !(photos_.isEmpty() && passThroughPhotos_.isEmpty());
+    return !run_.metadataWasEnriched && !(run_.photos.isEmpty() && run_.passThroughPhotos.isEmpty());
 }
 
 QString KestravaViewModel::executionWaitText() const
@@ -103,9 +103,9 @@ QString KestravaViewModel::executionWaitText() const
 
 QList<PhotoItem> KestravaViewModel::itemsForExecution() const
 {
-    QList<PhotoItem> items = photos_;
-    items.reserve(photos_.size() + passThroughPhotos_.size());
-    for (PhotoItem carried : passThroughPhotos_) {
+    QList<PhotoItem> items = run_.photos;
+    items.reserve(run_.photos.size() + run_.passThroughPhotos.size());
+    for (PhotoItem carried : run_.passThroughPhotos) {
         // The setup screen promises that the format not reviewed is filed as keep.
         carried.decision = PhotoDecision::keep;
         items.append(std::move(carried));
@@ -119,7 +119,7 @@ SortOptions KestravaViewModel::currentOptions(const FileUrl& destination) const
     options.destinationRoot = destination;
     options.eventName = eventName_.trimmed();
     options.groupByDate = groupByDate_;
-    options.operationMode = selectedOperationMode_.value_or(SortOperationMode::safeCopy);
+    options.operationMode = run_.selectedOperationMode.value_or(SortOperationMode::safeCopy);
     options.verificationMode = verificationMode_;
     options.writeRatingSidecars = writeRatingSidecars_;
     options.keepRatingStars = keepRatingStars_;
@@ -136,7 +136,7 @@ void KestravaViewModel::updateRatingSidecars(bool write, int keepStars)
 
 void KestravaViewModel::refreshStorageEstimate()
 {
-    if (!destinationFolder_ || !selectedOperationMode_) {
+    if (!run_.destinationFolder || !run_.selectedOperationMode) {
         setStorageEstimate(std::nullopt);
         return;
     }
@@ -145,17 +145,17 @@ void KestravaViewModel::refreshStorageEstimate()
     for (PhotoItem& item : items)
         if (!item.decision)
             item.decision = PhotoDecision::keep;
-    const SortOptions options = currentOptions(*destinationFolder_);
+    const SortOptions options = currentOptions(*run_.destinationFolder);
     const QMap<QString, ExecutionRecord> records = session_ ? session_->executionRecords : QMap<QString, ExecutionRecord>{};
     const quint64 generation = ++storageGeneration_;
-    setFlag(isCheckingStorage_, true, &KestravaViewModel::isCheckingStorageChanged);
+    setFlag(run_.isCheckingStorage, true, &KestravaViewModel::isCheckingStorageChanged);
     QtConcurrent::run([items, options, records] { return StoragePreflight::estimate(items, options, records); })
         .then(this, [this, generation](const StorageEstimate& estimate) {
             // Only the newest request publishes; an older one finishing late is stale.
             if (generation != storageGeneration_)
                 return;
             setStorageEstimate(estimate);
-            setFlag(isCheckingStorage_, false, &KestravaViewModel::isCheckingStorageChanged);
+            setFlag(run_.isCheckingStorage, false, &KestravaViewModel::isCheckingStorageChanged);
         });
 }
 
@@ -163,7 +163,7 @@ void KestravaViewModel::refreshStorageEstimate()
 
 void KestravaViewModel::applySort()
 {
-    if (selectedOperationMode_ == SortOperationMode::organizeAndTrash)
+    if (run_.selectedOperationMode == SortOperationMode::organizeAndTrash)
         prepareTrashSort();
     else
         applyStandardSort();
@@ -182,7 +182,7 @@ void KestravaViewModel::applyStandardSort()
 
 void KestravaViewModel::retryPendingSort()
 {
-    if (isApplying_)
+    if (run_.isApplying)
         return;
     // The last run's result is history now; its records decide what is skipped.
     setLastResult(std::nullopt);
@@ -240,14 +240,14 @@ void KestravaViewModel::recordExecutionOutcome(const ExecutionRecord& record, qi
     session_->executionRecords.insert(record.sourcePath, record);
     session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
     if (sequence > 0)
-        setLastSavedAt(now());
+        sessionStage_.setLastSavedAt(now());
 }
 
 void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then)
 {
     ExecutionRequest request;
     request.items = itemsForExecution();
-    request.options = currentOptions(*destinationFolder_);
+    request.options = currentOptions(*run_.destinationFolder);
     if (session_) {
         request.snapshot = makeSessionSnapshot(SortSessionStatus::running);
         // Later snapshots build on this status even before the store confirms it.
@@ -265,7 +265,7 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
 
     auto cancel = std::make_shared<CancellationFlag>();
     executionCancel_ = cancel;
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     setApplying(true);
     // Until the executor reports, the count is of the files it will copy or move; in the
     // trash mode the rejected ones are staged later and counted then.
@@ -280,13 +280,13 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
     // alive whenever the worker posts.
     const ExecutionRun::ProgressSink progress = [this, generation](const SortProgress& value) {
         QMetaObject::invokeMethod(this, [this, generation, value] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 setSortProgress(value);
         }, Qt::QueuedConnection);
     };
     const ExecutionRun::RecordSink records = [this, generation](const ExecutionRecord& record, qint64 sequence) {
         QMetaObject::invokeMethod(this, [this, generation, record, sequence] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 recordExecutionOutcome(record, sequence);
         }, Qt::QueuedConnection);
     };
@@ -294,12 +294,12 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
                          return ExecutionRun::run(request, progress, records, cancel);
                      })
                          .then(this, [this, generation, then = std::move(then)](const ExecutionOutcome& outcome) {
-                             if (generation != runGeneration_)
+                             if (generation != core_.generation())
                                  return;
                              executionCancel_.reset();
                              setApplying(false);
                              if (outcome.snapshotSaved)
-                                 setLastSavedAt(now());
+                                 sessionStage_.setLastSavedAt(now());
                              then(outcome);
                              emit executionFinished();
                          });
@@ -317,7 +317,7 @@ void KestravaViewModel::finishStandardRun(const ExecutionOutcome& outcome)
     }
     const SortResult& result = *outcome.result;
     setLastResult(result);
-    SortProgress finished = sortProgress_.value_or(SortProgress{});
+    SortProgress finished = run_.sortProgress.value_or(SortProgress{});
     finished.phase = SortPhase::finished;
     setSortProgress(finished);
     const bool complete = result.pendingCount == 0 && result.errors.isEmpty() && !result.cancelled;

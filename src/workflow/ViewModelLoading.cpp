@@ -48,12 +48,12 @@ void KestravaViewModel::load(const FileUrl& folder)
     setRoute(AppRoute::scanning);
     setFlag(isLoading_, true, &KestravaViewModel::isLoadingChanged);
 
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     scanTask_ = QtConcurrent::run([services = services_, folder] { return scanFolder(services, folder); });
     scanTask_
         .then(this,
               [this, generation](const FolderScan& scanned) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   const QList<PhotoItem>& items = scanned.outcome.items;
                   // Unless the user already chose a base.
@@ -76,14 +76,14 @@ void KestravaViewModel::load(const FileUrl& folder)
               })
         .onFailed(this,
                   [this, generation](const QException& error) {
-                      if (generation != runGeneration_)
+                      if (generation != core_.generation())
                           return;
                       setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
                       setRoute(AppRoute::welcome);
                       setAlert(failureText(error));
                   })
         .onFailed(this, [this, generation] {
-            if (generation != runGeneration_)
+            if (generation != core_.generation())
                 return;
             setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
             setRoute(AppRoute::welcome);
@@ -106,12 +106,12 @@ FolderScan KestravaViewModel::scanFolder(const WorkflowServices& services, const
 
 void KestravaViewModel::setSkippedEntryCount(int count)
 {
-    setCount(skippedEntryCount_, count, &KestravaViewModel::skippedEntryCountChanged);
+    setCount(run_.skippedEntryCount, count, &KestravaViewModel::skippedEntryCountChanged);
 }
 
 QString KestravaViewModel::skippedEntriesNoteText() const
 {
-    return skippedEntriesNote(skippedEntryCount_);
+    return skippedEntriesNote(run_.skippedEntryCount);
 }
 
 namespace {
@@ -143,7 +143,7 @@ QString KestravaViewModel::destinationBaseWarning() const
 
 void KestravaViewModel::prepareScannedPhotos(const QList<PhotoItem>& items)
 {
-    scannedInventory_ = items;
+    run_.scannedInventory = items;
     int jpegs = 0;
     int raws = 0;
     int others = 0;
@@ -152,14 +152,14 @@ void KestravaViewModel::prepareScannedPhotos(const QList<PhotoItem>& items)
         raws += item.formatGroup == PhotoFormatGroup::raw ? 1 : 0;
         others += item.formatGroup == PhotoFormatGroup::other ? 1 : 0;
     }
-    setCount(jpegAvailableCount_, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
-    setCount(rawAvailableCount_, raws, &KestravaViewModel::rawAvailableCountChanged);
+    setCount(run_.jpegAvailableCount, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
+    setCount(run_.rawAvailableCount, raws, &KestravaViewModel::rawAvailableCountChanged);
     // Files of neither format are never reviewed; the choice adds the format it leaves out.
-    setCount(ignoredPhotoCount_, others, &KestravaViewModel::ignoredPhotoCountChanged);
+    setCount(run_.ignoredPhotoCount, others, &KestravaViewModel::ignoredPhotoCountChanged);
 
     const auto choice = preselectedReviewChoice(jpegs, raws);
     setSelectedReviewChoice(choice);
-    setFlag(showFormatChoice_, offersFormatChoice(jpegs, raws), &KestravaViewModel::showFormatChoiceChanged);
+    setFlag(run_.showFormatChoice, offersFormatChoice(jpegs, raws), &KestravaViewModel::showFormatChoiceChanged);
     if (choice)
         applyReviewChoice(*choice);
     setRoute(AppRoute::setup);
@@ -174,11 +174,11 @@ void KestravaViewModel::chooseFormatReview(const QString& choice)
 void KestravaViewModel::chooseFormatReview(FormatReviewChoice choice)
 {
     setSelectedReviewChoice(choice);
-    setFlag(showFormatChoice_, false, &KestravaViewModel::showFormatChoiceChanged);
+    setFlag(run_.showFormatChoice, false, &KestravaViewModel::showFormatChoiceChanged);
     applyReviewChoice(choice);
     // Other groups, other run: the result folder is resolved anew when review starts.
     setDestinationFolder(std::nullopt);
-    resolvedRunIdentity_.reset();
+    run_.resolvedRunIdentity.reset();
     saveSessionSnapshot();
 }
 
@@ -187,7 +187,7 @@ void KestravaViewModel::applyReviewChoice(FormatReviewChoice choice)
     QList<PhotoItem> reviewed;
     QList<PhotoItem> carried;
     int ignored = 0;
-    for (const PhotoItem& item : scannedInventory_) {
+    for (const PhotoItem& item : run_.scannedInventory) {
         if (choiceReviews(choice, item.formatGroup)) {
             reviewed.append(item);
         } else {
@@ -195,13 +195,13 @@ void KestravaViewModel::applyReviewChoice(FormatReviewChoice choice)
             ++ignored;
         }
     }
-    photos_ = std::move(reviewed);
-    passThroughPhotos_ = std::move(carried);
-    setCount(ignoredPhotoCount_, ignored, &KestravaViewModel::ignoredPhotoCountChanged);
+    run_.photos = std::move(reviewed);
+    run_.passThroughPhotos = std::move(carried);
+    setCount(run_.ignoredPhotoCount, ignored, &KestravaViewModel::ignoredPhotoCountChanged);
     emit photosChanged();
-    currentIndex_ = 0;
+    run_.currentIndex = 0;
     emit currentIndexChanged();
-    history_.clear();
+    run_.history.clear();
     setPreviewReadyFlag(false);
     rebuildReviewGroups();
     recalculateCounts();
@@ -209,8 +209,8 @@ void KestravaViewModel::applyReviewChoice(FormatReviewChoice choice)
 
 void KestravaViewModel::rebuildReviewGroups()
 {
-    reviewGroups_ = ReviewGroup::build(photos_, selectedReviewChoice_);
-    index_.rebuild(photos_, reviewGroups_);
+    run_.reviewGroups = ReviewGroup::build(run_.photos, run_.selectedReviewChoice);
+    run_.index.rebuild(run_.photos, run_.reviewGroups);
     emit reviewGroupsChanged();
     emit reviewStateChanged();
 }
@@ -238,14 +238,14 @@ std::optional<QString> KestravaViewModel::resolveRunFolderIfNeeded(const FileUrl
     if (name.isEmpty())
         return QStringLiteral("Bitte wähle Format, Modus, Zielbasis und einen Namen für den Ergebnisordner.");
     const QString identity = base.path() + QLatin1Char('\n') + name;
-    if (resolvedRunIdentity_ == identity && destinationFolder_)
+    if (run_.resolvedRunIdentity == identity && run_.destinationFolder)
         return std::nullopt;
     const FileUrl folder = DestinationPlanner::uniqueRunFolder(base, name, services_.exists);
     setDestinationFolder(folder);
     setRunFolderNameValue(folder.fileName());
     // The identity keeps the name the user asked for, so re-entering review with the same
     // base and name finds the folder already resolved even when a counter was appended.
-    resolvedRunIdentity_ = identity;
+    run_.resolvedRunIdentity = identity;
     return std::nullopt;
 }
 
@@ -258,31 +258,31 @@ void KestravaViewModel::cancelMetadataTask()
 
 void KestravaViewModel::startMetadataEnrichment()
 {
-    if (metadataWasEnriched_ || (photos_.isEmpty() && passThroughPhotos_.isEmpty()))
+    if (run_.metadataWasEnriched || (run_.photos.isEmpty() && run_.passThroughPhotos.isEmpty()))
         return;
     cancelMetadataTask();
     setFlag(isPreparingMetadata_, true, &KestravaViewModel::isPreparingMetadataChanged);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     // The files carried along unreviewed are sorted into date folders too.
-    metadataTask_ = services_.metadata->enrich(photos_ + passThroughPhotos_);
+    metadataTask_ = services_.metadata->enrich(run_.photos + run_.passThroughPhotos);
     metadataTask_
         .then(this,
               [this, generation](const QList<PhotoItem>& enriched) {
-                  if (generation != runGeneration_)
+                  if (generation != core_.generation())
                       return;
                   QHash<FileUrl, qsizetype> carried;
-                  for (qsizetype i = 0; i < passThroughPhotos_.size(); ++i)
-                      carried.insert(passThroughPhotos_[i].sourceURL, i);
+                  for (qsizetype i = 0; i < run_.passThroughPhotos.size(); ++i)
+                      carried.insert(run_.passThroughPhotos[i].sourceURL, i);
                   // Only the dates are taken: decisions made meanwhile stay as they are.
                   for (const PhotoItem& item : enriched) {
                       if (item.captureDate.isNull())
                           continue;
-                      if (const qsizetype i = index_.photoIndex(item.sourceURL); i >= 0)
-                          takeCaptureDate(photos_[i], item);
+                      if (const qsizetype i = run_.index.photoIndex(item.sourceURL); i >= 0)
+                          takeCaptureDate(run_.photos[i], item);
                       else if (const auto found = carried.constFind(item.sourceURL); found != carried.constEnd())
-                          takeCaptureDate(passThroughPhotos_[*found], item);
+                          takeCaptureDate(run_.passThroughPhotos[*found], item);
                   }
-                  metadataWasEnriched_ = true;
+                  run_.metadataWasEnriched = true;
                   emit canExecuteChanged();
                   setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   emit photosChanged();
@@ -292,14 +292,14 @@ void KestravaViewModel::startMetadataEnrichment()
                   [this, generation] {
                       // Capture dates are a convenience: without them the files keep their
                       // file dates and nothing is reported; the run need not wait any longer.
-                      if (generation != runGeneration_)
+                      if (generation != core_.generation())
                           return;
-                      metadataWasEnriched_ = true;
+                      run_.metadataWasEnriched = true;
                       emit canExecuteChanged();
                       setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   })
         .onCanceled(this, [this, generation] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
         });
 }

@@ -14,37 +14,7 @@ namespace {
 
 const QString recoveredEventName = QStringLiteral("Wiederhergestellt");
 
-struct RecoveryInput {
-    QList<RecoveryCSVRow> rows;
-    FolderScan scanned;
-};
-
 } // namespace
-
-void KestravaViewModel::importRecoveryCsv(const QString& csvPath, const QString& folderPath)
-{
-    if (csvPath.isEmpty() || folderPath.isEmpty())
-        return;
-    const FileUrl folder = FileUrl::fromLocalPath(folderPath);
-    // Parsing first: a broken list fails before the folder is read at all.
-    QtConcurrent::run([csvPath, folder, services = services_] {
-        RecoveryInput input;
-        input.rows = RecoveryCSVImporter::parse(readWholeFile(csvPath));
-        input.scanned = scanFolder(services, folder);
-        return input;
-    })
-        .then(this,
-              [this, folder](const RecoveryInput& input) {
-                  try {
-                      applyRecovery(input.rows, input.scanned.outcome.items, folder,
-                                    input.scanned.outcome.skippedEntryCount(), input.scanned.proposedDestinationBase);
-                  } catch (const QException& error) {
-                      setAlert(failureText(error));
-                  }
-              })
-        .onFailed(this, [this](const QException& error) { setAlert(failureText(error)); })
-        .onFailed(this, [this] { setAlert(QStringLiteral("Die CSV-Datei konnte nicht importiert werden: Unbekannter Fehler.")); });
-}
 
 void KestravaViewModel::applyRecovery(const QList<RecoveryCSVRow>& rows, const QList<PhotoItem>& inventory,
                                       const FileUrl& sourceFolder, int skippedEntryCount,

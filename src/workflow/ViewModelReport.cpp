@@ -29,9 +29,9 @@ QString lastComponentOrDash(const std::optional<FileUrl>& folder)
 
 QVariant KestravaViewModel::lastResult() const
 {
-    if (!lastResult_)
+    if (!run_.lastResult)
         return {};
-    const SortResult& r = *lastResult_;
+    const SortResult& r = *run_.lastResult;
     return QVariantMap{{QStringLiteral("organizedCount"), r.organizedCount},
                        {QStringLiteral("skippedCount"), r.skippedCount},
                        {QStringLiteral("pendingCount"), r.pendingCount},
@@ -44,9 +44,9 @@ QVariant KestravaViewModel::lastResult() const
 
 QVariant KestravaViewModel::storageEstimate() const
 {
-    if (!storageEstimate_)
+    if (!run_.storageEstimate)
         return {};
-    const StorageEstimate& e = *storageEstimate_;
+    const StorageEstimate& e = *run_.storageEstimate;
     QVariantMap map{{QStringLiteral("message"), e.message},
                     {QStringLiteral("isSufficient"), e.isSufficient},
                     {QStringLiteral("requiredBytes"), e.requiredBytes},
@@ -58,9 +58,9 @@ QVariant KestravaViewModel::storageEstimate() const
 
 QVariant KestravaViewModel::sortProgress() const
 {
-    if (!sortProgress_)
+    if (!run_.sortProgress)
         return {};
-    const SortProgress& p = *sortProgress_;
+    const SortProgress& p = *run_.sortProgress;
     return QVariantMap{{QStringLiteral("phase"), rawValue(p.phase)},
                        {QStringLiteral("completedFiles"), p.completedFiles},
                        {QStringLiteral("totalFiles"), p.totalFiles},
@@ -72,12 +72,12 @@ QVariant KestravaViewModel::sortProgress() const
 
 QString KestravaViewModel::reportText() const
 {
-    const SortResult result = lastResult_.value_or(SortResult{});
-    const QString mode = selectedOperationMode_ ? operationModeTitle(*selectedOperationMode_) : QStringLiteral("–");
+    const SortResult result = run_.lastResult.value_or(SortResult{});
+    const QString mode = run_.selectedOperationMode ? operationModeTitle(*run_.selectedOperationMode) : QStringLiteral("–");
     QStringList lines{QStringLiteral("Kestrava %1 Bericht").arg(QStringLiteral(KESTRAVA_VERSION)),
                       QStringLiteral("Modus: ") + mode,
                       QStringLiteral("Quelle: ") + lastComponentOrDash(sourceFolder_),
-                      QStringLiteral("Ziel: ") + lastComponentOrDash(destinationFolder_),
+                      QStringLiteral("Ziel: ") + lastComponentOrDash(run_.destinationFolder),
                       QStringLiteral("Organisiert: %1").arg(result.organizedCount),
                       QStringLiteral("Übersprungen: %1").arg(result.skippedCount),
                       QStringLiteral("Papierkorb: %1").arg(result.trashedCount),
@@ -100,10 +100,10 @@ bool KestravaViewModel::saveReport(const QString& path)
     }
 }
 
-void KestravaViewModel::openResultInFinder()
+void KestravaViewModel::openResultInFileManager()
 {
-    if (destinationFolder_ && services_.desktop)
-        services_.desktop->reveal(*destinationFolder_);
+    if (run_.destinationFolder && services_.desktop)
+        services_.desktop->reveal(*run_.destinationFolder);
 }
 
 void KestravaViewModel::showExecutionLog()

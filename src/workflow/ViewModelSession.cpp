@@ -16,7 +16,6 @@ namespace kestrava {
 
 namespace {
 
-const QString snapshotFailurePrefix = QStringLiteral("Sitzung konnte nicht gespeichert werden: ");
 const QString ambiguousModeMessage = QStringLiteral(
     "Diese ältere Sitzung verwendete eine nicht eindeutige Verschieben-/Papierkorb-Kombination. Bitte wähle den Modus "
     "erneut.");
@@ -43,21 +42,7 @@ AppRoute routeForSession(const SortSession& session, bool everythingDecided)
     return AppRoute::setup;
 }
 
-int decidedFiles(const QList<PhotoItem>& photos)
-{
-    int decided = 0;
-    for (const PhotoItem& item : photos)
-        decided += item.decision ? 1 : 0;
-    return decided;
-}
-
 } // namespace
-
-void KestravaViewModel::setLastSavedAt(QDateTime when)
-{
-    lastSavedAt_ = std::move(when);
-    emit lastSavedAtChanged();
-}
 
 void KestravaViewModel::createSession()
 {
@@ -81,21 +66,21 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     snapshot.status = status.value_or(session_->status);
     snapshot.sourceFolder = sourceFolder_.value_or(session_->sourceFolder);
     snapshot.destinationBaseFolder = destinationBaseFolder_;
-    snapshot.destinationFolder = destinationFolder_;
+    snapshot.destinationFolder = run_.destinationFolder;
     snapshot.runFolderName = runFolderName_;
-    snapshot.photos = photos_;
-    snapshot.passThroughPhotos = passThroughPhotos_;
-    snapshot.ignoredPhotoCount = ignoredPhotoCount_;
-    snapshot.skippedEntryCount = skippedEntryCount_;
-    snapshot.selectedReviewChoice = selectedReviewChoice_;
-    snapshot.pairingWasTransferred = pairingWasTransferred_;
-    snapshot.pairingChoiceResolved = !showFormatChoice_;
-    snapshot.currentIndex = currentIndex_;
+    snapshot.photos = run_.photos;
+    snapshot.passThroughPhotos = run_.passThroughPhotos;
+    snapshot.ignoredPhotoCount = run_.ignoredPhotoCount;
+    snapshot.skippedEntryCount = run_.skippedEntryCount;
+    snapshot.selectedReviewChoice = run_.selectedReviewChoice;
+    snapshot.pairingWasTransferred = run_.pairingWasTransferred;
+    snapshot.pairingChoiceResolved = !run_.showFormatChoice;
+    snapshot.currentIndex = run_.currentIndex;
     snapshot.eventName = eventName_;
     snapshot.groupByDate = groupByDate_;
     // Without a chosen mode the document carries the default; a session still in setup is
     // restored with the mode unset (see apply).
-    snapshot.operationMode = selectedOperationMode_.value_or(session_->operationMode);
+    snapshot.operationMode = run_.selectedOperationMode.value_or(session_->operationMode);
     snapshot.verificationMode = verificationMode_;
     return snapshot;
 }
@@ -119,10 +104,10 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
         .then(this,
               [this, id] {
                   if (session_ && session_->id == id)
-                      setLastSavedAt(now());
+                      sessionStage_.setLastSavedAt(now());
               })
-        .onFailed(this, [this](const QException& error) { setAlert(snapshotFailurePrefix + failureText(error)); })
-        .onFailed(this, [this] { setAlert(snapshotFailurePrefix + unknownFailureText()); });
+        .onFailed(this, [this](const QException& error) { setAlert(sessionNotSavedPrefix() + failureText(error)); })
+        .onFailed(this, [this] { setAlert(sessionNotSavedPrefix() + unknownFailureText()); });
     return written;
 }
 
@@ -135,11 +120,11 @@ QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QLi
     for (const FileUrl& url : sourceURLs)
         paths.append(url.path());
     const QUuid id = session_->id;
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     return services_.sessionStore
         ->append(kind, paths, decision, std::move(category), nextIndex, session_->lastEventSequence, id)
         .then(this, [this, id, generation, nextIndex](qint64 sequence) {
-            if (generation != runGeneration_ || !session_ || session_->id != id)
+            if (generation != core_.generation() || !session_ || session_->id != id)
                 return sequence;
             // The reviewed photos themselves are taken from the live state whenever a
             // snapshot is made, so nothing large is copied per decision.
@@ -147,46 +132,16 @@ QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QLi
             session_->currentIndex = nextIndex;
             const QDateTime stamp = now();
             session_->updatedAt = stamp;
-            setLastSavedAt(stamp);
+            sessionStage_.setLastSavedAt(stamp);
             if (sequence % 100 == 0) {
                 // The event is durable already; a failed snapshot only costs replay time.
-                const int shownIndex = currentIndex_;
-                currentIndex_ = nextIndex;
+                const int shownIndex = run_.currentIndex;
+                run_.currentIndex = nextIndex;
                 saveSessionSnapshot();
-                currentIndex_ = shownIndex;
+                run_.currentIndex = shownIndex;
             }
             return sequence;
         });
-}
-
-void KestravaViewModel::discoverResumableSession()
-{
-    // A failure here only means nothing is offered; the user can still start a new sort.
-    services_.sessionStore->loadLatestIncomplete()
-        .then(this,
-              [this](const std::optional<SortSession>& found) {
-                  resumableSession_ = found;
-                  emit resumableSessionChanged();
-              })
-        .onFailed(this, [] {});
-}
-
-void KestravaViewModel::resumeSavedSession()
-{
-    if (!resumableSession_)
-        return;
-    const SortSession session = *resumableSession_;
-    resumableSession_.reset();
-    emit resumableSessionChanged();
-    apply(session);
-}
-
-void KestravaViewModel::ignoreSavedSession()
-{
-    if (!resumableSession_)
-        return;
-    resumableSession_.reset();
-    emit resumableSessionChanged();
 }
 
 bool KestravaViewModel::apply(const SortSession& session)
@@ -220,28 +175,28 @@ bool KestravaViewModel::apply(const SortSession& session)
         && (session.destinationFolder || session.status != SortSessionStatus::reviewing);
     setOperationMode(modeChosen ? std::optional(session.operationMode) : std::nullopt);
     if (session.destinationFolder && session.destinationBaseFolder)
-        resolvedRunIdentity_ = session.destinationBaseFolder->path() + QLatin1Char('\n')
+        run_.resolvedRunIdentity = session.destinationBaseFolder->path() + QLatin1Char('\n')
             + DestinationPlanner::sanitize(session.runFolderName);
 
-    photos_ = session.photos;
-    passThroughPhotos_ = session.passThroughPhotos;
+    run_.photos = session.photos;
+    run_.passThroughPhotos = session.passThroughPhotos;
     // The full inventory again, in scanner order, so that a new format choice can split it.
-    scannedInventory_ = photos_ + passThroughPhotos_;
-    PhotoInventoryScanner::sortByRelativePath(scannedInventory_);
+    run_.scannedInventory = run_.photos + run_.passThroughPhotos;
+    PhotoInventoryScanner::sortByRelativePath(run_.scannedInventory);
     int jpegs = 0;
     int raws = 0;
-    for (const PhotoItem& item : scannedInventory_) {
+    for (const PhotoItem& item : run_.scannedInventory) {
         jpegs += item.formatGroup == PhotoFormatGroup::jpeg ? 1 : 0;
         raws += item.formatGroup == PhotoFormatGroup::raw ? 1 : 0;
     }
-    setCount(jpegAvailableCount_, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
-    setCount(rawAvailableCount_, raws, &KestravaViewModel::rawAvailableCountChanged);
-    setCount(ignoredPhotoCount_, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
+    setCount(run_.jpegAvailableCount, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
+    setCount(run_.rawAvailableCount, raws, &KestravaViewModel::rawAvailableCountChanged);
+    setCount(run_.ignoredPhotoCount, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
     setSkippedEntryCount(session.skippedEntryCount);
     setSelectedReviewChoice(session.selectedReviewChoice);
-    setFlag(showFormatChoice_, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
+    setFlag(run_.showFormatChoice, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
             &KestravaViewModel::showFormatChoiceChanged);
-    setFlag(pairingWasTransferred_, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
+    setFlag(run_.pairingWasTransferred, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
     emit photosChanged();
 
     rebuildReviewGroups();
@@ -256,7 +211,7 @@ bool KestravaViewModel::apply(const SortSession& session)
         setAlert(ambiguousModeMessage);
     // A session resumed into review or confirmation skips startReviewing, which would read
     // the dates; the snapshot's dates may be file dates of a review cut short.
-    if (route_ == AppRoute::reviewing || route_ == AppRoute::confirmation)
+    if (route() == AppRoute::reviewing || route() == AppRoute::confirmation)
         startMetadataEnrichment();
     // The journal, not the document, knows where each entry stands; the route follows it.
     reloadTrashPreparation();
@@ -267,60 +222,6 @@ void KestravaViewModel::releaseSessionLock(std::optional<QUuid> keep)
 {
     if (services_.sessionStore && session_ && session_->id != keep)
         services_.sessionStore->unlockSession(session_->id);
-}
-
-QString KestravaViewModel::suggestedSessionDocumentName() const
-{
-    return DestinationPlanner::sanitize(runFolderName_) + QStringLiteral(".kestrava");
-}
-
-bool KestravaViewModel::saveSessionDocument(const QString& path)
-{
-    const auto snapshot = makeSessionSnapshot();
-    if (!snapshot) {
-        setAlert(QStringLiteral("Es ist noch keine Sitzung vorhanden."));
-        return false;
-    }
-    try {
-        atomicReplace(path, encodeSortSession(*snapshot));
-        return true;
-    } catch (const QException& error) {
-        setAlert(snapshotFailurePrefix + failureText(error));
-        return false;
-    }
-}
-
-bool KestravaViewModel::openSessionDocument(const QString& path)
-{
-    // The menu item is disabled meanwhile; a document handed over by a second start is not.
-    if (!canOpenSessionDocument()) {
-        setAlert(QStringLiteral("Während Dateien sortiert oder in den Papierkorb gelegt werden, kann keine Sitzung "
-                                "geladen werden. Bitte warte, bis der Vorgang abgeschlossen ist."));
-        return false;
-    }
-    try {
-        SortSession session = decodeSortSession(readWholeFile(path));
-        if (!QFileInfo(session.sourceFolder.path()).isDir())
-            throw SessionStoreError::sourceFolderMissing(session.sourceFolder.path());
-        // An older document of a session that went on afterwards: its state is what the user
-        // chose to continue from, so the events logged since must neither be replayed over it
-        // later nor share their numbers with the decisions still to come.
-        if (services_.sessionStore)
-            session.lastEventSequence =
-                std::max(session.lastEventSequence, services_.sessionStore->lastLoggedSequence(session.id));
-        if (!apply(session))
-            return false;
-        // The mode question of an older session is the more urgent message.
-        if (!session.requiresModeSelection)
-            setAlert(QString::number(decidedFiles(session.photos))
-                     + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
-        if (const QStringList refused = trashEntriesOutsideSession(); !refused.isEmpty())
-            setAlert(refused.join(QLatin1Char('\n')));
-        return true;
-    } catch (const QException& error) {
-        setAlert(failureText(error));
-        return false;
-    }
 }
 
 QFuture<void> KestravaViewModel::flushSessionBeforeTermination()

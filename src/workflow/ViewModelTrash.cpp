@@ -93,36 +93,36 @@ QString KestravaViewModel::journalBase() const
 
 QVariant KestravaViewModel::trashPreparation() const
 {
-    if (!trashPreparation_)
+    if (!run_.trashPreparation)
         return {};
-    return QVariant(toJson(*trashPreparation_).toVariantMap());
+    return QVariant(toJson(*run_.trashPreparation).toVariantMap());
 }
 
 void KestravaViewModel::setTrashPreparation(std::optional<TrashPreparation> preparation)
 {
     if (session_)
         session_->trashPreparation = preparation;
-    if (trashPreparation_ == preparation)
+    if (run_.trashPreparation == preparation)
         return;
-    trashPreparation_ = std::move(preparation);
+    run_.trashPreparation = std::move(preparation);
     emit trashPreparationChanged();
 }
 
 int KestravaViewModel::rejectedFileCount() const
 {
     int count = 0;
-    for (const PhotoItem& photo : photos_)
+    for (const PhotoItem& photo : run_.photos)
         count += photo.decision == PhotoDecision::del ? 1 : 0;
     return count;
 }
 
 bool KestravaViewModel::canCommitTrash() const
 {
-    if (!trashPreparation_ || trashPreparation_->entries.isEmpty() || trashJournalBlocked_)
+    if (!run_.trashPreparation || run_.trashPreparation->entries.isEmpty() || run_.trashJournalBlocked)
         return false;
-    const bool workLeft = std::any_of(trashPreparation_->entries.begin(), trashPreparation_->entries.end(),
+    const bool workLeft = std::any_of(run_.trashPreparation->entries.begin(), run_.trashPreparation->entries.end(),
                                       [](const TrashEntry& entry) { return committable(entry.state); });
-    return workLeft && trashCommitConfirmationAccepted_ && !isApplying_;
+    return workLeft && run_.trashCommitConfirmationAccepted && !run_.isApplying;
 }
 
 // ---- Phase one -------------------------------------------------------------------------------
@@ -143,7 +143,7 @@ void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
     setProgressTitle(QString());
     if (outcome.result) {
         setLastResult(*outcome.result);
-        preparedOrganizationResult_ = outcome.result;
+        run_.preparedOrganizationResult = outcome.result;
     }
     if (!outcome.result || !ExecutionRun::organizedCompletely(*outcome.result)) {
         // The organising step did not finish: no safety copy was made, no original touched.
@@ -185,7 +185,7 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                                           std::function<void(const TrashPreparation&)> succeeded,
                                           std::function<void(const QString&)> failed)
 {
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     setApplying(true);
     executionTask_ = QtConcurrent::run(&executionPool_, [operation = std::move(operation)] {
                          TrashOperationResult result;
@@ -200,7 +200,7 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                      })
                          .then(this, [this, generation, succeeded = std::move(succeeded),
                                       failed = std::move(failed)](const TrashOperationResult& result) {
-                             if (generation != runGeneration_)
+                             if (generation != core_.generation())
                                  return;
                              setApplying(false);
                              if (result.preparation)
@@ -215,29 +215,29 @@ void KestravaViewModel::commitPreparedTrash()
 {
     if (!canCommitTrash()) {
         // Each reason in its own words: only a missing tick asks for the tick.
-        const bool workLeft = trashPreparation_ && std::any_of(trashPreparation_->entries.begin(), trashPreparation_->entries.end(),
+        const bool workLeft = run_.trashPreparation && std::any_of(run_.trashPreparation->entries.begin(), run_.trashPreparation->entries.end(),
                                                                [](const TrashEntry& entry) { return committable(entry.state); });
         QString message = QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung.");
-        if (trashJournalBlocked_)
+        if (run_.trashJournalBlocked)
             message = TrashTransactionError(TrashTransactionError::Kind::journalCorrupt).description();
-        else if (isApplying_)
+        else if (run_.isApplying)
             message = TrashTransactionError(TrashTransactionError::Kind::transactionAlreadyRunning).description();
         else if (!workLeft)
             message = QStringLiteral("Es gibt keine Datei, die noch in den Papierkorb gelegt werden kann.\n")
-                + (trashPreparation_ ? reviewList(*trashPreparation_) : QString());
+                + (run_.trashPreparation ? reviewList(*run_.trashPreparation) : QString());
         setAlert(message.trimmed());
         return;
     }
     saveSessionSnapshot(SortSessionStatus::running);
     setProgressTitle(commitTitle);
     setRoute(AppRoute::executing);
-    const TrashPreparation preparation = *trashPreparation_;
+    const TrashPreparation preparation = *run_.trashPreparation;
     const int files = int(preparation.entries.size());
     SortProgress start;
     start.phase = SortPhase::trashing;
     start.totalFiles = files;
     setSortProgress(start);
-    const quint64 generation = runGeneration_;
+    const quint64 generation = core_.generation();
     // The coordinator reports before the first move and after each original it has moved.
     const TrashProgress progress = [this, generation](const TrashProgressReport& report) {
         SortProgress value;
@@ -248,7 +248,7 @@ void KestravaViewModel::commitPreparedTrash()
         value.totalBytes = report.totalBytes;
         value.currentFilename = report.currentFilename;
         QMetaObject::invokeMethod(this, [this, generation, value] {
-            if (generation == runGeneration_)
+            if (generation == core_.generation())
                 setSortProgress(value);
         }, Qt::QueuedConnection);
     };
@@ -267,13 +267,13 @@ void KestravaViewModel::commitPreparedTrash()
             executionCancel_.reset();
             setProgressTitle(QString());
             setTrashPreparation(committed);
-            SortResult result = preparedOrganizationResult_.value_or(lastResult_.value_or(SortResult{}));
+            SortResult result = run_.preparedOrganizationResult.value_or(run_.lastResult.value_or(SortResult{}));
             result.trashedCount = 0;
             for (const TrashEntry& entry : committed.entries)
                 result.trashedCount += isTrashed(entry.state) ? 1 : 0;
             result.retainedDiscardCount = int(committed.entries.size()) - result.trashedCount;
             setLastResult(result);
-            SortProgress finished = sortProgress_.value_or(SortProgress{});
+            SortProgress finished = run_.sortProgress.value_or(SortProgress{});
             finished.phase = SortPhase::finished;
             setSortProgress(finished);
             saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
@@ -295,7 +295,7 @@ void KestravaViewModel::commitPreparedTrash()
             try {
                 setTrashPreparation(TrashTransactionCoordinator::reload(preparation, base, options));
             } catch (const QException&) {
-                trashJournalBlocked_ = true;
+                run_.trashJournalBlocked = true;
                 emit canCommitTrashChanged();
             }
             saveSessionSnapshot(SortSessionStatus::paused);
@@ -305,9 +305,9 @@ void KestravaViewModel::commitPreparedTrash()
 
 void KestravaViewModel::deferPreparedTrash()
 {
-    if (!trashPreparation_ || isApplying_)
+    if (!run_.trashPreparation || run_.isApplying)
         return;
-    const TrashPreparation preparation = *trashPreparation_;
+    const TrashPreparation preparation = *run_.trashPreparation;
     const QString base = journalBase();
     const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::markDeferred(preparation, base, options); },
@@ -317,17 +317,16 @@ void KestravaViewModel::deferPreparedTrash()
                           const std::optional<SortSession> parked = makeSessionSnapshot(SortSessionStatus::paused);
                           saveSessionSnapshot(SortSessionStatus::paused);
                           newSort();
-                          resumableSession_ = parked;
-                          emit resumableSessionChanged();
+                          sessionStage_.offerResumable(parked);
                       },
                       [this](const QString& failure) { setAlert(failure); });
 }
 
 void KestravaViewModel::reloadTrashPreparation()
 {
-    if (!trashPreparation_)
+    if (!run_.trashPreparation)
         return;
-    const TrashPreparation stored = *trashPreparation_;
+    const TrashPreparation stored = *run_.trashPreparation;
     const QString base = journalBase();
     const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::reload(stored, base, options); },
@@ -338,7 +337,7 @@ void KestravaViewModel::reloadTrashPreparation()
                       },
                       [this](const QString& failure) {
                           // Nothing continues automatically from a journal that cannot be trusted.
-                          trashJournalBlocked_ = true;
+                          run_.trashJournalBlocked = true;
                           emit canCommitTrashChanged();
                           setAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
                       });
@@ -349,9 +348,9 @@ void KestravaViewModel::reloadTrashPreparation()
 QStringList KestravaViewModel::trashFileNames() const
 {
     QStringList names;
-    if (!trashPreparation_)
+    if (!run_.trashPreparation)
         return names;
-    for (const TrashEntry& entry : trashPreparation_->entries)
+    for (const TrashEntry& entry : run_.trashPreparation->entries)
         if (entry.state == State::stagedVerified || entry.state == State::deferred || entry.state == State::trashIntent)
             names.append(entry.sourceURL.fileName());
     return names;
@@ -367,7 +366,7 @@ QString KestravaViewModel::trashFilesTitle() const
 QString KestravaViewModel::trashConfirmationLead() const
 {
     const QString untouched = QStringLiteral("Die aussortierten Originale sind noch unangetastet; ihre Sicherheitskopien liegen bereit.");
-    const int organized = lastResult_ ? lastResult_->organizedCount + lastResult_->skippedCount : 0;
+    const int organized = run_.lastResult ? run_.lastResult->organizedCount + run_.lastResult->skippedCount : 0;
     const QString kept = organized > 0
         ? QStringLiteral("Die behaltenen Dateien sind bereits in den Zielordner verschoben. ")
         : QString();
@@ -377,9 +376,9 @@ QString KestravaViewModel::trashConfirmationLead() const
 QStringList KestravaViewModel::trashEntriesOutsideSession() const
 {
     QStringList refusals;
-    if (!trashPreparation_ || !sourceFolder_)
+    if (!run_.trashPreparation || !sourceFolder_)
         return refusals;
-    for (const TrashEntry& entry : trashPreparation_->entries)
+    for (const TrashEntry& entry : run_.trashPreparation->entries)
         if (entry.state == State::stagedVerified || entry.state == State::deferred)
             if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder_->path()))
                 refusals.append(*why);
@@ -388,8 +387,8 @@ QStringList KestravaViewModel::trashEntriesOutsideSession() const
 
 void KestravaViewModel::openSafetyFolder()
 {
-    if (trashPreparation_ && services_.desktop)
-        services_.desktop->reveal(trashPreparation_->stagingRoot);
+    if (run_.trashPreparation && services_.desktop)
+        services_.desktop->reveal(run_.trashPreparation->stagingRoot);
 }
 
 } // namespace kestrava

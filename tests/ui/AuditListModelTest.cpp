@@ -51,7 +51,7 @@ TEST_F(AuditFixture, rowsDescribeEachPairInReviewOrder)
         EXPECT_FALSE(roleText(model, row, AuditListModel::SizeTextRole).isEmpty());
         EXPECT_EQ(roleText(model, row, AuditListModel::DecisionRole), QString());
     }
-    EXPECT_EQ(model.saveStateText(), rig.viewModel->savedStatusText());
+    EXPECT_EQ(model.saveStateText(), rig.viewModel->sessionStage()->savedStatusText());
 }
 
 TEST_F(AuditFixture, filterWithoutMatchesIsEmptyAndClearingItShowsAllAgain)
@@ -139,7 +139,7 @@ TEST_F(AuditFixture, whileAChangeIsJournaledOtherRowsAreRefused)
 
 TEST_F(AuditFixture, showLargeReturnsTheMainReviewToThatGroup)
 {
-    rig.viewModel->setReviewAuditPresented(true);
+    rig.viewModel->audit()->setPresented(true);
     model.showLarge(6);
     EXPECT_EQ(rig.viewModel->currentIndex(), 6);
     EXPECT_EQ(rig.viewModel->route(), AppRoute::reviewing);

@@ -89,7 +89,7 @@ TEST(AppShell, aHandedOverPathOpensAsWhatItIs)
     rig.loadShoot();
     const QUuid id = rig.viewModel->session()->id;
     const QString document = rig.tree.path(u"Stand.kestrava"_s);
-    ASSERT_TRUE(rig.viewModel->saveSessionDocument(document));
+    ASSERT_TRUE(rig.viewModel->sessionStage()->saveSessionDocument(document));
     // The older documents carry the extension .json.
     const QString older = rig.tree.path(u"Stand.json"_s);
     ASSERT_TRUE(QFile::copy(document, older));
@@ -98,7 +98,7 @@ TEST(AppShell, aHandedOverPathOpensAsWhatItIs)
         rig.viewModel->newSort();
         ASSERT_EQ(rig.viewModel->route(), AppRoute::welcome);
         rig.shell->openFromOutside(path);
-        EXPECT_TRUE(rig.shell->alertText().isEmpty()) << rig.shell->alertText().toStdString();
+        EXPECT_TRUE(rig.viewModel->alertText().isEmpty()) << rig.viewModel->alertText().toStdString();
         ASSERT_TRUE(rig.viewModel->session().has_value()) << path.toStdString();
         EXPECT_EQ(rig.viewModel->session()->id, id);
         EXPECT_NE(rig.viewModel->route(), AppRoute::welcome);
@@ -118,14 +118,14 @@ TEST(AppShell, aMissingOrForeignPathIsNamedAndChangesNothing)
     UiRig rig(1);
     const QString missing = rig.tree.path(u"Karte/verschoben.kestrava"_s);
     rig.shell->openFromOutside(missing);
-    EXPECT_TRUE(rig.shell->alertText().contains(missing)) << rig.shell->alertText().toStdString();
+    EXPECT_TRUE(rig.viewModel->alertText().contains(missing)) << rig.viewModel->alertText().toStdString();
     EXPECT_EQ(rig.viewModel->route(), AppRoute::welcome);
     EXPECT_FALSE(rig.viewModel->session().has_value());
 
-    rig.shell->dismissAlert();
+    rig.viewModel->dismissAlert();
     const QString photo = rig.tree.write(u"einzeln.jpg"_s, "kein Ordner");
     rig.shell->openFromOutside(photo);
-    EXPECT_TRUE(rig.shell->alertText().contains(u"einzeln.jpg"_s)) << rig.shell->alertText().toStdString();
+    EXPECT_TRUE(rig.viewModel->alertText().contains(u"einzeln.jpg"_s)) << rig.viewModel->alertText().toStdString();
     EXPECT_EQ(rig.viewModel->route(), AppRoute::welcome);
     EXPECT_TRUE(rig.viewModel->alertText().isEmpty()) << "the view model was never asked";
 }

@@ -75,20 +75,20 @@ TEST(DemoShoot, aSavedSessionsOfferIsAnsweredBeforeTheDemoOpens)
         return std::make_unique<KestravaViewModel>(services);
     };
     auto viewModel = next();
-    ASSERT_TRUE(waitUntil([&] { return viewModel->showResumeChoice(); }));
+    ASSERT_TRUE(waitUntil([&] { return viewModel->sessionStage()->showResumeChoice(); }));
     DemoShoot::openWhenFree(*viewModel, demo);
     QCoreApplication::processEvents();
     EXPECT_EQ(viewModel->route(), AppRoute::welcome);
-    EXPECT_TRUE(viewModel->showResumeChoice());
+    EXPECT_TRUE(viewModel->sessionStage()->showResumeChoice());
     // "Ignorieren": now the demo opens.
-    viewModel->ignoreSavedSession();
+    viewModel->sessionStage()->ignoreSavedSession();
     EXPECT_EQ(viewModel->sourceFolderPath(), demo);
     EXPECT_NE(viewModel->route(), AppRoute::welcome);
     viewModel.reset();
 
     // The user chose a folder of their own instead: the demo stays closed.
     viewModel = next();
-    ASSERT_TRUE(waitUntil([&] { return viewModel->showResumeChoice(); }));
+    ASSERT_TRUE(waitUntil([&] { return viewModel->sessionStage()->showResumeChoice(); }));
     DemoShoot::openWhenFree(*viewModel, demo);
     viewModel->load(rig.shootFolder);
     ASSERT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::setup; }));

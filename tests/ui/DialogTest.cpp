@@ -120,10 +120,10 @@ TEST(FileDialogs, savedUnderATypedNameInAChangedFolderWithTheExtensionAdded)
         typeAndEnter(dialog, each.typed);
         const QString path = elsewhere + u'/' + each.written;
         ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(path); }))
-            << rig.shell->alertText().toStdString() << rig.viewModel->alertText().toStdString();
+            << rig.viewModel->alertText().toStdString() << rig.viewModel->alertText().toStdString();
         EXPECT_EQ(dialogs.currentDialog(), nullptr);
         EXPECT_TRUE(rig.viewModel->alertText().isEmpty()) << rig.viewModel->alertText().toStdString();
-        EXPECT_TRUE(rig.shell->alertText().isEmpty()) << rig.shell->alertText().toStdString();
+        EXPECT_TRUE(rig.viewModel->alertText().isEmpty()) << rig.viewModel->alertText().toStdString();
     }
     const QString typedTwice = elsewhere + u"/Liste.CSV.csv"_s;
     EXPECT_FALSE(QFileInfo::exists(typedTwice));
@@ -158,8 +158,8 @@ TEST(FileDialogs, theExportAsksNothingItWouldNotDoAndKeepsTheFileThere)
     EXPECT_FALSE(asked);
     if (asked)
         dialog->reject();
-    ASSERT_TRUE(waitUntil([&] { return !rig.shell->alertText().isEmpty(); }, 10000));
-    EXPECT_TRUE(rig.shell->alertText().contains(existing)) << rig.shell->alertText().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->alertText().isEmpty(); }, 10000));
+    EXPECT_TRUE(rig.viewModel->alertText().contains(existing)) << rig.viewModel->alertText().toStdString();
     EXPECT_EQ(readFile(existing), QByteArray("meine Liste"));
 }
 
@@ -236,7 +236,7 @@ TEST(FileDialogs, withoutASessionTheViewModelAnswersBeforeAnyDialog)
     EXPECT_EQ(rig.viewModel->alertText(), u"Es ist noch keine Sitzung vorhanden."_s);
     dialogs.exportCsv();
     EXPECT_EQ(dialogs.currentDialog(), nullptr);
-    EXPECT_FALSE(rig.shell->alertText().isEmpty());
+    EXPECT_FALSE(rig.viewModel->alertText().isEmpty());
 }
 
 TEST(FileDialogs, aFolderGoneBeforeSavingIsNamedInTheMessage)

@@ -66,7 +66,7 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"auditLink"_s) != nullptr; }));
     rig.click(rig.find(u"auditLink"_s));
     ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }, 60000));
-    EXPECT_TRUE(rig.viewModel->isReviewAuditPresented());
+    EXPECT_TRUE(rig.viewModel->audit()->isPresented());
     EXPECT_FALSE(rig.viewModel->acceptsReviewShortcuts());
     QObject* confirm = rig.find(u"confirmSelectionButton"_s);
     ASSERT_NE(confirm, nullptr);

@@ -62,7 +62,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"04-review-100-percent"_s));
     rig.press(window, Qt::Key_Z);
 
-    rig.viewModel->requestReviewAudit();
+    rig.viewModel->audit()->request();
     ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }));
     QQuickWindow* audit = rig.auditWindow();
     ASSERT_TRUE(waitUntil([&] { return audit->isExposed(); }));

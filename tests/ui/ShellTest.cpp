@@ -52,17 +52,17 @@ TEST(AppShell, decisionExportWritesANewFileAndNeverReplacesOne)
     ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
 
     const QString path = rig.tree.path(u"Entscheidungen.csv"_s);
-    ASSERT_TRUE(rig.shell->exportDecisionsCsv(path)) << rig.shell->alertText().toStdString();
+    ASSERT_TRUE(rig.shell->exportDecisionsCsv(path)) << rig.viewModel->alertText().toStdString();
     const QByteArray csv = readFile(path);
     EXPECT_TRUE(csv.startsWith("Datei,"));
     EXPECT_TRUE(csv.contains("Aussortiert") || csv.contains("delete")) << csv.constData();
 
     writeFile(path, "schon da");
     EXPECT_FALSE(rig.shell->exportDecisionsCsv(path));
-    EXPECT_TRUE(rig.shell->alertText().startsWith(u"Export fehlgeschlagen: "_s));
+    EXPECT_TRUE(rig.viewModel->alertText().startsWith(u"Export fehlgeschlagen: "_s));
     EXPECT_EQ(readFile(path), QByteArray("schon da"));
-    rig.shell->dismissAlert();
-    EXPECT_TRUE(rig.shell->alertText().isEmpty());
+    rig.viewModel->dismissAlert();
+    EXPECT_TRUE(rig.viewModel->alertText().isEmpty());
 }
 
 TEST(ReducedMotion, environmentAndKdeSettings)
@@ -163,7 +163,7 @@ TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
     ASSERT_TRUE(rig.reviewWithKeys({Qt::Key_Up, Qt::Key_Up}));
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
     const QString document = rig.tree.path(u"Sicherung.kestrava"_s);
-    ASSERT_TRUE(rig.viewModel->saveSessionDocument(document));
+    ASSERT_TRUE(rig.viewModel->sessionStage()->saveSessionDocument(document));
     const QUuid id = rig.viewModel->session()->id;
     QObject* loadAction = rig.find(u"loadSessionAction"_s);
     ASSERT_NE(loadAction, nullptr);
@@ -176,7 +176,7 @@ TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
     ASSERT_TRUE(waitUntil([&] { return rig.fileOps.holding.load() > 0; }));
     EXPECT_FALSE(loadAction->property("enabled").toBool());
     rig.shell->openFromOutside(document);
-    EXPECT_FALSE(rig.shell->alertText().isEmpty());
+    EXPECT_TRUE(rig.viewModel->alertText().contains(u"wurde nicht geöffnet"_s));
     EXPECT_EQ(rig.viewModel->route(), AppRoute::executing);
     EXPECT_EQ(rig.viewModel->session()->id, id);
 
@@ -188,9 +188,9 @@ TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
     EXPECT_EQ(photoFilesBelow(rig.viewModel->destinationFolderPath()).size(), 4);
 
     // Afterwards a handed-over document opens as usual.
-    rig.shell->dismissAlert();
+    rig.viewModel->dismissAlert();
     rig.shell->openFromOutside(document);
-    EXPECT_TRUE(rig.shell->alertText().isEmpty());
+    EXPECT_FALSE(rig.viewModel->alertText().contains(u"wurde nicht geöffnet"_s));
     EXPECT_EQ(rig.viewModel->route(), AppRoute::confirmation);
 }
 

@@ -12,13 +12,13 @@ using namespace Qt::StringLiterals;
 
 TEST(UiText, groupFormatNamesPairsSinglesAndOthers)
 {
-    EXPECT_EQ(UiText::groupFormatLabel({PhotoFormatGroup::jpeg, PhotoFormatGroup::raw}), u"JPEG + RAW"_s);
-    EXPECT_EQ(UiText::groupFormatLabel({PhotoFormatGroup::raw, PhotoFormatGroup::jpeg}), u"JPEG + RAW"_s);
-    EXPECT_EQ(UiText::groupFormatLabel({PhotoFormatGroup::jpeg}), u"JPEG"_s);
-    EXPECT_EQ(UiText::groupFormatLabel({PhotoFormatGroup::raw}), u"RAW"_s);
-    EXPECT_EQ(UiText::groupFormatLabel({PhotoFormatGroup::other}), u"Andere"_s);
+    EXPECT_EQ(Wording::groupFormatLabel({PhotoFormatGroup::jpeg, PhotoFormatGroup::raw}), u"JPEG + RAW"_s);
+    EXPECT_EQ(Wording::groupFormatLabel({PhotoFormatGroup::raw, PhotoFormatGroup::jpeg}), u"JPEG + RAW"_s);
+    EXPECT_EQ(Wording::groupFormatLabel({PhotoFormatGroup::jpeg}), u"JPEG"_s);
+    EXPECT_EQ(Wording::groupFormatLabel({PhotoFormatGroup::raw}), u"RAW"_s);
+    EXPECT_EQ(Wording::groupFormatLabel({PhotoFormatGroup::other}), u"Andere"_s);
     // A member the view model no longer knows leaves nothing to name.
-    EXPECT_EQ(UiText::groupFormatLabel({}), u"Andere"_s);
+    EXPECT_EQ(Wording::groupFormatLabel({}), u"Andere"_s);
 }
 
 TEST(UiText, countsUseSingularOnlyForOne)
@@ -90,12 +90,12 @@ TEST(UiText, transferRateAndTimeLeft)
 {
     EXPECT_EQ(UiText::transferRateText(0), QString());
     EXPECT_TRUE(UiText::transferRateText(12'500'000).endsWith(u"/s"_s));
-    EXPECT_EQ(UiText::timeLeftText(1000, 0), QString());
-    EXPECT_EQ(UiText::timeLeftText(0, 100), QString());
-    EXPECT_EQ(UiText::timeLeftText(300, 100), u"noch weniger als 5 s"_s);
-    EXPECT_EQ(UiText::timeLeftText(3'700, 100), u"noch etwa 40 s"_s);
-    EXPECT_EQ(UiText::timeLeftText(12'000, 100), u"noch etwa 2 min"_s);
-    EXPECT_EQ(UiText::timeLeftText(400'000, 100), u"noch etwa 1 h 7 min"_s);
+    EXPECT_EQ(Wording::timeLeftText(1000, 0), QString());
+    EXPECT_EQ(Wording::timeLeftText(0, 100), QString());
+    EXPECT_EQ(Wording::timeLeftText(300, 100), u"noch weniger als 5 s"_s);
+    EXPECT_EQ(Wording::timeLeftText(3'700, 100), u"noch etwa 40 s"_s);
+    EXPECT_EQ(Wording::timeLeftText(12'000, 100), u"noch etwa 2 min"_s);
+    EXPECT_EQ(Wording::timeLeftText(400'000, 100), u"noch etwa 1 h 7 min"_s);
 }
 
 TEST(UiText, completionHeadlineWarnsOnFailuresOrPendingFiles)

@@ -150,7 +150,7 @@ TEST(SmallWindow, editMenuCommandsDoNothingOutsideTheReview)
     rig.shell->openAudit();
     rig.shell->undoLastDecision();
     EXPECT_EQ(rig.viewModel->route(), AppRoute::setup);
-    EXPECT_FALSE(rig.viewModel->reviewAuditRequestID().has_value());
+    EXPECT_FALSE(rig.viewModel->audit()->requestID().has_value());
 }
 
 TEST(ShortcutHelp, menuKeysAreWrittenOutWhateverFormTheActionGivesThem)

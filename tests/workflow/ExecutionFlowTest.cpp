@@ -165,6 +165,27 @@ TEST(ExecutionFlow, planThatCannotBeJournaledTouchesNoFile)
     EXPECT_FALSE(rig.vm().lastSortResult().has_value());
 }
 
+TEST(ExecutionFlow, snapshotThatCannotBeSavedStopsTheRunAndSaysWhy)
+{
+    WorkflowRig rig;
+    rig.load(realShoot(rig.photoFolder, 2));
+    rig.startReview(SortOperationMode::moveOriginals);
+    decideAll(rig, {PhotoDecision::keep});
+
+    // The run's first write is its snapshot.
+    rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);
+    rig.vm().applySort();
+    waitForRunEnd(rig);
+    rig.fileOps.clearFaults();
+
+    const QString alert = rig.vm().alertText();
+    EXPECT_TRUE(alert.startsWith(ExecutionRun::snapshotFailedMessage())) << alert.toStdString();
+    // The store's words: which file, and what the file system said.
+    EXPECT_TRUE(alert.contains(QStringLiteral(".session.json"))) << alert.toStdString();
+    EXPECT_EQ(filesBelow(rig.photoFolder).size(), 4);
+    EXPECT_TRUE(filesBelow(rig.vm().destinationFolderPath()).isEmpty());
+}
+
 TEST(ExecutionFlow, resumedSessionContinuesWhereTheRecordsEnd)
 {
     WorkflowRig rig;
@@ -176,8 +197,8 @@ TEST(ExecutionFlow, resumedSessionContinuesWhereTheRecordsEnd)
     waitForRunEnd(rig);
 
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
     rig.settle();
     ASSERT_TRUE(rig.vm().canExecute()) << rig.vm().alertText().toStdString();
@@ -243,8 +264,8 @@ TEST(ExecutionFlow, runWaitsForCaptureDatesAlsoWhenResumedAtConfirmation)
     // Quit before the dates came; the resumed session reads them again before it may run.
     rig.restart();
     const size_t callsBefore = dates->calls.size();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_EQ(rig.vm().route(), AppRoute::confirmation);
     rig.settle();
     EXPECT_GT(dates->calls.size(), callsBefore);
@@ -269,14 +290,14 @@ TEST(ExecutionFlow, sessionDocumentIsNotOpenedUnderARunningTask)
     rig.startReview(SortOperationMode::safeCopy);
     decideAll(rig, {PhotoDecision::keep});
     const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
-    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->saveSessionDocument(document));
     const QUuid id = rig.vm().session()->id;
-    EXPECT_TRUE(rig.vm().canOpenSessionDocument());
+    EXPECT_TRUE(rig.vm().sessionStage()->canOpenSessionDocument());
 
     rig.vm().applySort();
     ASSERT_TRUE(rig.vm().isApplying());
-    EXPECT_FALSE(rig.vm().canOpenSessionDocument());
-    EXPECT_FALSE(rig.vm().openSessionDocument(document));
+    EXPECT_FALSE(rig.vm().sessionStage()->canOpenSessionDocument());
+    EXPECT_FALSE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_FALSE(rig.vm().alertText().isEmpty());
     EXPECT_EQ(rig.vm().route(), AppRoute::executing);
 
@@ -285,5 +306,5 @@ TEST(ExecutionFlow, sessionDocumentIsNotOpenedUnderARunningTask)
     EXPECT_EQ(rig.vm().route(), AppRoute::completed);
     EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 4);
     EXPECT_EQ(rig.store->loadSession(id).result().status, SortSessionStatus::completed);
-    EXPECT_TRUE(rig.vm().canOpenSessionDocument());
+    EXPECT_TRUE(rig.vm().sessionStage()->canOpenSessionDocument());
 }

@@ -44,8 +44,8 @@ TEST(Journal, decisionIsWrittenBeforeTheNextIsAccepted)
     ASSERT_TRUE(committed.wait(3000));
     EXPECT_FALSE(rig.vm().isCommittingDecision());
     EXPECT_EQ(rig.vm().currentIndex(), 1);
-    EXPECT_TRUE(rig.vm().lastSavedAt());
-    EXPECT_TRUE(rig.vm().savedStatusText().startsWith(QStringLiteral("Gespeichert · ")));
+    EXPECT_TRUE(rig.vm().sessionStage()->lastSavedAt());
+    EXPECT_TRUE(rig.vm().sessionStage()->savedStatusText().startsWith(QStringLiteral("Gespeichert · ")));
 
     const auto events = eventsOf(rig);
     ASSERT_EQ(events.size(), 1);
@@ -79,8 +79,8 @@ TEST(Journal, failedWriteRollsTheDecisionBack)
     EXPECT_EQ(rig.vm().currentIndex(), 2);
     EXPECT_FALSE(rig.vm().alertMessage());
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[0]), PhotoDecision::maybe);
     EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[1]), PhotoDecision::keep);
 }
@@ -141,12 +141,12 @@ TEST(Journal, decisionsSurviveACrashAndResumeWhereReviewStopped)
 
     // No final snapshot: the process dies with only the event log newer than the snapshot.
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    EXPECT_TRUE(rig.vm().showResumeChoice());
-    EXPECT_EQ(rig.vm().resumableSessionDescription(), QStringLiteral("6 Dateien entschieden · Fotos"));
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    EXPECT_TRUE(rig.vm().sessionStage()->showResumeChoice());
+    EXPECT_EQ(rig.vm().sessionStage()->resumableSessionDescription(), QStringLiteral("6 Dateien entschieden · Fotos"));
 
-    rig.vm().resumeSavedSession();
-    EXPECT_FALSE(rig.vm().hasResumableSession());
+    rig.vm().sessionStage()->resumeSavedSession();
+    EXPECT_FALSE(rig.vm().sessionStage()->hasResumableSession());
     EXPECT_EQ(rig.vm().session()->id, id);
     EXPECT_EQ(rig.vm().route(), AppRoute::reviewing);
     EXPECT_EQ(rig.vm().currentIndex(), 3);
@@ -190,8 +190,8 @@ TEST(Journal, quittingAfterADecisionLosesNothing)
     EXPECT_EQ(snapshot.lastEventSequence, 1);
     EXPECT_EQ(snapshot.currentIndex, 1);
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[0]), PhotoDecision::del);
     EXPECT_EQ(rig.vm().currentIndex(), 1);
 }

@@ -14,6 +14,17 @@ using namespace kestrava;
 using namespace kestrava::test;
 using Action = ReviewKeyFilter::Action;
 
+TEST(KeyRule, auditListKeysLeaveTheArrowsToTheList)
+{
+    using Audit = ReviewKeyFilter::AuditAction;
+    EXPECT_EQ(ReviewKeyFilter::auditActionFor(Qt::Key_1), Audit::keep);
+    EXPECT_EQ(ReviewKeyFilter::auditActionFor(Qt::Key_3), Audit::del);
+    EXPECT_EQ(ReviewKeyFilter::auditActionFor(Qt::Key_Enter), Audit::showLarge);
+    // The arrows move the list's selection; they must never decide a row.
+    for (int key : {Qt::Key_Up, Qt::Key_Down, Qt::Key_Left, Qt::Key_Right, Qt::Key_4})
+        EXPECT_FALSE(ReviewKeyFilter::auditActionFor(key)) << key;
+}
+
 namespace {
 
 QKeyEvent press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier, bool autoRepeat = false)
@@ -103,9 +114,9 @@ TEST(KeyFilter, arrowKeysDecideOnlyDuringReview)
     EXPECT_EQ(rig.vm().classifiedCount(), 2);
 
     // The audit window has its own buttons.
-    rig.vm().setReviewAuditPresented(true);
+    rig.vm().audit()->setPresented(true);
     EXPECT_FALSE(send(Qt::Key_Left));
-    rig.vm().setReviewAuditPresented(false);
+    rig.vm().audit()->setPresented(false);
     EXPECT_TRUE(send(Qt::Key_Left));
     EXPECT_EQ(rig.vm().classifiedCount(), 1);
 

@@ -128,7 +128,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     rig.load(shoot(rig.photoFolder, 3));
     rig.startReview();
     rig.decide(PhotoDecision::keep);
-    rig.vm().requestReviewAudit();
+    rig.vm().audit()->request();
     rig.vm().setApplyingForTesting(true);
 
     rig.vm().newSort();
@@ -139,7 +139,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     EXPECT_FALSE(rig.vm().destinationFolder());
     EXPECT_FALSE(rig.vm().sourceFolder());
     EXPECT_FALSE(rig.vm().decisionFeedback());
-    EXPECT_FALSE(rig.vm().reviewAuditRequestID());
+    EXPECT_FALSE(rig.vm().audit()->requestID());
     EXPECT_FALSE(rig.vm().showReviewCompletion());
     EXPECT_FALSE(rig.vm().isApplying());
     EXPECT_EQ(rig.vm().classifiedCount(), 0);
@@ -242,8 +242,8 @@ TEST(Loading, entriesTheScanLeftOutAreNamedAndStayNamedAfterARestart)
     ASSERT_EQ(rig.vm->route(), AppRoute::reviewing) << rig.vm->alertText().toStdString();
     rig.vm->flushSessionBeforeTerminationAndWait();
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm->hasResumableSession(); }));
-    rig.vm->resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm->sessionStage()->hasResumableSession(); }));
+    rig.vm->sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm->route() == AppRoute::reviewing; }));
     EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
 

@@ -97,13 +97,13 @@ TEST(Recovery, importReadsTheListAndScansInTheBackground)
     const QString csv = rig.tree.write(QStringLiteral("liste.csv"),
                                        "Datei,Format,Entscheidung,Kopierstatus,Nachweis\r\n"
                                        "SOLO_00001.JPG,JPEG,Behalten,,\r\nSOLO_00002.JPG,JPEG,Aussortiert,,\r\n");
-    rig.vm().importRecoveryCsv(csv, rig.photoFolder);
+    rig.vm().sessionStage()->importRecoveryCsv(csv, rig.photoFolder);
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertMessage().has_value(); }));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("2 Entscheidungen wurden vollständig wiederhergestellt."));
 
     const QString broken = rig.tree.write(QStringLiteral("kaputt.csv"), "Datei,Format\r\nx.jpg,JPEG\r\n");
     rig.vm().dismissAlert();
-    rig.vm().importRecoveryCsv(broken, rig.photoFolder);
+    rig.vm().sessionStage()->importRecoveryCsv(broken, rig.photoFolder);
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertMessage().has_value(); }));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Die CSV-Datei enthält nicht die erwarteten Spalten."));
 }

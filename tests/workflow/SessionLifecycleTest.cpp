@@ -16,12 +16,12 @@ TEST(SessionLifecycle, documentRoundTripRestoresDecisionsAndPosition)
     rig.startReview(SortOperationMode::moveOriginals);
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::maybe);
-    EXPECT_EQ(rig.vm().suggestedSessionDocumentName(), QStringLiteral("Ergebnis.kestrava"));
+    EXPECT_EQ(rig.vm().sessionStage()->suggestedSessionDocumentName(), QStringLiteral("Ergebnis.kestrava"));
     const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
-    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->saveSessionDocument(document));
 
     rig.vm().newSort();
-    ASSERT_TRUE(rig.vm().openSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("4 gespeicherten Dateientscheidungen geladen."));
     EXPECT_EQ(rig.vm().route(), AppRoute::reviewing);
     EXPECT_EQ(rig.vm().currentIndex(), 2);
@@ -33,27 +33,27 @@ TEST(SessionLifecycle, documentRoundTripRestoresDecisionsAndPosition)
 TEST(SessionLifecycle, documentProblemsChangeNothing)
 {
     WorkflowRig rig;
-    rig.vm().saveSessionDocument(rig.tree.path(QStringLiteral("x.kestrava")));
+    rig.vm().sessionStage()->saveSessionDocument(rig.tree.path(QStringLiteral("x.kestrava")));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Es ist noch keine Sitzung vorhanden."));
     EXPECT_FALSE(QFile::exists(rig.tree.path(QStringLiteral("x.kestrava"))));
 
     rig.load(shoot(rig.photoFolder, 2));
     const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
-    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->saveSessionDocument(document));
     const QUuid id = rig.vm().session()->id;
 
     // The photo folder is gone: the message names it and the open run stays as it was.
     SortSession moved = decodeSortSession(readFile(document));
     moved.sourceFolder = FileUrl::fromLocalPath(rig.tree.path(QStringLiteral("Verschwunden")));
     writeFile(document, encodeSortSession(moved));
-    EXPECT_FALSE(rig.vm().openSessionDocument(document));
+    EXPECT_FALSE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_EQ(rig.vm().alertText(),
               SessionStoreError::sourceFolderMissing(moved.sourceFolder.path()).description());
     EXPECT_EQ(rig.vm().session()->id, id);
     EXPECT_EQ(rig.vm().route(), AppRoute::setup);
 
     writeFile(document, "{\"version\":4}");
-    EXPECT_FALSE(rig.vm().openSessionDocument(document));
+    EXPECT_FALSE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Die Sitzungsversion 4 wird nicht unterstützt."));
     EXPECT_EQ(rig.vm().session()->id, id);
 }
@@ -114,18 +114,18 @@ TEST(SessionLifecycle, resumeChoiceOnlyOnWelcomeAndIgnoringKeepsFiles)
     rig.decide(PhotoDecision::keep);
     const QString snapshot = rig.store->snapshotPath(rig.vm().session()->id);
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    EXPECT_TRUE(rig.vm().showResumeChoice());
-    EXPECT_EQ(rig.vm().savedStatusText(), QStringLiteral("Wird automatisch gesichert"));
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    EXPECT_TRUE(rig.vm().sessionStage()->showResumeChoice());
+    EXPECT_EQ(rig.vm().sessionStage()->savedStatusText(), QStringLiteral("Wird automatisch gesichert"));
 
-    rig.vm().ignoreSavedSession();
-    EXPECT_FALSE(rig.vm().showResumeChoice());
+    rig.vm().sessionStage()->ignoreSavedSession();
+    EXPECT_FALSE(rig.vm().sessionStage()->showResumeChoice());
     EXPECT_TRUE(QFile::exists(snapshot));
 
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.load(shoot(rig.photoFolder, 1));
-    EXPECT_FALSE(rig.vm().showResumeChoice());
+    EXPECT_FALSE(rig.vm().sessionStage()->showResumeChoice());
 }
 
 TEST(SessionLifecycle, failedSnapshotIsReported)
@@ -135,7 +135,7 @@ TEST(SessionLifecycle, failedSnapshotIsReported)
     rig.load(shoot(rig.photoFolder, 1));
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertMessage().has_value(); }));
     EXPECT_TRUE(rig.vm().alertText().startsWith(QStringLiteral("Sitzung konnte nicht gespeichert werden: ")));
-    EXPECT_FALSE(rig.vm().lastSavedAt());
+    EXPECT_FALSE(rig.vm().sessionStage()->lastSavedAt());
 }
 
 TEST(SessionLifecycle, olderDocumentOfALiveSessionContinuesAfterTheLoggedEvents)
@@ -145,14 +145,14 @@ TEST(SessionLifecycle, olderDocumentOfALiveSessionContinuesAfterTheLoggedEvents)
     rig.startReview(SortOperationMode::safeCopy);
     rig.decide(PhotoDecision::keep);
     const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
-    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->saveSessionDocument(document));
     rig.decide(PhotoDecision::del);
     rig.decide(PhotoDecision::del);
     rig.vm().flushSessionBeforeTerminationAndWait();
 
     // Restarted, the user goes back to the saved state and decides the second photo anew.
     rig.restart();
-    ASSERT_TRUE(rig.vm().openSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
     ASSERT_EQ(rig.vm().currentIndex(), 1);
     rig.decide(PhotoDecision::maybe);
     const QUuid id = rig.vm().session()->id;

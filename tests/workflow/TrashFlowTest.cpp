@@ -138,13 +138,13 @@ TEST_F(TrashFlow, deferredTransactionWaitsAndResumesFromTheJournal)
     rig.vm().deferPreparedTrash();
     waitForTask();
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
-    EXPECT_TRUE(rig.vm().hasResumableSession());
+    EXPECT_TRUE(rig.vm().sessionStage()->hasResumableSession());
     EXPECT_EQ(originalsInPlace(), 4);
 
     // A new process finds the parked transaction; the journal says every entry is deferred.
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
     for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
         EXPECT_EQ(entry.state, State::deferred);
@@ -166,8 +166,8 @@ TEST_F(TrashFlow, journalThatCannotBeTrustedBlocksTheCommit)
     ASSERT_TRUE(QFile::exists(journal));
     rig.restart();
     swapLines(journal, 0, 1);
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertText().startsWith(QLatin1String("Das Papierkorb-Journal")); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
     EXPECT_FALSE(rig.vm().canCommitTrash());
@@ -193,8 +193,8 @@ TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
         journal.append(State::trashIntent, staged.entries[1], staged.sessionID);
     }
     rig.restart();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().hasResumableSession(); }));
-    rig.vm().resumeSavedSession();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
     ASSERT_TRUE(rig.vm().canCommitTrash()) << rig.vm().alertText().toStdString();
@@ -213,7 +213,7 @@ TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
 {
     stage();
     const QString document = rig.tree.path(QStringLiteral("sitzung.kestrava"));
-    ASSERT_TRUE(rig.vm().saveSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->saveSessionDocument(document));
     const QString letter = rig.tree.write(QStringLiteral("Dokumente/brief.jpg"), "Lieber Max");
     QByteArray text = readFile(document);
     const QString firstSource = rig.vm().preparedTrash()->entries[0].sourceURL.toUrlString();
@@ -223,7 +223,7 @@ TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
     rig.tree.write(QDir(rig.tree.root()).relativeFilePath(document), text);
 
     rig.restart();
-    ASSERT_TRUE(rig.vm().openSessionDocument(document));
+    ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("„brief.jpg“"))) << rig.vm().alertText().toStdString();
     ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);

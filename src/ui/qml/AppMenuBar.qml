@@ -32,7 +32,7 @@ MenuBar {
             text: "Sitzung laden …"
             shortcut: StandardKey.Open
             // Loading would reset the state a running sort or trash step works on.
-            enabled: ViewModel.canOpenSessionDocument
+            enabled: ViewModel.session.canOpenSessionDocument
             onTriggered: bar.loadSession()
         }
         MenuSeparator {}

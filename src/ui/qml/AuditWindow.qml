@@ -20,8 +20,8 @@ Window {
         viewModel: ViewModel
     }
 
-    onVisibleChanged: ViewModel.setReviewAuditPresented(visible)
-    onClosing: ViewModel.setReviewAuditPresented(false)
+    // The one place that says whether the window shows.
+    onVisibleChanged: ViewModel.audit.setPresented(visible)
 
     // The session commands work from this window too.
     Shortcut { sequence: StandardKey.Save; onActivated: Shell.requestSaveSession() }
@@ -72,17 +72,8 @@ Window {
                 onDecide: (decision) => rows.decide(index, decision)
                 onShowLarge: rows.showLarge(index)
             }
-            // 1 · 2 · 3 decide the selected row; Return shows it large.
-            Keys.onPressed: (event) => {
-                const decisions = { [Qt.Key_1]: "keep", [Qt.Key_2]: "maybe", [Qt.Key_3]: "delete" }
-                if (decisions[event.key] !== undefined && currentIndex >= 0) {
-                    rows.decide(currentIndex, decisions[event.key])
-                    event.accepted = true
-                } else if ((event.key === Qt.Key_Return || event.key === Qt.Key_Enter) && currentIndex >= 0) {
-                    rows.showLarge(currentIndex)
-                    event.accepted = true
-                }
-            }
+            // The keys of the selected row come from the window's one key table.
+            Keys.onPressed: (event) => { event.accepted = rows.pressKey(list.currentIndex, event.key) }
 
             ColumnLayout {
                 anchors.centerIn: parent

@@ -115,7 +115,7 @@ Item {
                     objectName: "revealResultButton"
                     visible: ViewModel.destinationFolder.length > 0
                     text: "Im Dateimanager öffnen"
-                    onClicked: ViewModel.openResultInFinder()
+                    onClicked: ViewModel.openResultInFileManager()
                 }
                 Item { Layout.fillWidth: true }
                 PrimaryButton {

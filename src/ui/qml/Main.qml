@@ -30,24 +30,19 @@ ApplicationWindow {
     Item {
         id: screens
         anchors.fill: parent
-        RouteLayer { routes: ["welcome"]; screen: Component { WelcomeScreen { dialogs: appDialogs } } }
-        RouteLayer { routes: ["scanning"]; screen: Component { ScanningScreen {} } }
-        RouteLayer { routes: ["setup"]; screen: Component { SetupScreen { dialogs: appDialogs } } }
-        RouteLayer { routes: ["reviewing"]; screen: Component { ReviewScreen {} } }
-        RouteLayer { routes: ["confirmation"]; screen: Component { ConfirmationScreen {} } }
-        RouteLayer { routes: ["trashStaging", "trashConfirmation"]; screen: Component { TrashConfirmationScreen {} } }
-        RouteLayer { routes: ["executing"]; screen: Component { ExecutionScreen {} } }
-        RouteLayer { routes: ["completed"]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Welcome]; screen: Component { WelcomeScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Scanning]; screen: Component { ScanningScreen {} } }
+        RouteLayer { routes: [AppRoute.Setup]; screen: Component { SetupScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Reviewing]; screen: Component { ReviewScreen {} } }
+        RouteLayer { routes: [AppRoute.Confirmation]; screen: Component { ConfirmationScreen {} } }
+        RouteLayer { routes: [AppRoute.TrashStaging, AppRoute.TrashConfirmation]; screen: Component { TrashConfirmationScreen {} } }
+        RouteLayer { routes: [AppRoute.Executing]; screen: Component { ExecutionScreen {} } }
+        RouteLayer { routes: [AppRoute.Completed]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
     }
 
     AlertDialog {
-        message: ViewModel.alertMessage.length > 0 ? ViewModel.alertMessage : Shell.alertText
-        onDismissed: {
-            if (ViewModel.alertMessage.length > 0)
-                ViewModel.dismissAlert()
-            else
-                Shell.dismissAlert()
-        }
+        message: ViewModel.alertMessage
+        onDismissed: ViewModel.dismissAlert()
     }
 
     AppDialogs { id: appDialogs }
@@ -74,16 +69,17 @@ ApplicationWindow {
     }
 
     Connections {
-        target: ViewModel
-        function onReviewAuditRequestIDChanged() {
-            if (ViewModel.reviewAuditRequestID.length > 0) {
-                ViewModel.setReviewAuditPresented(true)
+        target: ViewModel.audit
+        function onRequestIDChanged() {
+            if (ViewModel.audit.requestID.length > 0)
                 window.openAudit()
-            }
         }
+    }
+    Connections {
+        target: ViewModel
         function onRouteChanged() {
             // The audit belongs to the review; once the workflow has moved on it closes.
-            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== "reviewing")
+            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== AppRoute.Reviewing)
                 window.auditWindow.close()
         }
     }
@@ -92,7 +88,7 @@ ApplicationWindow {
         function onSaveSessionRequested() { appDialogs.saveSession() }
         function onLoadSessionRequested() {
             // The audit window's shortcut arrives here too; the menu item is disabled meanwhile.
-            if (ViewModel.canOpenSessionDocument)
+            if (ViewModel.session.canOpenSessionDocument)
                 appDialogs.openSession()
         }
         function onCsvExportRequested() { appDialogs.exportCsv() }

@@ -18,15 +18,15 @@ Card {
         }
         Text {
             Layout.fillWidth: true
-            text: ViewModel.resumableSessionDescription
+            text: ViewModel.session.resumableSessionDescription
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontBody
             wrapMode: Text.WordWrap
         }
         RowLayout {
             spacing: DesignSystem.spacingS
-            PrimaryButton { text: "Fortsetzen"; onClicked: ViewModel.resumeSavedSession() }
-            SecondaryButton { text: "Ignorieren"; onClicked: ViewModel.ignoreSavedSession() }
+            PrimaryButton { text: "Fortsetzen"; onClicked: ViewModel.session.resumeSavedSession() }
+            SecondaryButton { text: "Ignorieren"; onClicked: ViewModel.session.ignoreSavedSession() }
         }
     }
 }

@@ -28,7 +28,7 @@ Item {
             spacing: 0
             ReviewTopInfo {
                 Layout.fillWidth: true
-                onOpenAudit: ViewModel.requestReviewAudit()
+                onOpenAudit: ViewModel.audit.request()
             }
             NoticeBanner {
                 objectName: "skippedEntriesNote"

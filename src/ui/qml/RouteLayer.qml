@@ -5,6 +5,7 @@ import Kestrava
 // (instantly when the desktop asks for reduced motion) and exists only while visible.
 Item {
     id: layer
+    // AppRoute values.
     property var routes: []
     property Component screen
     readonly property bool shown: routes.indexOf(ViewModel.route) >= 0

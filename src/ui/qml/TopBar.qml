@@ -37,8 +37,9 @@ Rectangle {
             elide: Text.ElideRight
         }
         Text {
-            visible: ViewModel.route === "reviewing" || ViewModel.route === "setup" || ViewModel.route === "confirmation"
-            text: ViewModel.savedStatusText
+            visible: ViewModel.route === AppRoute.Reviewing || ViewModel.route === AppRoute.Setup
+                     || ViewModel.route === AppRoute.Confirmation
+            text: ViewModel.session.savedStatusText
             color: DesignSystem.textMuted
             font.pixelSize: DesignSystem.fontCaption
         }

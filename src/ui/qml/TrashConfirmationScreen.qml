@@ -6,7 +6,7 @@ import Kestrava
 // Safety copies being made, then the second confirmation before the only destructive step.
 Item {
     id: screen
-    readonly property bool staging: ViewModel.route === "trashStaging"
+    readonly property bool staging: ViewModel.route === AppRoute.TrashStaging
     readonly property var preparation: ViewModel.trashPreparation
     readonly property int manualCount: Texts.manualReviewCount(preparation)
 

@@ -56,7 +56,7 @@ Item {
         }
         ResumeSessionCard {
             Layout.fillWidth: true
-            visible: ViewModel.showResumeChoice
+            visible: ViewModel.session.showResumeChoice
         }
         Text {
             text: "Lokal · kein Upload · automatisch gesichert"

@@ -30,7 +30,7 @@ Item {
         }
 
         function test_1_openingMarksThePresentationAndBlocksReviewKeys() {
-            tryCompare(ViewModel, "isReviewAuditPresented", true, 60000)
+            tryCompare(ViewModel.audit, "presented", true, 60000)
             compare(ViewModel.acceptsReviewShortcuts, false)
             const list = findChild(root.audit.contentItem, "auditList")
             compare(list.count, 6)

@@ -19,7 +19,7 @@ Item {
             verify(Rig.startReview())
             verify(Rig.decideAll("delete"))
             ViewModel.beginCompletionFlow()
-            tryCompare(ViewModel, "route", "confirmation", 60000)
+            tryCompare(ViewModel, "route", AppRoute.Confirmation, 60000)
             confirmation.active = true
         }
 
@@ -40,7 +40,7 @@ Item {
 
         function test_3_backToReview() {
             mouseClick(findChild(confirmation.item, "returnToReviewButton"))
-            compare(ViewModel.route, "reviewing")
+            compare(ViewModel.route, AppRoute.Reviewing)
         }
 
         function test_4_trashCommitStaysLockedUntilEverythingIsReady() {

@@ -75,13 +75,13 @@ Item {
 
         function test_5_keysAreInactiveWhileTheAuditIsOpen() {
             verify(Rig.waitForPreview(60000))
-            ViewModel.setReviewAuditPresented(true)
+            ViewModel.audit.setPresented(true)
             const index = ViewModel.currentIndex
             keyClick(Qt.Key_Up)
             // A decision would be under way at once: the key reaches the view model synchronously.
             compare(ViewModel.isCommittingDecision, false)
             compare(ViewModel.currentIndex, index)
-            ViewModel.setReviewAuditPresented(false)
+            ViewModel.audit.setPresented(false)
         }
     }
 }

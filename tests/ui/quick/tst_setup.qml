@@ -13,7 +13,7 @@ Item {
         when: windowShown
 
         function init() {
-            if (ViewModel.route !== "setup")
+            if (ViewModel.route !== AppRoute.Setup)
                 verify(Rig.loadShoot())
         }
 

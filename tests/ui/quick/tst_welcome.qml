@@ -13,8 +13,8 @@ Item {
         when: windowShown
 
         function test_noResumeCardWithoutASavedSession() {
-            compare(ViewModel.route, "welcome")
-            compare(ViewModel.showResumeChoice, false)
+            compare(ViewModel.route, AppRoute.Welcome)
+            compare(ViewModel.session.showResumeChoice, false)
             compare(findChild(screen, "resumeSessionCard").visible, false)
             verify(findChild(screen, "chooseSourceButton").enabled)
         }

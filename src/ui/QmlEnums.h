@@ -1,0 +1,29 @@
+#pragma once
+
+// The workflow's enums as QML sees them. QML compares `ViewModel.route === AppRoute.Reviewing`,
+// never a string, so a misspelt route is an error the engine and qmllint report instead of a
+// screen that silently never shows. The values are the model's own, so the two cannot drift.
+
+#include "model/PhotoModel.h"
+
+#include <QObject>
+#include <QtQml/qqmlregistration.h>
+
+namespace kestrava::QmlAppRoute {
+Q_NAMESPACE
+QML_NAMED_ELEMENT(AppRoute)
+
+enum Route {
+    Welcome = int(AppRoute::welcome),
+    Scanning = int(AppRoute::scanning),
+    Setup = int(AppRoute::setup),
+    Reviewing = int(AppRoute::reviewing),
+    Confirmation = int(AppRoute::confirmation),
+    TrashStaging = int(AppRoute::trashStaging),
+    TrashConfirmation = int(AppRoute::trashConfirmation),
+    Executing = int(AppRoute::executing),
+    Completed = int(AppRoute::completed),
+};
+Q_ENUM_NS(Route)
+
+} // namespace kestrava::QmlAppRoute

@@ -1,0 +1,182 @@
+#include "SessionStage.h"
+#include "FailureText.h"
+#include "KestravaViewModel.h"
+#include "model/DestinationPlanner.h"
+#include "platform/DurableFile.h"
+#include "session/RecoveryCsv.h"
+#include "session/SessionStore.h"
+#include "session/SessionStoreError.h"
+
+#include <QFileInfo>
+#include <QtConcurrent>
+
+namespace kestrava {
+
+namespace {
+
+int decidedFiles(const QList<PhotoItem>& photos)
+{
+    int decided = 0;
+    for (const PhotoItem& item : photos)
+        decided += item.decision ? 1 : 0;
+    return decided;
+}
+
+struct RecoveryInput {
+    QList<RecoveryCSVRow> rows;
+    FolderScan scanned;
+};
+
+} // namespace
+
+SessionStage::SessionStage(WorkflowCore& core, KestravaViewModel& flow) : QObject(&flow), core_(core), flow_(flow)
+{
+    connect(&core_, &WorkflowCore::routeChanged, this, &SessionStage::showResumeChoiceChanged);
+    connect(this, &SessionStage::resumableSessionChanged, this, &SessionStage::showResumeChoiceChanged);
+    connect(&flow_, &KestravaViewModel::isApplyingChanged, this, &SessionStage::canOpenSessionDocumentChanged);
+}
+
+bool SessionStage::showResumeChoice() const
+{
+    return core_.route() == AppRoute::welcome && resumable_.has_value();
+}
+
+QString SessionStage::resumableSessionDescription() const
+{
+    if (!resumable_)
+        return {};
+    return QString::number(decidedFiles(resumable_->photos)) + QStringLiteral(" Dateien entschieden · ")
+        + resumable_->sourceFolder.fileName();
+}
+
+QString SessionStage::savedStatusText() const
+{
+    if (!lastSavedAt_)
+        return QStringLiteral("Wird automatisch gesichert");
+    return QStringLiteral("Gespeichert · ") + lastSavedAt_->toLocalTime().toString(QStringLiteral("HH:mm"));
+}
+
+bool SessionStage::canOpenSessionDocument() const
+{
+    return !flow_.isApplying();
+}
+
+void SessionStage::offerResumable(std::optional<SortSession> session)
+{
+    resumable_ = std::move(session);
+    emit resumableSessionChanged();
+}
+
+void SessionStage::discoverResumable()
+{
+    if (!core_.services.sessionStore)
+        return;
+    core_.services.sessionStore->loadLatestIncomplete()
+        .then(this, [this](const std::optional<SortSession>& found) { offerResumable(found); })
+        .onFailed(this, [] {});
+}
+
+void SessionStage::setLastSavedAt(QDateTime when)
+{
+    lastSavedAt_ = std::move(when);
+    emit lastSavedAtChanged();
+}
+
+void SessionStage::resumeSavedSession()
+{
+    if (!resumable_)
+        return;
+    const SortSession session = *resumable_;
+    offerResumable(std::nullopt);
+    flow_.apply(session);
+}
+
+void SessionStage::ignoreSavedSession()
+{
+    if (resumable_)
+        offerResumable(std::nullopt);
+}
+
+QString SessionStage::suggestedSessionDocumentName() const
+{
+    return DestinationPlanner::sanitize(flow_.runFolderName()) + QStringLiteral(".kestrava");
+}
+
+bool SessionStage::saveSessionDocument(const QString& path)
+{
+    const auto snapshot = flow_.makeSessionSnapshot();
+    if (!snapshot) {
+        core_.raiseAlert(QStringLiteral("Es ist noch keine Sitzung vorhanden."));
+        return false;
+    }
+    try {
+        atomicReplace(path, encodeSortSession(*snapshot));
+        return true;
+    } catch (const QException& error) {
+        core_.raiseAlert(sessionNotSavedPrefix() + failureText(error));
+        return false;
+    }
+}
+
+bool SessionStage::openSessionDocument(const QString& path)
+{
+    // The menu item is disabled meanwhile; a document handed over by a second start is not.
+    if (!canOpenSessionDocument()) {
+        core_.raiseAlert(QStringLiteral("Während Dateien sortiert oder in den Papierkorb gelegt werden, kann keine "
+                                        "Sitzung geladen werden. Bitte warte, bis der Vorgang abgeschlossen ist."));
+        return false;
+    }
+    try {
+        SortSession session = decodeSortSession(readWholeFile(path));
+        if (!QFileInfo(session.sourceFolder.path()).isDir())
+            throw SessionStoreError::sourceFolderMissing(session.sourceFolder.path());
+        // An older document of a session that went on afterwards: its state is what the user
+        // chose to continue from, so the events logged since must neither be replayed over it
+        // later nor share their numbers with the decisions still to come.
+        if (core_.services.sessionStore)
+            session.lastEventSequence =
+                std::max(session.lastEventSequence, core_.services.sessionStore->lastLoggedSequence(session.id));
+        if (!flow_.apply(session))
+            return false;
+        // The mode question of an older session is the more urgent message.
+        if (!session.requiresModeSelection)
+            core_.raiseAlert(QString::number(decidedFiles(session.photos))
+                             + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
+        if (const QStringList refused = flow_.trashEntriesOutsideSession(); !refused.isEmpty())
+            core_.raiseAlert(refused.join(QLatin1Char('\n')));
+        return true;
+    } catch (const QException& error) {
+        core_.raiseAlert(failureText(error));
+        return false;
+    }
+}
+
+void SessionStage::importRecoveryCsv(const QString& csvPath, const QString& folderPath)
+{
+    if (csvPath.isEmpty() || folderPath.isEmpty())
+        return;
+    const FileUrl folder = FileUrl::fromLocalPath(folderPath);
+    // Parsing first: a broken list fails before the folder is read at all.
+    QtConcurrent::run([csvPath, folder, services = core_.services] {
+        RecoveryInput input;
+        input.rows = RecoveryCSVImporter::parse(readWholeFile(csvPath));
+        input.scanned = KestravaViewModel::scanFolder(services, folder);
+        return input;
+    })
+        .then(this,
+              [this, folder](const RecoveryInput& input) {
+                  try {
+                      flow_.applyRecovery(input.rows, input.scanned.outcome.items, folder,
+                                          input.scanned.outcome.skippedEntryCount(),
+                                          input.scanned.proposedDestinationBase);
+                  } catch (const QException& error) {
+                      core_.raiseAlert(failureText(error));
+                  }
+              })
+        .onFailed(this, [this](const QException& error) { core_.raiseAlert(failureText(error)); })
+        .onFailed(this, [this] {
+            core_.raiseAlert(QStringLiteral("Die CSV-Datei konnte nicht importiert werden: Unbekannter Fehler."));
+        });
+}
+
+} // namespace kestrava
