@@ -99,16 +99,22 @@ void KestravaViewModel::reclassify(PhotoDecision decision, const QString& groupI
         return;
     const ReviewGroup& group = run_.reviewGroups[groupIndex];
     HistoryEntry entry{group.id, {}};
+    bool memberUndecided = false;
     for (const FileUrl& url : group.memberURLs) {
         const qsizetype i = run_.index.photoIndex(url);
-        entry.previous.append({url, i >= 0 ? run_.photos[i].decision : std::nullopt});
+        const std::optional<PhotoDecision> previous = i >= 0 ? run_.photos[i].decision : std::nullopt;
+        memberUndecided = memberUndecided || !previous;
+        entry.previous.append({url, previous});
     }
+    // Deciding the last open shot here ends the review as it does on the main screen.
+    const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
     run_.history.append(entry);
     applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
     emit decisionCountsChanged();
     emit reviewStateChanged();
-    // The main review keeps its position; the audit window confirms the selection itself.
-    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, run_.currentIndex, run_.currentIndex, false);
+    // The main review keeps its position.
+    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, run_.currentIndex, run_.currentIndex,
+                   shouldPresentCompletion);
 }
 
 void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry,

@@ -148,6 +148,24 @@ TEST_F(Reviewing, redecidingADecidedGroupDoesNotOpenConfirmation)
     EXPECT_EQ(vm().route(), AppRoute::reviewing);
 }
 
+TEST_F(Reviewing, decidingTheLastOpenGroupFromTheAuditListLeadsToConfirmation)
+{
+    rig.decide(PhotoDecision::keep);
+    const QString last = vm().reviewGroups().last().id;
+    const QString first = vm().reviewGroups().first().id;
+    // Changing a decided group from the list leaves the review where it is.
+    vm().reclassify(PhotoDecision::del, first);
+    QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
+    EXPECT_FALSE(routes.wait(200));
+    EXPECT_EQ(vm().route(), AppRoute::reviewing);
+
+    vm().reclassify(PhotoDecision::maybe, last);
+    EXPECT_FALSE(routes.wait(200)) << "one group is still open";
+    vm().reclassify(PhotoDecision::keep, vm().reviewGroups()[1].id);
+    ASSERT_TRUE(waitFor([&] { return vm().route() == AppRoute::confirmation; }));
+    EXPECT_EQ(vm().classifiedCount(), vm().reviewGroupCount());
+}
+
 TEST_F(Reviewing, undoWithdrawsThePendingConfirmation)
 {
     rig.decide(PhotoDecision::keep);
