@@ -89,10 +89,14 @@ void ReviewPreviewController::sync()
 void ReviewPreviewController::loadCandidate()
 {
     QPointer<KestravaViewModel> viewModel = viewModel_.get();
-    loader_->load(FileUrl::fromLocalPath(candidates_[candidateIndex_]), [viewModel](const FileUrl& url, bool success) {
-        if (viewModel)
-            viewModel->setPreviewReady(success, url.path());
-    });
+    const bool lastCandidate = candidateIndex_ + 1 >= candidates_.size();
+    loader_->load(FileUrl::fromLocalPath(candidates_[candidateIndex_]),
+                  [viewModel, lastCandidate](const FileUrl& url, bool success) {
+                      // When no file of the shot yields a picture, "no preview" is what the user
+                      // sees of it, and they must still be able to decide it (mostly to reject it).
+                      if (viewModel)
+                          viewModel->setPreviewReady(success || lastCandidate, url.path());
+                  });
 }
 
 void ReviewPreviewController::onPreviewReadyChanged()
@@ -100,11 +104,16 @@ void ReviewPreviewController::onPreviewReadyChanged()
     // The view model asks for a visible picture again without the group changing (an undo of
     // the decision on the group on screen, a return from the confirmation). The picture never
     // left the screen, and no new load will report it, so it is reported once more.
-    if (!active_ || !viewModel_ || viewModel_->isPreviewReady() || loader_->isLoading() || !hasImage())
+    if (!active_ || !viewModel_ || viewModel_->isPreviewReady() || loader_->isLoading() || !showsFinalState())
         return;
     const std::optional<FileUrl> shown = loader_->requestedURL();
     if (shown && candidates_.contains(shown->path()))
         viewModel_->setPreviewReady(true, shown->path());
+}
+
+bool ReviewPreviewController::showsFinalState() const
+{
+    return hasImage() || (loader_->didFail() && candidateIndex_ + 1 >= candidates_.size());
 }
 
 void ReviewPreviewController::onDidFailChanged()

@@ -2,7 +2,8 @@
 
 // Drives the preview loader for the review screen: when the current group changes it loads
 // the group's preferred file, falls back to the group's other files when that one yields no
-// picture, reports readiness to the view model (decisions wait for a visible picture) and
+// picture, reports readiness to the view model (decisions wait for a visible picture, or for
+// every file of the group to have failed) and
 // prefetches the next four groups. Inactive (outside review) it forgets everything.
 
 #include "ViewModelLink.h"
@@ -65,6 +66,8 @@ private:
     void loadCandidate();
     void onDidFailChanged();
     void onPreviewReadyChanged();
+    // A picture, or the failure of every candidate: nothing more will arrive for this group.
+    bool showsFinalState() const;
 
     PhotoPreviewLoader* loader_;
     ViewModelLink viewModel_;

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <mutex>
 
 using namespace kestrava;
@@ -22,14 +23,31 @@ namespace {
 // The real renderer, recording which files it was asked for.
 struct RecordingRenderer {
     std::mutex mutex;
+    std::condition_variable released;
+    bool held = false;
     QStringList paths;
+
+    void hold()
+    {
+        std::lock_guard lock(mutex);
+        held = true;
+    }
+    void release()
+    {
+        {
+            std::lock_guard lock(mutex);
+            held = false;
+        }
+        released.notify_all();
+    }
 
     PreviewPipeline::Renderer function()
     {
         return [this](const QString& path, int size, const PreviewRenderer::CancelCheck& isCanceled) {
             {
-                std::lock_guard lock(mutex);
+                std::unique_lock lock(mutex);
                 paths.append(path);
+                released.wait(lock, [this] { return !held; });
             }
             return PreviewRenderer::render(path, size, isCanceled);
         };
@@ -61,6 +79,7 @@ struct ControllerFixture : ::testing::Test {
     }
     void TearDown() override
     {
+        renderer.release();
         controller.reset();
         loader.reset();
         pipeline.reset();
@@ -138,7 +157,37 @@ TEST_F(ControllerFixture, anUnreadableFileFallsBackToTheGroupsOtherFileAndNoneLe
     ASSERT_TRUE(waitUntil([&] { return controller->statusText() == u"Keine Vorschau verfügbar"_s; }));
     EXPECT_EQ(vm().currentIndex(), 1);
     EXPECT_FALSE(controller->hasImage());
-    EXPECT_FALSE(vm().isPreviewReady()) << "no picture, so the keys stay locked";
+
+    // Nothing more will arrive for this shot: the failure is what is on screen, and the shot
+    // can be decided (usually rejected) like any other.
+    ASSERT_TRUE(pictureReady()) << "a shot without any preview must not block the review";
+    vm().classify(PhotoDecision::del);
+    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(vm().currentIndex(), 2);
+
+    // Taking that decision back returns to the shot, and it stays decidable.
+    vm().undoLastDecision();
+    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision() && vm().currentIndex() == 1; }));
+    ASSERT_TRUE(pictureReady());
+    vm().classify(PhotoDecision::maybe);
+    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::maybe), 1);
+}
+
+TEST_F(ControllerFixture, aPreviewStillRenderingKeepsTheKeysLocked)
+{
+    renderer.hold();
+    start();
+    ASSERT_TRUE(waitUntil([&] { return controller->isLoading(); }));
+    vm().classify(PhotoDecision::keep);
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 0);
+    EXPECT_FALSE(vm().isPreviewReady());
+    renderer.release();
+    ASSERT_TRUE(pictureReady());
+    vm().classify(PhotoDecision::keep);
+    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
+    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 1);
 }
 
 TEST_F(ControllerFixture, takingBackTheDecisionOnTheGroupOnScreenKeepsItDecidable)
