@@ -28,6 +28,12 @@ void AuditStage::setPresented(bool presented)
     emit presentedChanged();
 }
 
+void AuditStage::consumeReviewAuditRequest(const QString& id)
+{
+    if (requestIDText() == id)
+        withdrawRequest();
+}
+
 void AuditStage::withdrawRequest()
 {
     if (!core_.run.reviewAuditRequestID)

@@ -28,6 +28,9 @@ public:
     // Asks the window to open (or come to the front).
     Q_INVOKABLE void request();
     Q_INVOKABLE void setPresented(bool presented);
+    // The window has shown the request `id`: it lapses, so it is not acted on twice (a newer
+    // request made in the meantime stays).
+    Q_INVOKABLE void consumeReviewAuditRequest(const QString& id);
     // The request lapses (a decision was taken back); a showing window stays.
     void withdrawRequest();
     // The review is over: the request lapses and the keys are the review's again.

@@ -144,3 +144,24 @@ TEST_F(AuditFixture, showLargeReturnsTheMainReviewToThatGroup)
     EXPECT_EQ(rig.viewModel->currentIndex(), 6);
     EXPECT_EQ(rig.viewModel->route(), AppRoute::reviewing);
 }
+
+TEST(AuditRequest, theWindowAcknowledgesEachRequestAndComesBackForTheNext)
+{
+    UiRig rig(2);
+    QQuickWindow* window = rig.openMainWindow();
+    ASSERT_NE(window, nullptr);
+    window->show();
+    rig.loadShoot();
+    rig.configure();
+    rig.startReview();
+
+    AuditStage& audit = *rig.viewModel->audit();
+    audit.request();
+    ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }));
+    EXPECT_FALSE(audit.requestID().has_value()) << "a request the window has shown stays pending";
+
+    rig.auditWindow()->close();
+    ASSERT_TRUE(waitUntil([&] { return !audit.isPresented(); }));
+    audit.request();
+    EXPECT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; })) << "the window must open again";
+}

@@ -71,8 +71,11 @@ ApplicationWindow {
     Connections {
         target: ViewModel.audit
         function onRequestIDChanged() {
-            if (ViewModel.audit.requestID.length > 0)
-                window.openAudit()
+            const request = ViewModel.audit.requestID
+            if (request.length === 0)
+                return
+            window.openAudit()
+            ViewModel.audit.consumeReviewAuditRequest(request)
         }
     }
     Connections {
