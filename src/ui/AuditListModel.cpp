@@ -4,6 +4,7 @@
 #include "ThumbnailProvider.h"
 #include "UiText.h"
 #include "model/Text.h"
+#include "model/Wording.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <algorithm>
@@ -81,6 +82,17 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
     emit viewModelChanged();
     emit controlsDisabledChanged();
     emit saveStateTextChanged();
+}
+
+QVariantList AuditListModel::filterOptions()
+{
+    const auto option = [](const QString& key, const QString& label) {
+        return QVariantMap{{u"key"_s, key}, {u"label"_s, label}};
+    };
+    QVariantList options{option(u"all"_s, u"Alle"_s), option(u"open"_s, u"Offen"_s)};
+    for (PhotoDecision decision : {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del})
+        options.append(option(rawValue(decision), decisionLabel(decision)));
+    return options;
 }
 
 void AuditListModel::setFilter(const QString& filter)
@@ -266,8 +278,12 @@ void AuditListModel::refreshDecisions()
 
 bool AuditListModel::accepts(const Row& row) const
 {
-    if (filter_ != u"all"_s && (!row.decision || rawValue(*row.decision) != filter_))
+    if (filter_ == u"open"_s) {
+        if (row.decision)
+            return false;
+    } else if (filter_ != u"all"_s && (!row.decision || rawValue(*row.decision) != filter_)) {
         return false;
+    }
     return UiText::matchesSearch(row.memberNames, searchText_);
 }
 

@@ -25,8 +25,10 @@ class AuditListModel : public QAbstractListModel {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
-    // "all", "keep", "maybe" or "delete".
+    // "all", "open" (undecided), "keep", "maybe" or "delete".
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
+    // The filter's choices in order, each {key, label}.
+    Q_PROPERTY(QVariantList filterOptions READ filterOptions CONSTANT)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
     Q_PROPERTY(int count READ rowCountValue NOTIFY countChanged)
     Q_PROPERTY(QString summaryText READ summaryText NOTIFY summaryChanged)
@@ -58,6 +60,7 @@ public:
     void setViewModelObject(QObject* viewModel);
     const QString& filter() const { return filter_; }
     void setFilter(const QString& filter);
+    static QVariantList filterOptions();
     const QString& searchText() const { return searchText_; }
     void setSearchText(const QString& text);
     int rowCountValue() const { return int(visible_.size()); }

@@ -60,23 +60,22 @@ Rectangle {
             Row {
                 spacing: 0
                 Repeater {
-                    model: [{ key: "all", label: "Alle" }, { key: "keep", label: "Behalten" },
-                            { key: "maybe", label: "Vielleicht" }, { key: "delete", label: "Aussortiert" }]
+                    model: header.model ? header.model.filterOptions : []
                     Button {
                         id: segment
                         required property var modelData
                         required property int index
+                        // Not checkable: a click on the chosen filter must not take its mark away.
+                        readonly property bool selected: header.model && header.model.filter === modelData.key
                         objectName: "filter_" + modelData.key
                         text: modelData.label
-                        checkable: true
-                        checked: header.model && header.model.filter === modelData.key
                         focusPolicy: Qt.TabFocus
                         onClicked: header.model.filter = modelData.key
                         Accessible.role: Accessible.RadioButton
-                        Accessible.checked: checked
+                        Accessible.checked: selected
                         contentItem: Text {
                             text: segment.text
-                            color: segment.checked ? DesignSystem.textOnAccent : DesignSystem.textPrimary
+                            color: segment.selected ? DesignSystem.textOnAccent : DesignSystem.textPrimary
                             font.pixelSize: DesignSystem.fontBody
                             horizontalAlignment: Text.AlignHCenter
                             verticalAlignment: Text.AlignVCenter
@@ -85,7 +84,7 @@ Rectangle {
                             implicitWidth: 104
                             implicitHeight: 34
                             radius: 6
-                            color: segment.checked ? DesignSystem.accent : DesignSystem.card
+                            color: segment.selected ? DesignSystem.accent : DesignSystem.card
                             border.color: DesignSystem.border
                         }
                     }
