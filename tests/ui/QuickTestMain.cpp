@@ -37,10 +37,10 @@ public:
         return rig->viewModel->route() == AppRoute::reviewing;
     }
     // Key presses into another window than the test's own (the audit window).
-    Q_INVOKABLE void pressIn(QObject* window, int key)
+    Q_INVOKABLE void pressIn(QObject* window, int key, int modifiers = 0)
     {
         if (auto* target = qobject_cast<QWindow*>(window))
-            QTest::keyClick(target, Qt::Key(key));
+            QTest::keyClick(target, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
     }
     Q_INVOKABLE QString shootFolder() const { return rig->shootFolder; }
     Q_INVOKABLE QString destinationBase() const { return rig->destinationBase; }

@@ -35,7 +35,11 @@ Dialog {
         PrimaryButton {
             Layout.alignment: Qt.AlignRight
             text: "OK"
+            // Holds the focus while the alert shows, so Enter answers it as on any desktop.
+            focus: true
             onClicked: dialog.close()
+            Keys.onReturnPressed: dialog.close()
+            Keys.onEnterPressed: dialog.close()
         }
     }
     onClosed: if (message.length > 0) dismissed()

@@ -27,6 +27,7 @@ Window {
     Shortcut { sequence: StandardKey.Save; onActivated: Shell.requestSaveSession() }
     Shortcut { sequence: StandardKey.Open; onActivated: Shell.requestLoadSession() }
     Shortcut { sequence: StandardKey.Find; onActivated: header.focusSearch() }
+    Shortcut { sequences: [StandardKey.Close, "Esc"]; onActivated: window.close() }
 
     ColumnLayout {
         anchors.fill: parent

@@ -53,9 +53,13 @@ Item {
 
         function test_3_filterWithoutMatchesShowsTheEmptyState() {
             const list = findChild(root.audit.contentItem, "auditList")
-            mouseClick(findChild(root.audit.contentItem, "filter_maybe"))
+            const maybe = findChild(root.audit.contentItem, "filter_maybe")
+            mouseClick(maybe)
             compare(list.count, 0)
             verify(findChild(root.audit.contentItem, "auditEmptyTitle").visible)
+            mouseClick(maybe)
+            verify(maybe.selected, "a second click keeps the chosen filter marked")
+            compare(list.count, 0)
             mouseClick(findChild(root.audit.contentItem, "filter_all"))
             compare(list.count, 6)
             verify(!findChild(root.audit.contentItem, "auditEmptyTitle").visible)
@@ -71,11 +75,35 @@ Item {
             compare(list.count, 6)
         }
 
+        function test_4b_openFilterShowsTheUndecidedShots() {
+            const list = findChild(root.audit.contentItem, "auditList")
+            const open = findChild(root.audit.contentItem, "filter_open")
+            mouseClick(open)
+            compare(list.count, 5, "the one rejected shot is left out")
+            list.forceActiveFocus()
+            list.currentIndex = 0
+            Rig.pressIn(root.audit, Qt.Key_1)
+            verify(Rig.waitForSettled(60000))
+            compare(list.count, 4, "a shot decided here leaves the list")
+            mouseClick(findChild(root.audit.contentItem, "filter_all"))
+            compare(list.count, 6)
+        }
+
         function test_5_headerCountsFollowChanges() {
             compare(findChild(root.audit.contentItem, "auditSummary").text, "6 Motive · 12 Dateien")
             verify(Rig.decideAll("keep"))
             compare(ViewModel.decisionCounts.keep, 6)
             verify(findChild(root.audit.contentItem, "confirmSelectionButton").enabled)
+        }
+
+        function test_6_escapeAndCloseKeysCloseTheWindow() {
+            Rig.pressIn(root.audit, Qt.Key_Escape)
+            tryCompare(root.audit, "visible", false)
+            tryCompare(ViewModel.audit, "presented", false)
+            root.audit.show()
+            tryCompare(root.audit, "visible", true)
+            Rig.pressIn(root.audit, Qt.Key_W, Qt.ControlModifier)
+            tryCompare(root.audit, "visible", false)
         }
     }
 }

@@ -8,6 +8,9 @@ Item {
 
     Loader { id: loader; anchors.fill: parent; active: false; sourceComponent: ReviewScreen {} }
 
+    property int alertsAnswered: 0
+    AlertDialog { id: alert; onDismissed: alertsAnswered++ }
+
     TestCase {
         name: "Review"
         when: windowShown
@@ -82,6 +85,15 @@ Item {
             compare(ViewModel.isCommittingDecision, false)
             compare(ViewModel.currentIndex, index)
             ViewModel.audit.setPresented(false)
+        }
+
+        function test_6_enterAnswersAnAlert() {
+            alert.message = "Die Datei konnte nicht gelesen werden."
+            tryCompare(alert, "opened", true)
+            keyClick(Qt.Key_Return)
+            tryCompare(alert, "visible", false)
+            compare(alertsAnswered, 1)
+            alert.message = ""
         }
     }
 }
