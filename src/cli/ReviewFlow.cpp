@@ -106,7 +106,7 @@ bool runUntil(const KestravaViewModel& viewModel, const std::function<bool()>& d
 
 std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewRequest& request)
 {
-    viewModel.updateEventName(request.eventName);
+    viewModel.setup()->updateEventName(request.eventName);
     viewModel.setDestinationBaseFolder(request.destinationBase);
     viewModel.load(request.folder);
     if (!runUntil(viewModel, [&] { return !viewModel.isLoading(); }) || viewModel.route() != AppRoute::setup)
@@ -120,8 +120,8 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
         viewModel.chooseFormatReview(*request.choice);
     viewModel.selectOperationMode(request.mode);
     if (request.verification)
-        viewModel.updateVerificationMode(rawValue(*request.verification));
-    viewModel.updateGroupByDate(request.groupByDate);
+        viewModel.setup()->updateVerificationMode(rawValue(*request.verification));
+    viewModel.setup()->updateGroupByDate(request.groupByDate);
     if (request.runFolderName)
         viewModel.updateRunFolderName(*request.runFolderName);
     viewModel.startReviewing();

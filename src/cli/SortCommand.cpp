@@ -70,7 +70,7 @@ int runSort(const QStringList& arguments)
     KestravaViewModel viewModel(cli::headlessServices(*store));
     if (const auto failure = cli::runReviewFlow(viewModel, request))
         return cli::fail(*failure);
-    viewModel.updateRatingSidecars(ratings, keepStars);
+    viewModel.setup()->updateRatingSidecars(ratings, keepStars);
     // Naming the destructive mode on the command line is its first confirmation.
     if (trashMode)
         viewModel.setDestructiveConfirmationAccepted(true);

@@ -217,19 +217,6 @@ void KestravaViewModel::updateRunFolderName(const QString& name)
     setRunFolderNameValue(name);
 }
 
-void KestravaViewModel::updateEventName(const QString& name)
-{
-    if (eventName_ == name)
-        return;
-    eventName_ = name;
-    emit eventNameChanged();
-}
-
-void KestravaViewModel::updateGroupByDate(bool enabled)
-{
-    setFlag(groupByDate_, enabled, &KestravaViewModel::groupByDateChanged);
-}
-
 void KestravaViewModel::selectOperationMode(const QString& mode)
 {
     if (const auto value = enumFromRaw<SortOperationMode>(mode))
@@ -242,15 +229,6 @@ void KestravaViewModel::selectOperationMode(SortOperationMode mode)
     // A newly chosen mode is a deliberate choice: an older session's doubt is resolved.
     if (session_)
         session_->requiresModeSelection = false;
-}
-
-void KestravaViewModel::updateVerificationMode(const QString& mode)
-{
-    const auto value = enumFromRaw<VerificationMode>(mode);
-    if (!value || *value == verificationMode_)
-        return;
-    verificationMode_ = *value;
-    emit verificationModeChanged();
 }
 
 void KestravaViewModel::setDestructiveConfirmationAccepted(bool accepted)
@@ -266,11 +244,6 @@ void KestravaViewModel::setTrashCommitConfirmationAccepted(bool accepted)
 void KestravaViewModel::setInspectorVisible(bool visible)
 {
     setFlag(inspectorVisible_, visible, &KestravaViewModel::inspectorVisibleChanged);
-}
-
-void KestravaViewModel::setAdvancedOptionsVisible(bool visible)
-{
-    setFlag(advancedOptionsVisible_, visible, &KestravaViewModel::advancedOptionsVisibleChanged);
 }
 
 void KestravaViewModel::setPendingDecisionGroupID(const QString& groupID)

@@ -3,7 +3,7 @@
 // The root of the window's state, from folder selection to the result: QML sees it as the
 // `ViewModel` singleton. The state every part shares (services, the run, the route, the one
 // alert) is a WorkflowCore; parts that stand on their own are stages exposed as constant
-// properties (`audit`: AuditStage, `session`: SessionStage). The flow itself (loading,
+// properties (`audit`: AuditStage, `session`: SessionStage, `setup`: SetupStage). The flow itself (loading,
 // review, execution, trash) still lives here until it is split the same way.
 //
 // Contract:
@@ -26,6 +26,7 @@
 #include "AuditStage.h"
 #include "RunState.h"
 #include "SessionStage.h"
+#include "SetupStage.h"
 #include "WorkflowCore.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
@@ -61,6 +62,7 @@ class KestravaViewModel : public QObject {
     // The stages, each with its own properties and intents.
     Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
     Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
+    Q_PROPERTY(kestrava::SetupStage* setup READ setup CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
@@ -71,10 +73,7 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString destinationBaseFolder READ destinationBaseFolderPath WRITE setDestinationBaseFolder NOTIFY destinationBaseFolderChanged)
     Q_PROPERTY(QString destinationFolder READ destinationFolderPath NOTIFY destinationFolderChanged)
     Q_PROPERTY(QString runFolderName READ runFolderName WRITE updateRunFolderName NOTIFY runFolderNameChanged)
-    Q_PROPERTY(QString eventName READ eventName WRITE updateEventName NOTIFY eventNameChanged)
-    Q_PROPERTY(bool groupByDate READ groupByDate WRITE updateGroupByDate NOTIFY groupByDateChanged)
     Q_PROPERTY(QString selectedOperationMode READ selectedOperationModeName WRITE selectOperationMode NOTIFY selectedOperationModeChanged)
-    Q_PROPERTY(QString verificationMode READ verificationModeName WRITE updateVerificationMode NOTIFY verificationModeChanged)
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
     Q_PROPERTY(bool isApplying READ isApplying NOTIFY isApplyingChanged)
     Q_PROPERTY(bool isPreparingMetadata READ isPreparingMetadata NOTIFY isPreparingMetadataChanged)
@@ -96,7 +95,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
     Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
-    Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
     Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
     Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
     Q_PROPERTY(bool showFormatChoice READ showFormatChoice NOTIFY showFormatChoiceChanged)
@@ -135,6 +133,8 @@ public:
     const AuditStage* audit() const { return &audit_; }
     SessionStage* sessionStage() { return &sessionStage_; }
     const SessionStage* sessionStage() const { return &sessionStage_; }
+    SetupStage* setup() { return &setup_; }
+    const SetupStage* setup() const { return &setup_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
     int routeNumber() const { return int(core_.route()); }
@@ -151,17 +151,8 @@ public:
     QString destinationBaseFolderPath() const { return destinationBaseFolder_ ? destinationBaseFolder_->path() : QString(); }
     QString destinationFolderPath() const { return run_.destinationFolder ? run_.destinationFolder->path() : QString(); }
     const QString& runFolderName() const { return runFolderName_; }
-    const QString& eventName() const { return eventName_; }
-    bool groupByDate() const { return groupByDate_; }
     std::optional<SortOperationMode> selectedOperationMode() const { return run_.selectedOperationMode; }
     QString selectedOperationModeName() const { return run_.selectedOperationMode ? rawValue(*run_.selectedOperationMode) : QString(); }
-    VerificationMode verificationMode() const { return verificationMode_; }
-    QString verificationModeName() const { return rawValue(verificationMode_); }
-    // XMP sidecars with the decisions beside the results (SortOptions::writeRatingSidecars).
-    bool writeRatingSidecars() const { return writeRatingSidecars_; }
-    int keepRatingStars() const { return keepRatingStars_; }
-    // Stars outside 1 to 5 are brought into that range.
-    void updateRatingSidecars(bool write, int keepStars);
     bool isLoading() const { return isLoading_; }
     bool isApplying() const { return run_.isApplying; }
     bool isPreparingMetadata() const { return isPreparingMetadata_; }
@@ -183,7 +174,6 @@ public:
     bool destructiveConfirmationAccepted() const { return run_.destructiveConfirmationAccepted; }
     bool trashCommitConfirmationAccepted() const { return run_.trashCommitConfirmationAccepted; }
     bool inspectorVisible() const { return inspectorVisible_; }
-    bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
     bool showReviewCompletion() const { return run_.showReviewCompletion; }
     const std::optional<QString>& pendingDecisionGroupID() const { return run_.pendingDecisionGroupID; }
     QString pendingDecisionGroupIDText() const { return run_.pendingDecisionGroupID.value_or(QString()); }
@@ -227,15 +217,11 @@ public:
     // ---- Setup (setters bound by the setup screen) -----------------------------------------
     Q_INVOKABLE void setDestinationBaseFolder(const QString& path);
     Q_INVOKABLE void updateRunFolderName(const QString& name);
-    Q_INVOKABLE void updateEventName(const QString& name);
-    Q_INVOKABLE void updateGroupByDate(bool enabled);
     Q_INVOKABLE void selectOperationMode(const QString& mode);
     void selectOperationMode(SortOperationMode mode);
-    Q_INVOKABLE void updateVerificationMode(const QString& mode);
     void setDestructiveConfirmationAccepted(bool accepted);
     void setTrashCommitConfirmationAccepted(bool accepted);
     void setInspectorVisible(bool visible);
-    void setAdvancedOptionsVisible(bool visible);
     void setPendingDecisionGroupID(const QString& groupID);
     Q_INVOKABLE void dismissAlert();
     // Shows `message` in the window's one alert, replacing the one on screen.
@@ -362,10 +348,7 @@ signals:
     void destinationBaseFolderChanged();
     void destinationFolderChanged();
     void runFolderNameChanged();
-    void eventNameChanged();
-    void groupByDateChanged();
     void selectedOperationModeChanged();
-    void verificationModeChanged();
     void isLoadingChanged();
     void isApplyingChanged();
     void isPreparingMetadataChanged();
@@ -387,7 +370,6 @@ signals:
     void trashCommitConfirmationAcceptedChanged();
     void trashPreparationChanged();
     void inspectorVisibleChanged();
-    void advancedOptionsVisibleChanged();
     void showReviewCompletionChanged();
     void pendingDecisionGroupIDChanged();
     void showFormatChoiceChanged();
@@ -490,19 +472,14 @@ private:
     RunState& run_ = core_.run;
     AuditStage audit_{core_, this};
     SessionStage sessionStage_{core_, *this};
+    SetupStage setup_{core_, this};
 
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
     QString runFolderName_;
-    QString eventName_;
-    bool groupByDate_ = true;
-    VerificationMode verificationMode_ = VerificationMode::fileSize;
-    bool writeRatingSidecars_ = false;
-    int keepRatingStars_ = 1;
     bool isLoading_ = false;
     bool isPreparingMetadata_ = false;
     bool inspectorVisible_ = true;
-    bool advancedOptionsVisible_ = false;
     QString accessibilityAnnouncement_;
 
     QPointer<ReviewKeyFilter> keyMonitor_;

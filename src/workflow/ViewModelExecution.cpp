@@ -117,19 +117,13 @@ SortOptions KestravaViewModel::currentOptions(const FileUrl& destination) const
 {
     SortOptions options;
     options.destinationRoot = destination;
-    options.eventName = eventName_.trimmed();
-    options.groupByDate = groupByDate_;
+    options.eventName = setup_.eventName().trimmed();
+    options.groupByDate = setup_.groupByDate();
     options.operationMode = run_.selectedOperationMode.value_or(SortOperationMode::safeCopy);
-    options.verificationMode = verificationMode_;
-    options.writeRatingSidecars = writeRatingSidecars_;
-    options.keepRatingStars = keepRatingStars_;
+    options.verificationMode = setup_.verificationMode();
+    options.writeRatingSidecars = setup_.writeRatingSidecars();
+    options.keepRatingStars = setup_.keepRatingStars();
     return options;
-}
-
-void KestravaViewModel::updateRatingSidecars(bool write, int keepStars)
-{
-    writeRatingSidecars_ = write;
-    keepRatingStars_ = std::clamp(keepStars, minimumKeepRatingStars, maximumKeepRatingStars);
 }
 
 // ---- Storage estimate ----------------------------------------------------------------------

@@ -44,7 +44,7 @@ void KestravaViewModel::load(const FileUrl& folder)
     releaseSessionLock();
     session_.reset();
     setSourceFolder(folder);
-    setRunFolderNameValue(DestinationPlanner::suggestedRunName(eventName_, now().toLocalTime()));
+    setRunFolderNameValue(DestinationPlanner::suggestedRunName(setup_.eventName(), now().toLocalTime()));
     setRoute(AppRoute::scanning);
     setFlag(isLoading_, true, &KestravaViewModel::isLoadingChanged);
 

@@ -37,7 +37,7 @@ void KestravaViewModel::applyRecovery(const QList<RecoveryCSVRow>& rows, const Q
     if (!destinationBaseFolder_)
         setDestinationBase(proposedDestinationBase.value_or(sourceFolder.parent()));
     setSkippedEntryCount(skippedEntryCount);
-    updateEventName(recoveredEventName);
+    setup_.updateEventName(recoveredEventName);
     setRunFolderNameValue(DestinationPlanner::suggestedRunName(recoveredEventName, now().toLocalTime()));
     createSession();
     prepareScannedPhotos(decided);

@@ -76,12 +76,12 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     snapshot.pairingWasTransferred = run_.pairingWasTransferred;
     snapshot.pairingChoiceResolved = !run_.showFormatChoice;
     snapshot.currentIndex = run_.currentIndex;
-    snapshot.eventName = eventName_;
-    snapshot.groupByDate = groupByDate_;
+    snapshot.eventName = setup_.eventName();
+    snapshot.groupByDate = setup_.groupByDate();
     // Without a chosen mode the document carries the default; a session still in setup is
     // restored with the mode unset (see apply).
     snapshot.operationMode = run_.selectedOperationMode.value_or(session_->operationMode);
-    snapshot.verificationMode = verificationMode_;
+    snapshot.verificationMode = setup_.verificationMode();
     return snapshot;
 }
 
@@ -166,9 +166,9 @@ bool KestravaViewModel::apply(const SortSession& session)
     setDestinationBase(session.destinationBaseFolder);
     setDestinationFolder(session.destinationFolder);
     setRunFolderNameValue(session.runFolderName);
-    updateEventName(session.eventName);
-    updateGroupByDate(session.groupByDate);
-    updateVerificationMode(rawValue(session.verificationMode));
+    setup_.updateEventName(session.eventName);
+    setup_.updateGroupByDate(session.groupByDate);
+    setup_.updateVerificationMode(session.verificationMode);
     // A session still in setup never had its mode confirmed; an older ambiguous one must be
     // asked again.
     const bool modeChosen = !session.requiresModeSelection

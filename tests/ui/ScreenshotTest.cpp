@@ -47,7 +47,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"03-setup-empty"_s));
 
     rig.configure();
-    rig.viewModel->setAdvancedOptionsVisible(true);
+    rig.viewModel->setup()->setAdvancedOptionsVisible(true);
     expectPainted(rig.screenshot(window, u"03-setup-complete"_s));
 
     rig.startReview();

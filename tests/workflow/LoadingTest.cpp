@@ -122,9 +122,9 @@ TEST(Loading, resultFolderStaysFixedForTheRun)
 TEST(Loading, newSortClearsTheRunButKeepsSettings)
 {
     WorkflowRig rig;
-    rig.vm().updateEventName(QStringLiteral("Hochzeit"));
-    rig.vm().updateGroupByDate(false);
-    rig.vm().updateVerificationMode(QStringLiteral("sha256"));
+    rig.vm().setup()->updateEventName(QStringLiteral("Hochzeit"));
+    rig.vm().setup()->updateGroupByDate(false);
+    rig.vm().setup()->updateVerificationMode(QStringLiteral("sha256"));
     rig.load(shoot(rig.photoFolder, 3));
     rig.startReview();
     rig.decide(PhotoDecision::keep);
@@ -143,9 +143,31 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     EXPECT_FALSE(rig.vm().showReviewCompletion());
     EXPECT_FALSE(rig.vm().isApplying());
     EXPECT_EQ(rig.vm().classifiedCount(), 0);
-    EXPECT_EQ(rig.vm().eventName(), QStringLiteral("Hochzeit"));
-    EXPECT_FALSE(rig.vm().groupByDate());
-    EXPECT_EQ(rig.vm().verificationMode(), VerificationMode::sha256);
+    EXPECT_EQ(rig.vm().setup()->eventName(), QStringLiteral("Hochzeit"));
+    EXPECT_FALSE(rig.vm().setup()->groupByDate());
+    EXPECT_EQ(rig.vm().setup()->verificationMode(), VerificationMode::sha256);
+}
+
+TEST(Loading, ratingSidecarChoiceReachesTheRunOptionsWithinOneToFiveStars)
+{
+    WorkflowRig rig;
+    const FileUrl destination = FileUrl::fromLocalPath(rig.destinationBase);
+    EXPECT_FALSE(rig.vm().currentOptions(destination).writeRatingSidecars);
+
+    rig.vm().setup()->setWriteRatingSidecars(true);
+    rig.vm().setup()->setKeepRatingStars(4);
+    SortOptions options = rig.vm().currentOptions(destination);
+    EXPECT_TRUE(options.writeRatingSidecars);
+    EXPECT_EQ(options.keepRatingStars, 4);
+
+    rig.vm().setup()->updateRatingSidecars(true, 9);
+    EXPECT_EQ(rig.vm().currentOptions(destination).keepRatingStars, 5);
+    rig.vm().setup()->updateRatingSidecars(true, 0);
+    EXPECT_EQ(rig.vm().currentOptions(destination).keepRatingStars, 1);
+
+    // The choice belongs to the person, not to the run.
+    rig.vm().newSort();
+    EXPECT_TRUE(rig.vm().currentOptions(destination).writeRatingSidecars);
 }
 
 TEST(Loading, metadataDatesMergeWithoutTouchingDecisions)

@@ -62,7 +62,7 @@ TEST(Recovery, completeRecoveryOpensANewSessionInSetup)
     rig.settle();
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("3 Entscheidungen wurden vollständig wiederhergestellt."));
     EXPECT_EQ(rig.vm().route(), AppRoute::setup);
-    EXPECT_EQ(rig.vm().eventName(), QStringLiteral("Wiederhergestellt"));
+    EXPECT_EQ(rig.vm().setup()->eventName(), QStringLiteral("Wiederhergestellt"));
     EXPECT_EQ(rig.vm().runFolderName(), QStringLiteral("Kestrava – Wiederhergestellt"));
     EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::keep), 1);
     EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 1);

@@ -3,17 +3,17 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
-// Date folders, event name and the verification method, behind one toggle.
+// Date folders, event name, the verification method and rating sidecars, behind one toggle.
 ColumnLayout {
     spacing: DesignSystem.spacingM
     SecondaryButton {
         objectName: "advancedToggle"
-        text: (ViewModel.advancedOptionsVisible ? "▾ " : "▸ ") + "Erweiterte Einstellungen"
-        onClicked: ViewModel.advancedOptionsVisible = !ViewModel.advancedOptionsVisible
+        text: (ViewModel.setup.advancedOptionsVisible ? "▾ " : "▸ ") + "Erweiterte Einstellungen"
+        onClicked: ViewModel.setup.advancedOptionsVisible = !ViewModel.setup.advancedOptionsVisible
     }
     Card {
         Layout.fillWidth: true
-        visible: ViewModel.advancedOptionsVisible
+        visible: ViewModel.setup.advancedOptionsVisible
         implicitHeight: column.implicitHeight + 2 * padding
         ColumnLayout {
             id: column
@@ -22,8 +22,8 @@ ColumnLayout {
             DarkCheckBox {
                 id: dateBox
                 text: "Nach Aufnahmedatum strukturieren"
-                checked: ViewModel.groupByDate
-                onToggled: ViewModel.updateGroupByDate(checked)
+                checked: ViewModel.setup.groupByDate
+                onToggled: ViewModel.setup.updateGroupByDate(checked)
             }
             Text {
                 text: "Ereignisname (optional)"
@@ -33,8 +33,8 @@ ColumnLayout {
             TextField {
                 id: eventField
                 Layout.fillWidth: true
-                text: ViewModel.eventName
-                onTextEdited: ViewModel.updateEventName(text)
+                text: ViewModel.setup.eventName
+                onTextEdited: ViewModel.setup.updateEventName(text)
                 color: DesignSystem.textPrimary
                 selectByMouse: true
                 background: Rectangle {
@@ -55,8 +55,35 @@ ColumnLayout {
                     id: radio
                     required property string modelData
                     text: Texts.verificationTitle(modelData)
-                    checked: ViewModel.verificationMode === modelData
-                    onClicked: ViewModel.updateVerificationMode(modelData)
+                    checked: ViewModel.setup.verificationMode === modelData
+                    onClicked: ViewModel.setup.updateVerificationMode(modelData)
+                }
+            }
+            DarkCheckBox {
+                objectName: "ratingSidecarsBox"
+                text: ViewModel.setup.ratingSidecarsLabel
+                checked: ViewModel.setup.writeRatingSidecars
+                onToggled: ViewModel.setup.writeRatingSidecars = checked
+            }
+            Text {
+                visible: ViewModel.setup.writeRatingSidecars
+                text: ViewModel.setup.keepRatingStarsLabel
+                color: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontCaption
+            }
+            RowLayout {
+                visible: ViewModel.setup.writeRatingSidecars
+                spacing: DesignSystem.spacingM
+                Repeater {
+                    model: ViewModel.setup.maximumKeepRatingStars - ViewModel.setup.minimumKeepRatingStars + 1
+                    DarkRadioButton {
+                        required property int index
+                        readonly property int stars: ViewModel.setup.minimumKeepRatingStars + index
+                        objectName: "keepStars" + stars
+                        text: String(stars)
+                        checked: ViewModel.setup.keepRatingStars === stars
+                        onClicked: ViewModel.setup.keepRatingStars = stars
+                    }
                 }
             }
         }

@@ -64,11 +64,33 @@ Item {
 
         function test_advancedOptionsToggle() {
             const toggle = findChild(screen, "advancedToggle")
-            const before = ViewModel.advancedOptionsVisible
+            const before = ViewModel.setup.advancedOptionsVisible
             toggle.clicked()
-            compare(ViewModel.advancedOptionsVisible, !before)
+            compare(ViewModel.setup.advancedOptionsVisible, !before)
             toggle.clicked()
-            compare(ViewModel.advancedOptionsVisible, before)
+            compare(ViewModel.setup.advancedOptionsVisible, before)
+        }
+
+        function test_ratingSwitchAndStarsReachTheSetup() {
+            ViewModel.setup.advancedOptionsVisible = true
+            ViewModel.setup.updateRatingSidecars(false, 1)
+            const box = findChild(screen, "ratingSidecarsBox")
+            verify(box)
+            compare(box.text, ViewModel.setup.ratingSidecarsLabel)
+            const four = findChild(screen, "keepStars4")
+            verify(four)
+            compare(four.visible, false, "stars only matter when sidecars are written")
+            box.toggle()
+            box.toggled()
+            compare(ViewModel.setup.writeRatingSidecars, true)
+            tryCompare(four, "visible", true)
+            four.clicked()
+            compare(ViewModel.setup.keepRatingStars, 4)
+            compare(findChild(screen, "keepStars1").checked, false)
+            box.toggle()
+            box.toggled()
+            compare(ViewModel.setup.writeRatingSidecars, false)
+            compare(ViewModel.setup.keepRatingStars, 4)
         }
     }
 }
