@@ -70,7 +70,7 @@ int runTrash(const QStringList& arguments)
     if (!viewModel.apply(*session))
         return cli::fail(viewModel.alertText());
     // The view model reloads the transaction from its journal; a damaged journal stops here.
-    if (!cli::runUntil(viewModel, [&] { return viewModel.executionTask().isFinished(); }))
+    if (!cli::runUntil(viewModel, [&] { return viewModel.execution()->executionTask().isFinished(); }))
         return cli::fail(viewModel.alertText());
 
     // Deferring parks the transaction and leaves the view model on its start screen without

@@ -33,7 +33,7 @@ SessionStage::SessionStage(WorkflowCore& core, KestravaViewModel& flow) : QObjec
 {
     connect(&core_, &WorkflowCore::routeChanged, this, &SessionStage::showResumeChoiceChanged);
     connect(this, &SessionStage::resumableSessionChanged, this, &SessionStage::showResumeChoiceChanged);
-    connect(&flow_, &KestravaViewModel::isApplyingChanged, this, &SessionStage::canOpenSessionDocumentChanged);
+    connect(flow_.execution(), &ExecutionStage::isApplyingChanged, this, &SessionStage::canOpenSessionDocumentChanged);
 }
 
 bool SessionStage::showResumeChoice() const
@@ -58,7 +58,7 @@ QString SessionStage::savedStatusText() const
 
 bool SessionStage::canOpenSessionDocument() const
 {
-    return !flow_.isApplying();
+    return !flow_.execution()->isApplying();
 }
 
 void SessionStage::offerResumable(std::optional<SortSession> session)

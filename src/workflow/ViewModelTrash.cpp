@@ -84,13 +84,6 @@ struct TrashOperationResult {
 
 } // namespace
 
-QString KestravaViewModel::journalBase() const
-{
-    if (!services_.journalBase.isEmpty())
-        return services_.journalBase;
-    return services_.sessionStore ? services_.sessionStore->baseDirectory() : QString();
-}
-
 QVariant KestravaViewModel::trashPreparation() const
 {
     if (!run_.trashPreparation)
@@ -129,20 +122,20 @@ bool KestravaViewModel::canCommitTrash() const
 
 void KestravaViewModel::prepareTrashSort()
 {
-    if (!canExecute()) {
+    if (!execution_.canExecute()) {
         setAlert(QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
         return;
     }
-    setProgressTitle(stagingTitle);
+    execution_.setProgressTitle(stagingTitle);
     setRoute(AppRoute::trashStaging);
-    startExecution(true, [this](const ExecutionOutcome& outcome) { finishTrashStaging(outcome); });
+    execution_.startExecution(true, [this](const ExecutionOutcome& outcome) { finishTrashStaging(outcome); });
 }
 
 void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
 {
-    setProgressTitle(QString());
+    execution_.setProgressTitle(QString());
     if (outcome.result) {
-        setLastResult(*outcome.result);
+        execution_.setLastResult(*outcome.result);
         run_.preparedOrganizationResult = outcome.result;
     }
     if (!outcome.result || !ExecutionRun::organizedCompletely(*outcome.result)) {
@@ -186,8 +179,8 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                                           std::function<void(const QString&)> failed)
 {
     const quint64 generation = core_.generation();
-    setApplying(true);
-    executionTask_ = QtConcurrent::run(&executionPool_, [operation = std::move(operation)] {
+    execution_.setApplying(true);
+    execution_.adoptTask(QtConcurrent::run(execution_.executionThread(), [operation = std::move(operation)] {
                          TrashOperationResult result;
                          try {
                              result.preparation = operation();
@@ -202,13 +195,13 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                                       failed = std::move(failed)](const TrashOperationResult& result) {
                              if (generation != core_.generation())
                                  return;
-                             setApplying(false);
+                             execution_.setApplying(false);
                              if (result.preparation)
                                  succeeded(*result.preparation);
                              else
                                  failed(result.failure);
-                             emit executionFinished();
-                         });
+                             emit execution_.executionFinished();
+                         }));
 }
 
 void KestravaViewModel::commitPreparedTrash()
@@ -229,14 +222,14 @@ void KestravaViewModel::commitPreparedTrash()
         return;
     }
     saveSessionSnapshot(SortSessionStatus::running);
-    setProgressTitle(commitTitle);
+    execution_.setProgressTitle(commitTitle);
     setRoute(AppRoute::executing);
     const TrashPreparation preparation = *run_.trashPreparation;
     const int files = int(preparation.entries.size());
     SortProgress start;
     start.phase = SortPhase::trashing;
     start.totalFiles = files;
-    setSortProgress(start);
+    execution_.setSortProgress(start);
     const quint64 generation = core_.generation();
     // The coordinator reports before the first move and after each original it has moved.
     const TrashProgress progress = [this, generation](const TrashProgressReport& report) {
@@ -249,33 +242,33 @@ void KestravaViewModel::commitPreparedTrash()
         value.currentFilename = report.currentFilename;
         QMetaObject::invokeMethod(this, [this, generation, value] {
             if (generation == core_.generation())
-                setSortProgress(value);
+                execution_.setSortProgress(value);
         }, Qt::QueuedConnection);
     };
-    const QString base = journalBase();
+    const QString base = execution_.journalBase();
     const TrashServices services = services_.trash;
     TrashTransactionOptions options = transactionOptions(services_.fileOps);
     // Ctrl-C and the window's stop button stop before the next original, never inside a move.
     auto cancel = std::make_shared<CancellationFlag>();
-    executionCancel_ = cancel;
+    execution_.setCancellation(cancel);
     options.isCanceled = [cancel] { return cancel->isCanceled(); };
     if (sourceFolder_)
         options.sourceFolder = sourceFolder_->path();
     runTrashOperation(
         [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
         [this, cancel](const TrashPreparation& committed) {
-            executionCancel_.reset();
-            setProgressTitle(QString());
+            execution_.setCancellation(nullptr);
+            execution_.setProgressTitle(QString());
             setTrashPreparation(committed);
             SortResult result = run_.preparedOrganizationResult.value_or(run_.lastResult.value_or(SortResult{}));
             result.trashedCount = 0;
             for (const TrashEntry& entry : committed.entries)
                 result.trashedCount += isTrashed(entry.state) ? 1 : 0;
             result.retainedDiscardCount = int(committed.entries.size()) - result.trashedCount;
-            setLastResult(result);
+            execution_.setLastResult(result);
             SortProgress finished = run_.sortProgress.value_or(SortProgress{});
             finished.phase = SortPhase::finished;
-            setSortProgress(finished);
+            execution_.setSortProgress(finished);
             saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
             QStringList notes;
             if (cancel->isCanceled() && waitsForMove(committed))
@@ -288,8 +281,8 @@ void KestravaViewModel::commitPreparedTrash()
             setRoute(waitsForMove(committed) ? AppRoute::trashConfirmation : AppRoute::completed);
         },
         [this, preparation, base, options](const QString& failure) {
-            executionCancel_.reset();
-            setProgressTitle(QString());
+            execution_.setCancellation(nullptr);
+            execution_.setProgressTitle(QString());
             setAlert(failure);
             // What the journal holds is what happened; the screen shows that, not the plan.
             try {
@@ -308,7 +301,7 @@ void KestravaViewModel::deferPreparedTrash()
     if (!run_.trashPreparation || run_.isApplying)
         return;
     const TrashPreparation preparation = *run_.trashPreparation;
-    const QString base = journalBase();
+    const QString base = execution_.journalBase();
     const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::markDeferred(preparation, base, options); },
                       [this](const TrashPreparation& deferred) {
@@ -327,7 +320,7 @@ void KestravaViewModel::reloadTrashPreparation()
     if (!run_.trashPreparation)
         return;
     const TrashPreparation stored = *run_.trashPreparation;
-    const QString base = journalBase();
+    const QString base = execution_.journalBase();
     const TrashTransactionOptions options = transactionOptions(services_.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::reload(stored, base, options); },
                       [this](const TrashPreparation& reloaded) {

@@ -145,7 +145,7 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000));
 
     // Stopped between files: what was copied is whole, the rest waits.
-    const QVariantMap result = rig.viewModel->lastResult().toMap();
+    const QVariantMap result = rig.viewModel->execution()->lastResult().toMap();
     const int pending = result.value(u"pendingCount"_s).toInt();
     ASSERT_GT(pending, 0) << "the run ended before the cancel arrived";
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"pendingText"_s) != nullptr; }));
@@ -161,11 +161,11 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
     ASSERT_NE(retry, nullptr);
     rig.click(retry);
     ASSERT_TRUE(waitUntil([&] {
-        return rig.viewModel->route() == AppRoute::completed && !rig.viewModel->isApplying()
-            && rig.viewModel->lastResult().toMap().value(u"pendingCount"_s).toInt() == 0
-            && rig.viewModel->lastResult().toMap().contains(u"organizedCount"_s);
+        return rig.viewModel->route() == AppRoute::completed && !rig.viewModel->execution()->isApplying()
+            && rig.viewModel->execution()->lastResult().toMap().value(u"pendingCount"_s).toInt() == 0
+            && rig.viewModel->execution()->lastResult().toMap().contains(u"organizedCount"_s);
     }, 60000)) << rig.viewModel->alertText().toStdString();
-    const QVariantMap resumed = rig.viewModel->lastResult().toMap();
+    const QVariantMap resumed = rig.viewModel->execution()->lastResult().toMap();
     EXPECT_EQ(resumed.value(u"skippedCount"_s).toInt(), copiedBefore);
     EXPECT_EQ(resumed.value(u"organizedCount"_s).toInt(), 12 - copiedBefore);
     EXPECT_EQ(photoFilesBelow(rig.viewModel->destinationFolderPath()).size(), 12);

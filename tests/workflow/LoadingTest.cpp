@@ -129,7 +129,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     rig.startReview();
     rig.decide(PhotoDecision::keep);
     rig.vm().audit()->request();
-    rig.vm().setApplyingForTesting(true);
+    rig.vm().execution()->setApplyingForTesting(true);
 
     rig.vm().newSort();
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
@@ -141,7 +141,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     EXPECT_FALSE(rig.vm().decisionFeedback());
     EXPECT_FALSE(rig.vm().audit()->requestID());
     EXPECT_FALSE(rig.vm().showReviewCompletion());
-    EXPECT_FALSE(rig.vm().isApplying());
+    EXPECT_FALSE(rig.vm().execution()->isApplying());
     EXPECT_EQ(rig.vm().classifiedCount(), 0);
     EXPECT_EQ(rig.vm().eventName(), QStringLiteral("Hochzeit"));
     EXPECT_FALSE(rig.vm().groupByDate());

@@ -46,18 +46,18 @@ protected:
 
     void waitForTask()
     {
-        ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }, 30000));
+        ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isApplying(); }, 30000));
         rig.settle();
     }
 
     void stage()
     {
         EXPECT_EQ(rig.vm().rejectedFileCount(), 4);
-        rig.vm().applySort();
+        rig.vm().execution()->applySort();
         EXPECT_EQ(rig.vm().route(), AppRoute::trashStaging);
-        ASSERT_TRUE(rig.vm().progress());
-        EXPECT_EQ(rig.vm().progress()->totalFiles, 2) << "the kept pair is organised; rejected files are counted when staged";
-        EXPECT_EQ(rig.vm().progressTitle(), QStringLiteral("Sicherheitsablage wird vorbereitet"));
+        ASSERT_TRUE(rig.vm().execution()->progress());
+        EXPECT_EQ(rig.vm().execution()->progress()->totalFiles, 2) << "the kept pair is organised; rejected files are counted when staged";
+        EXPECT_EQ(rig.vm().execution()->progressTitle(), QStringLiteral("Sicherheitsablage wird vorbereitet"));
         waitForTask();
         ASSERT_EQ(rig.vm().route(), AppRoute::trashConfirmation) << rig.vm().alertText().toStdString();
     }
@@ -80,10 +80,10 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     stage();
     const TrashPreparation staged = *rig.vm().preparedTrash();
     ASSERT_EQ(staged.entries.size(), 4);
-    ASSERT_TRUE(rig.vm().progress());
-    EXPECT_EQ(rig.vm().progress()->completedFiles, 4) << "the staging screen counted every safety copy";
-    EXPECT_EQ(rig.vm().progress()->totalFiles, 4);
-    EXPECT_EQ(rig.vm().progress()->completedBytes, staged.totalBytes());
+    ASSERT_TRUE(rig.vm().execution()->progress());
+    EXPECT_EQ(rig.vm().execution()->progress()->completedFiles, 4) << "the staging screen counted every safety copy";
+    EXPECT_EQ(rig.vm().execution()->progress()->totalFiles, 4);
+    EXPECT_EQ(rig.vm().execution()->progress()->completedBytes, staged.totalBytes());
     for (const TrashEntry& entry : staged.entries) {
         EXPECT_EQ(entry.state, State::stagedVerified);
         EXPECT_TRUE(QFile::exists(entry.stagingURL.path()));
@@ -119,16 +119,16 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     waitForTask();
 
     ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
-    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 2);
-    EXPECT_EQ(rig.vm().lastSortResult()->trashedCount, 4);
-    EXPECT_EQ(rig.vm().progress()->completedFiles, 4) << "the screen counted every moved original";
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->organizedCount, 2);
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->trashedCount, 4);
+    EXPECT_EQ(rig.vm().execution()->progress()->completedFiles, 4) << "the screen counted every moved original";
     EXPECT_EQ(originalsInPlace(), 0);
     EXPECT_EQ(filesInTrash(), 4);
     for (const TrashEntry& entry : rig.vm().preparedTrash()->entries) {
         EXPECT_EQ(entry.state, State::stageCleaned);
         EXPECT_FALSE(QFile::exists(entry.stagingURL.path())) << "copies go once the group is in the Trash";
     }
-    EXPECT_TRUE(rig.vm().reportText().contains(QLatin1String("\nPapierkorb: 4\n")));
+    EXPECT_TRUE(rig.vm().execution()->reportText().contains(QLatin1String("\nPapierkorb: 4\n")));
     EXPECT_FALSE(rig.store->loadLatestIncomplete().result().has_value()) << "the session is completed";
 }
 
@@ -145,10 +145,10 @@ TEST_F(TrashFlow, deferredTransactionWaitsAndResumesFromTheJournal)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().execution()->isApplying(); }));
     for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
         EXPECT_EQ(entry.state, State::deferred);
-    EXPECT_FALSE(rig.vm().canExecute()) << "staged copies are not staged a second time";
+    EXPECT_FALSE(rig.vm().execution()->canExecute()) << "staged copies are not staged a second time";
 
     rig.vm().setTrashCommitConfirmationAccepted(true);
     ASSERT_TRUE(rig.vm().canCommitTrash()) << "deferred entries may be committed";
@@ -195,7 +195,7 @@ TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().execution()->isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
     ASSERT_TRUE(rig.vm().canCommitTrash()) << rig.vm().alertText().toStdString();
     rig.vm().commitPreparedTrash();
@@ -225,7 +225,7 @@ TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
     rig.restart();
     ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("„brief.jpg“"))) << rig.vm().alertText().toStdString();
-    ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }));
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
     if (rig.vm().canCommitTrash()) {
         rig.vm().commitPreparedTrash();

@@ -18,22 +18,22 @@ Item {
         Text {
             objectName: "stagingTitle"
             Layout.alignment: Qt.AlignHCenter
-            text: ViewModel.progressTitle.length > 0 ? ViewModel.progressTitle : "Sicherheitsablage wird vorbereitet"
+            text: ViewModel.execution.progressTitle.length > 0 ? ViewModel.execution.progressTitle : "Sicherheitsablage wird vorbereitet"
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
         }
         Text {
             Layout.alignment: Qt.AlignHCenter
-            visible: !!ViewModel.sortProgress
-            text: Texts.phaseProgressText(ViewModel.sortProgress)
+            visible: !!ViewModel.execution.sortProgress
+            text: Texts.phaseProgressText(ViewModel.execution.sortProgress)
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontBody
         }
         ProgressTrack {
             Layout.fillWidth: true
-            value: Texts.progressFraction(ViewModel.sortProgress)
-            indeterminate: !ViewModel.sortProgress
+            value: Texts.progressFraction(ViewModel.execution.sortProgress)
+            indeterminate: !ViewModel.execution.sortProgress
         }
     }
 
@@ -171,7 +171,7 @@ Item {
                 SecondaryButton {
                     objectName: "deferTrashButton"
                     text: "Später entscheiden"
-                    enabled: !ViewModel.isApplying
+                    enabled: !ViewModel.execution.isApplying
                     onClicked: ViewModel.deferPreparedTrash()
                 }
                 PrimaryButton {

@@ -26,7 +26,7 @@ Item {
         function test_1_executeFollowsCanExecute() {
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sortierung ausführen")
-            compare(execute.enabled, ViewModel.canExecute && !ViewModel.isApplying)
+            compare(execute.enabled, ViewModel.execution.canExecute && !ViewModel.execution.isApplying)
         }
 
         function test_2_trashModeStagesFirst() {
