@@ -110,7 +110,7 @@ QJsonObject executionSummary(const KestravaViewModel& viewModel)
     const auto& destination = viewModel.destinationFolder();
     summary.insert(QLatin1String("destinationFolder"),
                    destination ? QJsonValue(destination->toUrlString()) : QJsonValue(QJsonValue::Null));
-    if (const auto& preparation = viewModel.preparedTrash())
+    if (const auto& preparation = viewModel.trash()->preparedTrash())
         summary.insert(QLatin1String("trashPreparation"), kestrava::toJson(*preparation));
     return summary;
 }
@@ -139,7 +139,7 @@ bool runSucceeded(const KestravaViewModel& viewModel, bool committed)
         return false;
     if (const auto& result = viewModel.execution()->lastSortResult(); !result || !succeeded(*result))
         return false;
-    if (const auto& preparation = viewModel.preparedTrash())
+    if (const auto& preparation = viewModel.trash()->preparedTrash())
         return committed ? allTrashed(*preparation) : preparation->needsReviewCount() == 0;
     return true;
 }
@@ -153,7 +153,7 @@ void reportMessages(const KestravaViewModel& viewModel)
         for (const QString& error : result->errors)
             if (!messages.contains(error))
                 messages.append(error);
-    if (const auto& preparation = viewModel.preparedTrash())
+    if (const auto& preparation = viewModel.trash()->preparedTrash())
         for (const TrashEntry& entry : preparation->entries)
             if (entry.message && !messages.contains(*entry.message))
                 messages.append(*entry.message);

@@ -47,7 +47,7 @@ int runResume(const QStringList& arguments)
     if (!cli::runUntil(viewModel, [&] { return viewModel.execution()->executionTask().isFinished(); }))
         return cli::fail(viewModel.alertText());
     // Staged safety copies wait for the second confirmation, not for another run.
-    if (const auto& preparation = viewModel.preparedTrash(); preparation && !preparation->entries.isEmpty()) {
+    if (const auto& preparation = viewModel.trash()->preparedTrash(); preparation && !preparation->entries.isEmpty()) {
         cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
         cli::reportMessages(viewModel);
         cli::err() << cli::safetyCopiesPrepared() << "\n";

@@ -81,10 +81,10 @@ int runSort(const QStringList& arguments)
     {
         cli::ProgressReporter progress(viewModel);
         ok = cli::runExecution(viewModel, [&] { viewModel.execution()->applySort(); });
-        if (ok && trashMode && args.has(QStringLiteral("--confirm-trash")) && viewModel.preparedTrash()
+        if (ok && trashMode && args.has(QStringLiteral("--confirm-trash")) && viewModel.trash()->preparedTrash()
             && !viewModel.alertMessage()) {
             viewModel.setTrashCommitConfirmationAccepted(true);
-            ok = cli::runExecution(viewModel, [&] { viewModel.commitPreparedTrash(); });
+            ok = cli::runExecution(viewModel, [&] { viewModel.trash()->commitPreparedTrash(); });
         }
     }
     if (report && viewModel.execution()->lastSortResult())

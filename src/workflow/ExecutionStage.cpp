@@ -39,8 +39,7 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
                         &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
                         &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashPreparationChanged})
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
         connect(&flow_, signal, this, &ExecutionStage::canExecuteChanged);
     connect(this, &ExecutionStage::isApplyingChanged, this, &ExecutionStage::canExecuteChanged);
     connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::canExecuteChanged);
@@ -199,7 +198,7 @@ void ExecutionStage::refreshStorageEstimate()
 void ExecutionStage::applySort()
 {
     if (run_.selectedOperationMode == SortOperationMode::organizeAndTrash)
-        flow_.prepareTrashSort();
+        flow_.trash()->prepareTrashSort();
     else
         applyStandardSort();
 }

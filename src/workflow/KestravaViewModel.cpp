@@ -67,15 +67,8 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
                         &KestravaViewModel::selectedReviewChoiceChanged,
                         &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::runFolderNameChanged})
         connect(this, signal, this, &KestravaViewModel::canStartReviewChanged);
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
-                        &KestravaViewModel::isLoadingChanged,
-                        &KestravaViewModel::isCommittingDecisionChanged, &KestravaViewModel::destinationFolderChanged,
-                        &KestravaViewModel::selectedOperationModeChanged,
-                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashPreparationChanged})
-        connect(this, signal, this, &KestravaViewModel::canCommitTrashChanged);
-    connect(&execution_, &ExecutionStage::isApplyingChanged, this, &KestravaViewModel::canCommitTrashChanged);
+    // Staged safety copies keep a second run from starting.
+    connect(&trash_, &TrashStage::trashPreparationChanged, &execution_, &ExecutionStage::canExecuteChanged);
 
     sessionStage_.discoverResumable();
 }
@@ -301,7 +294,7 @@ void KestravaViewModel::resetTransientState()
                         &KestravaViewModel::showReviewCompletionChanged,
                         &KestravaViewModel::pendingDecisionGroupIDChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashPreparationChanged, &KestravaViewModel::isPreviewReadyChanged,
+                        &KestravaViewModel::isPreviewReadyChanged,
                         &KestravaViewModel::isCommittingDecisionChanged,
                         &KestravaViewModel::showFormatChoiceChanged, &KestravaViewModel::showPairingChoiceChanged,
                         &KestravaViewModel::pairingWasTransferredChanged})

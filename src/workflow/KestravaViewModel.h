@@ -3,8 +3,9 @@
 // The root of the window's state, from folder selection to the result: QML sees it as the
 // `ViewModel` singleton. The state every part shares (services, the run, the route, the one
 // alert) is a WorkflowCore; parts that stand on their own are stages exposed as constant
-// properties (`audit`: AuditStage, `session`: SessionStage, `execution`: ExecutionStage). The
-// flow itself (loading, review, trash) still lives here until it is split the same way.
+// properties (`audit`: AuditStage, `session`: SessionStage, `execution`: ExecutionStage,
+// `trash`: TrashStage). The flow itself (loading, review) still lives here until it is split
+// the same way.
 //
 // Contract:
 // - Lives on the GUI thread; every property is read and written there only. Background work
@@ -19,14 +20,14 @@
 // The flow's implementation is split by concern: KestravaViewModel.cpp (setters, reset),
 // ViewModelDerived.cpp (derived values), ViewModelLoading.cpp (folder scan and preparation),
 // ViewModelDecisions.cpp (decisions, history, feedback, completion), ViewModelSession.cpp
-// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list),
-// ViewModelTrash.cpp (the trash step).
+// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list).
 
 #include "ReviewIndex.h"
 #include "AuditStage.h"
 #include "ExecutionStage.h"
 #include "RunState.h"
 #include "SessionStage.h"
+#include "TrashStage.h"
 #include "WorkflowCore.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
@@ -46,7 +47,6 @@
 namespace kestrava {
 
 class ReviewKeyFilter;
-struct ExecutionOutcome;
 
 // One opened folder: what the scan found and the destination base proposed for it.
 struct FolderScan {
@@ -61,6 +61,7 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
     Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
     Q_PROPERTY(kestrava::ExecutionStage* execution READ execution CONSTANT)
+    Q_PROPERTY(kestrava::TrashStage* trash READ trash CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
@@ -89,7 +90,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
     Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
-    Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
     Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
     Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
@@ -106,12 +106,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
-    Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
-    // The second confirmation: what is true right now, and the files that will go to the Trash.
-    Q_PROPERTY(QString trashConfirmationLead READ trashConfirmationLead NOTIFY trashPreparationChanged)
-    Q_PROPERTY(QString trashFilesTitle READ trashFilesTitle NOTIFY trashPreparationChanged)
-    Q_PROPERTY(QStringList trashFileNames READ trashFileNames NOTIFY trashPreparationChanged)
-    Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY reviewStateChanged)
     // What the scan left out, and where the results would land (ViewModelLoading.cpp).
     Q_PROPERTY(int skippedEntryCount READ skippedEntryCount NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
@@ -130,6 +124,8 @@ public:
     const SessionStage* sessionStage() const { return &sessionStage_; }
     ExecutionStage* execution() { return &execution_; }
     const ExecutionStage* execution() const { return &execution_; }
+    TrashStage* trash() { return &trash_; }
+    const TrashStage* trash() const { return &trash_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
     int routeNumber() const { return int(core_.route()); }
@@ -278,22 +274,6 @@ public:
     Q_INVOKABLE void installArrowKeyMonitor();
     Q_INVOKABLE void removeArrowKeyMonitor();
 
-    // ---- Trash (ViewModelTrash.cpp) ----------------------------------------------------------
-    const std::optional<TrashPreparation>& preparedTrash() const { return run_.trashPreparation; }
-    QVariant trashPreparation() const;
-    // Files decided delete: what phase one will stage.
-    int rejectedFileCount() const;
-    Q_INVOKABLE void prepareTrashSort();
-    bool canCommitTrash() const;
-    Q_INVOKABLE void commitPreparedTrash();
-    Q_INVOKABLE void deferPreparedTrash();
-    Q_INVOKABLE void openSafetyFolder();
-    QString trashConfirmationLead() const;
-    QString trashFilesTitle() const;
-    QStringList trashFileNames() const;
-    // German refusals for waiting entries that are not photos of this session's source folder.
-    QStringList trashEntriesOutsideSession() const;
-
     // ---- Scan gaps and setup warnings (ViewModelLoading.cpp) -------------------------------
     // Entries the scan could not take; their files stay in the source folder whatever the run does.
     int skippedEntryCount() const { return run_.skippedEntryCount; }
@@ -331,7 +311,6 @@ signals:
     void decisionCountsChanged();
     void destructiveConfirmationAcceptedChanged();
     void trashCommitConfirmationAcceptedChanged();
-    void trashPreparationChanged();
     void inspectorVisibleChanged();
     void advancedOptionsVisibleChanged();
     void showReviewCompletionChanged();
@@ -344,7 +323,6 @@ signals:
     void reviewStateChanged();
     void acceptsReviewShortcutsChanged();
     void accessibilityAnnouncementChanged();
-    void canCommitTrashChanged();
     // A decision (or undo) reached the journal, or was applied without a session.
     void decisionCommitted(const QString& groupID);
     // The metadata task finished and its dates were merged.
@@ -392,15 +370,6 @@ private:
                         int nextIndex, int previousIndex, bool shouldPresentCompletion);
     int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }
 
-    // ViewModelTrash.cpp
-    void setTrashPreparation(std::optional<TrashPreparation> preparation);
-    void finishTrashStaging(const ExecutionOutcome& outcome);
-    // Runs a coordinator operation on the execution thread and publishes its preparation.
-    void runTrashOperation(std::function<TrashPreparation()> operation,
-                           std::function<void(const TrashPreparation&)> succeeded,
-                           std::function<void(const QString&)> failed);
-    void reloadTrashPreparation();
-
     // ViewModelSession.cpp
     QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
                                  std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
@@ -417,6 +386,7 @@ private:
     // Before the session stage, which follows its applying flag; the session it is given is
     // declared below and not touched while it is built.
     ExecutionStage execution_{core_, *this, session_};
+    TrashStage trash_{core_, *this, execution_, session_};
     SessionStage sessionStage_{core_, *this};
 
     std::optional<FileUrl> sourceFolder_;

@@ -142,7 +142,7 @@ bool SessionStage::openSessionDocument(const QString& path)
         if (!session.requiresModeSelection)
             core_.raiseAlert(QString::number(decidedFiles(session.photos))
                              + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
-        if (const QStringList refused = flow_.trashEntriesOutsideSession(); !refused.isEmpty())
+        if (const QStringList refused = flow_.trash()->trashEntriesOutsideSession(); !refused.isEmpty())
             core_.raiseAlert(refused.join(QLatin1Char('\n')));
         return true;
     } catch (const QException& error) {

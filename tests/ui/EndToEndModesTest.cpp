@@ -70,7 +70,7 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     // First confirmation: the staging button waits for the tick.
     QObject* execute = rig.find(u"executeButton"_s);
     EXPECT_EQ(execute->property("text").toString(), u"Sicherheitsablage vorbereiten"_s);
-    EXPECT_EQ(rig.viewModel->rejectedFileCount(), 4);
+    EXPECT_EQ(rig.viewModel->trash()->rejectedFileCount(), 4);
     EXPECT_FALSE(execute->property("enabled").toBool());
     rig.click(rig.find(u"destructiveConfirmation"_s));
     ASSERT_TRUE(waitUntil([&] { return execute->property("enabled").toBool(); }));
@@ -82,10 +82,10 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     const QString trashFiles = rig.dataHome + u"/Trash/files"_s;
     EXPECT_EQ(photoFilesBelow(rig.shootFolder).size(), 4) << "kept and maybe files are organised first";
     EXPECT_TRUE(namesIn(trashFiles).isEmpty());
-    const QString stagingRoot = rig.viewModel->preparedTrash()->stagingRoot.path();
+    const QString stagingRoot = rig.viewModel->trash()->preparedTrash()->stagingRoot.path();
     EXPECT_EQ(photoFilesBelow(stagingRoot).size(), 4);
     // A rejected shot's sidecar travels with it.
-    const int staged = int(rig.viewModel->preparedTrash()->entries.size());
+    const int staged = int(rig.viewModel->trash()->preparedTrash()->entries.size());
     EXPECT_GE(staged, 4);
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"commitTrashButton"_s) != nullptr; }));
     EXPECT_EQ(rig.textOf(u"volumeLine"_s),

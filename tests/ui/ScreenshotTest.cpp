@@ -97,7 +97,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"07-trash-confirmation"_s));
 
     rig.fileOps.delayMs = 300;
-    rig.viewModel->commitPreparedTrash();
+    rig.viewModel->trash()->commitPreparedTrash();
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::executing; }));
     QTest::qWait(400);
     expectPainted(rig.screenshot(window, u"08-executing"_s));

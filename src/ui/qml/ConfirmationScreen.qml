@@ -63,7 +63,7 @@ Item {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         label: "Aussortierte in Papierkorb"
-                        value: Texts.fileCountText(ViewModel.rejectedFileCount)
+                        value: Texts.fileCountText(ViewModel.trash.rejectedFileCount)
                     }
                 }
             }
@@ -107,7 +107,7 @@ Item {
                     Text {
                         Layout.fillWidth: true
                         visible: screen.trashMode
-                        text: Texts.stagingLead(ViewModel.rejectedFileCount)
+                        text: Texts.stagingLead(ViewModel.trash.rejectedFileCount)
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap

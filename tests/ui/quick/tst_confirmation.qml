@@ -52,7 +52,7 @@ Item {
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, true)
             // Ticking alone is not enough: the view model also wants every copy staged.
-            compare(commit.enabled, ViewModel.canCommitTrash === true)
+            compare(commit.enabled, ViewModel.trash.canCommitTrash === true)
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, false)
             compare(commit.enabled, false)

@@ -5,6 +5,7 @@
 #include "ExecutionRun.h"
 #include "FailureText.h"
 #include "KestravaViewModel.h"
+#include "TrashStage.h"
 #include "execution/ResumableSortExecutor.h"
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
@@ -84,14 +85,33 @@ struct TrashOperationResult {
 
 } // namespace
 
-QVariant KestravaViewModel::trashPreparation() const
+TrashStage::TrashStage(WorkflowCore& core, KestravaViewModel& flow, ExecutionStage& execution,
+                       std::optional<SortSession>& session)
+    : QObject(&flow), core_(core), flow_(flow), execution_(execution), session_(session)
+{
+    connect(&core_, &WorkflowCore::runReset, this, [this] {
+        emit trashPreparationChanged();
+        emit rejectedFileCountChanged();
+    });
+    connect(&flow_, &KestravaViewModel::reviewStateChanged, this, &TrashStage::rejectedFileCountChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
+                        &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
+                        &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
+                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
+        connect(&flow_, signal, this, &TrashStage::canCommitTrashChanged);
+    connect(this, &TrashStage::trashPreparationChanged, this, &TrashStage::canCommitTrashChanged);
+    connect(&execution_, &ExecutionStage::isApplyingChanged, this, &TrashStage::canCommitTrashChanged);
+}
+
+QVariant TrashStage::trashPreparation() const
 {
     if (!run_.trashPreparation)
         return {};
     return QVariant(toJson(*run_.trashPreparation).toVariantMap());
 }
 
-void KestravaViewModel::setTrashPreparation(std::optional<TrashPreparation> preparation)
+void TrashStage::setTrashPreparation(std::optional<TrashPreparation> preparation)
 {
     if (session_)
         session_->trashPreparation = preparation;
@@ -101,7 +121,7 @@ void KestravaViewModel::setTrashPreparation(std::optional<TrashPreparation> prep
     emit trashPreparationChanged();
 }
 
-int KestravaViewModel::rejectedFileCount() const
+int TrashStage::rejectedFileCount() const
 {
     int count = 0;
     for (const PhotoItem& photo : run_.photos)
@@ -109,7 +129,7 @@ int KestravaViewModel::rejectedFileCount() const
     return count;
 }
 
-bool KestravaViewModel::canCommitTrash() const
+bool TrashStage::canCommitTrash() const
 {
     if (!run_.trashPreparation || run_.trashPreparation->entries.isEmpty() || run_.trashJournalBlocked)
         return false;
@@ -120,18 +140,18 @@ bool KestravaViewModel::canCommitTrash() const
 
 // ---- Phase one -------------------------------------------------------------------------------
 
-void KestravaViewModel::prepareTrashSort()
+void TrashStage::prepareTrashSort()
 {
     if (!execution_.canExecute()) {
-        setAlert(QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
+        core_.raiseAlert(QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
         return;
     }
     execution_.setProgressTitle(stagingTitle);
-    setRoute(AppRoute::trashStaging);
+    core_.setRoute(AppRoute::trashStaging);
     execution_.startExecution(true, [this](const ExecutionOutcome& outcome) { finishTrashStaging(outcome); });
 }
 
-void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
+void TrashStage::finishTrashStaging(const ExecutionOutcome& outcome)
 {
     execution_.setProgressTitle(QString());
     if (outcome.result) {
@@ -141,17 +161,17 @@ void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
     if (!outcome.result || !ExecutionRun::organizedCompletely(*outcome.result)) {
         // The organising step did not finish: no safety copy was made, no original touched.
         if (outcome.failure)
-            setAlert(*outcome.failure);
+            core_.raiseAlert(*outcome.failure);
         else
-            setAlert(ExecutionRun::stagingRefusedPrefix() + outcome.result->errors.join(QLatin1Char('\n')));
-        saveSessionSnapshot(SortSessionStatus::paused);
-        setRoute(outcome.result ? AppRoute::completed : AppRoute::confirmation);
+            core_.raiseAlert(ExecutionRun::stagingRefusedPrefix() + outcome.result->errors.join(QLatin1Char('\n')));
+        flow_.saveSessionSnapshot(SortSessionStatus::paused);
+        core_.setRoute(outcome.result ? AppRoute::completed : AppRoute::confirmation);
         return;
     }
     if (!outcome.preparation) {
-        setAlert(outcome.failure.value_or(ExecutionRun::stagingRefusedPrefix() + unknownFailureText()));
-        saveSessionSnapshot(SortSessionStatus::paused);
-        setRoute(AppRoute::confirmation);
+        core_.raiseAlert(outcome.failure.value_or(ExecutionRun::stagingRefusedPrefix() + unknownFailureText()));
+        flow_.saveSessionSnapshot(SortSessionStatus::paused);
+        core_.setRoute(AppRoute::confirmation);
         return;
     }
     setTrashPreparation(outcome.preparation);
@@ -161,20 +181,20 @@ void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
         if (entry.state == State::failed && entry.message)
             refusals.append(*entry.message);
     if (!refusals.isEmpty())
-        setAlert(QStringLiteral("Nicht in die Sicherheitsablage aufgenommen:\n") + refusals.join(QLatin1Char('\n')));
+        core_.raiseAlert(QStringLiteral("Nicht in die Sicherheitsablage aufgenommen:\n") + refusals.join(QLatin1Char('\n')));
     if (!waitsForMove(*outcome.preparation)) {
         // Nothing was rejected (or every group was refused): nothing waits for confirmation.
-        saveSessionSnapshot(refusals.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
-        setRoute(AppRoute::completed);
+        flow_.saveSessionSnapshot(refusals.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
+        core_.setRoute(AppRoute::completed);
         return;
     }
-    saveSessionSnapshot(SortSessionStatus::paused);
-    setRoute(AppRoute::trashConfirmation);
+    flow_.saveSessionSnapshot(SortSessionStatus::paused);
+    core_.setRoute(AppRoute::trashConfirmation);
 }
 
 // ---- Phase two and deferral ------------------------------------------------------------------
 
-void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> operation,
+void TrashStage::runTrashOperation(std::function<TrashPreparation()> operation,
                                           std::function<void(const TrashPreparation&)> succeeded,
                                           std::function<void(const QString&)> failed)
 {
@@ -204,7 +224,7 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                          }));
 }
 
-void KestravaViewModel::commitPreparedTrash()
+void TrashStage::commitPreparedTrash()
 {
     if (!canCommitTrash()) {
         // Each reason in its own words: only a missing tick asks for the tick.
@@ -218,12 +238,12 @@ void KestravaViewModel::commitPreparedTrash()
         else if (!workLeft)
             message = QStringLiteral("Es gibt keine Datei, die noch in den Papierkorb gelegt werden kann.\n")
                 + (run_.trashPreparation ? reviewList(*run_.trashPreparation) : QString());
-        setAlert(message.trimmed());
+        core_.raiseAlert(message.trimmed());
         return;
     }
-    saveSessionSnapshot(SortSessionStatus::running);
+    flow_.saveSessionSnapshot(SortSessionStatus::running);
     execution_.setProgressTitle(commitTitle);
-    setRoute(AppRoute::executing);
+    core_.setRoute(AppRoute::executing);
     const TrashPreparation preparation = *run_.trashPreparation;
     const int files = int(preparation.entries.size());
     SortProgress start;
@@ -246,14 +266,14 @@ void KestravaViewModel::commitPreparedTrash()
         }, Qt::QueuedConnection);
     };
     const QString base = execution_.journalBase();
-    const TrashServices services = services_.trash;
-    TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    const TrashServices services = core_.services.trash;
+    TrashTransactionOptions options = transactionOptions(core_.services.fileOps);
     // Ctrl-C and the window's stop button stop before the next original, never inside a move.
     auto cancel = std::make_shared<CancellationFlag>();
     execution_.setCancellation(cancel);
     options.isCanceled = [cancel] { return cancel->isCanceled(); };
-    if (sourceFolder_)
-        options.sourceFolder = sourceFolder_->path();
+    if (flow_.sourceFolder())
+        options.sourceFolder = flow_.sourceFolder()->path();
     runTrashOperation(
         [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
         [this, cancel](const TrashPreparation& committed) {
@@ -269,7 +289,7 @@ void KestravaViewModel::commitPreparedTrash()
             SortProgress finished = run_.sortProgress.value_or(SortProgress{});
             finished.phase = SortPhase::finished;
             execution_.setSortProgress(finished);
-            saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
+            flow_.saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
             QStringList notes;
             if (cancel->isCanceled() && waitsForMove(committed))
                 notes.append(QStringLiteral("Die Papierkorbaktion wurde angehalten. Die übrigen Originale sind unangetastet"
@@ -277,13 +297,13 @@ void KestravaViewModel::commitPreparedTrash()
             if (const QString review = reviewList(committed); !review.isEmpty())
                 notes.append(review);
             if (!notes.isEmpty())
-                setAlert(notes.join(QLatin1Char('\n')));
-            setRoute(waitsForMove(committed) ? AppRoute::trashConfirmation : AppRoute::completed);
+                core_.raiseAlert(notes.join(QLatin1Char('\n')));
+            core_.setRoute(waitsForMove(committed) ? AppRoute::trashConfirmation : AppRoute::completed);
         },
         [this, preparation, base, options](const QString& failure) {
             execution_.setCancellation(nullptr);
             execution_.setProgressTitle(QString());
-            setAlert(failure);
+            core_.raiseAlert(failure);
             // What the journal holds is what happened; the screen shows that, not the plan.
             try {
                 setTrashPreparation(TrashTransactionCoordinator::reload(preparation, base, options));
@@ -291,54 +311,54 @@ void KestravaViewModel::commitPreparedTrash()
                 run_.trashJournalBlocked = true;
                 emit canCommitTrashChanged();
             }
-            saveSessionSnapshot(SortSessionStatus::paused);
-            setRoute(AppRoute::trashConfirmation);
+            flow_.saveSessionSnapshot(SortSessionStatus::paused);
+            core_.setRoute(AppRoute::trashConfirmation);
         });
 }
 
-void KestravaViewModel::deferPreparedTrash()
+void TrashStage::deferPreparedTrash()
 {
     if (!run_.trashPreparation || run_.isApplying)
         return;
     const TrashPreparation preparation = *run_.trashPreparation;
     const QString base = execution_.journalBase();
-    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    const TrashTransactionOptions options = transactionOptions(core_.services.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::markDeferred(preparation, base, options); },
                       [this](const TrashPreparation& deferred) {
                           setTrashPreparation(deferred);
                           // Copies and originals stay; the session waits on the welcome screen.
-                          const std::optional<SortSession> parked = makeSessionSnapshot(SortSessionStatus::paused);
-                          saveSessionSnapshot(SortSessionStatus::paused);
-                          newSort();
-                          sessionStage_.offerResumable(parked);
+                          const std::optional<SortSession> parked = flow_.makeSessionSnapshot(SortSessionStatus::paused);
+                          flow_.saveSessionSnapshot(SortSessionStatus::paused);
+                          flow_.newSort();
+                          flow_.sessionStage()->offerResumable(parked);
                       },
-                      [this](const QString& failure) { setAlert(failure); });
+                      [this](const QString& failure) { core_.raiseAlert(failure); });
 }
 
-void KestravaViewModel::reloadTrashPreparation()
+void TrashStage::reloadTrashPreparation()
 {
     if (!run_.trashPreparation)
         return;
     const TrashPreparation stored = *run_.trashPreparation;
     const QString base = execution_.journalBase();
-    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    const TrashTransactionOptions options = transactionOptions(core_.services.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::reload(stored, base, options); },
                       [this](const TrashPreparation& reloaded) {
                           setTrashPreparation(reloaded);
                           if (waitsForDecision(reloaded))
-                              setRoute(AppRoute::trashConfirmation);
+                              core_.setRoute(AppRoute::trashConfirmation);
                       },
                       [this](const QString& failure) {
                           // Nothing continues automatically from a journal that cannot be trusted.
                           run_.trashJournalBlocked = true;
                           emit canCommitTrashChanged();
-                          setAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
+                          core_.raiseAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
                       });
 }
 
 // The originals still waiting for the move: only these are untouched for sure; the kept
 // files of this mode were already moved into the result folder.
-QStringList KestravaViewModel::trashFileNames() const
+QStringList TrashStage::trashFileNames() const
 {
     QStringList names;
     if (!run_.trashPreparation)
@@ -349,14 +369,14 @@ QStringList KestravaViewModel::trashFileNames() const
     return names;
 }
 
-QString KestravaViewModel::trashFilesTitle() const
+QString TrashStage::trashFilesTitle() const
 {
     const qsizetype count = trashFileNames().size();
     return count == 1 ? QStringLiteral("1 Datei wird in den Papierkorb verschoben:")
                       : QStringLiteral("%1 Dateien werden in den Papierkorb verschoben:").arg(count);
 }
 
-QString KestravaViewModel::trashConfirmationLead() const
+QString TrashStage::trashConfirmationLead() const
 {
     const QString untouched = QStringLiteral("Die aussortierten Originale sind noch unangetastet; ihre Sicherheitskopien liegen bereit.");
     const int organized = run_.lastResult ? run_.lastResult->organizedCount + run_.lastResult->skippedCount : 0;
@@ -366,22 +386,23 @@ QString KestravaViewModel::trashConfirmationLead() const
     return kept + untouched + QStringLiteral(" Jetzt folgt deine zweite Bestätigung.");
 }
 
-QStringList KestravaViewModel::trashEntriesOutsideSession() const
+QStringList TrashStage::trashEntriesOutsideSession() const
 {
     QStringList refusals;
-    if (!run_.trashPreparation || !sourceFolder_)
+    const std::optional<FileUrl>& sourceFolder = flow_.sourceFolder();
+    if (!run_.trashPreparation || !sourceFolder)
         return refusals;
     for (const TrashEntry& entry : run_.trashPreparation->entries)
         if (entry.state == State::stagedVerified || entry.state == State::deferred)
-            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder_->path()))
+            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder->path()))
                 refusals.append(*why);
     return refusals;
 }
 
-void KestravaViewModel::openSafetyFolder()
+void TrashStage::openSafetyFolder()
 {
-    if (run_.trashPreparation && services_.desktop)
-        services_.desktop->reveal(run_.trashPreparation->stagingRoot);
+    if (run_.trashPreparation && core_.services.desktop)
+        core_.services.desktop->reveal(run_.trashPreparation->stagingRoot);
 }
 
 } // namespace kestrava
