@@ -42,7 +42,7 @@ public:
             }
             err() << "\n" << stopRequested() << "\n";
             err().flush();
-            viewModel.cancelExecution();
+            viewModel.execution()->cancelExecution();
         });
         struct sigaction action {};
         action.sa_handler = &onStopSignal;
@@ -71,14 +71,14 @@ private:
 
 std::optional<QString> waitUntilExecutable(KestravaViewModel& viewModel)
 {
-    if (!viewModel.isCheckingStorage() && !viewModel.currentStorageEstimate())
-        viewModel.refreshStorageEstimate();
+    if (!viewModel.execution()->isCheckingStorage() && !viewModel.execution()->currentStorageEstimate())
+        viewModel.execution()->refreshStorageEstimate();
     // A run starts only once the capture dates of everything it sorts were read.
-    while (viewModel.isCheckingStorage() || viewModel.isPreparingMetadata())
+    while (viewModel.execution()->isCheckingStorage() || viewModel.isPreparingMetadata())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     QCoreApplication::processEvents();
-    const auto& estimate = viewModel.currentStorageEstimate();
-    if (!viewModel.canExecute() && estimate && !estimate->isSufficient)
+    const auto& estimate = viewModel.execution()->currentStorageEstimate();
+    if (!viewModel.execution()->canExecute() && estimate && !estimate->isSufficient)
         return estimate->message;
     return std::nullopt;
 }
@@ -88,10 +88,10 @@ bool runExecution(KestravaViewModel& viewModel, const std::function<void()>& sta
     StopOnSignal stop(viewModel);
     bool finished = false;
     const QMetaObject::Connection connection =
-        QObject::connect(&viewModel, &KestravaViewModel::executionFinished, [&finished] { finished = true; });
+        QObject::connect(viewModel.execution(), &ExecutionStage::executionFinished, [&finished] { finished = true; });
     start();
     // An operation that refuses to start says so in the alert and starts no task.
-    const bool started = finished || viewModel.isApplying() || !viewModel.executionTask().isFinished();
+    const bool started = finished || viewModel.execution()->isApplying() || !viewModel.execution()->executionTask().isFinished();
     while (started && !finished)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
     QObject::disconnect(connection);
@@ -106,11 +106,11 @@ bool runExecution(KestravaViewModel& viewModel, const std::function<void()>& sta
 QJsonObject executionSummary(const KestravaViewModel& viewModel)
 {
     QJsonObject summary =
-        viewModel.lastSortResult() ? kestrava::toJson(*viewModel.lastSortResult()) : QJsonObject();
+        viewModel.execution()->lastSortResult() ? kestrava::toJson(*viewModel.execution()->lastSortResult()) : QJsonObject();
     const auto& destination = viewModel.destinationFolder();
     summary.insert(QLatin1String("destinationFolder"),
                    destination ? QJsonValue(destination->toUrlString()) : QJsonValue(QJsonValue::Null));
-    if (const auto& preparation = viewModel.preparedTrash())
+    if (const auto& preparation = viewModel.trash()->preparedTrash())
         summary.insert(QLatin1String("trashPreparation"), kestrava::toJson(*preparation));
     return summary;
 }
@@ -137,9 +137,9 @@ bool runSucceeded(const KestravaViewModel& viewModel, bool committed)
 {
     if (viewModel.alertMessage())
         return false;
-    if (const auto& result = viewModel.lastSortResult(); !result || !succeeded(*result))
+    if (const auto& result = viewModel.execution()->lastSortResult(); !result || !succeeded(*result))
         return false;
-    if (const auto& preparation = viewModel.preparedTrash())
+    if (const auto& preparation = viewModel.trash()->preparedTrash())
         return committed ? allTrashed(*preparation) : preparation->needsReviewCount() == 0;
     return true;
 }
@@ -149,11 +149,11 @@ void reportMessages(const KestravaViewModel& viewModel)
     QStringList messages;
     if (viewModel.alertMessage())
         messages.append(*viewModel.alertMessage());
-    if (const auto& result = viewModel.lastSortResult())
+    if (const auto& result = viewModel.execution()->lastSortResult())
         for (const QString& error : result->errors)
             if (!messages.contains(error))
                 messages.append(error);
-    if (const auto& preparation = viewModel.preparedTrash())
+    if (const auto& preparation = viewModel.trash()->preparedTrash())
         for (const TrashEntry& entry : preparation->entries)
             if (entry.message && !messages.contains(*entry.message))
                 messages.append(*entry.message);

@@ -12,8 +12,8 @@ ProgressReporter::ProgressReporter(KestravaViewModel& viewModel)
     : viewModel_(viewModel)
     , terminal_(::isatty(STDERR_FILENO) == 1)
 {
-    progressConnection_ = QObject::connect(&viewModel, &KestravaViewModel::sortProgressChanged, [this] { update(false); });
-    titleConnection_ = QObject::connect(&viewModel, &KestravaViewModel::progressTitleChanged, [this] { update(false); });
+    progressConnection_ = QObject::connect(viewModel.execution(), &ExecutionStage::sortProgressChanged, [this] { update(false); });
+    titleConnection_ = QObject::connect(viewModel.execution(), &ExecutionStage::progressTitleChanged, [this] { update(false); });
 }
 
 ProgressReporter::~ProgressReporter()
@@ -39,15 +39,15 @@ void ProgressReporter::finish()
 
 void ProgressReporter::update(bool force)
 {
-    const auto& progress = viewModel_.progress();
-    const QString title = viewModel_.progressTitle();
+    const auto& progress = viewModel_.execution()->progress();
+    const QString title = viewModel_.execution()->progressTitle();
     if (!progress && title.isEmpty())
         return;
     // Phase names are the German labels the screens show.
     QString heading = title;
     if (progress)
         heading += (heading.isEmpty() ? QString() : QStringLiteral(" – "))
-            + phaseHeading(*progress, viewModel_.lastSortResult() ? &*viewModel_.lastSortResult() : nullptr);
+            + phaseHeading(*progress, viewModel_.execution()->lastSortResult() ? &*viewModel_.execution()->lastSortResult() : nullptr);
 
     if (terminal_) {
         QString line = heading;

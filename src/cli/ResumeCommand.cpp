@@ -44,10 +44,10 @@ int runResume(const QStringList& arguments)
     if (!viewModel.apply(*session))
         return cli::fail(viewModel.alertText());
     // A staged trash transaction is reloaded from its journal first; its failure is the alert.
-    if (!cli::runUntil(viewModel, [&] { return viewModel.executionTask().isFinished(); }))
+    if (!cli::runUntil(viewModel, [&] { return viewModel.execution()->executionTask().isFinished(); }))
         return cli::fail(viewModel.alertText());
     // Staged safety copies wait for the second confirmation, not for another run.
-    if (const auto& preparation = viewModel.preparedTrash(); preparation && !preparation->entries.isEmpty()) {
+    if (const auto& preparation = viewModel.trash()->preparedTrash(); preparation && !preparation->entries.isEmpty()) {
         cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
         cli::reportMessages(viewModel);
         cli::err() << cli::safetyCopiesPrepared() << "\n";
@@ -63,7 +63,7 @@ int runResume(const QStringList& arguments)
     bool ok = true;
     {
         cli::ProgressReporter progress(viewModel);
-        ok = cli::runExecution(viewModel, [&] { viewModel.retryPendingSort(); });
+        ok = cli::runExecution(viewModel, [&] { viewModel.execution()->retryPendingSort(); });
     }
     cli::printJson(json::toCompactJson(cli::executionSummary(viewModel)));
     cli::reportMessages(viewModel);

@@ -28,7 +28,7 @@ constexpr char sortUsage[] =
 bool saveReport(const KestravaViewModel& viewModel, const QString& path)
 {
     try {
-        atomicCreate(path, viewModel.reportText().toUtf8(), FileOps::system(), 0666);
+        atomicCreate(path, viewModel.execution()->reportText().toUtf8(), FileOps::system(), 0666);
         return true;
     } catch (const KestravaError& error) {
         cli::err() << cli::reportNotSaved(error.description()) << "\n";
@@ -80,14 +80,14 @@ int runSort(const QStringList& arguments)
     bool ok = true;
     {
         cli::ProgressReporter progress(viewModel);
-        ok = cli::runExecution(viewModel, [&] { viewModel.applySort(); });
-        if (ok && trashMode && args.has(QStringLiteral("--confirm-trash")) && viewModel.preparedTrash()
+        ok = cli::runExecution(viewModel, [&] { viewModel.execution()->applySort(); });
+        if (ok && trashMode && args.has(QStringLiteral("--confirm-trash")) && viewModel.trash()->preparedTrash()
             && !viewModel.alertMessage()) {
             viewModel.setTrashCommitConfirmationAccepted(true);
-            ok = cli::runExecution(viewModel, [&] { viewModel.commitPreparedTrash(); });
+            ok = cli::runExecution(viewModel, [&] { viewModel.trash()->commitPreparedTrash(); });
         }
     }
-    if (report && viewModel.lastSortResult())
+    if (report && viewModel.execution()->lastSortResult())
         ok = saveReport(viewModel, *report) && ok;
 
     QJsonObject summary = cli::executionSummary(viewModel);

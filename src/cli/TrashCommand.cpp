@@ -70,15 +70,15 @@ int runTrash(const QStringList& arguments)
     if (!viewModel.apply(*session))
         return cli::fail(viewModel.alertText());
     // The view model reloads the transaction from its journal; a damaged journal stops here.
-    if (!cli::runUntil(viewModel, [&] { return viewModel.executionTask().isFinished(); }))
+    if (!cli::runUntil(viewModel, [&] { return viewModel.execution()->executionTask().isFinished(); }))
         return cli::fail(viewModel.alertText());
 
     // Deferring parks the transaction and leaves the view model on its start screen without
     // it, so the last state it published is what this command reports.
-    std::optional<TrashPreparation> preparation = viewModel.preparedTrash();
-    QObject::connect(&viewModel, &KestravaViewModel::trashPreparationChanged, [&] {
-        if (viewModel.preparedTrash())
-            preparation = viewModel.preparedTrash();
+    std::optional<TrashPreparation> preparation = viewModel.trash()->preparedTrash();
+    QObject::connect(viewModel.trash(), &TrashStage::trashPreparationChanged, [&] {
+        if (viewModel.trash()->preparedTrash())
+            preparation = viewModel.trash()->preparedTrash();
     });
 
     // A commit that ended before its session was saved is complete in the journal: nothing
@@ -94,9 +94,9 @@ int runTrash(const QStringList& arguments)
         cli::ProgressReporter progress(viewModel);
         if (action == QLatin1String("commit")) {
             viewModel.setTrashCommitConfirmationAccepted(true);
-            ok = cli::runExecution(viewModel, [&] { viewModel.commitPreparedTrash(); });
+            ok = cli::runExecution(viewModel, [&] { viewModel.trash()->commitPreparedTrash(); });
         } else {
-            ok = cli::runExecution(viewModel, [&] { viewModel.deferPreparedTrash(); });
+            ok = cli::runExecution(viewModel, [&] { viewModel.trash()->deferPreparedTrash(); });
         }
     }
     cli::printJson(preparation ? json::toCompactJson(toJson(*preparation)) : QByteArray("null"));

@@ -70,10 +70,12 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
         return;
     viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
     viewModel_.follow(&KestravaViewModel::isCommittingDecisionChanged, this, &AuditListModel::onCommittingChanged);
-    viewModel_.follow(&KestravaViewModel::isApplyingChanged, this, &AuditListModel::controlsDisabledChanged);
-    if (viewModel)
+    if (viewModel) {
+        viewModel_.follow(viewModel->execution(), &ExecutionStage::isApplyingChanged, this,
+                          &AuditListModel::controlsDisabledChanged);
         viewModel_.follow(viewModel->sessionStage(), &SessionStage::lastSavedAtChanged, this,
                           &AuditListModel::saveStateTextChanged);
+    }
     beginResetModel();
     all_.clear();
     visible_.clear();
@@ -120,7 +122,7 @@ QString AuditListModel::summaryText() const
 
 bool AuditListModel::controlsDisabled() const
 {
-    return !viewModel_ || viewModel_->isCommittingDecision() || viewModel_->isApplying();
+    return !viewModel_ || viewModel_->isCommittingDecision() || viewModel_->execution()->isApplying();
 }
 
 QString AuditListModel::saveStateText() const

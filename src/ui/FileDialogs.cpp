@@ -194,7 +194,7 @@ void FileDialogs::saveReport()
     show({Kind::saveFile, u"Bericht speichern"_s, start, u"Kestrava-Bericht.txt"_s, {u"Textdateien (*.txt)"_s}, u"txt"_s},
          [this](const QString& chosen) {
              if (const QString path = savePath(chosen, u"txt"_s); !path.isEmpty() && viewModel_)
-                 viewModel_->saveReport(path);
+                 viewModel_->execution()->saveReport(path);
          });
 }
 

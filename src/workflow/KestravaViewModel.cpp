@@ -49,9 +49,6 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
         services_.trash.capability = std::make_shared<FreedesktopTrashCapabilityChecker>();
     if (!services_.trash.receipts)
         services_.trash.receipts = std::make_shared<FreedesktopTrashReceipts>();
-    executionPool_.setMaxThreadCount(1);
-    // A run's files may be large: the thread must not be retired mid-way by the pool's expiry.
-    executionPool_.setExpiryTimeout(-1);
 
     feedbackTimer_.setSingleShot(true);
     connect(&feedbackTimer_, &QTimer::timeout, this, &KestravaViewModel::advanceFeedback);
@@ -70,30 +67,16 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
                         &KestravaViewModel::selectedReviewChoiceChanged,
                         &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::runFolderNameChanged})
         connect(this, signal, this, &KestravaViewModel::canStartReviewChanged);
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
-                        &KestravaViewModel::isApplyingChanged, &KestravaViewModel::isLoadingChanged,
-                        &KestravaViewModel::isCommittingDecisionChanged, &KestravaViewModel::destinationFolderChanged,
-                        &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::storageEstimateChanged,
-                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashPreparationChanged})
-        connect(this, signal, this, &KestravaViewModel::executionInputsChanged);
-    // The estimate follows what it is computed from, and is fresh whenever the confirmation
-    // screen opens (the volume may have filled during review).
-    connect(this, &KestravaViewModel::destinationFolderChanged, this, &KestravaViewModel::refreshStorageEstimate);
-    connect(this, &KestravaViewModel::selectedOperationModeChanged, this, &KestravaViewModel::refreshStorageEstimate);
-    connect(this, &KestravaViewModel::routeChanged, this, [this] {
-        if (route() == AppRoute::confirmation)
-            refreshStorageEstimate();
-    });
+    // Staged safety copies keep a second run from starting.
+    connect(&trash_, &TrashStage::trashPreparationChanged, &execution_, &ExecutionStage::canExecuteChanged);
 
     sessionStage_.discoverResumable();
 }
 
 KestravaViewModel::~KestravaViewModel()
 {
-    // The execution thread posts to this object; it must end first.
-    cancelExecutionTask();
+    // The execution thread posts to the flow too (trash steps); it must end first.
+    execution_.cancelExecutionTask();
     removeArrowKeyMonitor();
     cancelIfRunning(scanTask_);
     cancelIfRunning(metadataTask_);
@@ -272,23 +255,20 @@ void KestravaViewModel::resetTransientState()
     if (session_)
         session_->trashPreparation.reset();
     core_.resetRun();
-    ++storageGeneration_;
     for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
                         &KestravaViewModel::currentIndexChanged, &KestravaViewModel::selectedReviewChoiceChanged,
                         &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::jpegAvailableCountChanged, &KestravaViewModel::rawAvailableCountChanged,
                         &KestravaViewModel::ignoredPhotoCountChanged, &KestravaViewModel::skippedEntryCountChanged,
                         &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::destinationFolderChanged,
-                        &KestravaViewModel::lastResultChanged, &KestravaViewModel::storageEstimateChanged,
-                        &KestravaViewModel::isCheckingStorageChanged, &KestravaViewModel::sortProgressChanged,
-                        &KestravaViewModel::progressTitleChanged, &KestravaViewModel::decisionFeedbackChanged,
+                        &KestravaViewModel::decisionFeedbackChanged,
                         &KestravaViewModel::feedbackIsExitingChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::showReviewCompletionChanged,
                         &KestravaViewModel::pendingDecisionGroupIDChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::trashPreparationChanged, &KestravaViewModel::isPreviewReadyChanged,
-                        &KestravaViewModel::isCommittingDecisionChanged, &KestravaViewModel::isApplyingChanged,
+                        &KestravaViewModel::isPreviewReadyChanged,
+                        &KestravaViewModel::isCommittingDecisionChanged,
                         &KestravaViewModel::showFormatChoiceChanged, &KestravaViewModel::showPairingChoiceChanged,
                         &KestravaViewModel::pairingWasTransferredChanged})
         emit(this->*signal)();
@@ -297,7 +277,7 @@ void KestravaViewModel::resetTransientState()
 
 void KestravaViewModel::newSort()
 {
-    cancelExecutionTask();
+    execution_.cancelExecutionTask();
     cancelIfRunning(scanTask_);
     resetTransientState();
     setSourceFolder(std::nullopt);

@@ -3,8 +3,9 @@
 // The root of the window's state, from folder selection to the result: QML sees it as the
 // `ViewModel` singleton. The state every part shares (services, the run, the route, the one
 // alert) is a WorkflowCore; parts that stand on their own are stages exposed as constant
-// properties (`audit`: AuditStage, `session`: SessionStage, `setup`: SetupStage). The flow itself (loading,
-// review, execution, trash) still lives here until it is split the same way.
+// properties (`audit`: AuditStage, `session`: SessionStage, `setup`: SetupStage, `execution`:
+// ExecutionStage, `trash`: TrashStage). The flow itself (loading, review) still lives here until
+// it is split the same way.
 //
 // Contract:
 // - Lives on the GUI thread; every property is read and written there only. Background work
@@ -19,14 +20,15 @@
 // The flow's implementation is split by concern: KestravaViewModel.cpp (setters, reset),
 // ViewModelDerived.cpp (derived values), ViewModelLoading.cpp (folder scan and preparation),
 // ViewModelDecisions.cpp (decisions, history, feedback, completion), ViewModelSession.cpp
-// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list),
-// ViewModelExecution.cpp and ViewModelTrash.cpp (execution and the trash step).
+// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list).
 
 #include "ReviewIndex.h"
 #include "AuditStage.h"
+#include "ExecutionStage.h"
 #include "RunState.h"
 #include "SessionStage.h"
 #include "SetupStage.h"
+#include "TrashStage.h"
 #include "WorkflowCore.h"
 #include "WorkflowServices.h"
 #include "model/SortOptions.h"
@@ -40,15 +42,12 @@
 #include <QFuture>
 #include <QObject>
 #include <QPointer>
-#include <QThreadPool>
 #include <QTimer>
 #include <QVariantMap>
 
 namespace kestrava {
 
-class CancellationFlag;
 class ReviewKeyFilter;
-struct ExecutionOutcome;
 
 // One opened folder: what the scan found and the destination base proposed for it.
 struct FolderScan {
@@ -63,6 +62,8 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
     Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
     Q_PROPERTY(kestrava::SetupStage* setup READ setup CONSTANT)
+    Q_PROPERTY(kestrava::ExecutionStage* execution READ execution CONSTANT)
+    Q_PROPERTY(kestrava::TrashStage* trash READ trash CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
@@ -75,15 +76,10 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString runFolderName READ runFolderName WRITE updateRunFolderName NOTIFY runFolderNameChanged)
     Q_PROPERTY(QString selectedOperationMode READ selectedOperationModeName WRITE selectOperationMode NOTIFY selectedOperationModeChanged)
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
-    Q_PROPERTY(bool isApplying READ isApplying NOTIFY isApplyingChanged)
     Q_PROPERTY(bool isPreparingMetadata READ isPreparingMetadata NOTIFY isPreparingMetadataChanged)
-    Q_PROPERTY(bool isCheckingStorage READ isCheckingStorage NOTIFY isCheckingStorageChanged)
     Q_PROPERTY(bool isPreviewReady READ isPreviewReady NOTIFY isPreviewReadyChanged)
     Q_PROPERTY(bool isCommittingDecision READ isCommittingDecision NOTIFY isCommittingDecisionChanged)
     Q_PROPERTY(QString alertMessage READ alertText NOTIFY alertMessageChanged)
-    Q_PROPERTY(QVariant lastResult READ lastResult NOTIFY lastResultChanged)
-    Q_PROPERTY(QVariant storageEstimate READ storageEstimate NOTIFY storageEstimateChanged)
-    Q_PROPERTY(QVariant sortProgress READ sortProgress NOTIFY sortProgressChanged)
     Q_PROPERTY(QVariantMap decisionFeedback READ decisionFeedbackMap NOTIFY decisionFeedbackChanged)
     Q_PROPERTY(bool feedbackIsExiting READ feedbackIsExiting NOTIFY feedbackIsExitingChanged)
     Q_PROPERTY(int jpegAvailableCount READ jpegAvailableCount NOTIFY jpegAvailableCountChanged)
@@ -93,7 +89,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
     Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
-    Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
     Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
     Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
@@ -109,14 +104,6 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
-    Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
-    Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
-    // The second confirmation: what is true right now, and the files that will go to the Trash.
-    Q_PROPERTY(QString trashConfirmationLead READ trashConfirmationLead NOTIFY trashPreparationChanged)
-    Q_PROPERTY(QString trashFilesTitle READ trashFilesTitle NOTIFY trashPreparationChanged)
-    Q_PROPERTY(QStringList trashFileNames READ trashFileNames NOTIFY trashPreparationChanged)
-    Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY reviewStateChanged)
-    Q_PROPERTY(QString progressTitle READ progressTitle NOTIFY progressTitleChanged)
     // What the scan left out, and where the results would land (ViewModelLoading.cpp).
     Q_PROPERTY(int skippedEntryCount READ skippedEntryCount NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
@@ -135,6 +122,10 @@ public:
     const SessionStage* sessionStage() const { return &sessionStage_; }
     SetupStage* setup() { return &setup_; }
     const SetupStage* setup() const { return &setup_; }
+    ExecutionStage* execution() { return &execution_; }
+    const ExecutionStage* execution() const { return &execution_; }
+    TrashStage* trash() { return &trash_; }
+    const TrashStage* trash() const { return &trash_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
     int routeNumber() const { return int(core_.route()); }
@@ -154,9 +145,7 @@ public:
     std::optional<SortOperationMode> selectedOperationMode() const { return run_.selectedOperationMode; }
     QString selectedOperationModeName() const { return run_.selectedOperationMode ? rawValue(*run_.selectedOperationMode) : QString(); }
     bool isLoading() const { return isLoading_; }
-    bool isApplying() const { return run_.isApplying; }
     bool isPreparingMetadata() const { return isPreparingMetadata_; }
-    bool isCheckingStorage() const { return run_.isCheckingStorage; }
     bool isPreviewReady() const { return run_.isPreviewReady; }
     bool isCommittingDecision() const { return run_.isCommittingDecision; }
     std::optional<QString> alertMessage() const { return core_.alert(); }
@@ -271,64 +260,6 @@ public:
     Q_INVOKABLE void installArrowKeyMonitor();
     Q_INVOKABLE void removeArrowKeyMonitor();
 
-    // ---- Execution (ViewModelExecution.cpp, ViewModelReport.cpp) -----------------------------
-    const std::optional<SortResult>& lastSortResult() const { return run_.lastResult; }
-    const std::optional<SortProgress>& progress() const { return run_.sortProgress; }
-    const std::optional<StorageEstimate>& currentStorageEstimate() const { return run_.storageEstimate; }
-    // QML forms: maps with the fields' names, or null when unset.
-    QVariant lastResult() const;
-    QVariant storageEstimate() const;
-    QVariant sortProgress() const;
-    // The title above the progress while a run or a trash phase works; empty otherwise.
-    const QString& progressTitle() const { return run_.progressTitle; }
-    // Every decision is in, a result folder and mode exist, nothing runs, the storage suffices
-    // and, for the destructive mode, its first confirmation was accepted.
-    bool canExecute() const;
-    // The reviewed photos plus the carried-along ones, which are filed as keep.
-    QList<PhotoItem> itemsForExecution() const;
-    SortOptions currentOptions(const FileUrl& destination) const;
-    // The confirmation screen's button: a standard run, or organise-then-stage for the trash mode.
-    Q_INVOKABLE void applySort();
-    void applyStandardSort();
-    // Journal every record of a new plan / one outcome, and keep the session's records current.
-    // Callable from the GUI thread; the futures fail with the store's error.
-    QFuture<void> persistExecutionPlan(const SortExecutionPlan& plan);
-    QFuture<void> persistExecutionRecord(const ExecutionRecord& record);
-    // A new run of the same session: finished files are skipped.
-    Q_INVOKABLE void retryPendingSort();
-    // Stops the running execution before its next file; the result still arrives.
-    Q_INVOKABLE void cancelExecution();
-    Q_INVOKABLE void refreshStorageEstimate();
-    // The plain-text report of the last result (no trailing line feed).
-    QString reportText() const;
-    // Writes the report atomically; false and an alert when it cannot be written.
-    Q_INVOKABLE bool saveReport(const QString& path);
-    Q_INVOKABLE void openResultInFileManager();
-    Q_INVOKABLE void showExecutionLog();
-    // The execution task (organising, staging or committing), finished when none runs.
-    QFuture<void> executionTask() const { return executionTask_; }
-
-    // ---- Trash (ViewModelTrash.cpp) ----------------------------------------------------------
-    const std::optional<TrashPreparation>& preparedTrash() const { return run_.trashPreparation; }
-    QVariant trashPreparation() const;
-    // Files decided delete: what phase one will stage.
-    int rejectedFileCount() const;
-    Q_INVOKABLE void prepareTrashSort();
-    bool canCommitTrash() const;
-    Q_INVOKABLE void commitPreparedTrash();
-    Q_INVOKABLE void deferPreparedTrash();
-    Q_INVOKABLE void openSafetyFolder();
-    QString trashConfirmationLead() const;
-    QString trashFilesTitle() const;
-    QStringList trashFileNames() const;
-    // German refusals for waiting entries that are not photos of this session's source folder.
-    QStringList trashEntriesOutsideSession() const;
-
-#ifdef KESTRAVA_TEST_HOOKS
-    // Stands in for a running execution.
-    void setApplyingForTesting(bool applying) { setApplying(applying); }
-#endif
-
     // ---- Scan gaps and setup warnings (ViewModelLoading.cpp) -------------------------------
     // Entries the scan could not take; their files stay in the source folder whatever the run does.
     int skippedEntryCount() const { return run_.skippedEntryCount; }
@@ -350,15 +281,10 @@ signals:
     void runFolderNameChanged();
     void selectedOperationModeChanged();
     void isLoadingChanged();
-    void isApplyingChanged();
     void isPreparingMetadataChanged();
-    void isCheckingStorageChanged();
     void isPreviewReadyChanged();
     void isCommittingDecisionChanged();
     void alertMessageChanged();
-    void lastResultChanged();
-    void storageEstimateChanged();
-    void sortProgressChanged();
     void decisionFeedbackChanged();
     void feedbackIsExitingChanged();
     void jpegAvailableCountChanged();
@@ -368,7 +294,6 @@ signals:
     void decisionCountsChanged();
     void destructiveConfirmationAcceptedChanged();
     void trashCommitConfirmationAcceptedChanged();
-    void trashPreparationChanged();
     void inspectorVisibleChanged();
     void showReviewCompletionChanged();
     void pendingDecisionGroupIDChanged();
@@ -380,11 +305,6 @@ signals:
     void reviewStateChanged();
     void acceptsReviewShortcutsChanged();
     void accessibilityAnnouncementChanged();
-    void canExecuteChanged();
-    void canCommitTrashChanged();
-    void progressTitleChanged();
-    // An execution task (run, staging, commit, defer) ended, successfully or not.
-    void executionFinished();
     // A decision (or undo) reached the journal, or was applied without a session.
     void decisionCommitted(const QString& groupID);
     // The metadata task finished and its dates were merged.
@@ -432,32 +352,6 @@ private:
                         int nextIndex, int previousIndex, bool shouldPresentCompletion);
     int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }
 
-    // ViewModelExecution.cpp
-    void setProgressTitle(const QString& title);
-    void setSortProgress(std::optional<SortProgress> progress);
-    void setLastResult(std::optional<SortResult> result);
-    void setStorageEstimate(std::optional<StorageEstimate> estimate);
-    void setApplying(bool applying);
-    // Emits canExecuteChanged / canCommitTrashChanged (cheap; called after any input changes).
-    void executionInputsChanged();
-    // Runs a standard run, or organising plus staging, on the execution thread; `then` gets
-    // the outcome on the GUI thread unless the run was reset meanwhile.
-    void startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then);
-    void recordExecutionOutcome(const ExecutionRecord& record, qint64 sequence);
-    void finishStandardRun(const ExecutionOutcome& outcome);
-    // Asks the running task to stop and waits for it.
-    void cancelExecutionTask();
-
-    // ViewModelTrash.cpp
-    void setTrashPreparation(std::optional<TrashPreparation> preparation);
-    void finishTrashStaging(const ExecutionOutcome& outcome);
-    // Runs a coordinator operation on the execution thread and publishes its preparation.
-    void runTrashOperation(std::function<TrashPreparation()> operation,
-                           std::function<void(const TrashPreparation&)> succeeded,
-                           std::function<void(const QString&)> failed);
-    void reloadTrashPreparation();
-    QString journalBase() const;
-
     // ViewModelSession.cpp
     QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
                                  std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
@@ -471,6 +365,10 @@ private:
     // Everything of the current run; reset as a whole.
     RunState& run_ = core_.run;
     AuditStage audit_{core_, this};
+    // Before the session stage, which follows its applying flag; the session it is given is
+    // declared below and not touched while it is built.
+    ExecutionStage execution_{core_, *this, session_};
+    TrashStage trash_{core_, *this, execution_, session_};
     SessionStage sessionStage_{core_, *this};
     SetupStage setup_{core_, this};
 
@@ -492,13 +390,6 @@ private:
     QTimer feedbackTimer_;
     int feedbackStage_ = 0;
     QTimer reviewCompletionTimer_;
-
-    // Execution.
-    QFuture<void> executionTask_;
-    quint64 storageGeneration_ = 0;
-    std::shared_ptr<CancellationFlag> executionCancel_;
-    // The one execution thread: runs, staging and commits never overlap.
-    QThreadPool executionPool_;
 };
 
 } // namespace kestrava

@@ -33,7 +33,7 @@ SessionStage::SessionStage(WorkflowCore& core, KestravaViewModel& flow) : QObjec
 {
     connect(&core_, &WorkflowCore::routeChanged, this, &SessionStage::showResumeChoiceChanged);
     connect(this, &SessionStage::resumableSessionChanged, this, &SessionStage::showResumeChoiceChanged);
-    connect(&flow_, &KestravaViewModel::isApplyingChanged, this, &SessionStage::canOpenSessionDocumentChanged);
+    connect(flow_.execution(), &ExecutionStage::isApplyingChanged, this, &SessionStage::canOpenSessionDocumentChanged);
 }
 
 bool SessionStage::showResumeChoice() const
@@ -58,7 +58,7 @@ QString SessionStage::savedStatusText() const
 
 bool SessionStage::canOpenSessionDocument() const
 {
-    return !flow_.isApplying();
+    return !flow_.execution()->isApplying();
 }
 
 void SessionStage::offerResumable(std::optional<SortSession> session)
@@ -142,7 +142,7 @@ bool SessionStage::openSessionDocument(const QString& path)
         if (!session.requiresModeSelection)
             core_.raiseAlert(QString::number(decidedFiles(session.photos))
                              + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
-        if (const QStringList refused = flow_.trashEntriesOutsideSession(); !refused.isEmpty())
+        if (const QStringList refused = flow_.trash()->trashEntriesOutsideSession(); !refused.isEmpty())
             core_.raiseAlert(refused.join(QLatin1Char('\n')));
         return true;
     } catch (const QException& error) {

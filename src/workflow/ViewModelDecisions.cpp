@@ -324,7 +324,7 @@ void KestravaViewModel::beginCompletionFlow()
     audit_.withdraw();
     setTrashCommitConfirmationAccepted(false);
     setRoute(AppRoute::confirmation);
-    refreshStorageEstimate();
+    execution_.refreshStorageEstimate();
     saveSessionSnapshot(SortSessionStatus::ready);
 }
 

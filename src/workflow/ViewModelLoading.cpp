@@ -11,6 +11,8 @@
 #include <QHash>
 #include <QtConcurrent>
 
+#include <algorithm>
+
 namespace kestrava {
 
 namespace {
@@ -283,7 +285,7 @@ void KestravaViewModel::startMetadataEnrichment()
                           takeCaptureDate(run_.passThroughPhotos[*found], item);
                   }
                   run_.metadataWasEnriched = true;
-                  emit canExecuteChanged();
+                  emit execution_.canExecuteChanged();
                   setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   emit photosChanged();
                   emit metadataEnriched();
@@ -295,13 +297,28 @@ void KestravaViewModel::startMetadataEnrichment()
                       if (generation != core_.generation())
                           return;
                       run_.metadataWasEnriched = true;
-                      emit canExecuteChanged();
+                      emit execution_.canExecuteChanged();
                       setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
                   })
         .onCanceled(this, [this, generation] {
             if (generation == core_.generation())
                 setFlag(isPreparingMetadata_, false, &KestravaViewModel::isPreparingMetadataChanged);
         });
+}
+
+// ---- Run guards and rating sidecars ----------------------------------------------------------
+
+bool KestravaViewModel::isWaitingForCaptureDates() const
+{
+    return !run_.metadataWasEnriched && !(run_.photos.isEmpty() && run_.passThroughPhotos.isEmpty());
+}
+
+QString KestravaViewModel::executionWaitText() const
+{
+    if (!isWaitingForCaptureDates())
+        return {};
+    return QStringLiteral("Aufnahmedaten werden gelesen … Das Sortieren kann beginnen, sobald alle Aufnahmedaten "
+                          "bekannt sind.");
 }
 
 } // namespace kestrava

@@ -204,7 +204,7 @@ bool KestravaViewModel::apply(const SortSession& session)
     const int groups = reviewGroupCount();
     setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
     setPreviewReadyFlag(false);
-    setTrashPreparation(session.trashPreparation);
+    trash_.setTrashPreparation(session.trashPreparation);
 
     setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
     if (session.requiresModeSelection)
@@ -214,7 +214,7 @@ bool KestravaViewModel::apply(const SortSession& session)
     if (route() == AppRoute::reviewing || route() == AppRoute::confirmation)
         startMetadataEnrichment();
     // The journal, not the document, knows where each entry stands; the route follows it.
-    reloadTrashPreparation();
+    trash_.reloadTrashPreparation();
     return true;
 }
 

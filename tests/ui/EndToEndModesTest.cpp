@@ -70,7 +70,7 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     // First confirmation: the staging button waits for the tick.
     QObject* execute = rig.find(u"executeButton"_s);
     EXPECT_EQ(execute->property("text").toString(), u"Sicherheitsablage vorbereiten"_s);
-    EXPECT_EQ(rig.viewModel->rejectedFileCount(), 4);
+    EXPECT_EQ(rig.viewModel->trash()->rejectedFileCount(), 4);
     EXPECT_FALSE(execute->property("enabled").toBool());
     rig.click(rig.find(u"destructiveConfirmation"_s));
     ASSERT_TRUE(waitUntil([&] { return execute->property("enabled").toBool(); }));
@@ -82,10 +82,10 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     const QString trashFiles = rig.dataHome + u"/Trash/files"_s;
     EXPECT_EQ(photoFilesBelow(rig.shootFolder).size(), 4) << "kept and maybe files are organised first";
     EXPECT_TRUE(namesIn(trashFiles).isEmpty());
-    const QString stagingRoot = rig.viewModel->preparedTrash()->stagingRoot.path();
+    const QString stagingRoot = rig.viewModel->trash()->preparedTrash()->stagingRoot.path();
     EXPECT_EQ(photoFilesBelow(stagingRoot).size(), 4);
     // A rejected shot's sidecar travels with it.
-    const int staged = int(rig.viewModel->preparedTrash()->entries.size());
+    const int staged = int(rig.viewModel->trash()->preparedTrash()->entries.size());
     EXPECT_GE(staged, 4);
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"commitTrashButton"_s) != nullptr; }));
     EXPECT_EQ(rig.textOf(u"volumeLine"_s),
@@ -145,7 +145,7 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000));
 
     // Stopped between files: what was copied is whole, the rest waits.
-    const QVariantMap result = rig.viewModel->lastResult().toMap();
+    const QVariantMap result = rig.viewModel->execution()->lastResult().toMap();
     const int pending = result.value(u"pendingCount"_s).toInt();
     ASSERT_GT(pending, 0) << "the run ended before the cancel arrived";
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"pendingText"_s) != nullptr; }));
@@ -161,11 +161,11 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
     ASSERT_NE(retry, nullptr);
     rig.click(retry);
     ASSERT_TRUE(waitUntil([&] {
-        return rig.viewModel->route() == AppRoute::completed && !rig.viewModel->isApplying()
-            && rig.viewModel->lastResult().toMap().value(u"pendingCount"_s).toInt() == 0
-            && rig.viewModel->lastResult().toMap().contains(u"organizedCount"_s);
+        return rig.viewModel->route() == AppRoute::completed && !rig.viewModel->execution()->isApplying()
+            && rig.viewModel->execution()->lastResult().toMap().value(u"pendingCount"_s).toInt() == 0
+            && rig.viewModel->execution()->lastResult().toMap().contains(u"organizedCount"_s);
     }, 60000)) << rig.viewModel->alertText().toStdString();
-    const QVariantMap resumed = rig.viewModel->lastResult().toMap();
+    const QVariantMap resumed = rig.viewModel->execution()->lastResult().toMap();
     EXPECT_EQ(resumed.value(u"skippedCount"_s).toInt(), copiedBefore);
     EXPECT_EQ(resumed.value(u"organizedCount"_s).toInt(), 12 - copiedBefore);
     EXPECT_EQ(photoFilesBelow(rig.viewModel->destinationFolderPath()).size(), 12);

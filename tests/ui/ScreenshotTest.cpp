@@ -86,9 +86,9 @@ TEST(Screenshots, everyScreenOfTheFlow)
 
     // The real trash flow, slowed per file so that its working screens can be caught.
     rig.fileOps.delayMs = 120;
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->canExecute(); }));
-    rig.viewModel->applySort();
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->progress() && rig.viewModel->progress()->completedFiles >= 2; }, 60000));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->execution()->canExecute(); }));
+    rig.viewModel->execution()->applySort();
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->execution()->progress() && rig.viewModel->execution()->progress()->completedFiles >= 2; }, 60000));
     expectPainted(rig.screenshot(window, u"07-trash-staging"_s));
     rig.fileOps.delayMs = 0;
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::trashConfirmation; }, 60000))
@@ -97,7 +97,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"07-trash-confirmation"_s));
 
     rig.fileOps.delayMs = 300;
-    rig.viewModel->commitPreparedTrash();
+    rig.viewModel->trash()->commitPreparedTrash();
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::executing; }));
     QTest::qWait(400);
     expectPainted(rig.screenshot(window, u"08-executing"_s));

@@ -167,12 +167,12 @@ TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)
     const QUuid id = rig.viewModel->session()->id;
     QObject* loadAction = rig.find(u"loadSessionAction"_s);
     ASSERT_NE(loadAction, nullptr);
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->canExecute(); }));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->execution()->canExecute(); }));
     EXPECT_TRUE(loadAction->property("enabled").toBool());
 
     // Held at its second copy, the run is still working when the document arrives.
     rig.fileOps.holdFromCopy = 2;
-    rig.viewModel->applySort();
+    rig.viewModel->execution()->applySort();
     ASSERT_TRUE(waitUntil([&] { return rig.fileOps.holding.load() > 0; }));
     EXPECT_FALSE(loadAction->property("enabled").toBool());
     rig.shell->openFromOutside(document);

@@ -36,10 +36,10 @@ TEST_F(Reviewing, decisionWaitsForVisiblePreviewAndIsIgnoredWhileApplying)
     EXPECT_FALSE(vm().isPreviewReady());
 
     rig.markPreviewVisible();
-    vm().setApplyingForTesting(true);
+    vm().execution()->setApplyingForTesting(true);
     vm().classify(PhotoDecision::keep);
     EXPECT_TRUE(vm().history().isEmpty());
-    vm().setApplyingForTesting(false);
+    vm().execution()->setApplyingForTesting(false);
 
     vm().classify(PhotoDecision::keep);
     EXPECT_EQ(vm().history().size(), 1);

@@ -40,7 +40,7 @@ void decideAll(WorkflowRig& rig, const QList<PhotoDecision>& decisions)
 
 void waitForRunEnd(WorkflowRig& rig)
 {
-    ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }, 30000));
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isApplying(); }, 30000));
     rig.settle();
 }
 
@@ -54,24 +54,24 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
     rig.startReview(SortOperationMode::safeCopy);
     decideAll(rig, {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del});
     // The confirmation screen shows a fresh estimate of the five files.
-    ASSERT_TRUE(waitFor([&] { return rig.vm().currentStorageEstimate() && !rig.vm().isCheckingStorage(); }));
-    EXPECT_EQ(rig.vm().currentStorageEstimate()->requiredBytes, 5000);
-    EXPECT_TRUE(rig.vm().currentStorageEstimate()->isSufficient);
-    ASSERT_TRUE(rig.vm().canExecute());
+    ASSERT_TRUE(waitFor([&] { return rig.vm().execution()->currentStorageEstimate() && !rig.vm().execution()->isCheckingStorage(); }));
+    EXPECT_EQ(rig.vm().execution()->currentStorageEstimate()->requiredBytes, 5000);
+    EXPECT_TRUE(rig.vm().execution()->currentStorageEstimate()->isSufficient);
+    ASSERT_TRUE(rig.vm().execution()->canExecute());
 
-    rig.vm().applySort();
+    rig.vm().execution()->applySort();
     EXPECT_EQ(rig.vm().route(), AppRoute::executing);
-    EXPECT_FALSE(rig.vm().canExecute()) << "a second run while one works";
+    EXPECT_FALSE(rig.vm().execution()->canExecute()) << "a second run while one works";
     waitForRunEnd(rig);
 
     ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
-    const SortResult result = *rig.vm().lastSortResult();
+    const SortResult result = *rig.vm().execution()->lastSortResult();
     // Three JPEGs reviewed, two RAWs carried along as keep: every file is copied.
     EXPECT_EQ(result.organizedCount, 5);
     EXPECT_TRUE(result.errors.isEmpty());
     EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), 5);
     EXPECT_EQ(filesBelow(rig.photoFolder).size(), 5) << "originals stay";
-    EXPECT_EQ(rig.vm().progress()->phase, SortPhase::finished);
+    EXPECT_EQ(rig.vm().execution()->progress()->phase, SortPhase::finished);
 
     // Every outcome is in the journal: a restarted process sees a completed session.
     for (const ExecutionRecord& record : rig.vm().session()->executionRecords)
@@ -82,15 +82,15 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
     EXPECT_EQ(stored.executionRecords, rig.vm().session()->executionRecords);
     EXPECT_FALSE(rig.store->loadLatestIncomplete().result().has_value());
 
-    const QStringList report = rig.vm().reportText().split(QLatin1Char('\n'));
+    const QStringList report = rig.vm().execution()->reportText().split(QLatin1Char('\n'));
     ASSERT_EQ(report.size(), 9);
     EXPECT_EQ(report[0], QStringLiteral("Kestrava 0.6.3 Bericht"));
     EXPECT_EQ(report.mid(1), (QStringList{"Modus: Sicher kopieren", "Quelle: Fotos", "Ziel: Ergebnis",
                                           "Organisiert: 5", "Übersprungen: 0", "Papierkorb: 0", "Ausstehend: 0",
                                           "Fehler: 0"}));
     const QString reportFile = rig.tree.path(QStringLiteral("Kestrava-Bericht.txt"));
-    ASSERT_TRUE(rig.vm().saveReport(reportFile));
-    EXPECT_EQ(QString::fromUtf8(readFile(reportFile)), rig.vm().reportText());
+    ASSERT_TRUE(rig.vm().execution()->saveReport(reportFile));
+    EXPECT_EQ(QString::fromUtf8(readFile(reportFile)), rig.vm().execution()->reportText());
 }
 
 TEST(ExecutionFlow, refusedStartsChangeNothing)
@@ -100,19 +100,19 @@ TEST(ExecutionFlow, refusedStartsChangeNothing)
     rig.startReview(SortOperationMode::organizeAndTrash);
     rig.decide(PhotoDecision::keep);
     // Not every group is decided.
-    EXPECT_FALSE(rig.vm().canExecute());
-    rig.vm().applyStandardSort();
+    EXPECT_FALSE(rig.vm().execution()->canExecute());
+    rig.vm().execution()->applyStandardSort();
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Die Ausführung ist noch nicht sicher bestätigt."));
     rig.decide(PhotoDecision::del);
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
 
     // The destructive mode needs its first confirmation.
-    EXPECT_FALSE(rig.vm().canExecute());
-    rig.vm().applySort();
+    EXPECT_FALSE(rig.vm().execution()->canExecute());
+    rig.vm().execution()->applySort();
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
     EXPECT_EQ(rig.vm().route(), AppRoute::confirmation);
     rig.vm().setDestructiveConfirmationAccepted(true);
-    EXPECT_TRUE(rig.vm().canExecute());
+    EXPECT_TRUE(rig.vm().execution()->canExecute());
     EXPECT_FALSE(QDir(rig.vm().destinationFolderPath()).exists());
 }
 
@@ -124,19 +124,19 @@ TEST(ExecutionFlow, cancelledRunPausesAndRetrySkipsNothingTwice)
     decideAll(rig, {PhotoDecision::keep});
 
     // Cancelled before its first file: everything stays pending and the session resumable.
-    rig.vm().applySort();
-    rig.vm().cancelExecution();
+    rig.vm().execution()->applySort();
+    rig.vm().execution()->cancelExecution();
     waitForRunEnd(rig);
     ASSERT_EQ(rig.vm().route(), AppRoute::completed);
-    EXPECT_EQ(rig.vm().lastSortResult()->pendingCount, 6);
-    EXPECT_TRUE(rig.vm().lastSortResult()->errors.contains(ResumableSortExecutor::cancellationMessage()));
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->pendingCount, 6);
+    EXPECT_TRUE(rig.vm().execution()->lastSortResult()->errors.contains(ResumableSortExecutor::cancellationMessage()));
     EXPECT_EQ(rig.store->loadSession(rig.vm().session()->id).result().status, SortSessionStatus::paused);
     EXPECT_EQ(filesBelow(rig.photoFolder).size(), 6);
 
-    rig.vm().retryPendingSort();
+    rig.vm().execution()->retryPendingSort();
     waitForRunEnd(rig);
-    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 6);
-    EXPECT_EQ(rig.vm().lastSortResult()->pendingCount, 0);
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->organizedCount, 6);
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->pendingCount, 0);
     EXPECT_TRUE(filesBelow(rig.photoFolder).isEmpty()) << "moved, each exactly once";
     EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), 6);
     EXPECT_EQ(rig.store->loadSession(rig.vm().session()->id).result().status, SortSessionStatus::completed);
@@ -154,7 +154,7 @@ TEST(ExecutionFlow, planThatCannotBeJournaledTouchesNoFile)
     rig.vm().saveSessionSnapshot().waitForFinished();
     const int snapshotWrites = rig.fileOps.callCount(FileOps::Op::write);
     rig.fileOps.failAt(FileOps::Op::write, snapshotWrites + 1, EIO);
-    rig.vm().applySort();
+    rig.vm().execution()->applySort();
     waitForRunEnd(rig);
     rig.fileOps.clearFaults();
 
@@ -162,7 +162,7 @@ TEST(ExecutionFlow, planThatCannotBeJournaledTouchesNoFile)
     EXPECT_TRUE(rig.vm().alertText().startsWith(ExecutionRun::planNotSavedPrefix())) << rig.vm().alertText().toStdString();
     EXPECT_EQ(filesBelow(rig.photoFolder).size(), 4);
     EXPECT_TRUE(filesBelow(rig.vm().destinationFolderPath()).isEmpty());
-    EXPECT_FALSE(rig.vm().lastSortResult().has_value());
+    EXPECT_FALSE(rig.vm().execution()->lastSortResult().has_value());
 }
 
 TEST(ExecutionFlow, snapshotThatCannotBeSavedStopsTheRunAndSaysWhy)
@@ -174,7 +174,7 @@ TEST(ExecutionFlow, snapshotThatCannotBeSavedStopsTheRunAndSaysWhy)
 
     // The run's first write is its snapshot.
     rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);
-    rig.vm().applySort();
+    rig.vm().execution()->applySort();
     waitForRunEnd(rig);
     rig.fileOps.clearFaults();
 
@@ -192,8 +192,8 @@ TEST(ExecutionFlow, resumedSessionContinuesWhereTheRecordsEnd)
     rig.load(realShoot(rig.photoFolder, 2));
     rig.startReview(SortOperationMode::safeCopy);
     decideAll(rig, {PhotoDecision::keep});
-    rig.vm().applySort();
-    rig.vm().cancelExecution();
+    rig.vm().execution()->applySort();
+    rig.vm().execution()->cancelExecution();
     waitForRunEnd(rig);
 
     rig.restart();
@@ -201,10 +201,10 @@ TEST(ExecutionFlow, resumedSessionContinuesWhereTheRecordsEnd)
     rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
     rig.settle();
-    ASSERT_TRUE(rig.vm().canExecute()) << rig.vm().alertText().toStdString();
-    rig.vm().retryPendingSort();
+    ASSERT_TRUE(rig.vm().execution()->canExecute()) << rig.vm().alertText().toStdString();
+    rig.vm().execution()->retryPendingSort();
     waitForRunEnd(rig);
-    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 4);
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->organizedCount, 4);
     EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), 4);
 }
 
@@ -255,11 +255,11 @@ TEST(ExecutionFlow, runWaitsForCaptureDatesAlsoWhenResumedAtConfirmation)
     decideAll(rig, {PhotoDecision::keep, PhotoDecision::maybe});
 
     // A review faster than the date reading: the run would sort by file dates.
-    EXPECT_FALSE(rig.vm().canExecute());
+    EXPECT_FALSE(rig.vm().execution()->canExecute());
     EXPECT_FALSE(rig.vm().executionWaitText().isEmpty());
-    rig.vm().applySort();
+    rig.vm().execution()->applySort();
     EXPECT_EQ(rig.vm().route(), AppRoute::confirmation);
-    EXPECT_FALSE(rig.vm().isApplying());
+    EXPECT_FALSE(rig.vm().execution()->isApplying());
 
     // Quit before the dates came; the resumed session reads them again before it may run.
     rig.restart();
@@ -269,13 +269,13 @@ TEST(ExecutionFlow, runWaitsForCaptureDatesAlsoWhenResumedAtConfirmation)
     ASSERT_EQ(rig.vm().route(), AppRoute::confirmation);
     rig.settle();
     EXPECT_GT(dates->calls.size(), callsBefore);
-    EXPECT_FALSE(rig.vm().canExecute());
+    EXPECT_FALSE(rig.vm().execution()->canExecute());
 
     const QDateTime shot(QDate(2019, 5, 4), QTime(10, 30), Qt::UTC);
     dates->release(shot);
-    ASSERT_TRUE(waitFor([&] { return rig.vm().canExecute(); })) << rig.vm().alertText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().execution()->canExecute(); })) << rig.vm().alertText().toStdString();
     EXPECT_TRUE(rig.vm().executionWaitText().isEmpty());
-    rig.vm().applySort();
+    rig.vm().execution()->applySort();
     waitForRunEnd(rig);
     const QStringList results = filesBelow(rig.vm().destinationFolderPath());
     EXPECT_EQ(results.size(), 5);
@@ -294,8 +294,8 @@ TEST(ExecutionFlow, sessionDocumentIsNotOpenedUnderARunningTask)
     const QUuid id = rig.vm().session()->id;
     EXPECT_TRUE(rig.vm().sessionStage()->canOpenSessionDocument());
 
-    rig.vm().applySort();
-    ASSERT_TRUE(rig.vm().isApplying());
+    rig.vm().execution()->applySort();
+    ASSERT_TRUE(rig.vm().execution()->isApplying());
     EXPECT_FALSE(rig.vm().sessionStage()->canOpenSessionDocument());
     EXPECT_FALSE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_FALSE(rig.vm().alertText().isEmpty());
@@ -304,7 +304,7 @@ TEST(ExecutionFlow, sessionDocumentIsNotOpenedUnderARunningTask)
     // The run ends as its own: result, final snapshot and all.
     waitForRunEnd(rig);
     EXPECT_EQ(rig.vm().route(), AppRoute::completed);
-    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 4);
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->organizedCount, 4);
     EXPECT_EQ(rig.store->loadSession(id).result().status, SortSessionStatus::completed);
     EXPECT_TRUE(rig.vm().sessionStage()->canOpenSessionDocument());
 }

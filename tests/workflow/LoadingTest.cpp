@@ -129,7 +129,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     rig.startReview();
     rig.decide(PhotoDecision::keep);
     rig.vm().audit()->request();
-    rig.vm().setApplyingForTesting(true);
+    rig.vm().execution()->setApplyingForTesting(true);
 
     rig.vm().newSort();
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
@@ -141,7 +141,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     EXPECT_FALSE(rig.vm().decisionFeedback());
     EXPECT_FALSE(rig.vm().audit()->requestID());
     EXPECT_FALSE(rig.vm().showReviewCompletion());
-    EXPECT_FALSE(rig.vm().isApplying());
+    EXPECT_FALSE(rig.vm().execution()->isApplying());
     EXPECT_EQ(rig.vm().classifiedCount(), 0);
     EXPECT_EQ(rig.vm().setup()->eventName(), QStringLiteral("Hochzeit"));
     EXPECT_FALSE(rig.vm().setup()->groupByDate());
@@ -152,22 +152,22 @@ TEST(Loading, ratingSidecarChoiceReachesTheRunOptionsWithinOneToFiveStars)
 {
     WorkflowRig rig;
     const FileUrl destination = FileUrl::fromLocalPath(rig.destinationBase);
-    EXPECT_FALSE(rig.vm().currentOptions(destination).writeRatingSidecars);
+    EXPECT_FALSE(rig.vm().execution()->currentOptions(destination).writeRatingSidecars);
 
     rig.vm().setup()->setWriteRatingSidecars(true);
     rig.vm().setup()->setKeepRatingStars(4);
-    SortOptions options = rig.vm().currentOptions(destination);
+    SortOptions options = rig.vm().execution()->currentOptions(destination);
     EXPECT_TRUE(options.writeRatingSidecars);
     EXPECT_EQ(options.keepRatingStars, 4);
 
     rig.vm().setup()->updateRatingSidecars(true, 9);
-    EXPECT_EQ(rig.vm().currentOptions(destination).keepRatingStars, 5);
+    EXPECT_EQ(rig.vm().execution()->currentOptions(destination).keepRatingStars, 5);
     rig.vm().setup()->updateRatingSidecars(true, 0);
-    EXPECT_EQ(rig.vm().currentOptions(destination).keepRatingStars, 1);
+    EXPECT_EQ(rig.vm().execution()->currentOptions(destination).keepRatingStars, 1);
 
     // The choice belongs to the person, not to the run.
     rig.vm().newSort();
-    EXPECT_TRUE(rig.vm().currentOptions(destination).writeRatingSidecars);
+    EXPECT_TRUE(rig.vm().execution()->currentOptions(destination).writeRatingSidecars);
 }
 
 TEST(Loading, metadataDatesMergeWithoutTouchingDecisions)

@@ -46,18 +46,18 @@ protected:
 
     void waitForTask()
     {
-        ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }, 30000));
+        ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isApplying(); }, 30000));
         rig.settle();
     }
 
     void stage()
     {
-        EXPECT_EQ(rig.vm().rejectedFileCount(), 4);
-        rig.vm().applySort();
+        EXPECT_EQ(rig.vm().trash()->rejectedFileCount(), 4);
+        rig.vm().execution()->applySort();
         EXPECT_EQ(rig.vm().route(), AppRoute::trashStaging);
-        ASSERT_TRUE(rig.vm().progress());
-        EXPECT_EQ(rig.vm().progress()->totalFiles, 2) << "the kept pair is organised; rejected files are counted when staged";
-        EXPECT_EQ(rig.vm().progressTitle(), QStringLiteral("Sicherheitsablage wird vorbereitet"));
+        ASSERT_TRUE(rig.vm().execution()->progress());
+        EXPECT_EQ(rig.vm().execution()->progress()->totalFiles, 2) << "the kept pair is organised; rejected files are counted when staged";
+        EXPECT_EQ(rig.vm().execution()->progressTitle(), QStringLiteral("Sicherheitsablage wird vorbereitet"));
         waitForTask();
         ASSERT_EQ(rig.vm().route(), AppRoute::trashConfirmation) << rig.vm().alertText().toStdString();
     }
@@ -78,12 +78,12 @@ protected:
 TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
 {
     stage();
-    const TrashPreparation staged = *rig.vm().preparedTrash();
+    const TrashPreparation staged = *rig.vm().trash()->preparedTrash();
     ASSERT_EQ(staged.entries.size(), 4);
-    ASSERT_TRUE(rig.vm().progress());
-    EXPECT_EQ(rig.vm().progress()->completedFiles, 4) << "the staging screen counted every safety copy";
-    EXPECT_EQ(rig.vm().progress()->totalFiles, 4);
-    EXPECT_EQ(rig.vm().progress()->completedBytes, staged.totalBytes());
+    ASSERT_TRUE(rig.vm().execution()->progress());
+    EXPECT_EQ(rig.vm().execution()->progress()->completedFiles, 4) << "the staging screen counted every safety copy";
+    EXPECT_EQ(rig.vm().execution()->progress()->totalFiles, 4);
+    EXPECT_EQ(rig.vm().execution()->progress()->completedBytes, staged.totalBytes());
     for (const TrashEntry& entry : staged.entries) {
         EXPECT_EQ(entry.state, State::stagedVerified);
         EXPECT_TRUE(QFile::exists(entry.stagingURL.path()));
@@ -94,48 +94,48 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
 
     // The screen says what is true: the kept pair has moved, the rejected originals have not,
     // and it lists exactly the files that will go.
-    EXPECT_TRUE(rig.vm().trashConfirmationLead().contains(QStringLiteral("bereits in den Zielordner verschoben")));
-    QStringList listed = rig.vm().trashFileNames();
+    EXPECT_TRUE(rig.vm().trash()->trashConfirmationLead().contains(QStringLiteral("bereits in den Zielordner verschoben")));
+    QStringList listed = rig.vm().trash()->trashFileNames();
     QStringList expected;
     for (const TrashEntry& entry : staged.entries)
         expected.append(entry.sourceURL.fileName());
     listed.sort();
     expected.sort();
     EXPECT_EQ(listed, expected);
-    EXPECT_TRUE(rig.vm().trashFilesTitle().startsWith(QStringLiteral("4 ")));
+    EXPECT_TRUE(rig.vm().trash()->trashFilesTitle().startsWith(QStringLiteral("4 ")));
 
     // Without the second confirmation nothing moves.
-    EXPECT_FALSE(rig.vm().canCommitTrash());
-    rig.vm().commitPreparedTrash();
+    EXPECT_FALSE(rig.vm().trash()->canCommitTrash());
+    rig.vm().trash()->commitPreparedTrash();
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
     EXPECT_EQ(originalsInPlace(), 4) << "kept pair moved to the result, rejected ones still here";
     EXPECT_EQ(filesInTrash(), 0);
 
     rig.vm().setTrashCommitConfirmationAccepted(true);
-    ASSERT_TRUE(rig.vm().canCommitTrash());
-    rig.vm().commitPreparedTrash();
+    ASSERT_TRUE(rig.vm().trash()->canCommitTrash());
+    rig.vm().trash()->commitPreparedTrash();
     EXPECT_EQ(rig.vm().route(), AppRoute::executing);
-    EXPECT_FALSE(rig.vm().canCommitTrash()) << "not twice at once";
+    EXPECT_FALSE(rig.vm().trash()->canCommitTrash()) << "not twice at once";
     waitForTask();
 
     ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
-    EXPECT_EQ(rig.vm().lastSortResult()->organizedCount, 2);
-    EXPECT_EQ(rig.vm().lastSortResult()->trashedCount, 4);
-    EXPECT_EQ(rig.vm().progress()->completedFiles, 4) << "the screen counted every moved original";
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->organizedCount, 2);
+    EXPECT_EQ(rig.vm().execution()->lastSortResult()->trashedCount, 4);
+    EXPECT_EQ(rig.vm().execution()->progress()->completedFiles, 4) << "the screen counted every moved original";
     EXPECT_EQ(originalsInPlace(), 0);
     EXPECT_EQ(filesInTrash(), 4);
-    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries) {
+    for (const TrashEntry& entry : rig.vm().trash()->preparedTrash()->entries) {
         EXPECT_EQ(entry.state, State::stageCleaned);
         EXPECT_FALSE(QFile::exists(entry.stagingURL.path())) << "copies go once the group is in the Trash";
     }
-    EXPECT_TRUE(rig.vm().reportText().contains(QLatin1String("\nPapierkorb: 4\n")));
+    EXPECT_TRUE(rig.vm().execution()->reportText().contains(QLatin1String("\nPapierkorb: 4\n")));
     EXPECT_FALSE(rig.store->loadLatestIncomplete().result().has_value()) << "the session is completed";
 }
 
 TEST_F(TrashFlow, deferredTransactionWaitsAndResumesFromTheJournal)
 {
     stage();
-    rig.vm().deferPreparedTrash();
+    rig.vm().trash()->deferPreparedTrash();
     waitForTask();
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
     EXPECT_TRUE(rig.vm().sessionStage()->hasResumableSession());
@@ -145,14 +145,14 @@ TEST_F(TrashFlow, deferredTransactionWaitsAndResumesFromTheJournal)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
-    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().execution()->isApplying(); }));
+    for (const TrashEntry& entry : rig.vm().trash()->preparedTrash()->entries)
         EXPECT_EQ(entry.state, State::deferred);
-    EXPECT_FALSE(rig.vm().canExecute()) << "staged copies are not staged a second time";
+    EXPECT_FALSE(rig.vm().execution()->canExecute()) << "staged copies are not staged a second time";
 
     rig.vm().setTrashCommitConfirmationAccepted(true);
-    ASSERT_TRUE(rig.vm().canCommitTrash()) << "deferred entries may be committed";
-    rig.vm().commitPreparedTrash();
+    ASSERT_TRUE(rig.vm().trash()->canCommitTrash()) << "deferred entries may be committed";
+    rig.vm().trash()->commitPreparedTrash();
     waitForTask();
     EXPECT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
     EXPECT_EQ(filesInTrash(), 4);
@@ -170,9 +170,9 @@ TEST_F(TrashFlow, journalThatCannotBeTrustedBlocksTheCommit)
     rig.vm().sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm().alertText().startsWith(QLatin1String("Das Papierkorb-Journal")); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
-    EXPECT_FALSE(rig.vm().canCommitTrash());
+    EXPECT_FALSE(rig.vm().trash()->canCommitTrash());
     // The tick is there; what stops the commit is the journal, and that is what it says.
-    rig.vm().commitPreparedTrash();
+    rig.vm().trash()->commitPreparedTrash();
     EXPECT_NE(rig.vm().alertText(), QStringLiteral("Bitte bestätige zuerst die zweite Sicherheitswarnung."));
     EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("Sicherheitsjournal"))) << rig.vm().alertText().toStdString();
     EXPECT_EQ(originalsInPlace(), 4);
@@ -185,7 +185,7 @@ TEST_F(TrashFlow, journalThatCannotBeTrustedBlocksTheCommit)
 TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
 {
     stage();
-    const TrashPreparation staged = *rig.vm().preparedTrash();
+    const TrashPreparation staged = *rig.vm().trash()->preparedTrash();
     {
         DurableTrashJournal journal(rig.storeFolder, staged.sessionID);
         journal.append(State::trashIntent, staged.entries[0], staged.sessionID);
@@ -195,15 +195,15 @@ TEST_F(TrashFlow, commitInterruptedByACrashIsFinishedFromTheWindow)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().isApplying(); }));
+    ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::trashConfirmation && !rig.vm().execution()->isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
-    ASSERT_TRUE(rig.vm().canCommitTrash()) << rig.vm().alertText().toStdString();
-    rig.vm().commitPreparedTrash();
+    ASSERT_TRUE(rig.vm().trash()->canCommitTrash()) << rig.vm().alertText().toStdString();
+    rig.vm().trash()->commitPreparedTrash();
     waitForTask();
     EXPECT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
     EXPECT_EQ(filesInTrash(), 4);
     EXPECT_EQ(originalsInPlace(), 0);
-    for (const TrashEntry& entry : rig.vm().preparedTrash()->entries)
+    for (const TrashEntry& entry : rig.vm().trash()->preparedTrash()->entries)
         EXPECT_EQ(entry.state, State::stageCleaned);
 }
 
@@ -216,7 +216,7 @@ TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
     ASSERT_TRUE(rig.vm().sessionStage()->saveSessionDocument(document));
     const QString letter = rig.tree.write(QStringLiteral("Dokumente/brief.jpg"), "Lieber Max");
     QByteArray text = readFile(document);
-    const QString firstSource = rig.vm().preparedTrash()->entries[0].sourceURL.toUrlString();
+    const QString firstSource = rig.vm().trash()->preparedTrash()->entries[0].sourceURL.toUrlString();
     const qsizetype at = text.indexOf(firstSource.toUtf8(), text.indexOf("trashPreparation"));
     ASSERT_GE(at, 0);
     text.replace(at, firstSource.toUtf8().size(), FileUrl::fromLocalPath(letter).toUrlString().toUtf8());
@@ -225,10 +225,10 @@ TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
     rig.restart();
     ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("„brief.jpg“"))) << rig.vm().alertText().toStdString();
-    ASSERT_TRUE(waitFor([&] { return !rig.vm().isApplying(); }));
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
-    if (rig.vm().canCommitTrash()) {
-        rig.vm().commitPreparedTrash();
+    if (rig.vm().trash()->canCommitTrash()) {
+        rig.vm().trash()->commitPreparedTrash();
         waitForTask();
     }
     EXPECT_EQ(readFile(letter), QByteArray("Lieber Max"));

@@ -7,7 +7,7 @@ import Kestrava
 Item {
     id: screen
     property AppDialogs dialogs
-    readonly property var result: ViewModel.lastResult
+    readonly property var result: ViewModel.execution.lastResult
     readonly property bool hasResult: Texts.hasResult(result)
     readonly property int pending: Texts.pendingCount(result)
 
@@ -72,8 +72,8 @@ Item {
                 PrimaryButton {
                     objectName: "retryPendingButton"
                     text: "Fortsetzen"
-                    enabled: !ViewModel.isApplying
-                    onClicked: ViewModel.retryPendingSort()
+                    enabled: !ViewModel.execution.isApplying
+                    onClicked: ViewModel.execution.retryPendingSort()
                 }
             }
             // Selectable, so the path can be copied where no file manager opens.
@@ -103,7 +103,7 @@ Item {
                     objectName: "showLogButton"
                     visible: screen.hasResult
                     text: "Log anzeigen"
-                    onClicked: ViewModel.showExecutionLog()
+                    onClicked: ViewModel.execution.showExecutionLog()
                 }
                 SecondaryButton {
                     objectName: "saveReportButton"
@@ -115,7 +115,7 @@ Item {
                     objectName: "revealResultButton"
                     visible: ViewModel.destinationFolder.length > 0
                     text: "Im Dateimanager öffnen"
-                    onClicked: ViewModel.openResultInFileManager()
+                    onClicked: ViewModel.execution.openResultInFileManager()
                 }
                 Item { Layout.fillWidth: true }
                 PrimaryButton {

@@ -63,7 +63,7 @@ Item {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         label: "Aussortierte in Papierkorb"
-                        value: Texts.fileCountText(ViewModel.rejectedFileCount)
+                        value: Texts.fileCountText(ViewModel.trash.rejectedFileCount)
                     }
                 }
             }
@@ -82,7 +82,7 @@ Item {
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.isCheckingStorage, ViewModel.storageEstimate)
+                        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.execution.isCheckingStorage, ViewModel.execution.storageEstimate)
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -107,7 +107,7 @@ Item {
                     Text {
                         Layout.fillWidth: true
                         visible: screen.trashMode
-                        text: Texts.stagingLead(ViewModel.rejectedFileCount)
+                        text: Texts.stagingLead(ViewModel.trash.rejectedFileCount)
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -142,8 +142,8 @@ Item {
                 PrimaryButton {
                     objectName: "executeButton"
                     text: screen.trashMode ? "Sicherheitsablage vorbereiten" : "Sortierung ausführen"
-                    enabled: ViewModel.canExecute && !ViewModel.isApplying
-                    onClicked: ViewModel.applySort()
+                    enabled: ViewModel.execution.canExecute && !ViewModel.execution.isApplying
+                    onClicked: ViewModel.execution.applySort()
                 }
             }
             Item { Layout.preferredHeight: DesignSystem.spacingL }

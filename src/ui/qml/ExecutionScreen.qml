@@ -6,7 +6,7 @@ import Kestrava
 // Progress of the execution, and a safe way to stop it.
 Item {
     id: screen
-    readonly property var progress: ViewModel.sortProgress
+    readonly property var progress: ViewModel.execution.sortProgress
 
     ColumnLayout {
         anchors.centerIn: parent
@@ -22,7 +22,7 @@ Item {
             objectName: "progressTitle"
             Layout.fillWidth: true
             visible: text.length > 0
-            text: ViewModel.progressTitle
+            text: ViewModel.execution.progressTitle
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontHeading
             wrapMode: Text.WordWrap
@@ -94,8 +94,8 @@ Item {
         SecondaryButton {
             objectName: "cancelExecutionButton"
             text: "Sicher abbrechen"
-            enabled: ViewModel.isApplying
-            onClicked: ViewModel.cancelExecution()
+            enabled: ViewModel.execution.isApplying
+            onClicked: ViewModel.execution.cancelExecution()
         }
     }
 }

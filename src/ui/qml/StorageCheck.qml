@@ -4,17 +4,17 @@ import Kestrava
 
 RowLayout {
     spacing: DesignSystem.spacingS
-    readonly property var estimate: ViewModel.storageEstimate
+    readonly property var estimate: ViewModel.execution.storageEstimate
     readonly property bool insufficient: !!estimate && estimate.isSufficient === false
     Rectangle {
         width: 8; height: 8; radius: 4
-        color: ViewModel.isCheckingStorage || !estimate ? DesignSystem.textMuted
+        color: ViewModel.execution.isCheckingStorage || !estimate ? DesignSystem.textMuted
              : (insufficient ? DesignSystem.reject : DesignSystem.keep)
     }
     Text {
         objectName: "storageCheckText"
         Layout.fillWidth: true
-        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.isCheckingStorage, ViewModel.storageEstimate)
+        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.execution.isCheckingStorage, ViewModel.execution.storageEstimate)
         color: insufficient ? DesignSystem.reject : DesignSystem.textSecondary
         font.pixelSize: DesignSystem.fontBody
         wrapMode: Text.WordWrap

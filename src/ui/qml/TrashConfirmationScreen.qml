@@ -7,7 +7,7 @@ import Kestrava
 Item {
     id: screen
     readonly property bool staging: ViewModel.route === AppRoute.TrashStaging
-    readonly property var preparation: ViewModel.trashPreparation
+    readonly property var preparation: ViewModel.trash.trashPreparation
     readonly property int manualCount: Texts.manualReviewCount(preparation)
 
     ColumnLayout {
@@ -18,22 +18,22 @@ Item {
         Text {
             objectName: "stagingTitle"
             Layout.alignment: Qt.AlignHCenter
-            text: ViewModel.progressTitle.length > 0 ? ViewModel.progressTitle : "Sicherheitsablage wird vorbereitet"
+            text: ViewModel.execution.progressTitle.length > 0 ? ViewModel.execution.progressTitle : "Sicherheitsablage wird vorbereitet"
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
         }
         Text {
             Layout.alignment: Qt.AlignHCenter
-            visible: !!ViewModel.sortProgress
-            text: Texts.phaseProgressText(ViewModel.sortProgress)
+            visible: !!ViewModel.execution.sortProgress
+            text: Texts.phaseProgressText(ViewModel.execution.sortProgress)
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontBody
         }
         ProgressTrack {
             Layout.fillWidth: true
-            value: Texts.progressFraction(ViewModel.sortProgress)
-            indeterminate: !ViewModel.sortProgress
+            value: Texts.progressFraction(ViewModel.execution.sortProgress)
+            indeterminate: !ViewModel.execution.sortProgress
         }
     }
 
@@ -56,7 +56,7 @@ Item {
             Text {
                 objectName: "confirmationLead"
                 Layout.fillWidth: true
-                text: ViewModel.trashConfirmationLead
+                text: ViewModel.trash.trashConfirmationLead
                 color: DesignSystem.textSecondary
                 font.pixelSize: DesignSystem.fontHeading
                 wrapMode: Text.WordWrap
@@ -64,7 +64,7 @@ Item {
             Text {
                 objectName: "trashFilesTitle"
                 Layout.fillWidth: true
-                text: ViewModel.trashFilesTitle
+                text: ViewModel.trash.trashFilesTitle
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontBody
                 font.weight: Font.DemiBold
@@ -74,7 +74,7 @@ Item {
                 Layout.fillWidth: true
                 Layout.preferredHeight: Math.min(contentHeight, 160)
                 clip: true
-                model: ViewModel.trashFileNames
+                model: ViewModel.trash.trashFileNames
                 ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
                 delegate: Text {
                     required property string modelData
@@ -165,21 +165,21 @@ Item {
                 SecondaryButton {
                     objectName: "openSafetyFolderButton"
                     text: "Sicherheitsablage im Dateimanager öffnen"
-                    onClicked: ViewModel.openSafetyFolder()
+                    onClicked: ViewModel.trash.openSafetyFolder()
                 }
                 Item { Layout.fillWidth: true }
                 SecondaryButton {
                     objectName: "deferTrashButton"
                     text: "Später entscheiden"
-                    enabled: !ViewModel.isApplying
-                    onClicked: ViewModel.deferPreparedTrash()
+                    enabled: !ViewModel.execution.isApplying
+                    onClicked: ViewModel.trash.deferPreparedTrash()
                 }
                 PrimaryButton {
                     objectName: "commitTrashButton"
                     destructive: true
                     text: "Jetzt in den Papierkorb"
-                    enabled: ViewModel.canCommitTrash
-                    onClicked: ViewModel.commitPreparedTrash()
+                    enabled: ViewModel.trash.canCommitTrash
+                    onClicked: ViewModel.trash.commitPreparedTrash()
                 }
             }
         }

@@ -26,7 +26,7 @@ Item {
         function test_1_executeFollowsCanExecute() {
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sortierung ausführen")
-            compare(execute.enabled, ViewModel.canExecute && !ViewModel.isApplying)
+            compare(execute.enabled, ViewModel.execution.canExecute && !ViewModel.execution.isApplying)
         }
 
         function test_2_trashModeStagesFirst() {
@@ -52,7 +52,7 @@ Item {
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, true)
             // Ticking alone is not enough: the view model also wants every copy staged.
-            compare(commit.enabled, ViewModel.canCommitTrash === true)
+            compare(commit.enabled, ViewModel.trash.canCommitTrash === true)
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, false)
             compare(commit.enabled, false)

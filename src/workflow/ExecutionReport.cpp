@@ -2,6 +2,7 @@
 // the screens bind to, the plain-text report, and the ways to look at the result on disk.
 
 #include "FailureText.h"
+#include "ExecutionStage.h"
 #include "KestravaViewModel.h"
 #include "model/Text.h"
 #include "platform/DurableFile.h"
@@ -27,7 +28,7 @@ QString lastComponentOrDash(const std::optional<FileUrl>& folder)
 
 } // namespace
 
-QVariant KestravaViewModel::lastResult() const
+QVariant ExecutionStage::lastResult() const
 {
     if (!run_.lastResult)
         return {};
@@ -42,7 +43,7 @@ QVariant KestravaViewModel::lastResult() const
                        {QStringLiteral("cancelled"), r.cancelled}};
 }
 
-QVariant KestravaViewModel::storageEstimate() const
+QVariant ExecutionStage::storageEstimate() const
 {
     if (!run_.storageEstimate)
         return {};
@@ -56,7 +57,7 @@ QVariant KestravaViewModel::storageEstimate() const
     return map;
 }
 
-QVariant KestravaViewModel::sortProgress() const
+QVariant ExecutionStage::sortProgress() const
 {
     if (!run_.sortProgress)
         return {};
@@ -70,13 +71,13 @@ QVariant KestravaViewModel::sortProgress() const
                        {QStringLiteral("bytesPerSecond"), p.bytesPerSecond}};
 }
 
-QString KestravaViewModel::reportText() const
+QString ExecutionStage::reportText() const
 {
     const SortResult result = run_.lastResult.value_or(SortResult{});
     const QString mode = run_.selectedOperationMode ? operationModeTitle(*run_.selectedOperationMode) : QStringLiteral("–");
     QStringList lines{QStringLiteral("Kestrava %1 Bericht").arg(QStringLiteral(KESTRAVA_VERSION)),
                       QStringLiteral("Modus: ") + mode,
-                      QStringLiteral("Quelle: ") + lastComponentOrDash(sourceFolder_),
+                      QStringLiteral("Quelle: ") + lastComponentOrDash(flow_.sourceFolder()),
                       QStringLiteral("Ziel: ") + lastComponentOrDash(run_.destinationFolder),
                       QStringLiteral("Organisiert: %1").arg(result.organizedCount),
                       QStringLiteral("Übersprungen: %1").arg(result.skippedCount),
@@ -86,7 +87,7 @@ QString KestravaViewModel::reportText() const
     return lines.join(QLatin1Char('\n'));
 }
 
-bool KestravaViewModel::saveReport(const QString& path)
+bool ExecutionStage::saveReport(const QString& path)
 {
     if (path.isEmpty())
         return false; // the dialog was cancelled
@@ -95,26 +96,26 @@ bool KestravaViewModel::saveReport(const QString& path)
         atomicReplace(path, reportText().toUtf8(), FileOps::system(), 0666);
         return true;
     } catch (const QException& error) {
-        setAlert(QStringLiteral("Der Bericht konnte nicht gespeichert werden: ") + failureText(error));
+        core_.raiseAlert(QStringLiteral("Der Bericht konnte nicht gespeichert werden: ") + failureText(error));
         return false;
     }
 }
 
-void KestravaViewModel::openResultInFileManager()
+void ExecutionStage::openResultInFileManager()
 {
-    if (run_.destinationFolder && services_.desktop)
-        services_.desktop->reveal(*run_.destinationFolder);
+    if (run_.destinationFolder && core_.services.desktop)
+        core_.services.desktop->reveal(*run_.destinationFolder);
 }
 
-void KestravaViewModel::showExecutionLog()
+void ExecutionStage::showExecutionLog()
 {
-    if (!session_ || !services_.sessionStore || !services_.desktop)
+    if (!session_ || !core_.services.sessionStore || !core_.services.desktop)
         return;
-    const QString log = services_.sessionStore->executionLogPath(session_->id);
+    const QString log = core_.services.sessionStore->executionLogPath(session_->id);
     if (QFileInfo::exists(log))
-        services_.desktop->open(FileUrl::fromLocalPath(log));
+        core_.services.desktop->open(FileUrl::fromLocalPath(log));
     else
-        setAlert(QStringLiteral("Für diese Sitzung gibt es noch kein Protokoll."));
+        core_.raiseAlert(QStringLiteral("Für diese Sitzung gibt es noch kein Protokoll."));
 }
 
 } // namespace kestrava

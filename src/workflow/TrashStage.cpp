@@ -5,6 +5,7 @@
 #include "ExecutionRun.h"
 #include "FailureText.h"
 #include "KestravaViewModel.h"
+#include "TrashStage.h"
 #include "execution/ResumableSortExecutor.h"
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
@@ -84,21 +85,33 @@ struct TrashOperationResult {
 
 } // namespace
 
-QString KestravaViewModel::journalBase() const
+TrashStage::TrashStage(WorkflowCore& core, KestravaViewModel& flow, ExecutionStage& execution,
+                       std::optional<SortSession>& session)
+    : QObject(&flow), core_(core), flow_(flow), execution_(execution), session_(session)
 {
-    if (!services_.journalBase.isEmpty())
-        return services_.journalBase;
-    return services_.sessionStore ? services_.sessionStore->baseDirectory() : QString();
+    connect(&core_, &WorkflowCore::runReset, this, [this] {
+        emit trashPreparationChanged();
+        emit rejectedFileCountChanged();
+    });
+    connect(&flow_, &KestravaViewModel::reviewStateChanged, this, &TrashStage::rejectedFileCountChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
+                        &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
+                        &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
+                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
+        connect(&flow_, signal, this, &TrashStage::canCommitTrashChanged);
+    connect(this, &TrashStage::trashPreparationChanged, this, &TrashStage::canCommitTrashChanged);
+    connect(&execution_, &ExecutionStage::isApplyingChanged, this, &TrashStage::canCommitTrashChanged);
 }
 
-QVariant KestravaViewModel::trashPreparation() const
+QVariant TrashStage::trashPreparation() const
 {
     if (!run_.trashPreparation)
         return {};
     return QVariant(toJson(*run_.trashPreparation).toVariantMap());
 }
 
-void KestravaViewModel::setTrashPreparation(std::optional<TrashPreparation> preparation)
+void TrashStage::setTrashPreparation(std::optional<TrashPreparation> preparation)
 {
     if (session_)
         session_->trashPreparation = preparation;
@@ -108,7 +121,7 @@ void KestravaViewModel::setTrashPreparation(std::optional<TrashPreparation> prep
     emit trashPreparationChanged();
 }
 
-int KestravaViewModel::rejectedFileCount() const
+int TrashStage::rejectedFileCount() const
 {
     int count = 0;
     for (const PhotoItem& photo : run_.photos)
@@ -116,7 +129,7 @@ int KestravaViewModel::rejectedFileCount() const
     return count;
 }
 
-bool KestravaViewModel::canCommitTrash() const
+bool TrashStage::canCommitTrash() const
 {
     if (!run_.trashPreparation || run_.trashPreparation->entries.isEmpty() || run_.trashJournalBlocked)
         return false;
@@ -127,38 +140,38 @@ bool KestravaViewModel::canCommitTrash() const
 
 // ---- Phase one -------------------------------------------------------------------------------
 
-void KestravaViewModel::prepareTrashSort()
+void TrashStage::prepareTrashSort()
 {
-    if (!canExecute()) {
-        setAlert(QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
+    if (!execution_.canExecute()) {
+        core_.raiseAlert(QStringLiteral("Die Sicherheitsablage kann noch nicht vorbereitet werden."));
         return;
     }
-    setProgressTitle(stagingTitle);
-    setRoute(AppRoute::trashStaging);
-    startExecution(true, [this](const ExecutionOutcome& outcome) { finishTrashStaging(outcome); });
+    execution_.setProgressTitle(stagingTitle);
+    core_.setRoute(AppRoute::trashStaging);
+    execution_.startExecution(true, [this](const ExecutionOutcome& outcome) { finishTrashStaging(outcome); });
 }
 
-void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
+void TrashStage::finishTrashStaging(const ExecutionOutcome& outcome)
 {
-    setProgressTitle(QString());
+    execution_.setProgressTitle(QString());
     if (outcome.result) {
-        setLastResult(*outcome.result);
+        execution_.setLastResult(*outcome.result);
         run_.preparedOrganizationResult = outcome.result;
     }
     if (!outcome.result || !ExecutionRun::organizedCompletely(*outcome.result)) {
         // The organising step did not finish: no safety copy was made, no original touched.
         if (outcome.failure)
-            setAlert(*outcome.failure);
+            core_.raiseAlert(*outcome.failure);
         else
-            setAlert(ExecutionRun::stagingRefusedPrefix() + outcome.result->errors.join(QLatin1Char('\n')));
-        saveSessionSnapshot(SortSessionStatus::paused);
-        setRoute(outcome.result ? AppRoute::completed : AppRoute::confirmation);
+            core_.raiseAlert(ExecutionRun::stagingRefusedPrefix() + outcome.result->errors.join(QLatin1Char('\n')));
+        flow_.saveSessionSnapshot(SortSessionStatus::paused);
+        core_.setRoute(outcome.result ? AppRoute::completed : AppRoute::confirmation);
         return;
     }
     if (!outcome.preparation) {
-        setAlert(outcome.failure.value_or(ExecutionRun::stagingRefusedPrefix() + unknownFailureText()));
-        saveSessionSnapshot(SortSessionStatus::paused);
-        setRoute(AppRoute::confirmation);
+        core_.raiseAlert(outcome.failure.value_or(ExecutionRun::stagingRefusedPrefix() + unknownFailureText()));
+        flow_.saveSessionSnapshot(SortSessionStatus::paused);
+        core_.setRoute(AppRoute::confirmation);
         return;
     }
     setTrashPreparation(outcome.preparation);
@@ -168,26 +181,26 @@ void KestravaViewModel::finishTrashStaging(const ExecutionOutcome& outcome)
         if (entry.state == State::failed && entry.message)
             refusals.append(*entry.message);
     if (!refusals.isEmpty())
-        setAlert(QStringLiteral("Nicht in die Sicherheitsablage aufgenommen:\n") + refusals.join(QLatin1Char('\n')));
+        core_.raiseAlert(QStringLiteral("Nicht in die Sicherheitsablage aufgenommen:\n") + refusals.join(QLatin1Char('\n')));
     if (!waitsForMove(*outcome.preparation)) {
         // Nothing was rejected (or every group was refused): nothing waits for confirmation.
-        saveSessionSnapshot(refusals.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
-        setRoute(AppRoute::completed);
+        flow_.saveSessionSnapshot(refusals.isEmpty() ? SortSessionStatus::completed : SortSessionStatus::paused);
+        core_.setRoute(AppRoute::completed);
         return;
     }
-    saveSessionSnapshot(SortSessionStatus::paused);
-    setRoute(AppRoute::trashConfirmation);
+    flow_.saveSessionSnapshot(SortSessionStatus::paused);
+    core_.setRoute(AppRoute::trashConfirmation);
 }
 
 // ---- Phase two and deferral ------------------------------------------------------------------
 
-void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> operation,
+void TrashStage::runTrashOperation(std::function<TrashPreparation()> operation,
                                           std::function<void(const TrashPreparation&)> succeeded,
                                           std::function<void(const QString&)> failed)
 {
     const quint64 generation = core_.generation();
-    setApplying(true);
-    executionTask_ = QtConcurrent::run(&executionPool_, [operation = std::move(operation)] {
+    execution_.setApplying(true);
+    execution_.adoptTask(QtConcurrent::run(execution_.executionThread(), [operation = std::move(operation)] {
                          TrashOperationResult result;
                          try {
                              result.preparation = operation();
@@ -202,16 +215,16 @@ void KestravaViewModel::runTrashOperation(std::function<TrashPreparation()> oper
                                       failed = std::move(failed)](const TrashOperationResult& result) {
                              if (generation != core_.generation())
                                  return;
-                             setApplying(false);
+                             execution_.setApplying(false);
                              if (result.preparation)
                                  succeeded(*result.preparation);
                              else
                                  failed(result.failure);
-                             emit executionFinished();
-                         });
+                             emit execution_.executionFinished();
+                         }));
 }
 
-void KestravaViewModel::commitPreparedTrash()
+void TrashStage::commitPreparedTrash()
 {
     if (!canCommitTrash()) {
         // Each reason in its own words: only a missing tick asks for the tick.
@@ -225,18 +238,18 @@ void KestravaViewModel::commitPreparedTrash()
         else if (!workLeft)
             message = QStringLiteral("Es gibt keine Datei, die noch in den Papierkorb gelegt werden kann.\n")
                 + (run_.trashPreparation ? reviewList(*run_.trashPreparation) : QString());
-        setAlert(message.trimmed());
+        core_.raiseAlert(message.trimmed());
         return;
     }
-    saveSessionSnapshot(SortSessionStatus::running);
-    setProgressTitle(commitTitle);
-    setRoute(AppRoute::executing);
+    flow_.saveSessionSnapshot(SortSessionStatus::running);
+    execution_.setProgressTitle(commitTitle);
+    core_.setRoute(AppRoute::executing);
     const TrashPreparation preparation = *run_.trashPreparation;
     const int files = int(preparation.entries.size());
     SortProgress start;
     start.phase = SortPhase::trashing;
     start.totalFiles = files;
-    setSortProgress(start);
+    execution_.setSortProgress(start);
     const quint64 generation = core_.generation();
     // The coordinator reports before the first move and after each original it has moved.
     const TrashProgress progress = [this, generation](const TrashProgressReport& report) {
@@ -249,34 +262,34 @@ void KestravaViewModel::commitPreparedTrash()
         value.currentFilename = report.currentFilename;
         QMetaObject::invokeMethod(this, [this, generation, value] {
             if (generation == core_.generation())
-                setSortProgress(value);
+                execution_.setSortProgress(value);
         }, Qt::QueuedConnection);
     };
-    const QString base = journalBase();
-    const TrashServices services = services_.trash;
-    TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    const QString base = execution_.journalBase();
+    const TrashServices services = core_.services.trash;
+    TrashTransactionOptions options = transactionOptions(core_.services.fileOps);
     // Ctrl-C and the window's stop button stop before the next original, never inside a move.
     auto cancel = std::make_shared<CancellationFlag>();
-    executionCancel_ = cancel;
+    execution_.setCancellation(cancel);
     options.isCanceled = [cancel] { return cancel->isCanceled(); };
-    if (sourceFolder_)
-        options.sourceFolder = sourceFolder_->path();
+    if (flow_.sourceFolder())
+        options.sourceFolder = flow_.sourceFolder()->path();
     runTrashOperation(
         [=] { return TrashTransactionCoordinator::commit(preparation, base, *services.service, *services.receipts, progress, options); },
         [this, cancel](const TrashPreparation& committed) {
-            executionCancel_.reset();
-            setProgressTitle(QString());
+            execution_.setCancellation(nullptr);
+            execution_.setProgressTitle(QString());
             setTrashPreparation(committed);
             SortResult result = run_.preparedOrganizationResult.value_or(run_.lastResult.value_or(SortResult{}));
             result.trashedCount = 0;
             for (const TrashEntry& entry : committed.entries)
                 result.trashedCount += isTrashed(entry.state) ? 1 : 0;
             result.retainedDiscardCount = int(committed.entries.size()) - result.trashedCount;
-            setLastResult(result);
+            execution_.setLastResult(result);
             SortProgress finished = run_.sortProgress.value_or(SortProgress{});
             finished.phase = SortPhase::finished;
-            setSortProgress(finished);
-            saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
+            execution_.setSortProgress(finished);
+            flow_.saveSessionSnapshot(waitsForDecision(committed) ? SortSessionStatus::paused : SortSessionStatus::completed);
             QStringList notes;
             if (cancel->isCanceled() && waitsForMove(committed))
                 notes.append(QStringLiteral("Die Papierkorbaktion wurde angehalten. Die übrigen Originale sind unangetastet"
@@ -284,13 +297,13 @@ void KestravaViewModel::commitPreparedTrash()
             if (const QString review = reviewList(committed); !review.isEmpty())
                 notes.append(review);
             if (!notes.isEmpty())
-                setAlert(notes.join(QLatin1Char('\n')));
-            setRoute(waitsForMove(committed) ? AppRoute::trashConfirmation : AppRoute::completed);
+                core_.raiseAlert(notes.join(QLatin1Char('\n')));
+            core_.setRoute(waitsForMove(committed) ? AppRoute::trashConfirmation : AppRoute::completed);
         },
         [this, preparation, base, options](const QString& failure) {
-            executionCancel_.reset();
-            setProgressTitle(QString());
-            setAlert(failure);
+            execution_.setCancellation(nullptr);
+            execution_.setProgressTitle(QString());
+            core_.raiseAlert(failure);
             // What the journal holds is what happened; the screen shows that, not the plan.
             try {
                 setTrashPreparation(TrashTransactionCoordinator::reload(preparation, base, options));
@@ -298,54 +311,54 @@ void KestravaViewModel::commitPreparedTrash()
                 run_.trashJournalBlocked = true;
                 emit canCommitTrashChanged();
             }
-            saveSessionSnapshot(SortSessionStatus::paused);
-            setRoute(AppRoute::trashConfirmation);
+            flow_.saveSessionSnapshot(SortSessionStatus::paused);
+            core_.setRoute(AppRoute::trashConfirmation);
         });
 }
 
-void KestravaViewModel::deferPreparedTrash()
+void TrashStage::deferPreparedTrash()
 {
     if (!run_.trashPreparation || run_.isApplying)
         return;
     const TrashPreparation preparation = *run_.trashPreparation;
-    const QString base = journalBase();
-    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    const QString base = execution_.journalBase();
+    const TrashTransactionOptions options = transactionOptions(core_.services.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::markDeferred(preparation, base, options); },
                       [this](const TrashPreparation& deferred) {
                           setTrashPreparation(deferred);
                           // Copies and originals stay; the session waits on the welcome screen.
-                          const std::optional<SortSession> parked = makeSessionSnapshot(SortSessionStatus::paused);
-                          saveSessionSnapshot(SortSessionStatus::paused);
-                          newSort();
-                          sessionStage_.offerResumable(parked);
+                          const std::optional<SortSession> parked = flow_.makeSessionSnapshot(SortSessionStatus::paused);
+                          flow_.saveSessionSnapshot(SortSessionStatus::paused);
+                          flow_.newSort();
+                          flow_.sessionStage()->offerResumable(parked);
                       },
-                      [this](const QString& failure) { setAlert(failure); });
+                      [this](const QString& failure) { core_.raiseAlert(failure); });
 }
 
-void KestravaViewModel::reloadTrashPreparation()
+void TrashStage::reloadTrashPreparation()
 {
     if (!run_.trashPreparation)
         return;
     const TrashPreparation stored = *run_.trashPreparation;
-    const QString base = journalBase();
-    const TrashTransactionOptions options = transactionOptions(services_.fileOps);
+    const QString base = execution_.journalBase();
+    const TrashTransactionOptions options = transactionOptions(core_.services.fileOps);
     runTrashOperation([=] { return TrashTransactionCoordinator::reload(stored, base, options); },
                       [this](const TrashPreparation& reloaded) {
                           setTrashPreparation(reloaded);
                           if (waitsForDecision(reloaded))
-                              setRoute(AppRoute::trashConfirmation);
+                              core_.setRoute(AppRoute::trashConfirmation);
                       },
                       [this](const QString& failure) {
                           // Nothing continues automatically from a journal that cannot be trusted.
                           run_.trashJournalBlocked = true;
                           emit canCommitTrashChanged();
-                          setAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
+                          core_.raiseAlert(QStringLiteral("Das Papierkorb-Journal konnte nicht sicher fortgesetzt werden: ") + failure);
                       });
 }
 
 // The originals still waiting for the move: only these are untouched for sure; the kept
 // files of this mode were already moved into the result folder.
-QStringList KestravaViewModel::trashFileNames() const
+QStringList TrashStage::trashFileNames() const
 {
     QStringList names;
     if (!run_.trashPreparation)
@@ -356,14 +369,14 @@ QStringList KestravaViewModel::trashFileNames() const
     return names;
 }
 
-QString KestravaViewModel::trashFilesTitle() const
+QString TrashStage::trashFilesTitle() const
 {
     const qsizetype count = trashFileNames().size();
     return count == 1 ? QStringLiteral("1 Datei wird in den Papierkorb verschoben:")
                       : QStringLiteral("%1 Dateien werden in den Papierkorb verschoben:").arg(count);
 }
 
-QString KestravaViewModel::trashConfirmationLead() const
+QString TrashStage::trashConfirmationLead() const
 {
     const QString untouched = QStringLiteral("Die aussortierten Originale sind noch unangetastet; ihre Sicherheitskopien liegen bereit.");
     const int organized = run_.lastResult ? run_.lastResult->organizedCount + run_.lastResult->skippedCount : 0;
@@ -373,22 +386,23 @@ QString KestravaViewModel::trashConfirmationLead() const
     return kept + untouched + QStringLiteral(" Jetzt folgt deine zweite Bestätigung.");
 }
 
-QStringList KestravaViewModel::trashEntriesOutsideSession() const
+QStringList TrashStage::trashEntriesOutsideSession() const
 {
     QStringList refusals;
-    if (!run_.trashPreparation || !sourceFolder_)
+    const std::optional<FileUrl>& sourceFolder = flow_.sourceFolder();
+    if (!run_.trashPreparation || !sourceFolder)
         return refusals;
     for (const TrashEntry& entry : run_.trashPreparation->entries)
         if (entry.state == State::stagedVerified || entry.state == State::deferred)
-            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder_->path()))
+            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder->path()))
                 refusals.append(*why);
     return refusals;
 }
 
-void KestravaViewModel::openSafetyFolder()
+void TrashStage::openSafetyFolder()
 {
-    if (run_.trashPreparation && services_.desktop)
-        services_.desktop->reveal(run_.trashPreparation->stagingRoot);
+    if (run_.trashPreparation && core_.services.desktop)
+        core_.services.desktop->reveal(run_.trashPreparation->stagingRoot);
 }
 
 } // namespace kestrava

@@ -1,9 +1,10 @@
 // Starting, following and ending a sort run. The run itself (ExecutionRun) works on the
-// view model's one execution thread; everything it reports hops back here before it touches
+// stage's one execution thread; everything it reports hops back here before it touches
 // published state, and a report of a run that was reset meanwhile is dropped.
 
 #include "ExecutionRun.h"
 #include "FailureText.h"
+#include "ExecutionStage.h"
 #include "KestravaViewModel.h"
 #include "session/SessionStore.h"
 
@@ -19,9 +20,55 @@ const QString notConfirmedMessage = QStringLiteral("Die Ausführung ist noch nic
 
 } // namespace
 
+ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std::optional<SortSession>& session)
+    : QObject(&flow), core_(core), flow_(flow), session_(session)
+{
+    pool_.setMaxThreadCount(1);
+    // A run's files may be large: the thread must not be retired mid-way by the pool's expiry.
+    pool_.setExpiryTimeout(-1);
+
+    connect(&core_, &WorkflowCore::runReset, this, [this] {
+        // An estimate still being computed belongs to the run that is gone.
+        ++storageGeneration_;
+        for (auto signal : {&ExecutionStage::lastResultChanged, &ExecutionStage::storageEstimateChanged,
+                            &ExecutionStage::isCheckingStorageChanged, &ExecutionStage::sortProgressChanged,
+                            &ExecutionStage::progressTitleChanged, &ExecutionStage::isApplyingChanged})
+            emit(this->*signal)();
+    });
+    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
+                        &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
+                        &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
+                        &KestravaViewModel::destructiveConfirmationAcceptedChanged,
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
+        connect(&flow_, signal, this, &ExecutionStage::canExecuteChanged);
+    connect(this, &ExecutionStage::isApplyingChanged, this, &ExecutionStage::canExecuteChanged);
+    connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::canExecuteChanged);
+    // The estimate follows what it is computed from, and is fresh whenever the confirmation
+    // screen opens (the volume may have filled during review).
+    connect(&flow_, &KestravaViewModel::destinationFolderChanged, this, &ExecutionStage::refreshStorageEstimate);
+    connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this, &ExecutionStage::refreshStorageEstimate);
+    connect(&flow_, &KestravaViewModel::routeChanged, this, [this] {
+        if (core_.route() == AppRoute::confirmation)
+            refreshStorageEstimate();
+    });
+}
+
+ExecutionStage::~ExecutionStage()
+{
+    // The execution thread posts to this object; it must end first.
+    cancelExecutionTask();
+}
+
+QString ExecutionStage::journalBase() const
+{
+    if (!core_.services.journalBase.isEmpty())
+        return core_.services.journalBase;
+    return core_.services.sessionStore ? core_.services.sessionStore->baseDirectory() : QString();
+}
+
 // ---- Published values ----------------------------------------------------------------------
 
-void KestravaViewModel::setProgressTitle(const QString& title)
+void ExecutionStage::setProgressTitle(const QString& title)
 {
     if (run_.progressTitle == title)
         return;
@@ -29,7 +76,7 @@ void KestravaViewModel::setProgressTitle(const QString& title)
     emit progressTitleChanged();
 }
 
-void KestravaViewModel::setSortProgress(std::optional<SortProgress> progress)
+void ExecutionStage::setSortProgress(std::optional<SortProgress> progress)
 {
     if (run_.sortProgress == progress)
         return;
@@ -37,7 +84,7 @@ void KestravaViewModel::setSortProgress(std::optional<SortProgress> progress)
     emit sortProgressChanged();
 }
 
-void KestravaViewModel::setLastResult(std::optional<SortResult> result)
+void ExecutionStage::setLastResult(std::optional<SortResult> result)
 {
     if (run_.lastResult == result)
         return;
@@ -45,7 +92,7 @@ void KestravaViewModel::setLastResult(std::optional<SortResult> result)
     emit lastResultChanged();
 }
 
-void KestravaViewModel::setStorageEstimate(std::optional<StorageEstimate> estimate)
+void ExecutionStage::setStorageEstimate(std::optional<StorageEstimate> estimate)
 {
     if (run_.storageEstimate == estimate)
         return;
@@ -53,28 +100,34 @@ void KestravaViewModel::setStorageEstimate(std::optional<StorageEstimate> estima
     emit storageEstimateChanged();
 }
 
-void KestravaViewModel::setApplying(bool applying)
+void ExecutionStage::setApplying(bool applying)
 {
-    setFlag(run_.isApplying, applying, &KestravaViewModel::isApplyingChanged);
+    if (run_.isApplying == applying)
+        return;
+    run_.isApplying = applying;
+    emit isApplyingChanged();
 }
 
-void KestravaViewModel::executionInputsChanged()
+void ExecutionStage::setCheckingStorage(bool checking)
 {
-    emit canExecuteChanged();
-    emit canCommitTrashChanged();
+    if (run_.isCheckingStorage == checking)
+        return;
+    run_.isCheckingStorage = checking;
+    emit isCheckingStorageChanged();
 }
 
 // ---- Preconditions and inputs --------------------------------------------------------------
 
-bool KestravaViewModel::canExecute() const
+bool ExecutionStage::canExecute() const
 {
-    if (run_.isApplying || isLoading_ || run_.isCommittingDecision || !run_.selectedOperationMode || !run_.destinationFolder)
+    if (run_.isApplying || flow_.isLoading() || run_.isCommittingDecision || !run_.selectedOperationMode
+        || !run_.destinationFolder)
         return false;
     if (session_ && session_->requiresModeSelection)
         return false;
-    if (reviewGroupCount() == 0 || undecidedGroupCount() > 0)
+    if (flow_.reviewGroupCount() == 0 || flow_.classifiedCount() < flow_.reviewGroupCount())
         return false;
-    if (isWaitingForCaptureDates())
+    if (flow_.isWaitingForCaptureDates())
         return false;
     // A known shortage blocks; an estimate still being computed does not, because the run
     // checks the volume again before its first file.
@@ -88,20 +141,7 @@ bool KestravaViewModel::canExecute() const
     return true;
 }
 
-bool KestravaViewModel::isWaitingForCaptureDates() const
-{
-    return !run_.metadataWasEnriched && !(run_.photos.isEmpty() && run_.passThroughPhotos.isEmpty());
-}
-
-QString KestravaViewModel::executionWaitText() const
-{
-    if (!isWaitingForCaptureDates())
-        return {};
-    return QStringLiteral("Aufnahmedaten werden gelesen … Das Sortieren kann beginnen, sobald alle Aufnahmedaten "
-                          "bekannt sind.");
-}
-
-QList<PhotoItem> KestravaViewModel::itemsForExecution() const
+QList<PhotoItem> ExecutionStage::itemsForExecution() const
 {
     QList<PhotoItem> items = run_.photos;
     items.reserve(run_.photos.size() + run_.passThroughPhotos.size());
@@ -113,22 +153,22 @@ QList<PhotoItem> KestravaViewModel::itemsForExecution() const
     return items;
 }
 
-SortOptions KestravaViewModel::currentOptions(const FileUrl& destination) const
+SortOptions ExecutionStage::currentOptions(const FileUrl& destination) const
 {
     SortOptions options;
     options.destinationRoot = destination;
-    options.eventName = setup_.eventName().trimmed();
-    options.groupByDate = setup_.groupByDate();
+    options.eventName = flow_.setup()->eventName().trimmed();
+    options.groupByDate = flow_.setup()->groupByDate();
     options.operationMode = run_.selectedOperationMode.value_or(SortOperationMode::safeCopy);
-    options.verificationMode = setup_.verificationMode();
-    options.writeRatingSidecars = setup_.writeRatingSidecars();
-    options.keepRatingStars = setup_.keepRatingStars();
+    options.verificationMode = flow_.setup()->verificationMode();
+    options.writeRatingSidecars = flow_.setup()->writeRatingSidecars();
+    options.keepRatingStars = flow_.setup()->keepRatingStars();
     return options;
 }
 
 // ---- Storage estimate ----------------------------------------------------------------------
 
-void KestravaViewModel::refreshStorageEstimate()
+void ExecutionStage::refreshStorageEstimate()
 {
     if (!run_.destinationFolder || !run_.selectedOperationMode) {
         setStorageEstimate(std::nullopt);
@@ -142,39 +182,39 @@ void KestravaViewModel::refreshStorageEstimate()
     const SortOptions options = currentOptions(*run_.destinationFolder);
     const QMap<QString, ExecutionRecord> records = session_ ? session_->executionRecords : QMap<QString, ExecutionRecord>{};
     const quint64 generation = ++storageGeneration_;
-    setFlag(run_.isCheckingStorage, true, &KestravaViewModel::isCheckingStorageChanged);
+    setCheckingStorage(true);
     QtConcurrent::run([items, options, records] { return StoragePreflight::estimate(items, options, records); })
         .then(this, [this, generation](const StorageEstimate& estimate) {
             // Only the newest request publishes; an older one finishing late is stale.
             if (generation != storageGeneration_)
                 return;
             setStorageEstimate(estimate);
-            setFlag(run_.isCheckingStorage, false, &KestravaViewModel::isCheckingStorageChanged);
+            setCheckingStorage(false);
         });
 }
 
 // ---- Running -------------------------------------------------------------------------------
 
-void KestravaViewModel::applySort()
+void ExecutionStage::applySort()
 {
     if (run_.selectedOperationMode == SortOperationMode::organizeAndTrash)
-        prepareTrashSort();
+        flow_.trash()->prepareTrashSort();
     else
         applyStandardSort();
 }
 
-void KestravaViewModel::applyStandardSort()
+void ExecutionStage::applyStandardSort()
 {
     if (!canExecute()) {
-        setAlert(isWaitingForCaptureDates() ? executionWaitText() : notConfirmedMessage);
+        core_.raiseAlert(flow_.isWaitingForCaptureDates() ? flow_.executionWaitText() : notConfirmedMessage);
         return;
     }
-    setRoute(AppRoute::executing);
+    core_.setRoute(AppRoute::executing);
     setProgressTitle(QString());
     startExecution(false, [this](const ExecutionOutcome& outcome) { finishStandardRun(outcome); });
 }
 
-void KestravaViewModel::retryPendingSort()
+void ExecutionStage::retryPendingSort()
 {
     if (run_.isApplying)
         return;
@@ -183,28 +223,28 @@ void KestravaViewModel::retryPendingSort()
     applySort();
 }
 
-void KestravaViewModel::cancelExecution()
+void ExecutionStage::cancelExecution()
 {
-    if (executionCancel_)
-        executionCancel_->cancel();
+    if (cancel_)
+        cancel_->cancel();
 }
 
-void KestravaViewModel::cancelExecutionTask()
+void ExecutionStage::cancelExecutionTask()
 {
     cancelExecution();
     // The run stops before its next file; waiting keeps it from outliving this object.
-    executionPool_.waitForDone();
+    pool_.waitForDone();
 }
 
-QFuture<void> KestravaViewModel::persistExecutionPlan(const SortExecutionPlan& plan)
+QFuture<void> ExecutionStage::persistExecutionPlan(const SortExecutionPlan& plan)
 {
     if (!session_)
         return QtFuture::makeReadyFuture();
-    SessionStore* store = services_.sessionStore;
+    SessionStore* store = core_.services.sessionStore;
     const QUuid id = session_->id;
     const qint64 after = session_->lastEventSequence;
     const QMap<QString, ExecutionRecord> journaled = session_->executionRecords;
-    QFuture<void> written = QtConcurrent::run(&executionPool_, [store, id, after, plan, journaled, this] {
+    QFuture<void> written = QtConcurrent::run(&pool_, [store, id, after, plan, journaled, this] {
         ExecutionRun::journalPlan(store, id, after, plan, journaled, [this](const ExecutionRecord& record, qint64 sequence) {
             QMetaObject::invokeMethod(this, [this, record, sequence] { recordExecutionOutcome(record, sequence); },
                                       Qt::QueuedConnection);
@@ -213,52 +253,52 @@ QFuture<void> KestravaViewModel::persistExecutionPlan(const SortExecutionPlan& p
     return written;
 }
 
-QFuture<void> KestravaViewModel::persistExecutionRecord(const ExecutionRecord& record)
+QFuture<void> ExecutionStage::persistExecutionRecord(const ExecutionRecord& record)
 {
     if (!session_)
         return QtFuture::makeReadyFuture();
-    SessionStore* store = services_.sessionStore;
+    SessionStore* store = core_.services.sessionStore;
     const QUuid id = session_->id;
     const qint64 after = session_->lastEventSequence;
-    return QtConcurrent::run(&executionPool_, [store, id, after, record, this] {
+    return QtConcurrent::run(&pool_, [store, id, after, record, this] {
         const qint64 sequence = ExecutionRun::journalRecord(store, id, after, record);
         QMetaObject::invokeMethod(this, [this, record, sequence] { recordExecutionOutcome(record, sequence); },
                                   Qt::QueuedConnection);
     });
 }
 
-void KestravaViewModel::recordExecutionOutcome(const ExecutionRecord& record, qint64 sequence)
+void ExecutionStage::recordExecutionOutcome(const ExecutionRecord& record, qint64 sequence)
 {
     if (!session_)
         return;
     session_->executionRecords.insert(record.sourcePath, record);
     session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
     if (sequence > 0)
-        sessionStage_.setLastSavedAt(now());
+        flow_.sessionStage()->setLastSavedAt(core_.services.clock());
 }
 
-void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then)
+void ExecutionStage::startExecution(bool stageTrash, std::function<void(const ExecutionOutcome&)> then)
 {
     ExecutionRequest request;
     request.items = itemsForExecution();
     request.options = currentOptions(*run_.destinationFolder);
     if (session_) {
-        request.snapshot = makeSessionSnapshot(SortSessionStatus::running);
+        request.snapshot = flow_.makeSessionSnapshot(SortSessionStatus::running);
         // Later snapshots build on this status even before the store confirms it.
         session_->status = SortSessionStatus::running;
         request.records = session_->executionRecords;
-        request.store = services_.sessionStore;
+        request.store = core_.services.sessionStore;
         request.sessionID = session_->id;
         request.lastEventSequence = session_->lastEventSequence;
     }
-    request.exists = services_.exists;
-    request.fileOps = services_.fileOps;
+    request.exists = core_.services.exists;
+    request.fileOps = core_.services.fileOps;
     request.stageTrash = stageTrash;
     request.journalBase = journalBase();
-    request.trashCapability = services_.trash.capability;
+    request.trashCapability = core_.services.trash.capability;
 
     auto cancel = std::make_shared<CancellationFlag>();
-    executionCancel_ = cancel;
+    cancel_ = cancel;
     const quint64 generation = core_.generation();
     setApplying(true);
     // Until the executor reports, the count is of the files it will copy or move; in the
@@ -284,29 +324,29 @@ void KestravaViewModel::startExecution(bool stageTrash, std::function<void(const
                 recordExecutionOutcome(record, sequence);
         }, Qt::QueuedConnection);
     };
-    executionTask_ = QtConcurrent::run(&executionPool_, [request, progress, records, cancel] {
+    task_ = QtConcurrent::run(&pool_, [request, progress, records, cancel] {
                          return ExecutionRun::run(request, progress, records, cancel);
                      })
                          .then(this, [this, generation, then = std::move(then)](const ExecutionOutcome& outcome) {
                              if (generation != core_.generation())
                                  return;
-                             executionCancel_.reset();
+                             cancel_.reset();
                              setApplying(false);
                              if (outcome.snapshotSaved)
-                                 sessionStage_.setLastSavedAt(now());
+                                 flow_.sessionStage()->setLastSavedAt(core_.services.clock());
                              then(outcome);
                              emit executionFinished();
                          });
 }
 
-void KestravaViewModel::finishStandardRun(const ExecutionOutcome& outcome)
+void ExecutionStage::finishStandardRun(const ExecutionOutcome& outcome)
 {
     if (!outcome.result) {
         // Nothing was touched, or the run could not go on: back to the confirmation screen.
         setSortProgress(std::nullopt);
-        setAlert(outcome.failure.value_or(unknownFailureText()));
-        saveSessionSnapshot(SortSessionStatus::paused);
-        setRoute(AppRoute::confirmation);
+        core_.raiseAlert(outcome.failure.value_or(unknownFailureText()));
+        flow_.saveSessionSnapshot(SortSessionStatus::paused);
+        core_.setRoute(AppRoute::confirmation);
         return;
     }
     const SortResult& result = *outcome.result;
@@ -315,8 +355,8 @@ void KestravaViewModel::finishStandardRun(const ExecutionOutcome& outcome)
     finished.phase = SortPhase::finished;
     setSortProgress(finished);
     const bool complete = result.pendingCount == 0 && result.errors.isEmpty() && !result.cancelled;
-    saveSessionSnapshot(complete ? SortSessionStatus::completed : SortSessionStatus::paused);
-    setRoute(AppRoute::completed);
+    flow_.saveSessionSnapshot(complete ? SortSessionStatus::completed : SortSessionStatus::paused);
+    core_.setRoute(AppRoute::completed);
 }
 
 } // namespace kestrava
