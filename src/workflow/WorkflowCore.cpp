@@ -24,15 +24,25 @@ void WorkflowCore::setRoute(AppRoute route)
 
 void WorkflowCore::raiseAlert(const QString& message)
 {
-    alert_ = message;
-    emit alertChanged();
+    // The same words twice in a row (a retried action failing again) are said once.
+    if (!queued_.isEmpty() && queued_.last() == message)
+        return;
+    queued_.append(message);
+    if (queued_.size() == 1) {
+        alert_ = message;
+        emit alertChanged();
+    }
 }
 
 void WorkflowCore::dismissAlert()
 {
     if (!alert_)
         return;
-    alert_.reset();
+    queued_.removeFirst();
+    if (queued_.isEmpty())
+        alert_.reset();
+    else
+        alert_ = queued_.first();
     emit alertChanged();
 }
 

@@ -9,9 +9,10 @@
 // - GUI thread only, like the stages.
 // - `resetRun` replaces the run state as a whole and advances the generation; a continuation
 //   that captured an older generation belongs to a run that is gone and must not touch anything.
-// - One alert for the whole window, whoever raises it (a stage or the shell around it): a new
-//   message replaces the one on screen, because it answers the person's latest action and the
-//   older one is about an attempt already superseded.
+// - One alert queue for the whole window, whoever raises it (a stage or the shell around it):
+//   messages are shown one at a time in the order raised, and dismissing one shows the next. A
+//   later note never hides an earlier refusal (a document that loads and then names a file it
+//   will not touch says both).
 
 #include "RunState.h"
 #include "WorkflowServices.h"
@@ -19,6 +20,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 namespace kestrava {
@@ -51,6 +53,7 @@ signals:
 private:
     AppRoute route_ = AppRoute::welcome;
     std::optional<QString> alert_;
+    QStringList queued_;
     quint64 generation_ = 0;
 };
 

@@ -103,6 +103,7 @@ TEST(ExecutionFlow, refusedStartsChangeNothing)
     EXPECT_FALSE(rig.vm().execution()->canExecute());
     rig.vm().execution()->applyStandardSort();
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Die Ausführung ist noch nicht sicher bestätigt."));
+    rig.vm().dismissAlert();
     rig.decide(PhotoDecision::del);
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
 

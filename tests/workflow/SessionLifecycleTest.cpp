@@ -36,6 +36,7 @@ TEST(SessionLifecycle, documentProblemsChangeNothing)
     rig.vm().sessionStage()->saveSessionDocument(rig.tree.path(QStringLiteral("x.kestrava")));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Es ist noch keine Sitzung vorhanden."));
     EXPECT_FALSE(QFile::exists(rig.tree.path(QStringLiteral("x.kestrava"))));
+    rig.vm().dismissAlert();
 
     rig.load(shoot(rig.photoFolder, 2));
     const QString document = rig.tree.path(QStringLiteral("Sicherung.kestrava"));
@@ -51,6 +52,7 @@ TEST(SessionLifecycle, documentProblemsChangeNothing)
               SessionStoreError::sourceFolderMissing(moved.sourceFolder.path()).description());
     EXPECT_EQ(rig.vm().session()->id, id);
     EXPECT_EQ(rig.vm().route(), AppRoute::setup);
+    rig.vm().dismissAlert();
 
     writeFile(document, "{\"version\":4}");
     EXPECT_FALSE(rig.vm().sessionStage()->openSessionDocument(document));

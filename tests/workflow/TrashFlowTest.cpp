@@ -224,6 +224,9 @@ TEST_F(TrashFlow, openedDocumentNamingAFileOutsideTheShootIsRefusedByName)
 
     rig.restart();
     ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
+    // The load's note comes first; the refusal waits behind it and is never hidden by it.
+    EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("geladen"))) << rig.vm().alertText().toStdString();
+    rig.vm().dismissAlert();
     EXPECT_TRUE(rig.vm().alertText().contains(QStringLiteral("„brief.jpg“"))) << rig.vm().alertText().toStdString();
     ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isApplying(); }));
     rig.vm().setTrashCommitConfirmationAccepted(true);
