@@ -270,4 +270,9 @@ void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> cho
     dialog->show();
 }
 
+QFileDialog* FileDialogs::currentDialog() const
+{
+    return current_;
+}
+
 } // namespace kestrava

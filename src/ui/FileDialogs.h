@@ -6,7 +6,6 @@
 // with places (home, Pictures, mounted cards) and a path field. A dialog never starts in the
 // process's working folder.
 
-#include <QFileDialog>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -19,6 +18,8 @@
 
 class QCoreApplication;
 
+
+class QFileDialog;
 
 namespace kestrava {
 
@@ -68,7 +69,7 @@ public:
     Q_INVOKABLE void saveReport();
 
     // The dialog on screen now, or null.
-    QFileDialog* currentDialog() const { return current_; }
+    QFileDialog* currentDialog() const;
     // Qt's own dialog even where the desktop offers one, so tests can type into it.
     void setUseNativeDialogs(bool use) { useNative_ = use; }
 
