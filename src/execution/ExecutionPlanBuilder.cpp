@@ -1,10 +1,10 @@
 #include "SortExecutionPlan.h"
 
 #include "RatingPlanner.h"
-#include "SidecarFinder.h"
 #include "StoragePreflight.h"
 #include "TransactionalCopy.h"
 
+#include "model/SidecarListing.h"
 #include "model/SidecarRule.h"
 #include "model/Text.h"
 #include "platform/DurableFile.h"
@@ -102,7 +102,7 @@ QList<PlanEntry> withSidecars(const QList<PhotoItem>& selected, const QList<qsiz
     QHash<QString, QList<PhotoItem>> peers;
     for (const PhotoItem& photo : allPhotos)
         peers[sidecarPairingKey(photo.sourceURL.path())].append(photo);
-    SidecarFinder finder;
+    SidecarListing listing;
     QSet<QString> taken;
     QList<PlanEntry> entries;
     entries.reserve(selected.size());
@@ -111,7 +111,9 @@ QList<PlanEntry> withSidecars(const QList<PhotoItem>& selected, const QList<qsiz
         entries.append(PlanEntry{photo, -1, {}});
         if (!shouldAttachSidecar({photo}, peers.value(sidecarPairingKey(photo.sourceURL.path()))))
             continue;
-        const std::optional<QString> path = finder.sidecarOf(photo.sourceURL.path());
+        // Two sidecars for one photo: which is its own is not for a run to guess, so both stay.
+        const QStringList found = listing.sidecarsOf(photo.sourceURL.path());
+        const std::optional<QString> path = found.size() == 1 ? std::optional(found.first()) : std::nullopt;
         if (!path || taken.contains(*path))
             continue;
         const std::optional<PhotoItem> sidecar = sidecarItem(photo, *path);
