@@ -211,7 +211,7 @@ QString FileDialogs::savePath(const QString& selected, const QString& extension)
     return path;
 }
 
-void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> chosen)
+void FileDialogs::show(const Request& request, std::function<void(const QString&)> chosen)
 {
     // The Qt Quick tests run without widgets; nothing can be shown there.
     if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
@@ -223,10 +223,10 @@ void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> cho
         current_->activateWindow();
         return;
     }
-    auto* dialog = new QFileDialog(nullptr, spec.title, spec.startFolder);
+    auto* dialog = new QFileDialog(nullptr, request.title, request.startFolder);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setOption(QFileDialog::DontUseNativeDialog, !useNative_);
-    switch (spec.kind) {
+    switch (request.kind) {
     case Kind::folder:
         dialog->setFileMode(QFileDialog::Directory);
         dialog->setOption(QFileDialog::ShowDirsOnly);
@@ -238,18 +238,18 @@ void FileDialogs::show(const Spec& spec, std::function<void(const QString&)> cho
     case Kind::saveFile:
         dialog->setFileMode(QFileDialog::AnyFile);
         dialog->setAcceptMode(QFileDialog::AcceptSave);
-        dialog->setDefaultSuffix(spec.extension);
+        dialog->setDefaultSuffix(request.extension);
         dialog->setLabelText(QFileDialog::Accept, u"Speichern"_s);
-        dialog->setOption(QFileDialog::DontConfirmOverwrite, !spec.asksBeforeReplacing);
+        dialog->setOption(QFileDialog::DontConfirmOverwrite, !request.asksBeforeReplacing);
         break;
     }
-    if (!spec.nameFilters.isEmpty())
-        dialog->setNameFilters(spec.nameFilters);
+    if (!request.nameFilters.isEmpty())
+        dialog->setNameFilters(request.nameFilters);
     dialog->setSidebarUrls(DialogPlaces::sidebar(QDir::homePath(),
                                                  QStandardPaths::writableLocation(QStandardPaths::PicturesLocation),
                                                  DialogPlaces::mountedRemovableVolumes()));
-    if (!spec.suggestedName.isEmpty())
-        dialog->selectFile(spec.suggestedName);
+    if (!request.suggestedName.isEmpty())
+        dialog->selectFile(request.suggestedName);
     connect(dialog, &QFileDialog::accepted, this, [this, dialog, chosen = std::move(chosen)] {
         current_ = nullptr;
         const QStringList files = dialog->selectedFiles();

@@ -75,7 +75,7 @@ public:
 
 private:
     enum class Kind { folder, openFile, saveFile };
-    struct Spec {
+    struct Request {
         Kind kind;
         QString title;
         QString startFolder;
@@ -86,7 +86,7 @@ private:
         bool asksBeforeReplacing = true;
     };
     // Shows the dialog without blocking; `chosen` receives the absolute path on acceptance.
-    void show(const Spec& spec, std::function<void(const QString&)> chosen);
+    void show(const Request& request, std::function<void(const QString&)> chosen);
     // The path to write, or empty with an alert when the name chosen needs a different one.
     QString savePath(const QString& selected, const QString& extension);
     QString documentsStart() const;

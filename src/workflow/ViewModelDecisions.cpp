@@ -10,6 +10,22 @@ namespace kestrava {
 
 namespace {
 
+// What undo restores for `group`: each member's decision before this one. `memberUndecided`
+// tells whether any member had none yet, which makes this decision count towards completion.
+HistoryEntry undoEntryFor(const RunState& run, const ReviewGroup& group, bool& memberUndecided)
+{
+    HistoryEntry entry{group.id, {}};
+    entry.previous.reserve(group.memberURLs.size());
+    for (const FileUrl& url : group.memberURLs) {
+        const qsizetype i = run.index.photoIndex(url);
+        const std::optional<PhotoDecision> previous = i >= 0 ? run.photos[i].decision : std::nullopt;
+        memberUndecided = memberUndecided || !previous;
+        entry.previous.append({url, previous});
+    }
+    return entry;
+}
+
+
 const QString decisionFailurePrefix = QStringLiteral("Die Entscheidung konnte nicht sicher gespeichert werden: ");
 const QString reclassifyFailurePrefix = QStringLiteral("Die Änderung konnte nicht sicher gespeichert werden: ");
 
@@ -61,16 +77,8 @@ void KestravaViewModel::classify(PhotoDecision decision)
     if (run_.isApplying || !run_.isPreviewReady || run_.isCommittingDecision)
         return;
     const ReviewGroup& group = run_.reviewGroups[groupIndex];
-
-    HistoryEntry entry{group.id, {}};
-    entry.previous.reserve(group.memberURLs.size());
     bool memberUndecided = false;
-    for (const FileUrl& url : group.memberURLs) {
-        const qsizetype i = run_.index.photoIndex(url);
-        const std::optional<PhotoDecision> previous = i >= 0 ? run_.photos[i].decision : std::nullopt;
-        memberUndecided = memberUndecided || !previous;
-        entry.previous.append({url, previous});
-    }
+    HistoryEntry entry = undoEntryFor(run_, group, memberUndecided);
     const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
 
     run_.history.append(entry);
@@ -98,14 +106,8 @@ void KestravaViewModel::reclassify(PhotoDecision decision, const QString& groupI
     if (groupIndex < 0 || run_.isApplying || run_.isCommittingDecision)
         return;
     const ReviewGroup& group = run_.reviewGroups[groupIndex];
-    HistoryEntry entry{group.id, {}};
     bool memberUndecided = false;
-    for (const FileUrl& url : group.memberURLs) {
-        const qsizetype i = run_.index.photoIndex(url);
-        const std::optional<PhotoDecision> previous = i >= 0 ? run_.photos[i].decision : std::nullopt;
-        memberUndecided = memberUndecided || !previous;
-        entry.previous.append({url, previous});
-    }
+    HistoryEntry entry = undoEntryFor(run_, group, memberUndecided);
     // Deciding the last open shot here ends the review as it does on the main screen.
     const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
     run_.history.append(entry);
