@@ -6,6 +6,7 @@ import Kestrava
 // The result, the log and the report.
 Item {
     id: screen
+    FocusScroller { flickable: scroll.contentItem }
     property AppDialogs dialogs
     readonly property var result: ViewModel.execution.lastResult
     readonly property bool hasResult: Texts.hasResult(result)

@@ -6,6 +6,7 @@ import Kestrava
 // The last check before anything happens, per mode.
 Item {
     id: screen
+    FocusScroller { flickable: scroll.contentItem }
     readonly property string mode: ViewModel.selectedOperationMode
     readonly property bool trashMode: mode === "organizeAndTrash"
 

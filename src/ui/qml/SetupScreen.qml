@@ -6,6 +6,7 @@ import Kestrava
 // The three choices before reviewing, with the summary beside them.
 Item {
     id: screen
+    FocusScroller { flickable: scroll.contentItem }
     property AppDialogs dialogs
 
     RowLayout {

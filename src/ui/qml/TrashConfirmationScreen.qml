@@ -6,6 +6,7 @@ import Kestrava
 // Safety copies being made, then the second confirmation before the only destructive step.
 Item {
     id: screen
+    FocusScroller { flickable: scroll.contentItem }
     readonly property bool staging: ViewModel.route === AppRoute.TrashStaging
     readonly property var preparation: ViewModel.trash.trashPreparation
     readonly property int manualCount: Texts.manualReviewCount(preparation)
