@@ -150,8 +150,11 @@ void AuditListModel::decide(int row, const QString& decision)
 
 void AuditListModel::showLarge(int row)
 {
-    if (viewModel_ && row >= 0 && row < visible_.size())
-        viewModel_->showGroupInMainReview(all_[visible_[row]].groupId);
+    // Refused while a decision is being journaled: the main window stays where it was.
+    if (!viewModel_ || row < 0 || row >= visible_.size() || viewModel_->isCommittingDecision())
+        return;
+    viewModel_->showGroupInMainReview(all_[visible_[row]].groupId);
+    emit mainReviewShown();
 }
 
 bool AuditListModel::pressKey(int row, int key)

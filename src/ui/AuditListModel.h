@@ -85,6 +85,8 @@ signals:
     void summaryChanged();
     void controlsDisabledChanged();
     void saveStateTextChanged();
+    // The main window now shows the row asked for: it must come to the front to be seen.
+    void mainReviewShown();
 
 private:
     struct Row {

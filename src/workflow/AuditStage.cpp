@@ -14,6 +14,12 @@ QString AuditStage::requestIDText() const
     return requestID() ? json::encodeUuid(*requestID()) : QString();
 }
 
+QString AuditStage::reviewPausedHint() const
+{
+    return isPresented() ? QStringLiteral("Die Prüfliste ist geöffnet – schließe sie mit Esc, um weiter zu bewerten.")
+                         : QString();
+}
+
 void AuditStage::request()
 {
     core_.run.reviewAuditRequestID = QUuid::createUuid();

@@ -17,6 +17,9 @@ class AuditStage : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString requestID READ requestIDText NOTIFY requestIDChanged)
     Q_PROPERTY(bool presented READ isPresented NOTIFY presentedChanged)
+    // What the main window says while its review keys rest, so a key that does nothing there
+    // is explained; empty while the audit window is closed.
+    Q_PROPERTY(QString reviewPausedHint READ reviewPausedHint NOTIFY presentedChanged)
 
 public:
     explicit AuditStage(WorkflowCore& core, QObject* parent = nullptr);
@@ -24,6 +27,7 @@ public:
     const std::optional<QUuid>& requestID() const { return core_.run.reviewAuditRequestID; }
     QString requestIDText() const;
     bool isPresented() const { return core_.run.isReviewAuditPresented; }
+    QString reviewPausedHint() const;
 
     // Asks the window to open (or come to the front).
     Q_INVOKABLE void request();

@@ -11,8 +11,9 @@ Dialog {
     modal: true
     anchors.centerIn: Overlay.overlay
     width: Math.min(520, parent ? parent.width - 80 : 520)
-    // Opened for every new message; closing clears it, so the next one opens again.
-    onMessageChanged: if (message.length > 0) open()
+    // Opened for every new message; closing clears it, so the next one opens again. A message
+    // taken away (shown in the other window now) closes it without answering it.
+    onMessageChanged: message.length > 0 ? open() : close()
     Component.onCompleted: if (message.length > 0) open()
     closePolicy: Popup.CloseOnEscape
     padding: DesignSystem.spacingL

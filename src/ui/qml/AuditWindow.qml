@@ -14,6 +14,10 @@ Window {
     minimumWidth: 860
     minimumHeight: 520
     color: DesignSystem.background
+    // The window's alert while the person works here; the main window decides which one shows it.
+    property string alertMessage
+    // An action here changed the main window (a row shown large): it must come to the front.
+    signal mainWindowWanted()
 
     AuditListModel {
         id: rows
@@ -28,6 +32,19 @@ Window {
     Shortcut { sequence: StandardKey.Open; onActivated: Shell.requestLoadSession() }
     Shortcut { sequence: StandardKey.Find; onActivated: header.focusSearch() }
     Shortcut { sequences: [StandardKey.Close, "Esc"]; onActivated: window.close() }
+
+    FocusScroller { flickable: list }
+
+    Connections {
+        target: rows
+        function onMainReviewShown() { window.mainWindowWanted() }
+    }
+
+    AlertDialog {
+        objectName: "auditAlert"
+        message: window.alertMessage
+        onDismissed: ViewModel.dismissAlert()
+    }
 
     ColumnLayout {
         anchors.fill: parent

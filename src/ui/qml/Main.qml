@@ -40,9 +40,35 @@ ApplicationWindow {
         RouteLayer { routes: [AppRoute.Completed]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
     }
 
+    // While the person works in the audit window, answers appear there, not behind it.
+    readonly property bool alertInAudit: auditWindow !== null && auditWindow.visible && !window.active
     AlertDialog {
-        message: ViewModel.alertMessage
+        objectName: "mainAlert"
+        message: window.alertInAudit ? "" : ViewModel.alertMessage
         onDismissed: ViewModel.dismissAlert()
+    }
+
+    // The review keys rest while the audit window is open: say why, and let Esc end it here too.
+    Rectangle {
+        anchors.top: parent.top
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.topMargin: DesignSystem.spacingS
+        width: Math.min(parent.width - 2 * DesignSystem.spacingL, 640)
+        height: pausedHint.implicitHeight
+        visible: pausedHint.text.length > 0
+        radius: DesignSystem.radiusSmall
+        color: DesignSystem.cardRaised
+        NoticeBanner {
+            id: pausedHint
+            objectName: "reviewPausedHint"
+            anchors.fill: parent
+            text: ViewModel.route === AppRoute.Reviewing ? ViewModel.audit.reviewPausedHint : ""
+        }
+    }
+    Shortcut {
+        sequence: "Esc"
+        enabled: window.auditWindow !== null && ViewModel.audit.presented
+        onActivated: window.auditWindow.close()
     }
 
     AppDialogs { id: appDialogs }
@@ -58,10 +84,16 @@ ApplicationWindow {
     function openAudit() {
         if (!auditWindow) {
             auditWindow = auditComponent.createObject(null)
+            auditWindow.alertMessage = Qt.binding(() => window.alertInAudit ? ViewModel.alertMessage : "")
+            auditWindow.mainWindowWanted.connect(window.comeForward)
         }
         auditWindow.show()
         auditWindow.raise()
         auditWindow.requestActivate()
+    }
+    function comeForward() {
+        window.raise()
+        window.requestActivate()
     }
     Component {
         id: auditComponent
@@ -82,8 +114,11 @@ ApplicationWindow {
         target: ViewModel
         function onRouteChanged() {
             // The audit belongs to the review; once the workflow has moved on it closes.
-            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== AppRoute.Reviewing)
+            // The next screen is the answer to what was done there: it comes to the front.
+            if (window.auditWindow && window.auditWindow.visible && ViewModel.route !== AppRoute.Reviewing) {
                 window.auditWindow.close()
+                window.comeForward()
+            }
         }
     }
     Connections {
