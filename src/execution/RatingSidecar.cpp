@@ -5,6 +5,7 @@
 #include "TransactionalCopy.h"
 
 #include "platform/DurableFile.h"
+#include "platform/Exiv2Setup.h"
 #include "platform/FileSystemError.h"
 
 #include <QFile>
@@ -14,7 +15,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <mutex>
 #include <sys/stat.h>
 
 namespace kestrava::ResumableSortExecutor {
@@ -27,20 +27,9 @@ constexpr char xmlDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
 // A sidecar is a few kilobytes; anything far larger is not one Kestrava should rewrite.
 constexpr qint64 largestSidecar = qint64(16) << 20;
 
-void ensureXmpToolkit()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        // A broken sidecar is reported to the user in German; the toolkit's own English
-        // complaint on standard error helps nobody.
-        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-        Exiv2::XmpParser::initialize();
-    });
-}
-
 std::optional<Exiv2::XmpData> decoded(const QByteArray& packet)
 {
-    ensureXmpToolkit();
+    ensureExiv2Initialised();
     Exiv2::XmpData data;
     if (packet.trimmed().isEmpty())
         return data;
@@ -153,7 +142,7 @@ QString maybeLabel()
 QByteArray newRatingSidecar(PhotoDecision decision, int keepStars)
 {
     Exiv2::XmpData data;
-    ensureXmpToolkit();
+    ensureExiv2Initialised();
     mark(data, decision, keepStars);
     const std::optional<QByteArray> packet = encoded(data);
     if (!packet)

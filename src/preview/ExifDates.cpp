@@ -3,6 +3,8 @@
 #include "RawSources.h"
 #include "RegularFile.h"
 
+#include "platform/Exiv2Setup.h"
+
 #include <QFile>
 #include <QHash>
 #include <exiv2/exiv2.hpp>
@@ -119,7 +121,7 @@ std::optional<QDateTime> readCaptureDate(const QString& path)
 {
     if (!preview::isRegularFile(path))
         return std::nullopt;
-    preview::ensureExiv2Initialised();
+    ensureExiv2Initialised();
     try {
         auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
         if (image.get()) {

@@ -3,13 +3,15 @@
 #include "RegularFile.h"
 #include "ScaledDecode.h"
 
+#include "platform/Exiv2Setup.h"
+
 #include <QFile>
 #include <QFileInfo>
+
 #include <exiv2/exiv2.hpp>
 #include <libraw/libraw.h>
 
 #include <memory>
-#include <mutex>
 
 namespace kestrava::preview {
 
@@ -84,18 +86,6 @@ std::unique_ptr<LibRaw> openWithLibRaw(const QString& path)
 }
 
 } // namespace
-
-void ensureExiv2Initialised()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-        Exiv2::XmpParser::initialize(); // not thread-safe when left to the first parse
-#ifdef EXV_ENABLE_BMFF
-        Exiv2::enableBMFF(true);
-#endif
-    });
-}
 
 std::optional<EmbeddedJpeg> libRawEmbeddedJpeg(const QString& path, bool* openedByLibRaw)
 {

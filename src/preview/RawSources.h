@@ -46,7 +46,4 @@ std::optional<EmbeddedJpeg> bestEmbeddedJpeg(const QString& path, int maxPixelSi
 // to `maxPixelSize`. Null when the file has no decodable raw data or `isCanceled` said stop.
 QImage developHalfSize(const QString& path, int maxPixelSize, const PreviewRenderer::CancelCheck& isCanceled);
 
-// Exiv2 is set up once per process (XMP parser, BMFF support for CR3, silenced warnings).
-void ensureExiv2Initialised();
-
 } // namespace kestrava::preview

@@ -1,4 +1,5 @@
 #include "PhotoMetadata.h"
+#include "platform/Exiv2Setup.h"
 #include "preview/RegularFile.h"
 
 #include <exiv2/exiv2.hpp>
@@ -90,6 +91,7 @@ Details read(const QString& path)
     // A FIFO named like a photo would block the open forever.
     if (!preview::isRegularFile(path))
         return details;
+    ensureExiv2Initialised();
     try {
         auto image = Exiv2::ImageFactory::open(path.toStdString());
         if (!image.get())

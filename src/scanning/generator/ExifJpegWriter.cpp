@@ -1,5 +1,7 @@
 #include "ShootImages.h"
 
+#include "platform/Exiv2Setup.h"
+
 #include <QBuffer>
 #include <QImageWriter>
 
@@ -27,6 +29,7 @@ QByteArray jpegWithExif(const QImage& picture, int quality, const CameraTags& ta
     const QByteArray plain = encodeJpeg(picture, quality);
     if (plain.isEmpty())
         return {};
+    ensureExiv2Initialised();
     try {
         Exiv2::Image::AutoPtr image =
             Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte*>(plain.constData()), long(plain.size()));
