@@ -52,7 +52,8 @@ ApplicationWindow {
     Rectangle {
         anchors.top: parent.top
         anchors.horizontalCenter: parent.horizontalCenter
-        anchors.topMargin: DesignSystem.spacingS
+        // Over the top edge of the picture, below the review's title row and its buttons.
+        anchors.topMargin: 84
         width: Math.min(parent.width - 2 * DesignSystem.spacingL, 640)
         height: pausedHint.implicitHeight
         visible: pausedHint.text.length > 0
