@@ -86,7 +86,7 @@ struct Sort {
     }
 
     QStringList arguments() const { return sortArguments(source, base, store, mode); }
-    QStringList resumeArguments() const { return {QStringLiteral("resume"), QStringLiteral("--store"), store}; }
+    SortRound round() const { return {source, base, store, environment, arguments()}; }
     QString result() const { return base + QStringLiteral("/Lauf"); }
 
     // Every photo exactly once in the result, byte for byte; the originals kept (copy) or
@@ -102,17 +102,6 @@ struct Sort {
             EXPECT_EQ(filesBelow(source).join(QLatin1Char(' ')).toStdString(), "");
     }
 
-    // Resumes until a run reports success or that nothing is left to resume.
-    bool resumeToTheEnd(QString& failure) const
-    {
-        for (int attempt = 0; attempt < 4; ++attempt) {
-            const CliResult run = runCli(resumeArguments(), environment);
-            if (run.exitCode == 0 || run.err.contains("keine unterbrochene Sitzung"))
-                return true;
-            failure = QString::fromUtf8(run.err.right(600));
-        }
-        return false;
-    }
 };
 
 class CardFileSystem : public ::testing::TestWithParam<CardFormat> {};
@@ -246,8 +235,7 @@ void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, qu
             ? point.killBefore(sort.arguments(), logged.kind, logged.path.mid(round + 3), sort.environment)
             : point.kill(sort.arguments(), sort.environment);
         reservationsLeft += killed.killed ? emptyFilesBelow(sort.result()) : 0;
-        QString failure;
-        ASSERT_TRUE(sort.resumeToTheEnd(failure)) << failure.toStdString();
+        finishByResuming(sort.round(), point.where);
         sort.expectFinished(point.where.toStdString());
         if (chooseSteps == stepsOnAReservation) { // each photo under the name an uninterrupted run gives it
             EXPECT_EQ(visibleNamesBelow(sort.result()), visibleNamesBelow(reference.result()));

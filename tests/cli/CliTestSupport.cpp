@@ -83,4 +83,15 @@ QStringList sortArguments(const QString& source, const QString& base, const QStr
             QStringLiteral("--all"), QStringLiteral("keep")};
 }
 
+QString stemOf(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.path() + u'/' + info.completeBaseName();
+}
+
+bool isSidecar(const QString& path)
+{
+    return QFileInfo(path).suffix().compare(QLatin1String("xmp"), Qt::CaseInsensitive) == 0;
+}
+
 } // namespace kestrava::test

@@ -29,4 +29,8 @@ QJsonObject lastJson(const QByteArray& out);
 QStringList sortArguments(const QString& source, const QString& base, const QString& store, const QString& mode,
                           const QString& verify = QStringLiteral("fileSize"));
 
+// The path without its extension: a photo and its sidecar share it.
+QString stemOf(const QString& path);
+bool isSidecar(const QString& path);
+
 } // namespace kestrava::test

@@ -26,7 +26,6 @@ constexpr int killPoints = 4;
 #else
 constexpr int killPoints = 10;
 #endif
-constexpr int maxResumes = 6;
 
 QByteArray userSidecar(int stars)
 {
@@ -35,30 +34,11 @@ QByteArray userSidecar(int stars)
         + QByteArray::number(stars) + "\"/></rdf:RDF></x:xmpmeta>";
 }
 
-QString stemOf(const QString& path)
-{
-    const QFileInfo info(path);
-    return info.path() + '/' + info.completeBaseName();
-}
-
-bool isSidecar(const QString& path)
-{
-    return QFileInfo(path).suffix().compare("xmp", Qt::CaseInsensitive) == 0;
-}
-
-struct Round {
-    QString source;
-    QString base;
-    QString store;
-    QProcessEnvironment environment;
-    QStringList sortArguments;
-};
-
 // Three JPEG+NEF pairs and two lone JPEGs; the first two NEFs bring sidecars, one unrated,
 // one with the user's four stars.
-Round freshRound(const TempTree& tree, int number)
+SortRound freshRound(const TempTree& tree, int number)
 {
-    Round round;
+    SortRound round;
     const QString root = tree.path(QString("r%1").arg(number));
     round.source = root + "/Karte";
     writeShoot(round.source, 3, 2, 5, 4096);
@@ -72,7 +52,7 @@ Round freshRound(const TempTree& tree, int number)
     return round;
 }
 
-void expectEverySidecarOnce(const Round& round, const QString& context)
+void expectEverySidecarOnce(const SortRound& round, const QString& context)
 {
     SCOPED_TRACE(context.toStdString());
     EXPECT_EQ(readFile(round.source + "/IMG_0001.xmp"), userSidecar(0));
@@ -102,33 +82,12 @@ void expectEverySidecarOnce(const Round& round, const QString& context)
     EXPECT_TRUE(sidecarsByStem.isEmpty()) << "a sidecar without its photo";
 }
 
-// Resumes until the run is done; a run killed before it began is sorted again.
-void finishByResuming(const Round& round, const QString& context)
-{
-    const QStringList resume{"resume", "--store", round.store};
-    for (int attempt = 0; attempt < maxResumes; ++attempt) {
-        const CliResult result = runCli(resume, round.environment);
-        if (result.exitCode == 0)
-            return;
-        const QString err = QString::fromUtf8(result.err);
-        if (err.contains("keine unterbrochene Sitzung") || err.contains("vor dem Start der Sortierung")) {
-            if (!filesBelow(round.base).isEmpty())
-                return;
-            const CliResult again = runCli(round.sortArguments, round.environment);
-            ASSERT_EQ(again.exitCode, 0) << context.toStdString() << again.err.toStdString();
-            return;
-        }
-        ADD_FAILURE() << context.toStdString() << ": resume failed: " << result.err.toStdString();
-    }
-    FAIL() << context.toStdString() << ": resume never finished";
-}
-
 } // namespace
 
 TEST(RatingCliCrash, killedAtAnyStepOfTheRunTheResumedRunLeavesEverySidecarOnce)
 {
     TempTree tree;
-    const Round logged = freshRound(tree, 0);
+    const SortRound logged = freshRound(tree, 0);
     CliResult clean;
     const QList<DurableStep> steps = durableStepsOf(logged.sortArguments, logged.environment, &clean);
     ASSERT_EQ(clean.exitCode, 0) << clean.err.toStdString();
@@ -158,7 +117,7 @@ TEST(RatingCliCrash, killedAtAnyStepOfTheRunTheResumedRunLeavesEverySidecarOnce)
         points.append(runStart + int(qint64(count - runStart) * (i + 1) * (i + 1) / (killPoints * killPoints)));
     int killed = 0;
     for (qsizetype i = 0; i < points.size() && !HasFailure(); ++i) {
-        const Round round = freshRound(tree, int(i) + 1);
+        const SortRound round = freshRound(tree, int(i) + 1);
         const QString context = describeStep(steps, points[i]);
         killed += runCliKilledAtStep(round.sortArguments, points[i], round.environment).killed;
         finishByResuming(round, context);
@@ -171,7 +130,7 @@ TEST(RatingCliCrash, killedAtAnyStepOfTheRunTheResumedRunLeavesEverySidecarOnce)
 TEST(RatingCli, starsOutsideOneToFiveOrWithoutRatingsAreRefusedBeforeAnythingRuns)
 {
     TempTree tree;
-    const Round round = freshRound(tree, 1);
+    const SortRound round = freshRound(tree, 1);
     QStringList plain = round.sortArguments;
     plain.removeAll("--ratings");
     const QStringList refused[] = {

@@ -36,7 +36,6 @@ using namespace kestrava::test;
 namespace {
 
 constexpr int killsPerMode = killBudget(14, 6);
-constexpr int maxResumes = 6;
 
 QByteArray digestOf(const QString& path)
 {
@@ -58,17 +57,6 @@ QMap<QString, QByteArray> filesWithDigests(const QString& root)
         files.insert(QDir(root).relativeFilePath(path), digestOf(path));
     }
     return files;
-}
-
-QString stemOf(const QString& path)
-{
-    const QFileInfo info(path);
-    return info.path() + '/' + info.completeBaseName();
-}
-
-bool isSidecar(const QString& path)
-{
-    return QFileInfo(path).suffix().compare("xmp", Qt::CaseInsensitive) == 0;
 }
 
 void copyTree(const QString& from, const QString& to)
@@ -141,18 +129,9 @@ protected:
         ASSERT_GE(pristine.size(), 12);
     }
 
-    // A fresh shoot, store and environment for one killed run.
-    struct Round {
-        QString source;
-        QString base;
-        QString store;
-        QProcessEnvironment environment;
-        QStringList sortArguments;
-    };
-
-    Round freshRound(int number)
+    SortRound freshRound(int number)
     {
-        Round round;
+        SortRound round;
         const QString root = tree.path(QString("r%1").arg(number));
         round.source = (sourceVolume ? sourceVolume->path() + QString("/r%1").arg(number) : root) + "/Karte";
         copyTree(tree.path("pristine"), round.source);
@@ -164,7 +143,7 @@ protected:
     }
 
     // The invariant after the run has been finished by resume.
-    void expectAccountedFor(const Round& round, const QString& context)
+    void expectAccountedFor(const SortRound& round, const QString& context)
     {
         SCOPED_TRACE(context.toStdString());
         const bool moving = GetParam().mode != "safeCopy";
@@ -201,30 +180,11 @@ protected:
         EXPECT_TRUE(QDir(sessions).entryList({".source-*"}, QDir::Files | QDir::Hidden).isEmpty());
     }
 
-    // Resumes until the run is done; with `killResumeAt`, the first resume dies at that step.
-    void finishByResuming(const Round& round, int killResumeAt, const QString& context)
+    // Resumes until the run is done; a run killed before it began left the source as it was.
+    void finish(const SortRound& round, const QString& context, int killResumeAt = 0)
     {
-        const QStringList resume{"resume", "--store", round.store};
-        if (killResumeAt > 0)
-            runCliKilledAtStep(resume, killResumeAt, round.environment);
-        for (int attempt = 0; attempt < maxResumes; ++attempt) {
-            const CliResult result = runCli(resume, round.environment);
-            if (result.exitCode == 0)
-                return;
-            // Nothing left to resume: the run had finished, or was killed before it began, in
-            // which case nothing was touched and the user sorts again.
-            const QString err = QString::fromUtf8(result.err);
-            if (err.contains("keine unterbrochene Sitzung") || err.contains("vor dem Start der Sortierung")) {
-                if (!filesBelow(round.base).isEmpty())
-                    return;
-                EXPECT_EQ(filesWithDigests(round.source), pristine) << context.toStdString();
-                const CliResult again = runCli(round.sortArguments, round.environment);
-                ASSERT_EQ(again.exitCode, 0) << context.toStdString() << again.err.toStdString();
-                return;
-            }
-            ADD_FAILURE() << context.toStdString() << ": resume failed: " << result.err.toStdString();
-        }
-        FAIL() << context.toStdString() << ": resume never finished";
+        finishByResuming(round, context, killResumeAt,
+                         [&] { EXPECT_EQ(filesWithDigests(round.source), pristine) << context.toStdString(); });
     }
 
     TempTree tree;
@@ -235,7 +195,7 @@ protected:
 TEST_P(SortCrashHarness, killedAtAnyDurableStepTheRunResumesToEveryFileExactlyOnce)
 {
     // The uninterrupted run: its steps, and the invariant it must meet itself.
-    const Round logged = freshRound(0);
+    const SortRound logged = freshRound(0);
     CliResult clean;
     const QList<DurableStep> steps = durableStepsOf(logged.sortArguments, logged.environment, &clean);
     ASSERT_EQ(clean.exitCode, 0) << clean.err.toStdString();
@@ -266,11 +226,11 @@ TEST_P(SortCrashHarness, killedAtAnyDurableStepTheRunResumesToEveryFileExactlyOn
     QList<int> points = spreadSteps(1, runStart - 1, killsPerMode / 3);
     points += spreadSteps(runStart, count, killsPerMode - int(points.size()));
     const KillWalk walk = killAtEach(steps, points, [&](KillPoint& point) {
-        const Round round = freshRound(point.index + 1);
+        const SortRound round = freshRound(point.index + 1);
         const QString context = GetParam().name + ": " + point.where;
         point.kill(round.sortArguments, round.environment);
         // Every other round the first resume dies too, at a step of its own.
-        finishByResuming(round, point.index % 2 == 1 ? 1 + point.index * 7 % 40 : 0, context);
+        finish(round, context, point.index % 2 == 1 ? 1 + point.index * 7 % 40 : 0);
         expectAccountedFor(round, context);
         QDir(tree.path(QString("r%1").arg(point.index + 1))).removeRecursively();
     });
@@ -287,11 +247,11 @@ TEST_P(SortCrashHarness, killedAtRandomMomentsTheRunResumesToEveryFileExactlyOnc
     QRandomGenerator random(seed);
     SCOPED_TRACE("seed " + std::to_string(seed));
     for (int i = 1; i <= 2; ++i) {
-        const Round round = freshRound(100 + i);
+        const SortRound round = freshRound(100 + i);
         const QString context = GetParam().name + QString(": random kill %1").arg(i);
         killAfter(round.sortArguments, round.environment, random.bounded(50, 900));
         killAfter({"resume", "--store", round.store}, round.environment, random.bounded(20, 400));
-        finishByResuming(round, 0, context);
+        finish(round, context);
         expectAccountedFor(round, context);
     }
 }
@@ -302,7 +262,7 @@ TEST_P(SortCrashHarness, killedAtRandomMomentsTheRunResumesToEveryFileExactlyOnc
 // and the stranger's file stays as it was.
 TEST_P(SortCrashHarness, foreignFileAtAPendingDestinationIsNeverTakenForThePhoto)
 {
-    const Round logged = freshRound(0);
+    const SortRound logged = freshRound(0);
     const QList<DurableStep> steps = durableStepsOf(logged.sortArguments, logged.environment);
     // The third photo's rename into the result: killed before it, that name is pending and free.
     int renames = 0;
@@ -318,17 +278,17 @@ TEST_P(SortCrashHarness, foreignFileAtAPendingDestinationIsNeverTakenForThePhoto
     // The steps of a killed run can run a little ahead of the logged one (a copy is finished on
     // a background thread while the next is written), so a kill that came too late for the
     // name to be still free is tried again a few steps earlier, on a fresh shoot.
-    std::optional<Round> killedRound;
+    std::optional<SortRound> killedRound;
     QString destination;
     for (int attempt = 0; attempt < 4 && !killedRound; ++attempt) {
-        Round round = freshRound(1 + attempt);
+        SortRound round = freshRound(1 + attempt);
         ASSERT_TRUE(runCliKilledAtStep(round.sortArguments, std::max(1, target->number - 3 * attempt), round.environment).killed);
         destination = round.base + target->path.mid(logged.base.size());
         if (!QFileInfo::exists(destination))
             killedRound = std::move(round);
     }
     ASSERT_TRUE(killedRound) << "every kill came after the rename onto " << destination.toStdString();
-    const Round& round = *killedRound;
+    const SortRound& round = *killedRound;
     QString original;
     QDirIterator it(round.source, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext() && original.isEmpty())
@@ -341,7 +301,7 @@ TEST_P(SortCrashHarness, foreignFileAtAPendingDestinationIsNeverTakenForThePhoto
     writeFile(destination, stranger);
     QFile(destination).setFileTime(QFileInfo(original).lastModified(), QFileDevice::FileModificationTime);
 
-    finishByResuming(round, 0, "foreign file");
+    finish(round, "foreign file");
     EXPECT_EQ(readFile(destination), stranger);
     // Apart from the stranger, the result holds every file of the shoot exactly once.
     QFile::remove(destination);

@@ -5,46 +5,19 @@
 // A SIGKILL keeps the page cache and so cannot test this; these cuts test what the flushes
 // are for.
 
-#include "ExecutionTestSupport.h"
+#include "JournaledRun.h"
 #include "PowerCutLoop.h"
 
-#include "model/PhotoModelJson.h"
-#include "platform/DurableFile.h"
 #include "platform/Sha256.h"
-
-#include <QJsonDocument>
 
 #include <optional>
 
 using namespace kestrava;
 using namespace kestrava::test;
-namespace Executor = kestrava::ResumableSortExecutor;
 
 namespace {
 
 constexpr int maxCuts = killBudget(30, 12);
-
-QByteArray lineFor(const ExecutionRecord& record)
-{
-    return QJsonDocument(toJson(record)).toJson(QJsonDocument::Compact) + '\n';
-}
-
-// The journal's whole lines; the last record of a source counts.
-QMap<QString, ExecutionRecord> readJournal(const QString& journal)
-{
-    QMap<QString, ExecutionRecord> records;
-    if (!QFileInfo::exists(journal))
-        return records;
-    QByteArray content = readWholeFile(journal);
-    content.truncate(wholeLinesLength(content));
-    for (const QByteArray& line : content.split('\n')) {
-        if (line.isEmpty())
-            continue;
-        const ExecutionRecord record = executionRecordFromJson(QJsonDocument::fromJson(line).object());
-        records.insert(record.sourcePath, record);
-    }
-    return records;
-}
 
 // A shoot, its result folder and its journal, as the application keeps them.
 struct Run {
@@ -73,20 +46,7 @@ struct Run {
         }
     }
 
-    // Journals the plan's pending records (durably, before the run starts) and runs it.
-    SortResult execute(FileOps& ops)
-    {
-        QMap<QString, ExecutionRecord> records = readJournal(journal);
-        const SortExecutionPlan plan = Executor::buildPlan(items, optionsFor(result, mode), records);
-        for (const PlannedAction& action : plan.actions) {
-            const ExecutionRecord pending{action.id, action.destinationURL.path(), ExecutionActionStatus::pending, 0, std::nullopt};
-            if (!action.shouldSkip && records.value(action.id) != pending)
-                durableAppendLine(journal, lineFor(pending), ops);
-        }
-        Executor::ExecutionHandlers handlers;
-        handlers.record = [&](const ExecutionRecord& record) { durableAppendLine(journal, lineFor(record), ops); };
-        return Executor::executeSynchronously(plan, true, handlers, ops);
-    }
+    SortResult execute(FileOps& ops) { return executeJournaled(items, optionsFor(result, mode), journal, ops); }
 
     void expectEveryPhotoOnce(const std::string& when) const
     {

@@ -4,13 +4,10 @@
 
 #include "execution/RatingSidecar.h"
 
-#include "ExecutionTestSupport.h"
+#include "JournaledRun.h"
+#include "PowerCutLoop.h"
 
-#include "model/PhotoModelJson.h"
-#include "platform/DurableFile.h"
-#include "platform/PowerCutFileOps.h"
-
-#include <QJsonDocument>
+#include <optional>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -26,26 +23,6 @@ constexpr int tailSteps = 32, tailStride = 4, headCuts = 3;
 constexpr int tailSteps = 32, tailStride = 2, headCuts = 6;
 #endif
 
-QByteArray lineFor(const ExecutionRecord& record)
-{
-    return QJsonDocument(toJson(record)).toJson(QJsonDocument::Compact) + '\n';
-}
-
-QMap<QString, ExecutionRecord> readJournal(const QString& journal)
-{
-    QMap<QString, ExecutionRecord> records;
-    if (!QFileInfo::exists(journal))
-        return records;
-    QByteArray content = readWholeFile(journal);
-    content.truncate(wholeLinesLength(content));
-    for (const QByteArray& line : content.split('\n'))
-        if (!line.isEmpty()) {
-            const ExecutionRecord record = executionRecordFromJson(QJsonDocument::fromJson(line).object());
-            records.insert(record.sourcePath, record);
-        }
-    return records;
-}
-
 QByteArray userSidecar(int stars)
 {
     return "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
@@ -54,24 +31,27 @@ QByteArray userSidecar(int stars)
 }
 
 struct Run {
-    TempTree tree;
-    QString source = tree.mkdir("Karte");
-    QString result = tree.path("Ziel/Lauf");
-    QString journal = tree.path("Sitzung/events.jsonl");
+    QString source;
+    QString result;
+    QString journal;
     QList<PhotoItem> items;
     SortOperationMode mode;
 
-    explicit Run(SortOperationMode sortMode) : mode(sortMode)
+    Run(TempTree& tree, SortOperationMode sortMode)
+        : source(tree.mkdir("Karte"))
+        , result(tree.path("Ziel/Lauf"))
+        , journal(tree.path("Sitzung/events.jsonl"))
+        , mode(sortMode)
     {
         tree.mkdir("Sitzung");
-        add("IMG_1.JPG", PhotoDecision::keep);
-        add("IMG_2.JPG", PhotoDecision::maybe);
-        add("IMG_3.CR2", PhotoDecision::keep);
+        add(tree, "IMG_1.JPG", PhotoDecision::keep);
+        add(tree, "IMG_2.JPG", PhotoDecision::maybe);
+        add(tree, "IMG_3.CR2", PhotoDecision::keep);
         tree.write("Karte/IMG_3.xmp", userSidecar(0));
-        add("IMG_4.CR2", PhotoDecision::del);
+        add(tree, "IMG_4.CR2", PhotoDecision::del);
         tree.write("Karte/IMG_4.xmp", userSidecar(3));
     }
-    void add(const QString& name, PhotoDecision decision)
+    void add(TempTree& tree, const QString& name, PhotoDecision decision)
     {
         tree.write("Karte/" + name, name.toUtf8() + QByteArray(3000, 'p'));
         items.append(photoAt(source, name, decision));
@@ -79,20 +59,10 @@ struct Run {
 
     SortResult execute(FileOps& ops)
     {
-        QMap<QString, ExecutionRecord> records = readJournal(journal);
         SortOptions options = optionsFor(result, mode);
         options.writeRatingSidecars = true;
         options.keepRatingStars = 2;
-        const SortExecutionPlan plan = Executor::buildPlan(items, options, records);
-        for (const PlannedAction& action : plan.actions) {
-            const ExecutionRecord pending{action.id, action.destinationURL.path(), ExecutionActionStatus::pending, 0,
-                                          std::nullopt};
-            if (!action.shouldSkip && records.value(action.id) != pending)
-                durableAppendLine(journal, lineFor(pending), ops);
-        }
-        Executor::ExecutionHandlers handlers;
-        handlers.record = [&](const ExecutionRecord& record) { durableAppendLine(journal, lineFor(record), ops); };
-        return Executor::executeSynchronously(plan, true, handlers, ops);
+        return executeJournaled(items, options, journal, ops);
     }
 
     // "rating|label" of the sidecar at `relative`.
@@ -131,53 +101,50 @@ struct Run {
     }
 };
 
-void cutAtEveryStep(SortOperationMode mode)
+void cutAndResume(SortOperationMode mode)
 {
-    int steps = 0;
-    {
-        Run run(mode);
-        PowerCutFileOps ops(run.tree.path("parking"));
-        const SortResult result = run.execute(ops);
-        ASSERT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
-        steps = ops.stepCount();
-        ops.powerCut();
-        run.expectEverySidecarOnce("power cut after the finished run");
-    }
-    const int tailStart = std::max(1, steps - tailSteps + 1);
-    QList<int> cuts;
-    for (int cut = 1; cut < tailStart; cut += std::max(1, tailStart / headCuts))
-        cuts.append(cut);
-    // The two modes take near the same steps: each covers the tail steps the other skips.
-    const int offset = mode == SortOperationMode::safeCopy ? 0 : 1;
-    for (int cut = tailStart + offset; cut <= steps; cut += tailStride)
-        cuts.append(cut);
-    for (const int cut : cuts) {
-        if (::testing::Test::HasFailure())
-            break;
-        Run run(mode);
-        {
-            PowerCutFileOps ops(run.tree.path("parking"));
-            ops.cutBeforeStep(cut);
-            EXPECT_THROW(run.execute(ops), PowerCutFileOps::PowerCut) << "step " << cut;
-            ops.powerCut(PowerCutFileOps::AppendLoss(cut % 3));
-        }
-        QDir(run.tree.path("parking")).removeRecursively();
-        QFile::remove(run.result + QStringLiteral("/.kestrava.lock"));
-        const SortResult resumed = run.execute(FileOps::system());
-        const std::string when = "power cut before step " + std::to_string(cut) + " of " + std::to_string(steps);
-        EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
-        run.expectEverySidecarOnce(when);
-    }
+    std::optional<Run> run;
+    const PowerCutScenario scenario{
+        [&](TempTree& tree) { run.emplace(tree, mode); },
+        [&](TempTree&, FileOps& ops) {
+            const SortResult result = run->execute(ops);
+            EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
+        },
+        [&](TempTree&, const std::string& when, bool completed) {
+            if (!completed) {
+                // The process that held the result folder's lock died with the power.
+                QFile::remove(run->result + QStringLiteral("/.kestrava.lock"));
+                const SortResult resumed = run->execute(FileOps::system());
+                EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
+            }
+            run->expectEverySidecarOnce(when);
+        },
+    };
+    PowerCuts cuts;
+    cuts.losses = {PowerCutFileOps::AppendLoss::dropped, PowerCutFileOps::AppendLoss::torn,
+                   PowerCutFileOps::AppendLoss::zeroed};
+    cuts.lossesInTurn = true;
+    cuts.choose = [mode](int steps) {
+        const int tailStart = std::max(1, steps - tailSteps + 1);
+        QList<int> chosen;
+        for (int cut = 1; cut < tailStart; cut += std::max(1, tailStart / headCuts))
+            chosen.append(cut);
+        // The two modes take near the same steps: each covers the tail steps the other skips.
+        for (int cut = tailStart + (mode == SortOperationMode::safeCopy ? 0 : 1); cut <= steps; cut += tailStride)
+            chosen.append(cut);
+        return chosen;
+    };
+    cutAtEveryStep(scenario, cuts);
 }
 
 } // namespace
 
 TEST(RatingSidecarPowerCut, copyResumesToEverySidecarOnce)
 {
-    cutAtEveryStep(SortOperationMode::safeCopy);
+    cutAndResume(SortOperationMode::safeCopy);
 }
 
 TEST(RatingSidecarPowerCut, moveResumesToEverySidecarOnce)
 {
-    cutAtEveryStep(SortOperationMode::moveOriginals);
+    cutAndResume(SortOperationMode::moveOriginals);
 }

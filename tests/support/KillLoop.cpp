@@ -165,4 +165,30 @@ KilledProcess runKilledAfter(const QString& program, const QStringList& argument
     return run;
 }
 
+void finishByResuming(const SortRound& round, const QString& context, int killResumeAt,
+                      const std::function<void()>& expectUntouched)
+{
+    constexpr int maxResumes = 6;
+    const QStringList resume{QStringLiteral("resume"), QStringLiteral("--store"), round.store};
+    if (killResumeAt > 0)
+        runCliKilledAtStep(resume, killResumeAt, round.environment);
+    for (int attempt = 0; attempt < maxResumes; ++attempt) {
+        const CliResult result = runCli(resume, round.environment);
+        if (result.exitCode == 0)
+            return;
+        const QString err = QString::fromUtf8(result.err);
+        if (err.contains(QLatin1String("keine unterbrochene Sitzung")) || err.contains(QLatin1String("vor dem Start der Sortierung"))) {
+            if (!filesBelow(round.base).isEmpty())
+                return;
+            if (expectUntouched)
+                expectUntouched();
+            const CliResult again = runCli(round.sortArguments, round.environment);
+            ASSERT_EQ(again.exitCode, 0) << context.toStdString() << again.err.toStdString();
+            return;
+        }
+        ADD_FAILURE() << context.toStdString() << ": resume failed: " << result.err.toStdString();
+    }
+    FAIL() << context.toStdString() << ": resume never finished";
+}
+
 } // namespace kestrava::test

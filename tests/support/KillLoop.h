@@ -115,4 +115,20 @@ struct KilledProcess {
 KilledProcess runKilledAfter(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
                              const KillMoment& moment);
 
+// One sort of the real CLI on fresh data, to be killed and then finished.
+struct SortRound {
+    QString source;
+    QString base;  // the result folder's parent
+    QString store; // the sessions store resume is pointed at
+    QProcessEnvironment environment;
+    QStringList sortArguments;
+};
+
+// Finishes a killed sort as the user would: resume until it succeeds (a resume may itself be
+// cut short; with `killResumeAt` > 0 the first one is killed at that step). A run killed before
+// it began leaves nothing to resume and nothing in the result: `expectUntouched` then checks the
+// source, and the user sorts again. Adds a test failure when no resume finishes.
+void finishByResuming(const SortRound& round, const QString& context, int killResumeAt = 0,
+                      const std::function<void()>& expectUntouched = {});
+
 } // namespace kestrava::test

@@ -33,6 +33,8 @@ struct PowerCuts {
     bool lossesInTurn = false;
     // At most this many cuts, spread over the steps (see spreadSteps); 0: before every step.
     int maxCuts = 0;
+    // The steps to cut before, given how many the whole write took; replaces maxCuts.
+    std::function<QList<int>(int steps)> choose;
 };
 
 inline std::string describeLoss(PowerCutFileOps::AppendLoss loss)
@@ -57,7 +59,9 @@ int cutAtEveryStep(const PowerCutScenario& scenario, const PowerCuts& cuts = {})
         scenario.check(tree, "power cut after the whole write", true);
         QDir(tree.root() + QStringLiteral(".parking")).removeRecursively();
     }
-    const QList<int> chosen = cuts.maxCuts > 0 ? spreadSteps(1, steps, cuts.maxCuts) : spreadSteps(1, steps, steps);
+    const QList<int> chosen = cuts.choose ? cuts.choose(steps)
+        : cuts.maxCuts > 0           ? spreadSteps(1, steps, cuts.maxCuts)
+                                     : spreadSteps(1, steps, steps);
     for (qsizetype i = 0; i < chosen.size() && !::testing::Test::HasFailure(); ++i) {
         const int cut = chosen[i];
         const auto losses = cuts.lossesInTurn ? QList{cuts.losses[i % cuts.losses.size()]} : cuts.losses;
