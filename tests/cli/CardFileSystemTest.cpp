@@ -198,10 +198,11 @@ int emptyFilesBelow(const QString& root)
     return empty;
 }
 
-using StepChooser = QList<int> (*)(const QList<DurableStep>&, const QString&);
-
-void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, quint32 seed,
-                   StepChooser chooseSteps = stepsOnTheCard)
+// Kills at steps on the card and, with `onReservations`, also between reserving a photo's
+// final name and renaming onto it. Whatever the step, the resumed run gives every photo the
+// name an uninterrupted run gives it (never an empty file under it and the photo beside it
+// as "… 2").
+void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, quint32 seed, bool onReservations = false)
 {
     CardImage card(format, QStringLiteral("KARTE"), cardMegabytes);
     if (!card.isMounted())
@@ -222,24 +223,28 @@ void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, qu
     ASSERT_FALSE(steps.isEmpty()) << "this build logs no durable steps";
     reference.expectFinished("uninterrupted");
 
-    int reservationsLeft = 0;
-    const QList<int> chosen = spreadOver(chooseSteps(steps, card.mountPoint()), killsPerScenario);
+    QList<int> chosen = spreadOver(stepsOnTheCard(steps, card.mountPoint()), killsPerScenario);
     ASSERT_FALSE(chosen.isEmpty()) << "the run took no step on the card to kill at";
+    const QList<int> reservations =
+        onReservations ? spreadOver(stepsOnAReservation(steps, card.mountPoint()), killsPerScenario) : QList<int>();
+    chosen += reservations;
+    std::sort(chosen.begin(), chosen.end());
+    chosen.erase(std::unique(chosen.begin(), chosen.end()), chosen.end());
+
+    int reservationsLeft = 0;
     const KillWalk walk = killAtEach(steps, chosen, [&](KillPoint& point) {
         const Sort sort = sortNumbered(point.step);
         // A kill on a reservation is named by the rename and its file: the step number alone can
         // drift, since a copy is finished on its own thread while the next is written.
         const DurableStep& logged = steps.at(point.step - 1);
         const qsizetype round = logged.path.indexOf(QStringLiteral("/k0/"));
-        const KilledRun killed = chooseSteps == stepsOnAReservation && round >= 0
+        const KilledRun killed = reservations.contains(point.step) && round >= 0
             ? point.killBefore(sort.arguments(), logged.kind, logged.path.mid(round + 3), sort.environment)
             : point.kill(sort.arguments(), sort.environment);
         reservationsLeft += killed.killed ? emptyFilesBelow(sort.result()) : 0;
         finishByResuming(sort.round(), point.where);
         sort.expectFinished(point.where.toStdString());
-        if (chooseSteps == stepsOnAReservation) { // each photo under the name an uninterrupted run gives it
-            EXPECT_EQ(visibleNamesBelow(sort.result()), visibleNamesBelow(reference.result()));
-        }
+        EXPECT_EQ(visibleNamesBelow(sort.result()), visibleNamesBelow(reference.result())) << point.where.toStdString();
         if (::testing::Test::HasFailure())
             std::printf("%s\n", qPrintable(filesBelow(sort.result()).join(QLatin1Char('\n'))));
     });
@@ -247,7 +252,7 @@ void killAndResume(CardFormat format, bool sourceOnCard, const QString& mode, qu
                 qPrintable(mode), sourceOnCard ? "off the card" : "onto the card", qint64(steps.size()), walk.killed,
                 reservationsLeft);
     EXPECT_GT(walk.killed, 0);
-    if (chooseSteps == stepsOnAReservation) {
+    if (onReservations) {
         EXPECT_GT(reservationsLeft, 0) << "no kill fell between reserving a name and renaming onto it";
     }
 }
@@ -257,16 +262,9 @@ TEST_P(CardFileSystem, killedMoveOntoTheCardResumesToEveryPhotoOnce)
     killAndResume(GetParam(), false, QStringLiteral("moveOriginals"), 21);
 }
 
-TEST_P(CardFileSystem, killedCopyOntoTheCardResumesToEveryPhotoOnce)
+TEST_P(CardFileSystem, killedCopyOntoTheCardResumesToEveryPhotoOnceUnderItsName)
 {
-    killAndResume(GetParam(), false, QStringLiteral("safeCopy"), 22);
-}
-
-// Killed with the photo's final name reserved and not yet renamed onto: the resumed run takes
-// the name back instead of leaving an empty file under it and the photo beside it as "… 2".
-TEST_P(CardFileSystem, copyKilledOnAReservedNameResumesUnderThatName)
-{
-    killAndResume(GetParam(), false, QStringLiteral("safeCopy"), 22, stepsOnAReservation);
+    killAndResume(GetParam(), false, QStringLiteral("safeCopy"), 22, true);
 }
 
 TEST(ExfatCard, killedMoveOffTheCardResumesToEveryPhotoOnce)
