@@ -11,6 +11,8 @@
 #include <QFile>
 #include <QScopeGuard>
 #include <QFileInfo>
+#include <QMutex>
+#include <QSet>
 #include <QUuid>
 
 #include <cerrno>
@@ -104,6 +106,27 @@ void removeAbandonedDrafts(const QString& folder, const QString& lockName, FileO
     }
 }
 
+// The locks this process holds now. A lock file naming this process that is none of them was
+// left by an earlier run of this process that could not remove it (its folder had turned
+// read-only): the run is over, and the window that retries it must not be told it is running.
+QMutex heldHereMutex;
+QSet<QString> heldHere;
+
+bool isHeldHere(const QString& path)
+{
+    const QMutexLocker locker(&heldHereMutex);
+    return heldHere.contains(path);
+}
+
+void setHeldHere(const QString& path, bool held)
+{
+    const QMutexLocker locker(&heldHereMutex);
+    if (held)
+        heldHere.insert(path);
+    else
+        heldHere.remove(path);
+}
+
 } // namespace
 
 OperationLock::OperationLock(const FileUrl& destinationRoot, FileOps& ops)
@@ -141,7 +164,8 @@ void OperationLock::acquire(const QString& folder, const QString& name, const Re
     if (!draft.becomeLock(url_.path())) {
         const std::optional<qint64> owner = ownerOf(url_.path(), ops);
         const bool abandoned = !owner && isAbandonedReservation(url_.path(), ops); // a run killed mid-rename on FAT
-        if (!abandoned && (!owner || isProcessAlive(*owner)))
+        const bool leftByThisProcess = owner && *owner == QCoreApplication::applicationPid() && !isHeldHere(url_.path());
+        if (!abandoned && !leftByThisProcess && (!owner || isProcessAlive(*owner)))
             whenHeld.raise();
         if (ops.unlink(QFile::encodeName(url_.path())) != 0 && errno != ENOENT)
             throw FileSystemError(FileSystemError::Operation::remove, url_.path(), errno);
@@ -149,6 +173,7 @@ void OperationLock::acquire(const QString& folder, const QString& name, const Re
             whenHeld.raise();
     }
     removeAbandonedDrafts(folder, name, ops);
+    setHeldHere(url_.path(), true);
 }
 
 OperationLock::~OperationLock()
@@ -161,6 +186,7 @@ void OperationLock::release()
     if (isReleased_)
         return;
     isReleased_ = true;
+    setHeldHere(url_.path(), false);
     ops_->unlink(QFile::encodeName(url_.path()));
 }
 

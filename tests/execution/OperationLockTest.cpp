@@ -70,6 +70,22 @@ TEST(OperationLock, liveOwnerBlocks)
     EXPECT_EQ(readFile(tree.path(".kestrava.lock")), " 1\n");
 }
 
+// A lock file naming this very process: held while a run of this process holds it (a second
+// window must wait), stale once that run is over but could not remove it (a folder turned
+// read-only), or the window retrying the run would be told forever that it is running.
+TEST(OperationLock, thisProcessesLockBlocksOnlyWhileARunHoldsIt)
+{
+    TempTree tree;
+    const QString lockPath = tree.path(".kestrava.lock");
+    {
+        OperationLock held(FileUrl::fromLocalPath(tree.root()));
+        EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
+    }
+    tree.write(".kestrava.lock", QByteArray::number(QCoreApplication::applicationPid()));
+    EXPECT_FALSE(blocksWithAlreadyRunning(tree.root()));
+    EXPECT_FALSE(QFileInfo::exists(lockPath));
+}
+
 TEST(OperationLock, staleLockOfDeadProcessIsTakenOver)
 {
     TempTree tree;
