@@ -133,8 +133,16 @@ OperationLock::OperationLock(const FileUrl& destinationRoot, FileOps& ops)
     : url_(destinationRoot.appending(QLatin1String(fileName)))
     , ops_(&ops)
 {
-    ensureResultFolder(destinationRoot.path(), ops);
-    acquire(destinationRoot.path(), QLatin1String(fileName), ResumableSortError::operationAlreadyRunning());
+    try {
+        ensureResultFolder(destinationRoot.path(), ops);
+        acquire(destinationRoot.path(), QLatin1String(fileName), ResumableSortError::operationAlreadyRunning());
+    } catch (const FileSystemError& error) {
+        // The lock is the run's first write into the folder: a write-protected card or a
+        // read-only mount is named as such, not by the lock's own file name.
+        if (error.errorNumber() == EROFS)
+            ResumableSortError::resultReadOnly(destinationRoot.fileName()).raise();
+        throw;
+    }
 }
 
 OperationLock::OperationLock(const QString& folder, const QString& name, const ResumableSortError& whenHeld,

@@ -19,6 +19,10 @@ QString ResumableSortError::description() const
         return QStringLiteral("Der Quellordner ") + quoted
             + QStringLiteral(" ist schreibgeschützt: Originale können dort nicht entfernt werden. Es wurde nichts "
                              "kopiert. Hebe den Schreibschutz auf oder wähle „Sicher kopieren“.");
+    case Kind::resultReadOnly:
+        return QStringLiteral("Der Ergebnisordner ") + quoted
+            + QStringLiteral(" ist schreibgeschützt. Es wurde nichts verändert. Hebe den Schreibschutz auf und "
+                             "setze die Sortierung dann fort.");
     case Kind::originalNotRemoved:
         return QStringLiteral("Die Kopie von ") + quoted
             + QStringLiteral(" ist geprüft, aber das Original konnte nicht entfernt werden (") + reason_

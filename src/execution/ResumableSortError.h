@@ -14,6 +14,7 @@ public:
         operationAlreadyRunning,
         sourceFolderInUse,     // another run holds the source folder
         sourceReadOnly,        // a move from a write-protected folder, refused before anything is copied
+        resultReadOnly,        // the result folder's file system refuses writing; nothing was touched
         originalNotRemoved,    // the copy is verified and stays; the original could not be removed
         destinationFull,       // the run stopped at the first file the destination had no room for
         // Rating sidecars (the file name is the sidecar's in the result folder):
@@ -28,6 +29,7 @@ public:
     static ResumableSortError operationAlreadyRunning() { return {Kind::operationAlreadyRunning, {}}; }
     static ResumableSortError sourceFolderInUse(QString folderName) { return {Kind::sourceFolderInUse, std::move(folderName)}; }
     static ResumableSortError sourceReadOnly(QString folderName) { return {Kind::sourceReadOnly, std::move(folderName)}; }
+    static ResumableSortError resultReadOnly(QString folderName) { return {Kind::resultReadOnly, std::move(folderName)}; }
     // `reason`: the file system's own German explanation.
     static ResumableSortError originalNotRemoved(QString fileName, QString reason)
     {

@@ -6,15 +6,24 @@
 #include "CliTestSupport.h"
 
 #include "KillLoop.h"
+#include "PrivateTmpfs.h"
 
 #include "execution/RatingSidecar.h"
+#include "execution/ResumableSortError.h"
 #include "model/RunFolderMarker.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -82,7 +91,94 @@ void expectEverySidecarOnce(const SortRound& round, const QString& context)
     EXPECT_TRUE(sidecarsByStem.isEmpty()) << "a sidecar without its photo";
 }
 
+// Runs the CLI from a forked test child (where QProcess is not safe), with `extra` added to its
+// environment and its standard error written to `errorFile` (discarded when empty); the exit
+// code, or -signal when a signal ended it.
+int spawnCli(const QStringList& arguments, QProcessEnvironment environment, const QStringList& extra = {},
+             const QString& errorFile = {})
+{
+    const QByteArray errorPath = errorFile.isEmpty() ? QByteArray("/dev/null") : QFile::encodeName(errorFile);
+    for (const QString& variable : extra)
+        environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
+    QList<QByteArray> argv{QFile::encodeName(cliPath())};
+    for (const QString& argument : arguments)
+        argv.append(argument.toLocal8Bit());
+    QList<QByteArray> envp;
+    for (const QString& variable : environment.toStringList())
+        envp.append(variable.toLocal8Bit());
+    std::vector<char*> argvPointers, envPointers;
+    for (QByteArray& a : argv)
+        argvPointers.push_back(a.data());
+    for (QByteArray& e : envp)
+        envPointers.push_back(e.data());
+    argvPointers.push_back(nullptr);
+    envPointers.push_back(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::dup2(::open("/dev/null", O_WRONLY), 1);
+        ::dup2(::open(errorPath.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+        ::execve(argvPointers[0], argvPointers.data(), envPointers.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child)
+        return -1000;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
 } // namespace
+
+// The result folder is a file system of its own that turns read-only while the sidecars are
+// being written (the run dies there, the card's write-protect switch is flipped): the resume
+// refuses with nothing of the source changed, and once writable again it finishes with every
+// sidecar exactly once.
+TEST(RatingCliMount, aResultFolderTurnedReadOnlyIsFinishedOnceWritableAgain)
+{
+    TempTree tree;
+    const SortRound logged = freshRound(tree, 0);
+    const QList<DurableStep> steps = durableStepsOf(logged.sortArguments, logged.environment);
+    const auto firstSidecar = std::find_if(steps.begin(), steps.end(), [&](const DurableStep& step) {
+        return step.kind != QLatin1String("fsync") && step.path.startsWith(logged.base) && isSidecar(step.path);
+    });
+    ASSERT_NE(firstSidecar, steps.end()) << "the run wrote no sidecar";
+    const QString killBefore = QStringLiteral("KESTRAVA_KILL_BEFORE=") + firstSidecar->kind + u' '
+        + QFileInfo(firstSidecar->path).fileName();
+
+    const SortRound round = freshRound(tree, 1);
+    QDir().mkpath(round.base);
+    // Larger than the gigabyte the free-space check keeps in reserve; a tmpfs costs only what is written.
+    const int failed = inChildWithTmpfs(round.base, "size=1300m,mode=0755", [&]() -> int {
+        if (const int killed = spawnCli(round.sortArguments, round.environment, {killBefore}); killed != -SIGKILL) {
+            std::fprintf(stderr, "%s: %d\n", qPrintable(killBefore), killed);
+            return 1;
+        }
+        const QByteArray base = QFile::encodeName(round.base);
+        const QList<QByteArray> before = digestsBelow(round.source);
+        if (::mount(nullptr, base.constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0)
+            return 2;
+        const QStringList resume{"resume", "--store", round.store};
+        const QString said = tree.path("refused.txt");
+        const int refused = spawnCli(resume, round.environment, {}, said);
+        if (refused <= 0)
+            return 3; // neither finished on a read-only folder nor crashed
+        // In the user's words: the folder is named, not a file of Kestrava's own inside it.
+        const QString message = QString::fromUtf8(readFile(said));
+        std::fprintf(stderr, "resume on the read-only folder: %s\n", qPrintable(message));
+        if (!message.contains(ResumableSortError::resultReadOnly(QStringLiteral("Lauf")).description()))
+            return 8;
+        if (digestsBelow(round.source) != before)
+            return 4;
+        if (::mount(nullptr, base.constData(), nullptr, MS_REMOUNT, nullptr) != 0)
+            return 5;
+        if (spawnCli(resume, round.environment) != 0)
+            return 6;
+        expectEverySidecarOnce(round, "resumed on the writable folder");
+        return ::testing::Test::HasFailure() ? 7 : 0;
+    });
+    if (failed == tmpfsRefused)
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    EXPECT_EQ(failed, 0) << "check " << failed << " failed";
+}
 
 TEST(RatingCliCrash, killedAtAnyStepOfTheRunTheResumedRunLeavesEverySidecarOnce)
 {
