@@ -47,6 +47,9 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
     // screen opens (the volume may have filled during review).
     connect(&flow_, &KestravaViewModel::destinationFolderChanged, this, &ExecutionStage::refreshStorageEstimate);
     connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this, &ExecutionStage::refreshStorageEstimate);
+    // A tick confirms the effect that was on screen; another mode has another effect.
+    connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this,
+            [this] { flow_.setDestructiveConfirmationAccepted(false); });
     connect(&flow_, &KestravaViewModel::routeChanged, this, [this] {
         if (core_.route() == AppRoute::confirmation)
             refreshStorageEstimate();
@@ -133,7 +136,9 @@ bool ExecutionStage::canExecute() const
     // checks the volume again before its first file.
     if (run_.storageEstimate && !run_.storageEstimate->isSufficient)
         return false;
-    if (*run_.selectedOperationMode == SortOperationMode::organizeAndTrash && !run_.destructiveConfirmationAccepted)
+    // Moving empties the card and staging prepares the Trash: both wait for the person's tick.
+    // A copy leaves every original where it was and needs none.
+    if (*run_.selectedOperationMode != SortOperationMode::safeCopy && !run_.destructiveConfirmationAccepted)
         return false;
     // Staged safety copies wait for their own confirmation; a second run would stage again.
     if (run_.trashPreparation && !run_.trashPreparation->entries.isEmpty())

@@ -59,7 +59,7 @@ public:
     // The title above the progress while a run or a trash phase works; empty otherwise.
     const QString& progressTitle() const { return core_.run.progressTitle; }
     // Every decision is in, a result folder and mode exist, nothing runs, the storage suffices
-    // and, for the destructive mode, its first confirmation was accepted.
+    // and, for moving or trashing, the confirmation was ticked.
     bool canExecute() const;
     // The reviewed photos plus the carried-along ones, which are filed as keep.
     QList<PhotoItem> itemsForExecution() const;

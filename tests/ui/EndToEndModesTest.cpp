@@ -47,6 +47,9 @@ TEST(EndToEnd, moveOriginalsEmptiesTheShootIntoTheResultFolder)
     reachConfirmation(rig, u"moveOriginals"_s, mixedDecisions);
     EXPECT_EQ(rig.textOf(u"executeButton"_s), u"Sortierung ausführen"_s);
     QObject* execute = rig.find(u"executeButton"_s);
+    // Moving empties the card: the button waits for the tick.
+    EXPECT_FALSE(execute->property("enabled").toBool());
+    rig.click(rig.find(u"destructiveConfirmation"_s));
     ASSERT_TRUE(waitUntil([&] { return execute->property("enabled").toBool(); }));
     rig.click(execute);
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000));

@@ -117,12 +117,44 @@ TEST(ExecutionFlow, refusedStartsChangeNothing)
     EXPECT_FALSE(QDir(rig.vm().destinationFolderPath()).exists());
 }
 
+TEST(ExecutionFlow, movingStartsOnlyAfterTheTickAndAnotherModeTakesItBack)
+{
+    WorkflowRig rig;
+    rig.load(realShoot(rig.photoFolder, 2));
+    rig.startReview(SortOperationMode::moveOriginals);
+    decideAll(rig, {PhotoDecision::keep});
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isCheckingStorage(); }));
+
+    EXPECT_FALSE(rig.vm().execution()->canExecute());
+    rig.vm().execution()->applySort();
+    EXPECT_EQ(rig.vm().route(), AppRoute::confirmation);
+    EXPECT_FALSE(rig.vm().alertText().isEmpty());
+    rig.vm().dismissAlert();
+    EXPECT_EQ(filesBelow(rig.photoFolder).size(), 4);
+
+    // The tick given for moving does not carry over to the trash mode's other effect.
+    rig.vm().setDestructiveConfirmationAccepted(true);
+    rig.vm().selectOperationMode(SortOperationMode::organizeAndTrash);
+    EXPECT_FALSE(rig.vm().destructiveConfirmationAccepted());
+    rig.vm().selectOperationMode(SortOperationMode::safeCopy);
+    EXPECT_TRUE(rig.vm().execution()->canExecute()) << "a copy needs no tick";
+
+    rig.vm().selectOperationMode(SortOperationMode::moveOriginals);
+    rig.vm().setDestructiveConfirmationAccepted(true);
+    ASSERT_TRUE(waitFor([&] { return rig.vm().execution()->canExecute(); }));
+    rig.vm().execution()->applySort();
+    waitForRunEnd(rig);
+    EXPECT_EQ(rig.vm().route(), AppRoute::completed);
+    EXPECT_TRUE(filesBelow(rig.photoFolder).isEmpty());
+}
+
 TEST(ExecutionFlow, cancelledRunPausesAndRetrySkipsNothingTwice)
 {
     WorkflowRig rig;
     rig.load(realShoot(rig.photoFolder, 3));
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep});
+    rig.vm().setDestructiveConfirmationAccepted(true);
 
     // Cancelled before its first file: everything stays pending and the session resumable.
     rig.vm().execution()->applySort();
@@ -149,6 +181,7 @@ TEST(ExecutionFlow, planThatCannotBeJournaledTouchesNoFile)
     rig.load(realShoot(rig.photoFolder, 2));
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep});
+    rig.vm().setDestructiveConfirmationAccepted(true);
 
     // Let the run's snapshot through, then fail the first write of the journal.
     rig.fileOps.failAt(FileOps::Op::write, 0, EIO);
@@ -172,6 +205,7 @@ TEST(ExecutionFlow, snapshotThatCannotBeSavedStopsTheRunAndSaysWhy)
     rig.load(realShoot(rig.photoFolder, 2));
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep});
+    rig.vm().setDestructiveConfirmationAccepted(true);
 
     // The run's first write is its snapshot.
     rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);

@@ -8,6 +8,8 @@ Item {
     id: screen
     readonly property string mode: ViewModel.selectedOperationMode
     readonly property bool trashMode: mode === "organizeAndTrash"
+    // Moving and trashing touch the originals: both start only after the tick.
+    readonly property bool needsTick: mode === "moveOriginals" || trashMode
 
     ScrollView {
         id: scroll
@@ -115,8 +117,8 @@ Item {
                     DarkCheckBox {
                         id: confirmBox
                         objectName: "destructiveConfirmation"
-                        // The first of the two confirmations the trash mode asks for.
-                        visible: screen.trashMode
+                        // Moving asks for it once; the trash mode asks again before the Trash.
+                        visible: screen.needsTick
                         checked: ViewModel.destructiveConfirmationAccepted
                         onToggled: ViewModel.destructiveConfirmationAccepted = checked
                         text: "Ich habe Ziel und Wirkung geprüft."
