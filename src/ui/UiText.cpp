@@ -13,16 +13,6 @@ QString decisionAccessibleLabel(PhotoDecision decision, bool selected)
     return selected ? decisionLabel(decision) + u", ausgewählt"_s : decisionLabel(decision);
 }
 
-QString fileCountText(qsizetype count)
-{
-    return count == 1 ? u"1 Datei"_s : QString::number(count) + u" Dateien"_s;
-}
-
-QString auditSummary(qsizetype groups, qsizetype files)
-{
-    return QString::number(groups) + u" Motive · "_s + QString::number(files) + u" Dateien"_s;
-}
-
 QString auditSaveState(bool committing, const QString& savedStatus)
 {
     return committing ? u"Änderung wird gesichert"_s : savedStatus;

@@ -9,6 +9,7 @@
 #include "model/PhotoModel.h"
 #include "model/Wording.h"
 #include "model/SortOptions.h"
+#include "workflow/WindowWording.h"
 
 #include <QStringList>
 #include <optional>
@@ -18,10 +19,11 @@ namespace kestrava::UiText {
 // "Behalten" or "Behalten, ausgewählt": what a screen reader says for a decision button.
 QString decisionAccessibleLabel(PhotoDecision decision, bool selected);
 
-// "1 Datei", "2 Dateien", "0 Dateien".
-QString fileCountText(qsizetype count);
-// "12 Motive · 20 Dateien".
-QString auditSummary(qsizetype groups, qsizetype files);
+using WindowWording::fileCountText;
+inline QString auditSummary(qsizetype groups, qsizetype files)
+{
+    return WindowWording::shotsAndFilesText(groups, files);
+}
 // "Änderung wird gesichert" while a change is journaled, else the view model's saved status.
 QString auditSaveState(bool committing, const QString& savedStatus);
 
