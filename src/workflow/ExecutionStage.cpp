@@ -3,9 +3,10 @@
 // published state, and a report of a run that was reset meanwhile is dropped.
 
 #include "ExecutionRun.h"
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "ExecutionStage.h"
 #include "KestravaViewModel.h"
+#include "WindowWording.h"
 #include "session/SessionStore.h"
 
 #include <QtConcurrent/QtConcurrentRun>
@@ -42,7 +43,15 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
         connect(&flow_, signal, this, &ExecutionStage::canExecuteChanged);
     connect(this, &ExecutionStage::isApplyingChanged, this, &ExecutionStage::canExecuteChanged);
+    for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
+                        &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::skippedEntryCountChanged})
+        connect(&flow_, signal, this, &ExecutionStage::runScopeChanged);
+    connect(&core_, &WorkflowCore::runReset, this, &ExecutionStage::runScopeChanged);
     connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::canExecuteChanged);
+    connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::storageCheckTextChanged);
+    connect(this, &ExecutionStage::isCheckingStorageChanged, this, &ExecutionStage::storageCheckTextChanged);
+    connect(&flow_, &KestravaViewModel::destinationBaseFolderChanged, this, &ExecutionStage::storageCheckTextChanged);
+    connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this, &ExecutionStage::runScopeChanged);
     // The estimate follows what it is computed from, and is fresh whenever the confirmation
     // screen opens (the volume may have filled during review).
     connect(&flow_, &KestravaViewModel::destinationFolderChanged, this, &ExecutionStage::refreshStorageEstimate);
@@ -144,6 +153,21 @@ bool ExecutionStage::canExecute() const
     if (run_.trashPreparation && !run_.trashPreparation->entries.isEmpty())
         return false;
     return true;
+}
+
+RunScope ExecutionStage::runScope() const
+{
+    return RunScope::of(run_.photos, run_.passThroughPhotos, flow_.reviewGroupCount(), run_.skippedEntryCount);
+}
+
+QString ExecutionStage::runScopeText() const
+{
+    return WindowWording::runScopeTitle(runScope());
+}
+
+QStringList ExecutionStage::runScopeLines() const
+{
+    return WindowWording::runScopeLines(runScope());
 }
 
 QList<PhotoItem> ExecutionStage::itemsForExecution() const

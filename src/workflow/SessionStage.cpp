@@ -1,6 +1,6 @@
 #include "SessionStage.h"
 #include "WindowWording.h"
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
 #include "platform/DurableFile.h"

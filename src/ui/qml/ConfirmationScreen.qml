@@ -54,18 +54,31 @@ Item {
                     ConfirmationRow {
                         Layout.fillWidth: true
                         label: "Umfang"
-                        value: Texts.scopeText(ViewModel.reviewGroupCount, ViewModel.photoCount)
+                        value: ViewModel.execution.runScopeText
+                    }
+                    Repeater {
+                        objectName: "runScopeLines"
+                        model: ViewModel.execution.runScopeLines
+                        Text {
+                            required property string modelData
+                            Layout.fillWidth: true
+                            Layout.leftMargin: 220 + DesignSystem.spacingM
+                            text: modelData
+                            color: DesignSystem.textSecondary
+                            font.pixelSize: DesignSystem.fontBody
+                            wrapMode: Text.WordWrap
+                        }
                     }
                     ConfirmationRow {
                         Layout.fillWidth: true
                         label: "Wirkung"
-                        value: Texts.effectText(screen.mode)
+                        value: ViewModel.execution.effectText
                     }
                     ConfirmationRow {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         label: "Aussortierte in Papierkorb"
-                        value: Texts.fileCountText(ViewModel.trash.rejectedFileCount)
+                        value: ViewModel.trash.rejectedFilesText
                     }
                 }
             }
@@ -84,7 +97,7 @@ Item {
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.execution.isCheckingStorage, ViewModel.execution.storageEstimate)
+                        text: ViewModel.execution.storageCheckText
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -109,7 +122,7 @@ Item {
                     Text {
                         Layout.fillWidth: true
                         visible: screen.trashMode
-                        text: Texts.stagingLead(ViewModel.trash.rejectedFileCount)
+                        text: ViewModel.trash.stagingLead
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap

@@ -6,7 +6,6 @@ import Kestrava
 // Progress of the execution, and a safe way to stop it.
 Item {
     id: screen
-    readonly property var progress: ViewModel.execution.sortProgress
 
     ColumnLayout {
         anchors.centerIn: parent
@@ -29,7 +28,7 @@ Item {
         }
         Text {
             objectName: "phaseText"
-            text: screen.progress ? screen.progress.phase : ""
+            text: ViewModel.execution.phaseText
             color: DesignSystem.accent
             font.pixelSize: DesignSystem.fontHeading
         }
@@ -44,36 +43,36 @@ Item {
                 objectName: "fileProgressCard"
                 Layout.fillWidth: true
                 label: "Dateien"
-                value: Texts.fileProgressText(screen.progress)
+                value: ViewModel.execution.fileProgressText
             }
             MetricCard {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Datenmenge"
-                value: Texts.byteProgressText(screen.progress)
+                value: ViewModel.execution.byteProgressText
             }
             MetricCard {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Tempo"
-                value: Texts.transferRateText(screen.progress) || "–"
+                value: ViewModel.execution.transferRateText
             }
             MetricCard {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Restzeit"
-                value: Texts.timeLeftText(screen.progress) || "–"
+                value: ViewModel.execution.timeLeftText
             }
         }
         ProgressTrack {
             objectName: "executionProgress"
             Layout.fillWidth: true
-            value: Texts.progressFraction(screen.progress)
-            indeterminate: !screen.progress
+            value: ViewModel.execution.progressFraction
+            indeterminate: !ViewModel.execution.hasProgress
         }
         Text {
             Layout.fillWidth: true
-            text: screen.progress ? screen.progress.currentFilename : ""
+            text: ViewModel.execution.currentFileName
             color: DesignSystem.textMuted
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideMiddle

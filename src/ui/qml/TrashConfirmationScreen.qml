@@ -7,8 +7,6 @@ import Kestrava
 Item {
     id: screen
     readonly property bool staging: ViewModel.route === AppRoute.TrashStaging
-    readonly property var preparation: ViewModel.trash.trashPreparation
-    readonly property int manualCount: Texts.manualReviewCount(preparation)
 
     ColumnLayout {
         anchors.centerIn: parent
@@ -25,15 +23,15 @@ Item {
         }
         Text {
             Layout.alignment: Qt.AlignHCenter
-            visible: !!ViewModel.execution.sortProgress
-            text: Texts.phaseProgressText(ViewModel.execution.sortProgress)
+            visible: ViewModel.execution.hasProgress
+            text: ViewModel.execution.phaseProgressText
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontBody
         }
         ProgressTrack {
             Layout.fillWidth: true
-            value: Texts.progressFraction(ViewModel.execution.sortProgress)
-            indeterminate: !ViewModel.execution.sortProgress
+            value: ViewModel.execution.progressFraction
+            indeterminate: !ViewModel.execution.hasProgress
         }
     }
 
@@ -102,13 +100,13 @@ Item {
                     Text {
                         objectName: "volumeLine"
                         Layout.fillWidth: true
-                        text: Texts.volumeLine(screen.preparation)
+                        text: ViewModel.trash.volumeLine
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Repeater {
-                        model: Texts.sourceVolumeTexts(screen.preparation)
+                        model: ViewModel.trash.sourceVolumeLines
                         Text {
                             required property string modelData
                             Layout.fillWidth: true
@@ -121,22 +119,22 @@ Item {
                     Text {
                         objectName: "manualReviewText"
                         Layout.fillWidth: true
-                        visible: screen.manualCount > 0
-                        text: Texts.manualReviewText(screen.manualCount)
+                        visible: ViewModel.trash.manualReviewCount > 0
+                        text: ViewModel.trash.manualReviewText
                         color: DesignSystem.maybe
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.trashSafetyText()
+                        text: ViewModel.trash.trashSafetyText
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.trashGuaranteeText()
+                        text: ViewModel.trash.trashGuaranteeText
                         color: DesignSystem.textMuted
                         font.pixelSize: DesignSystem.fontCaption
                         wrapMode: Text.WordWrap
