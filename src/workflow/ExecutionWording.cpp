@@ -40,8 +40,8 @@ QStringList runScopeLines(const RunScope& scope)
             lines.append(decisionLabel(decision) + u": "_s + formatCountsText(scope.reviewed[size_t(decision)]));
     }
     if (scope.carriedFiles() > 0)
-        lines.append(u"Ohne eigene Bewertung: "_s + formatCountsText(scope.carried) + u" – werden mit „"_s
-                     + decisionLabel(PhotoDecision::keep) + u"“ abgelegt"_s);
+        lines.append(u"Ohne eigene Bewertung: "_s + formatCountsText(scope.carried) + u" – werden automatisch als „"_s
+                     + decisionLabel(PhotoDecision::keep) + u"“ einsortiert"_s);
     if (scope.undecided > 0)
         lines.append(u"Noch nicht entschieden: "_s + fileCountText(scope.undecided));
     if (scope.skippedEntries > 0)

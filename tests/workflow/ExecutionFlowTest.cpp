@@ -173,7 +173,7 @@ TEST(ExecutionFlow, confirmationNamesEveryFileTheMoveTakesAndWhatStaysOut)
     EXPECT_EQ(execution.runScopeText(), QStringLiteral("3 Motive · 5 Dateien"));
     EXPECT_EQ(execution.runScopeLines(),
               (QStringList{QStringLiteral("Behalten: 2 JPEG"), QStringLiteral("Aussortiert: 1 JPEG"),
-                           QStringLiteral("Ohne eigene Bewertung: 2 RAW – werden mit „Behalten“ abgelegt"),
+                           QStringLiteral("Ohne eigene Bewertung: 2 RAW – werden automatisch als „Behalten“ einsortiert"),
                            QStringLiteral("Nicht Teil der Sortierung: 1 nicht lesbarer Eintrag – bleibt unverändert im Quellordner")}));
 
     rig.vm().setDestructiveConfirmationAccepted(true);

@@ -56,17 +56,25 @@ Item {
                         label: "Umfang"
                         value: ViewModel.execution.runScopeText
                     }
-                    Repeater {
-                        objectName: "runScopeLines"
-                        model: ViewModel.execution.runScopeLines
-                        Text {
-                            required property string modelData
-                            Layout.fillWidth: true
-                            Layout.leftMargin: 220 + DesignSystem.spacingM
-                            text: modelData
-                            color: DesignSystem.textSecondary
-                            font.pixelSize: DesignSystem.fontBody
-                            wrapMode: Text.WordWrap
+                    // Under the scope's value: per decision and format, then what is carried or left out.
+                    ColumnLayout {
+                        Layout.fillWidth: true
+                        Layout.leftMargin: 220 + DesignSystem.spacingM
+                        Layout.topMargin: -DesignSystem.spacingS
+                        visible: scopeLines.count > 0
+                        spacing: 2
+                        Repeater {
+                            id: scopeLines
+                            objectName: "runScopeLines"
+                            model: ViewModel.execution.runScopeLines
+                            Text {
+                                required property string modelData
+                                Layout.fillWidth: true
+                                text: modelData
+                                color: DesignSystem.textSecondary
+                                font.pixelSize: DesignSystem.fontBody
+                                wrapMode: Text.WordWrap
+                            }
                         }
                     }
                     ConfirmationRow {

@@ -145,7 +145,7 @@ Item {
                         Layout.fillWidth: true
                         checked: ViewModel.trashCommitConfirmationAccepted
                         onToggled: ViewModel.trashCommitConfirmationAccepted = checked
-                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die aussortierten Originale jetzt in den Papierkorb verschieben."
+                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die Originale jetzt in den Papierkorb verschieben."
                         contentItem: Text {
                             leftPadding: commitBox.indicator.width + commitBox.spacing
                             text: commitBox.text
