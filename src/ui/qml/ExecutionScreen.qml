@@ -34,8 +34,9 @@ Item {
         }
         GridLayout {
             Layout.fillWidth: true
-            // Four cards in a row only where each keeps room for "47,7 MB von 99,1 MB".
-            columns: width >= 4 * 230 ? 4 : 2
+            // Four cards in a row only where each keeps "47,7 MB von 99,1 MB" on one line; on a
+            // narrower screen two rows of two, rather than a value broken over two lines.
+            columns: width >= 4 * 300 ? 4 : 2
             rowSpacing: DesignSystem.spacingM
             columnSpacing: DesignSystem.spacingM
             MetricCard {
