@@ -38,7 +38,7 @@ QString ResumableSortError::description() const
             + QStringLiteral(". Sie bleibt unverändert; die Bewertung wurde dort nicht eingetragen. Verschiebe die "
                              "Datei und setze fort, damit die Bewertung geschrieben wird.");
     case Kind::ratingSidecarUnreadable:
-        return QStringLiteral("Die Sidecar-Datei ") + quoted
+        return QStringLiteral("Die XMP-Begleitdatei ") + quoted
             + QStringLiteral(" ist keine lesbare XMP-Datei. Sie bleibt unverändert; die Bewertung wurde nicht "
                              "eingetragen. Ersetze sie durch eine lesbare Fassung und setze fort, damit die Bewertung "
                              "geschrieben wird.");

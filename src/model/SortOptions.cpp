@@ -42,7 +42,7 @@ QString groupByDateLabel()
 
 QString ratingSidecarsLabel()
 {
-    return u"Bewertungen als XMP-Sidecar schreiben"_s;
+    return u"Bewertungen in XMP-Begleitdateien schreiben"_s;
 }
 
 QString keepRatingStarsLabel()

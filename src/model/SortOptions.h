@@ -44,7 +44,7 @@ QString operationModeTitle(SortOperationMode mode);
 QString operationModeDescription(SortOperationMode mode);
 QString verificationModeLabel(VerificationMode mode);
 QString groupByDateLabel();
-// "Bewertungen als XMP-Sidecar schreiben"
+// "Bewertungen in XMP-Begleitdateien schreiben"
 QString ratingSidecarsLabel();
 // "Sterne für Behalten"
 QString keepRatingStarsLabel();

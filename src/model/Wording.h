@@ -3,9 +3,9 @@
 // The words the window and the command line share, so both say the same thing the same way:
 // the decisions' names, what a JPEG+RAW pair is called, and how long a run still takes.
 //
-// Where words live: a text both layers show is here, once. A text only the window shows
-// lives in the window's wording (ui/UiText); when it depends on state it is a property of the
-// stage that owns the state, and a fixed label (a button's caption) may stay in its QML file.
+// Where words live: a text both layers show is here, once. A text only the window shows lives
+// in the window's wording (workflow/WindowWording); when it depends on state it is a property
+// of the stage that owns the state, and a fixed label (a button's caption) may stay in QML.
 // No layer keeps a second copy of a rule written here.
 
 #include <QList>

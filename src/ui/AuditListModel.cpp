@@ -2,7 +2,7 @@
 #include "workflow/ReviewKeyFilter.h"
 
 #include "ThumbnailProvider.h"
-#include "UiText.h"
+#include "workflow/WindowWording.h"
 #include "model/Text.h"
 #include "model/Wording.h"
 #include "workflow/KestravaViewModel.h"
@@ -117,7 +117,7 @@ void AuditListModel::setSearchText(const QString& text)
 
 QString AuditListModel::summaryText() const
 {
-    return UiText::auditSummary(all_.size(), totalFiles_);
+    return WindowWording::shotsAndFilesText(all_.size(), totalFiles_);
 }
 
 bool AuditListModel::controlsDisabled() const
@@ -129,7 +129,7 @@ QString AuditListModel::saveStateText() const
 {
     if (!viewModel_)
         return {};
-    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
+    return WindowWording::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
 }
 
 void AuditListModel::decide(int row, const QString& decision)
@@ -244,7 +244,7 @@ void AuditListModel::rebuildAll()
         const auto first = viewModel_->photo(group);
         row.fileName = first ? first->sourceURL.fileName() : group.previewURL.fileName();
         row.formatText = Wording::groupFormatLabel(formats);
-        row.fileCountText = UiText::fileCountText(group.memberURLs.size());
+        row.fileCountText = WindowWording::fileCountText(group.memberURLs.size());
         row.sizeText = text::formatByteCount(bytes);
         row.thumbnailUrl = ThumbnailProvider::urlFor(group.previewURL.path());
         row.decision = viewModel_->decision(group);
@@ -289,7 +289,7 @@ bool AuditListModel::accepts(const Row& row) const
     } else if (filter_ != u"all"_s && (!row.decision || rawValue(*row.decision) != filter_)) {
         return false;
     }
-    return UiText::matchesSearch(row.memberNames, searchText_);
+    return WindowWording::matchesSearch(row.memberNames, searchText_);
 }
 
 QList<int> AuditListModel::computeVisible() const

@@ -1,6 +1,6 @@
 #include "ReviewPreviewController.h"
 
-#include "UiText.h"
+#include "workflow/WindowWording.h"
 #include "workflow/KestravaViewModel.h"
 
 namespace kestrava {
@@ -52,7 +52,7 @@ void ReviewPreviewController::setActive(bool active)
 
 QString ReviewPreviewController::statusText() const
 {
-    return UiText::previewStatusText(loader_->isLoading(), loader_->didFail(), hasImage());
+    return WindowWording::previewStatusText(loader_->isLoading(), loader_->didFail(), hasImage());
 }
 
 QString ReviewPreviewController::shownPath() const

@@ -1,6 +1,7 @@
 #include "ShortcutHelp.h"
 
-#include "UiText.h"
+#include "model/PhotoModel.h"
+#include "model/Wording.h"
 
 #include <QKeySequence>
 #include <QVariantMap>

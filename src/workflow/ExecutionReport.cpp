@@ -1,7 +1,7 @@
-// What a run leaves for the user afterwards: the published result and progress in the form
-// the screens bind to, the plain-text report, and the ways to look at the result on disk.
+// What a run leaves for the user afterwards: the plain-text report and the ways to look at the
+// result on disk.
 
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "ExecutionStage.h"
 #include "KestravaViewModel.h"
 #include "model/Text.h"
@@ -27,49 +27,6 @@ QString lastComponentOrDash(const std::optional<FileUrl>& folder)
 }
 
 } // namespace
-
-QVariant ExecutionStage::lastResult() const
-{
-    if (!run_.lastResult)
-        return {};
-    const SortResult& r = *run_.lastResult;
-    return QVariantMap{{QStringLiteral("organizedCount"), r.organizedCount},
-                       {QStringLiteral("skippedCount"), r.skippedCount},
-                       {QStringLiteral("pendingCount"), r.pendingCount},
-                       {QStringLiteral("trashedCount"), r.trashedCount},
-                       {QStringLiteral("retainedDiscardCount"), r.retainedDiscardCount},
-                       {QStringLiteral("untouchedCount"), r.untouchedCount},
-                       {QStringLiteral("errors"), r.errors},
-                       {QStringLiteral("cancelled"), r.cancelled}};
-}
-
-QVariant ExecutionStage::storageEstimate() const
-{
-    if (!run_.storageEstimate)
-        return {};
-    const StorageEstimate& e = *run_.storageEstimate;
-    QVariantMap map{{QStringLiteral("message"), e.message},
-                    {QStringLiteral("isSufficient"), e.isSufficient},
-                    {QStringLiteral("requiredBytes"), e.requiredBytes},
-                    {QStringLiteral("sameVolumeMove"), e.sameVolumeMove}};
-    if (e.availableBytes)
-        map.insert(QStringLiteral("availableBytes"), *e.availableBytes);
-    return map;
-}
-
-QVariant ExecutionStage::sortProgress() const
-{
-    if (!run_.sortProgress)
-        return {};
-    const SortProgress& p = *run_.sortProgress;
-    return QVariantMap{{QStringLiteral("phase"), rawValue(p.phase)},
-                       {QStringLiteral("completedFiles"), p.completedFiles},
-                       {QStringLiteral("totalFiles"), p.totalFiles},
-                       {QStringLiteral("completedBytes"), p.completedBytes},
-                       {QStringLiteral("totalBytes"), p.totalBytes},
-                       {QStringLiteral("currentFilename"), p.currentFilename},
-                       {QStringLiteral("bytesPerSecond"), p.bytesPerSecond}};
-}
 
 QString ExecutionStage::reportText() const
 {

@@ -1,6 +1,6 @@
 #include "ExecutionRun.h"
 
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "execution/StoragePreflight.h"
 #include "session/SessionStore.h"
 #include "trash/TrashTransactionCoordinator.h"

@@ -3,9 +3,10 @@
 // published state, and a report of a run that was reset meanwhile is dropped.
 
 #include "ExecutionRun.h"
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "ExecutionStage.h"
 #include "KestravaViewModel.h"
+#include "WindowWording.h"
 #include "session/SessionStore.h"
 
 #include <QtConcurrent/QtConcurrentRun>
@@ -42,11 +43,22 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
         connect(&flow_, signal, this, &ExecutionStage::canExecuteChanged);
     connect(this, &ExecutionStage::isApplyingChanged, this, &ExecutionStage::canExecuteChanged);
+    for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
+                        &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::skippedEntryCountChanged})
+        connect(&flow_, signal, this, &ExecutionStage::runScopeChanged);
+    connect(&core_, &WorkflowCore::runReset, this, &ExecutionStage::runScopeChanged);
     connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::canExecuteChanged);
+    connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::storageCheckTextChanged);
+    connect(this, &ExecutionStage::isCheckingStorageChanged, this, &ExecutionStage::storageCheckTextChanged);
+    connect(&flow_, &KestravaViewModel::destinationBaseFolderChanged, this, &ExecutionStage::storageCheckTextChanged);
+    connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this, &ExecutionStage::runScopeChanged);
     // The estimate follows what it is computed from, and is fresh whenever the confirmation
     // screen opens (the volume may have filled during review).
     connect(&flow_, &KestravaViewModel::destinationFolderChanged, this, &ExecutionStage::refreshStorageEstimate);
     connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this, &ExecutionStage::refreshStorageEstimate);
+    // A tick confirms the effect that was on screen; another mode has another effect.
+    connect(&flow_, &KestravaViewModel::selectedOperationModeChanged, this,
+            [this] { flow_.setDestructiveConfirmationAccepted(false); });
     connect(&flow_, &KestravaViewModel::routeChanged, this, [this] {
         if (core_.route() == AppRoute::confirmation)
             refreshStorageEstimate();
@@ -133,12 +145,29 @@ bool ExecutionStage::canExecute() const
     // checks the volume again before its first file.
     if (run_.storageEstimate && !run_.storageEstimate->isSufficient)
         return false;
-    if (*run_.selectedOperationMode == SortOperationMode::organizeAndTrash && !run_.destructiveConfirmationAccepted)
+    // Moving empties the card and staging prepares the Trash: both wait for the person's tick.
+    // A copy leaves every original where it was and needs none.
+    if (*run_.selectedOperationMode != SortOperationMode::safeCopy && !run_.destructiveConfirmationAccepted)
         return false;
     // Staged safety copies wait for their own confirmation; a second run would stage again.
     if (run_.trashPreparation && !run_.trashPreparation->entries.isEmpty())
         return false;
     return true;
+}
+
+RunScope ExecutionStage::runScope() const
+{
+    return RunScope::of(run_.photos, run_.passThroughPhotos, flow_.reviewGroupCount(), run_.skippedEntryCount);
+}
+
+QString ExecutionStage::runScopeText() const
+{
+    return WindowWording::runScopeTitle(runScope());
+}
+
+QStringList ExecutionStage::runScopeLines() const
+{
+    return WindowWording::runScopeLines(runScope());
 }
 
 QList<PhotoItem> ExecutionStage::itemsForExecution() const

@@ -11,6 +11,8 @@
 // - The session document stays with the flow; the stage updates its execution records and
 //   status, because the journal it writes them to is the session's.
 
+#include "RunScope.h"
+#include "WindowWording.h"
 #include "WorkflowCore.h"
 #include "model/SortOptions.h"
 #include "session/SortSession.h"
@@ -21,7 +23,6 @@
 #include <QFuture>
 #include <QObject>
 #include <QThreadPool>
-#include <QVariant>
 
 #include <functional>
 #include <memory>
@@ -38,10 +39,33 @@ class ExecutionStage : public QObject {
     Q_PROPERTY(bool isApplying READ isApplying NOTIFY isApplyingChanged)
     Q_PROPERTY(bool isCheckingStorage READ isCheckingStorage NOTIFY isCheckingStorageChanged)
     Q_PROPERTY(bool canExecute READ canExecute NOTIFY canExecuteChanged)
-    Q_PROPERTY(QVariant lastResult READ lastResult NOTIFY lastResultChanged)
-    Q_PROPERTY(QVariant storageEstimate READ storageEstimate NOTIFY storageEstimateChanged)
-    Q_PROPERTY(QVariant sortProgress READ sortProgress NOTIFY sortProgressChanged)
     Q_PROPERTY(QString progressTitle READ progressTitle NOTIFY progressTitleChanged)
+    // The progress of the running task, as the screens show it; "–" where nothing is known yet.
+    Q_PROPERTY(bool hasProgress READ hasProgress NOTIFY sortProgressChanged)
+    Q_PROPERTY(double progressFraction READ progressFraction NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString phaseText READ phaseText NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString phaseProgressText READ phaseProgressText NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString fileProgressText READ fileProgressText NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString byteProgressText READ byteProgressText NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString transferRateText READ transferRateText NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString timeLeftText READ timeLeftText NOTIFY sortProgressChanged)
+    Q_PROPERTY(QString currentFileName READ currentFileName NOTIFY sortProgressChanged)
+    // The last run's result.
+    Q_PROPERTY(bool hasResult READ hasResult NOTIFY lastResultChanged)
+    Q_PROPERTY(int pendingCount READ pendingCount NOTIFY lastResultChanged)
+    Q_PROPERTY(QString completedHeadline READ completedHeadline NOTIFY lastResultChanged)
+    Q_PROPERTY(QString pendingText READ pendingText NOTIFY lastResultChanged)
+    Q_PROPERTY(QList<ResultCard> resultCards READ resultCards NOTIFY lastResultChanged)
+    // The confirmation's storage line and the chosen mode in words.
+    Q_PROPERTY(QString storageCheckText READ storageCheckText NOTIFY storageCheckTextChanged)
+    Q_PROPERTY(bool hasStorageEstimate READ hasStorageEstimate NOTIFY storageCheckTextChanged)
+    Q_PROPERTY(bool storageInsufficient READ storageInsufficient NOTIFY storageCheckTextChanged)
+    Q_PROPERTY(QString modeTitle READ modeTitle NOTIFY runScopeChanged)
+    Q_PROPERTY(QString modeDescription READ modeDescription NOTIFY runScopeChanged)
+    Q_PROPERTY(QString effectText READ effectText NOTIFY runScopeChanged)
+    // What the run will touch, as the confirmation names it.
+    Q_PROPERTY(QString runScopeText READ runScopeText NOTIFY runScopeChanged)
+    Q_PROPERTY(QStringList runScopeLines READ runScopeLines NOTIFY runScopeChanged)
 
 public:
     ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std::optional<SortSession>& session);
@@ -52,15 +76,36 @@ public:
     const std::optional<SortResult>& lastSortResult() const { return core_.run.lastResult; }
     const std::optional<SortProgress>& progress() const { return core_.run.sortProgress; }
     const std::optional<StorageEstimate>& currentStorageEstimate() const { return core_.run.storageEstimate; }
-    // QML forms: maps with the fields' names, or null when unset.
-    QVariant lastResult() const;
-    QVariant storageEstimate() const;
-    QVariant sortProgress() const;
+    bool hasProgress() const { return run_.sortProgress.has_value(); }
+    double progressFraction() const;
+    QString phaseText() const;
+    // "Kopieren · 3 / 12"; empty without progress.
+    QString phaseProgressText() const;
+    QString fileProgressText() const;
+    QString byteProgressText() const;
+    QString transferRateText() const;
+    QString timeLeftText() const;
+    QString currentFileName() const;
+    bool hasResult() const { return run_.lastResult.has_value(); }
+    int pendingCount() const;
+    QString completedHeadline() const;
+    QString pendingText() const;
+    QList<ResultCard> resultCards() const;
+    QString storageCheckText() const;
+    bool hasStorageEstimate() const { return run_.storageEstimate.has_value(); }
+    bool storageInsufficient() const { return run_.storageEstimate && !run_.storageEstimate->isSufficient; }
+    QString modeTitle() const;
+    QString modeDescription() const;
+    QString effectText() const;
     // The title above the progress while a run or a trash phase works; empty otherwise.
     const QString& progressTitle() const { return core_.run.progressTitle; }
     // Every decision is in, a result folder and mode exist, nothing runs, the storage suffices
-    // and, for the destructive mode, its first confirmation was accepted.
+    // and, for moving or trashing, the confirmation was ticked.
     bool canExecute() const;
+    // The files of the run as the current decisions and mode make it.
+    RunScope runScope() const;
+    QString runScopeText() const;
+    QStringList runScopeLines() const;
     // The reviewed photos plus the carried-along ones, which are filed as keep.
     QList<PhotoItem> itemsForExecution() const;
     SortOptions currentOptions(const FileUrl& destination) const;
@@ -116,6 +161,8 @@ signals:
     void storageEstimateChanged();
     void sortProgressChanged();
     void progressTitleChanged();
+    void runScopeChanged();
+    void storageCheckTextChanged();
     // An execution task (run, staging, commit, defer) ended, successfully or not.
     void executionFinished();
 

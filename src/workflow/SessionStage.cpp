@@ -1,5 +1,6 @@
 #include "SessionStage.h"
-#include "FailureText.h"
+#include "WindowWording.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
 #include "platform/DurableFile.h"
@@ -8,7 +9,10 @@
 #include "session/SessionStoreError.h"
 
 #include <QFileInfo>
+#include <QMap>
 #include <QtConcurrent>
+
+#include <algorithm>
 
 namespace kestrava {
 
@@ -16,10 +20,26 @@ namespace {
 
 int decidedFiles(const QList<PhotoItem>& photos)
 {
-    int decided = 0;
-    for (const PhotoItem& item : photos)
-        decided += item.decision ? 1 : 0;
-    return decided;
+    return int(std::count_if(photos.begin(), photos.end(), [](const PhotoItem& item) { return item.decision.has_value(); }));
+}
+
+// "19 Motive · 38 Dateien entschieden": a pair decided once is one shot and two files. The
+// files' part keeps its plural for every count, so the card reads the same as it always did.
+QString decidedScopeText(const SortSession& session)
+{
+    QMap<FileUrl, bool> decided;
+    for (const PhotoItem& item : session.photos)
+        decided.insert(item.sourceURL, item.decision.has_value());
+    qsizetype shots = 0;
+    qsizetype files = 0;
+    for (const ReviewGroup& group : ReviewGroup::build(session.photos, session.selectedReviewChoice)) {
+        const auto count = std::count_if(group.memberURLs.begin(), group.memberURLs.end(),
+                                         [&](const FileUrl& member) { return decided.value(member); });
+        shots += count > 0 ? 1 : 0;
+        files += count;
+    }
+    return WindowWording::shotCountText(shots) + QStringLiteral(" · ") + QString::number(files)
+        + QStringLiteral(" Dateien entschieden");
 }
 
 struct RecoveryInput {
@@ -45,8 +65,7 @@ QString SessionStage::resumableSessionDescription() const
 {
     if (!resumable_)
         return {};
-    return QString::number(decidedFiles(resumable_->photos)) + QStringLiteral(" Dateien entschieden · ")
-        + resumable_->sourceFolder.fileName();
+    return decidedScopeText(*resumable_) + QStringLiteral(" · ") + resumable_->sourceFolder.fileName();
 }
 
 QString SessionStage::savedStatusText() const

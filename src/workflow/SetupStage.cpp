@@ -4,6 +4,14 @@
 
 namespace kestrava {
 
+QList<SetupChoice> SetupStage::verificationChoices()
+{
+    QList<SetupChoice> choices;
+    for (const VerificationMode mode : {VerificationMode::fileSize, VerificationMode::sha256})
+        choices.append({rawValue(mode), verificationModeLabel(mode)});
+    return choices;
+}
+
 SetupStage::SetupStage(WorkflowCore& core, QObject* parent) : QObject(parent), core_(core) {}
 
 void SetupStage::updateEventName(const QString& name)

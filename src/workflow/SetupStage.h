@@ -16,11 +16,25 @@
 
 namespace kestrava {
 
+// One option of a choice the setup screen offers: its raw value, what the stage is told back,
+// and its title.
+struct SetupChoice {
+    Q_GADGET
+    Q_PROPERTY(QString name MEMBER name)
+    Q_PROPERTY(QString title MEMBER title)
+
+public:
+    QString name;
+    QString title;
+    friend bool operator==(const SetupChoice&, const SetupChoice&) = default;
+};
+
 class SetupStage : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString eventName READ eventName WRITE updateEventName NOTIFY eventNameChanged)
     Q_PROPERTY(bool groupByDate READ groupByDate WRITE updateGroupByDate NOTIFY groupByDateChanged)
     Q_PROPERTY(QString verificationMode READ verificationModeName WRITE updateVerificationMode NOTIFY verificationModeChanged)
+    Q_PROPERTY(QList<SetupChoice> verificationChoices READ verificationChoices CONSTANT)
     Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
     Q_PROPERTY(bool writeRatingSidecars READ writeRatingSidecars WRITE setWriteRatingSidecars NOTIFY ratingSidecarsChanged)
     Q_PROPERTY(int keepRatingStars READ keepRatingStars WRITE setKeepRatingStars NOTIFY ratingSidecarsChanged)
@@ -36,6 +50,8 @@ public:
     bool groupByDate() const { return groupByDate_; }
     VerificationMode verificationMode() const { return verificationMode_; }
     QString verificationModeName() const { return rawValue(verificationMode_); }
+    // Every verification mode in the order offered, with its title.
+    static QList<SetupChoice> verificationChoices();
     bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
     // XMP sidecars with the decisions beside the results (SortOptions::writeRatingSidecars).
     bool writeRatingSidecars() const { return writeRatingSidecars_; }

@@ -3,7 +3,7 @@
 // execution thread; its journal, not this object, is the authority on every entry's state.
 
 #include "ExecutionRun.h"
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "TrashStage.h"
 #include "execution/ResumableSortExecutor.h"
@@ -104,11 +104,43 @@ TrashStage::TrashStage(WorkflowCore& core, KestravaViewModel& flow, ExecutionSta
     connect(&execution_, &ExecutionStage::isApplyingChanged, this, &TrashStage::canCommitTrashChanged);
 }
 
-QVariant TrashStage::trashPreparation() const
+QString TrashStage::volumeLine() const
 {
-    if (!run_.trashPreparation)
-        return {};
-    return QVariant(toJson(*run_.trashPreparation).toVariantMap());
+    return run_.trashPreparation ? WindowWording::volumeLine(run_.trashPreparation->sameVolumeAsSource) : QString();
+}
+
+QStringList TrashStage::sourceVolumeLines() const
+{
+    QStringList lines;
+    if (run_.trashPreparation)
+        for (const SourceVolumeSummary& volume : run_.trashPreparation->sourceVolumes)
+            lines.append(WindowWording::sourceVolumeLine(volume));
+    return lines;
+}
+
+int TrashStage::manualReviewCount() const
+{
+    return run_.trashPreparation ? run_.trashPreparation->needsReviewCount() : 0;
+}
+
+QString TrashStage::manualReviewText() const
+{
+    return WindowWording::manualReviewText(manualReviewCount());
+}
+
+QString TrashStage::stagingLead() const
+{
+    return WindowWording::stagingLead(rejectedFileCount());
+}
+
+QString TrashStage::trashSafetyText()
+{
+    return WindowWording::trashSafetyText();
+}
+
+QString TrashStage::trashGuaranteeText()
+{
+    return WindowWording::trashGuaranteeText();
 }
 
 void TrashStage::setTrashPreparation(std::optional<TrashPreparation> preparation)

@@ -14,7 +14,6 @@
 
 #include <QObject>
 #include <QStringList>
-#include <QVariant>
 
 #include <functional>
 #include <optional>
@@ -25,20 +24,36 @@ class KestravaViewModel;
 
 class TrashStage : public QObject {
     Q_OBJECT
-    Q_PROPERTY(QVariant trashPreparation READ trashPreparation NOTIFY trashPreparationChanged)
     Q_PROPERTY(bool canCommitTrash READ canCommitTrash NOTIFY canCommitTrashChanged)
     Q_PROPERTY(int rejectedFileCount READ rejectedFileCount NOTIFY rejectedFileCountChanged)
     // The second confirmation: what is true right now, and the files that will go to the Trash.
     Q_PROPERTY(QString trashConfirmationLead READ trashConfirmationLead NOTIFY trashPreparationChanged)
     Q_PROPERTY(QString trashFilesTitle READ trashFilesTitle NOTIFY trashPreparationChanged)
     Q_PROPERTY(QStringList trashFileNames READ trashFileNames NOTIFY trashPreparationChanged)
+    // Where the safety copies and the originals are, and what waits for a person.
+    Q_PROPERTY(QString volumeLine READ volumeLine NOTIFY trashPreparationChanged)
+    Q_PROPERTY(QStringList sourceVolumeLines READ sourceVolumeLines NOTIFY trashPreparationChanged)
+    Q_PROPERTY(int manualReviewCount READ manualReviewCount NOTIFY trashPreparationChanged)
+    Q_PROPERTY(QString manualReviewText READ manualReviewText NOTIFY trashPreparationChanged)
+    // The confirmation screen's lead for phase one: how many rejected files get safety copies.
+    Q_PROPERTY(QString stagingLead READ stagingLead NOTIFY rejectedFileCountChanged)
+    Q_PROPERTY(QString rejectedFilesText READ rejectedFilesText NOTIFY rejectedFileCountChanged)
+    Q_PROPERTY(QString trashSafetyText READ trashSafetyText CONSTANT)
+    Q_PROPERTY(QString trashGuaranteeText READ trashGuaranteeText CONSTANT)
 
 public:
     TrashStage(WorkflowCore& core, KestravaViewModel& flow, ExecutionStage& execution,
                std::optional<SortSession>& session);
 
     const std::optional<TrashPreparation>& preparedTrash() const { return core_.run.trashPreparation; }
-    QVariant trashPreparation() const;
+    QString volumeLine() const;
+    QStringList sourceVolumeLines() const;
+    int manualReviewCount() const;
+    QString manualReviewText() const;
+    QString stagingLead() const;
+    QString rejectedFilesText() const { return WindowWording::fileCountText(rejectedFileCount()); }
+    static QString trashSafetyText();
+    static QString trashGuaranteeText();
     // Files decided delete: what phase one will stage.
     int rejectedFileCount() const;
     bool canCommitTrash() const;

@@ -1,8 +1,7 @@
 // Deciding groups, stepping back and taking decisions back; the feedback overlay and the move
 // to the confirmation screen once everything is decided.
 
-#include "FeedbackText.h"
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "session/SessionEvent.h"
 
@@ -270,7 +269,7 @@ void KestravaViewModel::showFeedback(const ReviewGroup& group, PhotoDecision dec
     emit decisionFeedbackChanged();
 
     accessibilityAnnouncement_ =
-        FeedbackText::announcement(decision, scope, group.memberURLs.size(), undecidedGroupCount() == 0);
+        WindowWording::decisionAnnouncement(decision, scope, group.memberURLs.size(), undecidedGroupCount() == 0);
     emit accessibilityAnnouncementChanged();
 
     feedbackTimer_.start(services_.timings.feedbackHold);

@@ -1,7 +1,7 @@
 // From a chosen folder to a review that can start: scan, counts, format choice, groups,
 // result folder and capture dates.
 
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
 #include "scanning/FormatPreselection.h"

@@ -1,6 +1,6 @@
 // Recovering decisions from a recovery CSV into a fresh session for the original folder.
 
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "RecoveryMatching.h"
 #include "model/DestinationPlanner.h"

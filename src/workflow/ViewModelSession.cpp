@@ -1,7 +1,7 @@
 // Keeping the run's one session in step with the session store: snapshots, the decision
 // journal, resuming, and session documents the user saves and opens.
 
-#include "FailureText.h"
+#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
 #include "platform/DurableFile.h"

@@ -47,6 +47,9 @@ TEST(EndToEnd, moveOriginalsEmptiesTheShootIntoTheResultFolder)
     reachConfirmation(rig, u"moveOriginals"_s, mixedDecisions);
     EXPECT_EQ(rig.textOf(u"executeButton"_s), u"Sortierung ausführen"_s);
     QObject* execute = rig.find(u"executeButton"_s);
+    // Moving empties the card: the button waits for the tick.
+    EXPECT_FALSE(execute->property("enabled").toBool());
+    rig.click(rig.find(u"destructiveConfirmation"_s));
     ASSERT_TRUE(waitUntil([&] { return execute->property("enabled").toBool(); }));
     rig.click(execute);
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000));
@@ -145,8 +148,8 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::completed; }, 60000));
 
     // Stopped between files: what was copied is whole, the rest waits.
-    const QVariantMap result = rig.viewModel->execution()->lastResult().toMap();
-    const int pending = result.value(u"pendingCount"_s).toInt();
+    const SortResult result = *rig.viewModel->execution()->lastSortResult();
+    const int pending = result.pendingCount;
     ASSERT_GT(pending, 0) << "the run ended before the cancel arrived";
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"pendingText"_s) != nullptr; }));
     EXPECT_EQ(rig.textOf(u"completedHeadline"_s), u"Sortierung mit Hinweisen beendet."_s);
@@ -154,7 +157,7 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
               QString::number(pending) + u" Dateien sind ausstehend und können fortgesetzt werden."_s);
     const int copiedBefore = int(photoFilesBelow(rig.viewModel->destinationFolderPath()).size());
     EXPECT_GE(copiedBefore, 1);
-    EXPECT_EQ(copiedBefore, result.value(u"organizedCount"_s).toInt());
+    EXPECT_EQ(copiedBefore, result.organizedCount);
 
     // "Fortsetzen" finishes the rest; what was done is skipped, not copied twice.
     QObject* retry = rig.find(u"retryPendingButton"_s);
@@ -162,12 +165,11 @@ TEST(EndToEnd, cancelledRunResumesFromTheCompletedScreen)
     rig.click(retry);
     ASSERT_TRUE(waitUntil([&] {
         return rig.viewModel->route() == AppRoute::completed && !rig.viewModel->execution()->isApplying()
-            && rig.viewModel->execution()->lastResult().toMap().value(u"pendingCount"_s).toInt() == 0
-            && rig.viewModel->execution()->lastResult().toMap().contains(u"organizedCount"_s);
+            && rig.viewModel->execution()->lastSortResult() && rig.viewModel->execution()->lastSortResult()->pendingCount == 0;
     }, 60000)) << rig.viewModel->alertText().toStdString();
-    const QVariantMap resumed = rig.viewModel->execution()->lastResult().toMap();
-    EXPECT_EQ(resumed.value(u"skippedCount"_s).toInt(), copiedBefore);
-    EXPECT_EQ(resumed.value(u"organizedCount"_s).toInt(), 12 - copiedBefore);
+    const SortResult resumed = *rig.viewModel->execution()->lastSortResult();
+    EXPECT_EQ(resumed.skippedCount, copiedBefore);
+    EXPECT_EQ(resumed.organizedCount, 12 - copiedBefore);
     EXPECT_EQ(photoFilesBelow(rig.viewModel->destinationFolderPath()).size(), 12);
     EXPECT_EQ(photoFilesBelow(rig.shootFolder).size(), 12);
     ASSERT_TRUE(waitUntil([&] { return rig.textOf(u"completedHeadline"_s) == u"Deine Fotos sind sortiert."_s; }));

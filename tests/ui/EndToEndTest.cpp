@@ -92,7 +92,7 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     EXPECT_EQ(rig.textOf(u"resultCard_Fehler"_s, "value"), u"0"_s);
     EXPECT_EQ(rig.find(u"resultCard_Im Papierkorb"_s), nullptr) << "no trash card for a copy";
 
-    // "Im Dateimanager öffnen" shows the result folder; "Log anzeigen" opens the run's log.
+    // "Im Dateimanager öffnen" shows the result folder; "Protokoll anzeigen" opens the run's log.
     rig.click(rig.find(u"revealResultButton"_s));
     EXPECT_EQ(rig.desktop->revealed, QStringList{rig.viewModel->destinationFolderPath()});
     rig.click(rig.find(u"showLogButton"_s));

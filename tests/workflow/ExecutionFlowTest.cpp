@@ -58,6 +58,8 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
     EXPECT_EQ(rig.vm().execution()->currentStorageEstimate()->requiredBytes, 5000);
     EXPECT_TRUE(rig.vm().execution()->currentStorageEstimate()->isSufficient);
     ASSERT_TRUE(rig.vm().execution()->canExecute());
+    EXPECT_EQ(rig.vm().execution()->fileProgressText(), QStringLiteral("–")) << "no run yet";
+    EXPECT_FALSE(rig.vm().execution()->hasResult());
 
     rig.vm().execution()->applySort();
     EXPECT_EQ(rig.vm().route(), AppRoute::executing);
@@ -72,6 +74,16 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
     EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), 5);
     EXPECT_EQ(filesBelow(rig.photoFolder).size(), 5) << "originals stay";
     EXPECT_EQ(rig.vm().execution()->progress()->phase, SortPhase::finished);
+
+    // What the execution and completed screens bind, read from the typed run state.
+    const ExecutionStage& stage = *rig.vm().execution();
+    EXPECT_EQ(stage.phaseProgressText(), QStringLiteral("Fertig · 5 / 5"));
+    EXPECT_DOUBLE_EQ(stage.progressFraction(), 1.0);
+    EXPECT_EQ(stage.completedHeadline(), QStringLiteral("Deine Fotos sind sortiert."));
+    ASSERT_FALSE(stage.resultCards().isEmpty());
+    EXPECT_EQ(stage.resultCards().first().value, QStringLiteral("5"));
+    EXPECT_EQ(stage.resultCards().first().tone, ResultCard::Tone::good);
+    EXPECT_EQ(stage.pendingCount(), 0);
 
     // Every outcome is in the journal: a restarted process sees a completed session.
     for (const ExecutionRecord& record : rig.vm().session()->executionRecords)
@@ -117,12 +129,69 @@ TEST(ExecutionFlow, refusedStartsChangeNothing)
     EXPECT_FALSE(QDir(rig.vm().destinationFolderPath()).exists());
 }
 
+TEST(ExecutionFlow, movingStartsOnlyAfterTheTickAndAnotherModeTakesItBack)
+{
+    WorkflowRig rig;
+    rig.load(realShoot(rig.photoFolder, 2));
+    rig.startReview(SortOperationMode::moveOriginals);
+    decideAll(rig, {PhotoDecision::keep});
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().execution()->isCheckingStorage(); }));
+
+    EXPECT_FALSE(rig.vm().execution()->canExecute());
+    rig.vm().execution()->applySort();
+    EXPECT_EQ(rig.vm().route(), AppRoute::confirmation);
+    EXPECT_FALSE(rig.vm().alertText().isEmpty());
+    rig.vm().dismissAlert();
+    EXPECT_EQ(filesBelow(rig.photoFolder).size(), 4);
+
+    // The tick given for moving does not carry over to the trash mode's other effect.
+    rig.vm().setDestructiveConfirmationAccepted(true);
+    rig.vm().selectOperationMode(SortOperationMode::organizeAndTrash);
+    EXPECT_FALSE(rig.vm().destructiveConfirmationAccepted());
+    rig.vm().selectOperationMode(SortOperationMode::safeCopy);
+    EXPECT_TRUE(rig.vm().execution()->canExecute()) << "a copy needs no tick";
+
+    rig.vm().selectOperationMode(SortOperationMode::moveOriginals);
+    rig.vm().setDestructiveConfirmationAccepted(true);
+    ASSERT_TRUE(waitFor([&] { return rig.vm().execution()->canExecute(); }));
+    rig.vm().execution()->applySort();
+    waitForRunEnd(rig);
+    EXPECT_EQ(rig.vm().route(), AppRoute::completed);
+    EXPECT_TRUE(filesBelow(rig.photoFolder).isEmpty());
+}
+
+TEST(ExecutionFlow, confirmationNamesEveryFileTheMoveTakesAndWhatStaysOut)
+{
+    WorkflowRig rig;
+    rig.load(realShoot(rig.photoFolder, 2, 1), 1);
+    rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
+    rig.startReview(SortOperationMode::moveOriginals);
+    decideAll(rig, {PhotoDecision::keep, PhotoDecision::del, PhotoDecision::keep});
+
+    // Three JPEGs were decided, and their two RAWs move with them.
+    const ExecutionStage& execution = *rig.vm().execution();
+    EXPECT_EQ(execution.runScopeText(), QStringLiteral("3 Motive · 5 Dateien"));
+    EXPECT_EQ(execution.runScopeLines(),
+              (QStringList{QStringLiteral("Behalten: 2 JPEG"), QStringLiteral("Aussortiert: 1 JPEG"),
+                           QStringLiteral("Ohne eigene Bewertung: 2 RAW – werden automatisch als „Behalten“ einsortiert"),
+                           QStringLiteral("Nicht Teil der Sortierung: 1 nicht lesbarer Eintrag – bleibt unverändert im Quellordner")}));
+
+    rig.vm().setDestructiveConfirmationAccepted(true);
+    ASSERT_TRUE(waitFor([&] { return execution.canExecute(); }));
+    rig.vm().execution()->applySort();
+    waitForRunEnd(rig);
+    ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
+    EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), execution.runScope().filesInRun());
+    EXPECT_TRUE(filesBelow(rig.photoFolder).isEmpty());
+}
+
 TEST(ExecutionFlow, cancelledRunPausesAndRetrySkipsNothingTwice)
 {
     WorkflowRig rig;
     rig.load(realShoot(rig.photoFolder, 3));
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep});
+    rig.vm().setDestructiveConfirmationAccepted(true);
 
     // Cancelled before its first file: everything stays pending and the session resumable.
     rig.vm().execution()->applySort();
@@ -149,6 +218,7 @@ TEST(ExecutionFlow, planThatCannotBeJournaledTouchesNoFile)
     rig.load(realShoot(rig.photoFolder, 2));
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep});
+    rig.vm().setDestructiveConfirmationAccepted(true);
 
     // Let the run's snapshot through, then fail the first write of the journal.
     rig.fileOps.failAt(FileOps::Op::write, 0, EIO);
@@ -172,6 +242,7 @@ TEST(ExecutionFlow, snapshotThatCannotBeSavedStopsTheRunAndSaysWhy)
     rig.load(realShoot(rig.photoFolder, 2));
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep});
+    rig.vm().setDestructiveConfirmationAccepted(true);
 
     // The run's first write is its snapshot.
     rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);

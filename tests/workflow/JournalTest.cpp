@@ -143,7 +143,7 @@ TEST(Journal, decisionsSurviveACrashAndResumeWhereReviewStopped)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     EXPECT_TRUE(rig.vm().sessionStage()->showResumeChoice());
-    EXPECT_EQ(rig.vm().sessionStage()->resumableSessionDescription(), QStringLiteral("6 Dateien entschieden · Fotos"));
+    EXPECT_EQ(rig.vm().sessionStage()->resumableSessionDescription(), QStringLiteral("3 Motive · 6 Dateien entschieden · Fotos"));
 
     rig.vm().sessionStage()->resumeSavedSession();
     EXPECT_FALSE(rig.vm().sessionStage()->hasResumableSession());

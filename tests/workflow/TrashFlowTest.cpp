@@ -91,6 +91,11 @@ TEST_F(TrashFlow, bothConfirmationsMoveTheRejectedOriginalsAndNothingElse)
     }
     EXPECT_TRUE(staged.stagingRoot.path().startsWith(rig.vm().destinationFolderPath() + QLatin1String("/Sicherheitsablage/")));
     EXPECT_EQ(rig.vm().session()->trashPreparation, staged) << "the session carries the transaction";
+    // One line per volume of originals, in words; nothing waits for a person yet.
+    EXPECT_EQ(rig.vm().trash()->sourceVolumeLines().size(), staged.sourceVolumes.size());
+    EXPECT_FALSE(rig.vm().trash()->sourceVolumeLines().isEmpty());
+    EXPECT_TRUE(rig.vm().trash()->sourceVolumeLines().first().startsWith(QStringLiteral("Originale auf ")));
+    EXPECT_EQ(rig.vm().trash()->manualReviewCount(), 0);
 
     // The screen says what is true: the kept pair has moved, the rejected originals have not,
     // and it lists exactly the files that will go.

@@ -85,9 +85,10 @@ bool waitFor(const std::function<bool()>& condition, int timeoutMs)
     return QTest::qWaitFor(condition, timeoutMs);
 }
 
-void WorkflowRig::load(const QList<PhotoItem>& items)
+void WorkflowRig::load(const QList<PhotoItem>& items, int unreadableFolders)
 {
     scanResult = items;
+    scanResult.skippedUnreadableFolders = unreadableFolders;
     vm().load(photoFolder);
     ASSERT_TRUE(waitFor([&] { return !vm().isLoading(); }));
     settle();

@@ -32,7 +32,8 @@ struct WorkflowRig {
     void restart();
 
     // Scans `items` as the content of the photo folder and waits for the setup screen.
-    void load(const QList<PhotoItem>& items);
+    // `unreadableFolders`: sub-folders the scan reports as passed over.
+    void load(const QList<PhotoItem>& items, int unreadableFolders = 0);
     // Mode, base folder and name as the setup screen would set them, then starts review.
     void startReview(SortOperationMode mode = SortOperationMode::safeCopy);
     // Reports the current preview visible, decides, and waits until the decision is settled.
@@ -48,7 +49,7 @@ struct WorkflowRig {
     QString destinationBase;
     QString storeFolder;
     FaultInjectingFileOps fileOps;
-    QList<PhotoItem> scanResult;
+    PhotoScanOutcome scanResult;
     std::optional<QString> scanFailureFolder;
     // The capture-date reader of the next view model built; the default reads none.
     std::shared_ptr<MetadataEnriching> metadata;

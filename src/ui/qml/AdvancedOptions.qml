@@ -50,13 +50,14 @@ ColumnLayout {
                 font.pixelSize: DesignSystem.fontCaption
             }
             Repeater {
-                model: ["fileSize", "sha256"]
+                model: ViewModel.setup.verificationChoices
                 DarkRadioButton {
                     id: radio
-                    required property string modelData
-                    text: Texts.verificationTitle(modelData)
-                    checked: ViewModel.setup.verificationMode === modelData
-                    onClicked: ViewModel.setup.updateVerificationMode(modelData)
+                    required property var modelData
+                    objectName: "verification_" + modelData.name
+                    text: modelData.title
+                    checked: ViewModel.setup.verificationMode === modelData.name
+                    onClicked: ViewModel.setup.updateVerificationMode(modelData.name)
                 }
             }
             DarkCheckBox {

@@ -8,15 +8,10 @@ Item {
     id: screen
     FocusScroller { flickable: scroll.contentItem }
     property AppDialogs dialogs
-    readonly property var result: ViewModel.execution.lastResult
-    readonly property bool hasResult: Texts.hasResult(result)
-    readonly property int pending: Texts.pendingCount(result)
-
-    function toneColor(tone) {
-        return tone === "good" ? DesignSystem.keep
-             : tone === "attention" ? DesignSystem.maybe
-             : tone === "failure" ? DesignSystem.reject : DesignSystem.textPrimary
-    }
+    readonly property bool hasResult: ViewModel.execution.hasResult
+    readonly property int pending: ViewModel.execution.pendingCount
+    // A card's tone indexes these: neutral, good, attention, failure.
+    readonly property var toneColors: [DesignSystem.textPrimary, DesignSystem.keep, DesignSystem.maybe, DesignSystem.reject]
 
     ScrollView {
         id: scroll
@@ -34,7 +29,7 @@ Item {
             }
             Text {
                 objectName: "completedHeadline"
-                text: Texts.completedHeadline(screen.result)
+                text: ViewModel.execution.completedHeadline
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontTitle + 6
                 font.weight: Font.Bold
@@ -47,14 +42,14 @@ Item {
                 rowSpacing: DesignSystem.spacingM
                 Repeater {
                     objectName: "resultCards"
-                    model: Texts.resultCards(screen.result, ViewModel.selectedOperationMode)
+                    model: ViewModel.execution.resultCards
                     MetricCard {
                         required property var modelData
                         objectName: "resultCard_" + modelData.label
                         Layout.fillWidth: true
                         label: modelData.label
                         value: modelData.value
-                        accentColor: screen.toneColor(modelData.tone)
+                        accentColor: screen.toneColors[modelData.tone]
                     }
                 }
             }
@@ -65,7 +60,7 @@ Item {
                 Text {
                     objectName: "pendingText"
                     Layout.fillWidth: true
-                    text: Texts.pendingText(screen.pending)
+                    text: ViewModel.execution.pendingText
                     color: DesignSystem.maybe
                     font.pixelSize: DesignSystem.fontBody
                     wrapMode: Text.WordWrap
@@ -103,7 +98,7 @@ Item {
                 SecondaryButton {
                     objectName: "showLogButton"
                     visible: screen.hasResult
-                    text: "Log anzeigen"
+                    text: "Protokoll anzeigen"
                     onClicked: ViewModel.execution.showExecutionLog()
                 }
                 SecondaryButton {

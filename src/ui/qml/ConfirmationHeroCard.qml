@@ -17,14 +17,14 @@ Card {
             font.letterSpacing: 1.2
         }
         Text {
-            text: Texts.operationModeTitle(ViewModel.selectedOperationMode)
+            text: ViewModel.execution.modeTitle
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
         }
         Text {
             Layout.fillWidth: true
-            text: Texts.operationModeDescription(ViewModel.selectedOperationMode)
+            text: ViewModel.execution.modeDescription
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontBody
             wrapMode: Text.WordWrap

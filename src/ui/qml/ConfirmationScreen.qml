@@ -9,6 +9,8 @@ Item {
     FocusScroller { flickable: scroll.contentItem }
     readonly property string mode: ViewModel.selectedOperationMode
     readonly property bool trashMode: mode === "organizeAndTrash"
+    // Moving and trashing touch the originals: both start only after the tick.
+    readonly property bool needsTick: mode === "moveOriginals" || trashMode
 
     ScrollView {
         id: scroll
@@ -53,18 +55,39 @@ Item {
                     ConfirmationRow {
                         Layout.fillWidth: true
                         label: "Umfang"
-                        value: Texts.scopeText(ViewModel.reviewGroupCount, ViewModel.photoCount)
+                        value: ViewModel.execution.runScopeText
+                    }
+                    // Under the scope's value: per decision and format, then what is carried or left out.
+                    ColumnLayout {
+                        Layout.fillWidth: true
+                        Layout.leftMargin: 220 + DesignSystem.spacingM
+                        Layout.topMargin: -DesignSystem.spacingS
+                        visible: scopeLines.count > 0
+                        spacing: 2
+                        Repeater {
+                            id: scopeLines
+                            objectName: "runScopeLines"
+                            model: ViewModel.execution.runScopeLines
+                            Text {
+                                required property string modelData
+                                Layout.fillWidth: true
+                                text: modelData
+                                color: DesignSystem.textSecondary
+                                font.pixelSize: DesignSystem.fontBody
+                                wrapMode: Text.WordWrap
+                            }
+                        }
                     }
                     ConfirmationRow {
                         Layout.fillWidth: true
                         label: "Wirkung"
-                        value: Texts.effectText(screen.mode)
+                        value: ViewModel.execution.effectText
                     }
                     ConfirmationRow {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         label: "Aussortierte in Papierkorb"
-                        value: Texts.fileCountText(ViewModel.trash.rejectedFileCount)
+                        value: ViewModel.trash.rejectedFilesText
                     }
                 }
             }
@@ -83,7 +106,7 @@ Item {
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.execution.isCheckingStorage, ViewModel.execution.storageEstimate)
+                        text: ViewModel.execution.storageCheckText
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -108,7 +131,7 @@ Item {
                     Text {
                         Layout.fillWidth: true
                         visible: screen.trashMode
-                        text: Texts.stagingLead(ViewModel.trash.rejectedFileCount)
+                        text: ViewModel.trash.stagingLead
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -116,8 +139,8 @@ Item {
                     DarkCheckBox {
                         id: confirmBox
                         objectName: "destructiveConfirmation"
-                        // The first of the two confirmations the trash mode asks for.
-                        visible: screen.trashMode
+                        // Moving asks for it once; the trash mode asks again before the Trash.
+                        visible: screen.needsTick
                         checked: ViewModel.destructiveConfirmationAccepted
                         onToggled: ViewModel.destructiveConfirmationAccepted = checked
                         text: "Ich habe Ziel und Wirkung geprüft."

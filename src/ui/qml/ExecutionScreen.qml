@@ -6,7 +6,6 @@ import Kestrava
 // Progress of the execution, and a safe way to stop it.
 Item {
     id: screen
-    readonly property var progress: ViewModel.execution.sortProgress
 
     ColumnLayout {
         anchors.centerIn: parent
@@ -29,14 +28,15 @@ Item {
         }
         Text {
             objectName: "phaseText"
-            text: screen.progress ? screen.progress.phase : ""
+            text: ViewModel.execution.phaseText
             color: DesignSystem.accent
             font.pixelSize: DesignSystem.fontHeading
         }
         GridLayout {
             Layout.fillWidth: true
-            // Four cards in a row only where each keeps room for "47,7 MB von 99,1 MB".
-            columns: width >= 4 * 230 ? 4 : 2
+            // Four cards in a row only where each keeps "47,7 MB von 99,1 MB" on one line; on a
+            // narrower screen two rows of two, rather than a value broken over two lines.
+            columns: width >= 4 * 300 ? 4 : 2
             rowSpacing: DesignSystem.spacingM
             columnSpacing: DesignSystem.spacingM
             MetricCard {
@@ -44,36 +44,36 @@ Item {
                 objectName: "fileProgressCard"
                 Layout.fillWidth: true
                 label: "Dateien"
-                value: Texts.fileProgressText(screen.progress)
+                value: ViewModel.execution.fileProgressText
             }
             MetricCard {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Datenmenge"
-                value: Texts.byteProgressText(screen.progress)
+                value: ViewModel.execution.byteProgressText
             }
             MetricCard {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Tempo"
-                value: Texts.transferRateText(screen.progress) || "–"
+                value: ViewModel.execution.transferRateText
             }
             MetricCard {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
                 label: "Restzeit"
-                value: Texts.timeLeftText(screen.progress) || "–"
+                value: ViewModel.execution.timeLeftText
             }
         }
         ProgressTrack {
             objectName: "executionProgress"
             Layout.fillWidth: true
-            value: Texts.progressFraction(screen.progress)
-            indeterminate: !screen.progress
+            value: ViewModel.execution.progressFraction
+            indeterminate: !ViewModel.execution.hasProgress
         }
         Text {
             Layout.fillWidth: true
-            text: screen.progress ? screen.progress.currentFilename : ""
+            text: ViewModel.execution.currentFileName
             color: DesignSystem.textMuted
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideMiddle

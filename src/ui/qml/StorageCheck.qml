@@ -4,17 +4,16 @@ import Kestrava
 
 RowLayout {
     spacing: DesignSystem.spacingS
-    readonly property var estimate: ViewModel.execution.storageEstimate
-    readonly property bool insufficient: !!estimate && estimate.isSufficient === false
+    readonly property bool insufficient: ViewModel.execution.storageInsufficient
     Rectangle {
         width: 8; height: 8; radius: 4
-        color: ViewModel.execution.isCheckingStorage || !estimate ? DesignSystem.textMuted
+        color: ViewModel.execution.isCheckingStorage || !ViewModel.execution.hasStorageEstimate ? DesignSystem.textMuted
              : (insufficient ? DesignSystem.reject : DesignSystem.keep)
     }
     Text {
         objectName: "storageCheckText"
         Layout.fillWidth: true
-        text: Texts.storageCheckText(ViewModel.destinationBaseFolder, ViewModel.execution.isCheckingStorage, ViewModel.execution.storageEstimate)
+        text: ViewModel.execution.storageCheckText
         color: insufficient ? DesignSystem.reject : DesignSystem.textSecondary
         font.pixelSize: DesignSystem.fontBody
         wrapMode: Text.WordWrap

@@ -8,8 +8,6 @@ Item {
     id: screen
     FocusScroller { flickable: scroll.contentItem }
     readonly property bool staging: ViewModel.route === AppRoute.TrashStaging
-    readonly property var preparation: ViewModel.trash.trashPreparation
-    readonly property int manualCount: Texts.manualReviewCount(preparation)
 
     ColumnLayout {
         anchors.centerIn: parent
@@ -26,15 +24,15 @@ Item {
         }
         Text {
             Layout.alignment: Qt.AlignHCenter
-            visible: !!ViewModel.execution.sortProgress
-            text: Texts.phaseProgressText(ViewModel.execution.sortProgress)
+            visible: ViewModel.execution.hasProgress
+            text: ViewModel.execution.phaseProgressText
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontBody
         }
         ProgressTrack {
             Layout.fillWidth: true
-            value: Texts.progressFraction(ViewModel.execution.sortProgress)
-            indeterminate: !ViewModel.execution.sortProgress
+            value: ViewModel.execution.progressFraction
+            indeterminate: !ViewModel.execution.hasProgress
         }
     }
 
@@ -103,13 +101,13 @@ Item {
                     Text {
                         objectName: "volumeLine"
                         Layout.fillWidth: true
-                        text: Texts.volumeLine(screen.preparation)
+                        text: ViewModel.trash.volumeLine
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Repeater {
-                        model: Texts.sourceVolumeTexts(screen.preparation)
+                        model: ViewModel.trash.sourceVolumeLines
                         Text {
                             required property string modelData
                             Layout.fillWidth: true
@@ -122,22 +120,22 @@ Item {
                     Text {
                         objectName: "manualReviewText"
                         Layout.fillWidth: true
-                        visible: screen.manualCount > 0
-                        text: Texts.manualReviewText(screen.manualCount)
+                        visible: ViewModel.trash.manualReviewCount > 0
+                        text: ViewModel.trash.manualReviewText
                         color: DesignSystem.maybe
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.trashSafetyText()
+                        text: ViewModel.trash.trashSafetyText
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: Texts.trashGuaranteeText()
+                        text: ViewModel.trash.trashGuaranteeText
                         color: DesignSystem.textMuted
                         font.pixelSize: DesignSystem.fontCaption
                         wrapMode: Text.WordWrap
@@ -148,7 +146,7 @@ Item {
                         Layout.fillWidth: true
                         checked: ViewModel.trashCommitConfirmationAccepted
                         onToggled: ViewModel.trashCommitConfirmationAccepted = checked
-                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die aussortierten Originale jetzt in den Papierkorb verschieben."
+                        text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die Originale jetzt in den Papierkorb verschieben."
                         contentItem: Text {
                             leftPadding: commitBox.indicator.width + commitBox.spacing
                             text: commitBox.text

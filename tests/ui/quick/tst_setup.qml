@@ -71,6 +71,20 @@ Item {
             compare(ViewModel.setup.advancedOptionsVisible, before)
         }
 
+        function test_verificationChoiceNamesItsModeAndReachesTheSetup() {
+            ViewModel.setup.advancedOptionsVisible = true
+            ViewModel.setup.updateVerificationMode("fileSize")
+            const sha = findChild(screen, "verification_sha256")
+            verify(sha)
+            verify(sha.text.length > 0)
+            compare(sha.checked, false)
+            sha.clicked()
+            compare(ViewModel.setup.verificationMode, "sha256")
+            compare(sha.checked, true)
+            compare(findChild(screen, "verification_fileSize").checked, false)
+            ViewModel.setup.updateVerificationMode("fileSize")
+        }
+
         function test_ratingSwitchAndStarsReachTheSetup() {
             ViewModel.setup.advancedOptionsVisible = true
             ViewModel.setup.updateRatingSidecars(false, 1)
