@@ -43,6 +43,14 @@ int renameat2NoReplace(const char* from, const char* to)
 #endif
 }
 
+class SystemFileOps final : public FileOps {
+public:
+    ssize_t copyRange(int in, int out, size_t count) override
+    {
+        return retryOnInterrupt([&] { return ::copy_file_range(in, nullptr, out, nullptr, count, 0); });
+    }
+};
+
 } // namespace
 
 int FileOps::open(const QByteArray& path, int flags, mode_t mode)
@@ -121,9 +129,15 @@ int FileOps::ftruncate(int fd, off_t length)
     return retryOnInterrupt([&] { return ::ftruncate(fd, length); });
 }
 
+ssize_t FileOps::copyRange(int, int, size_t)
+{
+    errno = EOPNOTSUPP;
+    return -1;
+}
+
 FileOps& FileOps::system()
 {
-    static FileOps instance;
+    static SystemFileOps instance;
     return instance;
 }
 

@@ -33,6 +33,12 @@ public:
     virtual int lstat(const QByteArray& path, struct stat* info);
     virtual int fstat(int fd, struct stat* info);
     virtual int ftruncate(int fd, off_t length);
+    // Copies up to `count` bytes from `in` to `out`, each at its own file offset, without
+    // passing them through the caller's memory. Fails with EOPNOTSUPP here, so that an
+    // operations object watching read and write sees every byte; the system's operations copy
+    // inside the kernel (copy_file_range) and fail with EXDEV, EOPNOTSUPP, ENOSYS or EINVAL
+    // where the file systems cannot. The caller then reads and writes instead.
+    virtual ssize_t copyRange(int in, int out, size_t count);
 
     // The real system calls, shared by the whole process.
     static FileOps& system();

@@ -12,8 +12,8 @@ DecodeSlots::Request DecodeSlots::acquire(int priority, int limit)
     Request request{promise->future(), 0};
     std::lock_guard lock(mutex_);
     limit_ = limit_ ? std::min(*limit_, limit) : limit;
-    if (active_ < *limit_) {
-        ++active_;
+    if (hasRoomFor(priority)) {
+        take(priority);
         promise->addResult(true);
         promise->finish();
         return request;
@@ -35,7 +35,7 @@ bool DecodeSlots::acquireBlocking(int priority, int limit, const std::function<b
             withdraw(request.ticket);
             // The slot may have been handed over between the check and the withdrawal.
             if (request.granted.result()) {
-                release();
+                release(priority);
             }
             return false;
         }
@@ -59,19 +59,21 @@ void DecodeSlots::withdraw(quint64 ticket)
     changed_.notify_all();
 }
 
-void DecodeSlots::release()
+void DecodeSlots::release(int priority)
 {
     std::shared_ptr<QPromise<bool>> next;
     {
         std::lock_guard lock(mutex_);
         active_ = std::max(0, active_ - 1);
-        if (!waiters_.empty() && active_ < limit_.value_or(1)) {
-            const auto best = std::min_element(waiters_.begin(), waiters_.end(), [](const Waiter& a, const Waiter& b) {
-                return a.priority != b.priority ? a.priority > b.priority : a.sequence < b.sequence;
-            });
+        if (priority >= screenPriority)
+            activeForScreen_ = std::max(0, activeForScreen_ - 1);
+        const auto best = std::min_element(waiters_.begin(), waiters_.end(), [](const Waiter& a, const Waiter& b) {
+            return a.priority != b.priority ? a.priority > b.priority : a.sequence < b.sequence;
+        });
+        if (best != waiters_.end() && hasRoomFor(best->priority)) {
+            take(best->priority);
             next = std::move(best->promise);
             waiters_.erase(best);
-            ++active_;
         }
     }
     // Finishing the promise runs continuations; never under the lock.
@@ -80,6 +82,21 @@ void DecodeSlots::release()
         next->finish();
     }
     changed_.notify_all();
+}
+
+bool DecodeSlots::hasRoomFor(int priority) const
+{
+    const int limit = limit_.value_or(1);
+    if (active_ < limit)
+        return true;
+    return priority >= screenPriority && activeForScreen_ == 0 && active_ < limit + 1;
+}
+
+void DecodeSlots::take(int priority)
+{
+    ++active_;
+    if (priority >= screenPriority)
+        ++activeForScreen_;
 }
 
 int DecodeSlots::activeCount() const

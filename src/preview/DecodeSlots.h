@@ -7,12 +7,19 @@
 // volume has asked for a single slot, all decoding in the process runs one at a time. A card
 // reader that gets two interleaved streams reads both slowly, and it is not worth tracking
 // per-volume limits for the rare session that mixes volumes.
+//
+// The picture on screen may take one slot beyond the limit while no other screen request holds
+// one. A thumbnail or focus decode cannot stop half-way, so without it the picture the user
+// looks at would wait for background work that happened to start first; one extra stream, only
+// ever for the screen, costs less than that wait. Screen requests still take turns among
+// themselves, so pressing on fast never runs a pile of decodes at once.
 
 #include <QFuture>
 #include <QPromise>
 
 #include <condition_variable>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,6 +29,11 @@ namespace kestrava {
 
 class DecodeSlots {
 public:
+    // Requests at least this urgent are for the picture on screen.
+    static constexpr int screenPriority = 100;
+    // What a holder that never passes its priority counts as.
+    static constexpr int backgroundPriority = std::numeric_limits<int>::min();
+
     struct Request {
         QFuture<bool> granted; // true: the slot is the requester's and must be released; false: withdrawn
         quint64 ticket = 0;
@@ -36,8 +48,8 @@ public:
     // Removes a waiter that has not been granted yet; its future finishes false. A ticket that
     // was already granted is left alone (the holder must release it).
     void withdraw(quint64 ticket);
-    // Gives a slot back and hands it to the most urgent waiter.
-    void release();
+    // Gives back a slot granted at `priority` and hands it to the most urgent waiter.
+    void release(int priority = backgroundPriority);
 
     int activeCount() const;
     int waiterCount() const;
@@ -53,21 +65,30 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     int active_ = 0;
+    int activeForScreen_ = 0; // of active_
+
     std::optional<int> limit_;
     quint64 sequence_ = 0;
     std::vector<Waiter> waiters_;
+
+    bool hasRoomFor(int priority) const;
+    void take(int priority);
 };
 
 // Releases a granted slot when it leaves scope, on every path.
 class DecodeSlotGuard {
 public:
-    explicit DecodeSlotGuard(DecodeSlots& decodeSlots) : slots_(&decodeSlots) {}
-    ~DecodeSlotGuard() { if (slots_) slots_->release(); }
+    explicit DecodeSlotGuard(DecodeSlots& decodeSlots, int priority = DecodeSlots::backgroundPriority)
+        : slots_(&decodeSlots), priority_(priority)
+    {
+    }
+    ~DecodeSlotGuard() { if (slots_) slots_->release(priority_); }
     DecodeSlotGuard(const DecodeSlotGuard&) = delete;
     DecodeSlotGuard& operator=(const DecodeSlotGuard&) = delete;
 
 private:
     DecodeSlots* slots_;
+    int priority_;
 };
 
 } // namespace kestrava

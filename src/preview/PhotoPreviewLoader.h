@@ -27,7 +27,7 @@ class PhotoPreviewLoader : public QObject {
     Q_PROPERTY(int targetPixelSize READ targetPixelSize CONSTANT)
 
 public:
-    static constexpr int foregroundPriority = 100;
+    static constexpr int foregroundPriority = DecodeSlots::screenPriority;
     static constexpr int smallestTarget = 1024;
     static constexpr int largestTarget = 2048;
 

@@ -224,7 +224,7 @@ void PreviewPipeline::renderInSlot(const std::shared_ptr<RenderJob>& job)
         PreviewResult payload;
         {
             // Released before anyone hears of the result, so the next render starts at once.
-            DecodeSlotGuard slot(*slots_);
+            DecodeSlotGuard slot(*slots_, job->priority);
             job->rendering = true;
             try {
                 if (!job->cancelled)

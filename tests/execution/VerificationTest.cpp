@@ -26,7 +26,47 @@ public:
     }
 };
 
+// Copies the first bytes inside the kernel as the system does, then gives up as it does across
+// file systems or on a failing medium.
+class KernelGivesUpPartWay : public FileOps {
+public:
+    explicit KernelGivesUpPartWay(int errorNumber) : errorNumber_(errorNumber) {}
+    ssize_t copyRange(int in, int out, size_t count) override
+    {
+        if (calls_++ == 0)
+            return FileOps::system().copyRange(in, out, std::min<size_t>(count, 1000));
+        errno = errorNumber_;
+        return -1;
+    }
+
+private:
+    int errorNumber_;
+    int calls_ = 0;
+};
+
 } // namespace
+
+TEST(Verification, aCopyTheKernelGivesUpOnIsFinishedFromWhereItStopped)
+{
+    TempTree tree;
+    QByteArray content(Executor::chunkSize + 777, '\0');
+    for (qsizetype i = 0; i < content.size(); ++i)
+        content[i] = char(i * 13 + i / 4096);
+    tree.write("src/a.cr2", content);
+    const PhotoItem item = photoAt(tree.path("src"), "a.cr2");
+    for (const int errorNumber : {EXDEV, EIO}) {
+        KernelGivesUpPartWay ops(errorNumber);
+        const QString copy = tree.path(QStringLiteral("out/%1.cr2").arg(errorNumber));
+        QDir().mkpath(tree.path("out"));
+        EXPECT_EQ(Executor::copyTransactionally(item, FileUrl::fromLocalPath(copy), VerificationMode::fileSize, ops),
+                  content.size());
+        EXPECT_EQ(readFile(copy), content) << errorNumber;
+    }
+    // The system's own copy, over more than one chunk.
+    const QString whole = tree.path("out/whole.cr2");
+    Executor::copyTransactionally(item, FileUrl::fromLocalPath(whole), VerificationMode::fileSize);
+    EXPECT_EQ(readFile(whole), content);
+}
 
 TEST(Verification, damagedCopyPassesFileSizeButFailsSha256AndLeavesNothing)
 {

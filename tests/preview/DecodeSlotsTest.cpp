@@ -31,9 +31,9 @@ TEST(DecodeSlots, grantsUpToTheLimitThenQueues)
 TEST(DecodeSlots, mostUrgentWaiterIsServedNextThenByArrival)
 {
     DecodeSlots slots_;
-    auto holder = slots_.acquire(100, 1);
+    auto holder = slots_.acquire(0, 1);
     std::vector<std::pair<int, DecodeSlots::Request>> waiting;
-    for (int priority : {0, 47, 50, 47, 100, 0})
+    for (int priority : {0, 47, 50, 47, 99, 0})
         waiting.push_back({priority, slots_.acquire(priority, 1)});
     std::vector<size_t> order;
     for (size_t round = 0; round < waiting.size(); ++round) {
@@ -44,6 +44,47 @@ TEST(DecodeSlots, mostUrgentWaiterIsServedNextThenByArrival)
         ASSERT_EQ(order.size(), round + 1) << "exactly one waiter per release";
     }
     EXPECT_EQ(order, (std::vector<size_t>{4, 2, 1, 3, 0, 5}));
+}
+
+TEST(DecodeSlots, theScreenIsNeverKeptWaitingByBackgroundWork)
+{
+    const int screen = DecodeSlots::screenPriority;
+    DecodeSlots slots_;
+    auto thumbnail = slots_.acquire(20, 2);
+    auto focus = slots_.acquire(-10, 2);
+    auto metadata = slots_.acquire(0, 2);
+    ASSERT_FALSE(metadata.granted.isFinished());
+
+    auto picture = slots_.acquire(screen, 2);
+    ASSERT_TRUE(picture.granted.isFinished() && picture.granted.result()) << "every normal slot is busy";
+    EXPECT_EQ(slots_.activeCount(), 3);
+
+    // Screen requests take turns: the next picture waits for this one, though ahead of the rest.
+    auto nextPicture = slots_.acquire(screen, 2);
+    slots_.release(20);
+    EXPECT_FALSE(nextPicture.granted.isFinished());
+    EXPECT_FALSE(metadata.granted.isFinished()) << "the limit still holds for background work";
+    slots_.release(screen);
+    ASSERT_TRUE(nextPicture.granted.isFinished());
+    EXPECT_FALSE(metadata.granted.isFinished());
+    slots_.release(screen);
+    EXPECT_TRUE(metadata.granted.isFinished());
+    EXPECT_EQ(slots_.activeCount(), 2);
+
+    // Back within the limit, a new screen request takes the extra slot again.
+    auto thirdPicture = slots_.acquire(screen, 2);
+    EXPECT_TRUE(thirdPicture.granted.isFinished());
+}
+
+TEST(DecodeSlots, theScreenTakesTheOnlySlotOfACardBesideBackgroundWork)
+{
+    DecodeSlots slots_;
+    auto thumbnail = slots_.acquire(20, 1);
+    auto picture = slots_.acquire(DecodeSlots::screenPriority, 1);
+    EXPECT_TRUE(picture.granted.isFinished() && picture.granted.result());
+    auto another = slots_.acquire(20, 1);
+    slots_.release(DecodeSlots::screenPriority);
+    EXPECT_FALSE(another.granted.isFinished()) << "the card still has one background reader";
 }
 
 TEST(DecodeSlots, limitOnlyGoesDown)

@@ -86,15 +86,21 @@ TEST(FocusPipeline, neverTakesADecodeSlotAheadOfTheScreen)
     ASSERT_TRUE(renderer.waitForCalls(3));
     EXPECT_EQ(renderer.calls(), (QStringList{"busy.jpg", "screen.jpg", "next.jpg"}));
 
-    // The measure itself waits for a slot too: a screen render asked for after it goes first.
+    // The measure itself waits for a slot too. A screen request starts beside background work
+    // at once (an outside holder stands in for one here), and the measure queues behind it.
     renderer.letOneFinish();
     ASSERT_TRUE(renderer.waitForCalls(4));
     EXPECT_EQ(renderer.calls().last(), "scored.jpg");
-    auto other = previews->preview(file("other.jpg"), size, 100);
-    previews->snapshot();
+    DecodeSlots::Request screenHolder = previews->decodeSlots().acquire(DecodeSlots::screenPriority, 1);
+    ASSERT_TRUE(screenHolder.granted.isFinished() && screenHolder.granted.result()) << "beside the focus render";
     renderer.letOneFinish();
-    ASSERT_TRUE(renderer.waitForCalls(5));
     ASSERT_TRUE(eventually([&] { return previews->decodeSlots().waiterCount() == 1; })) << "the measure waits";
+    auto other = previews->preview(file("other.jpg"), size, 100);
+    ASSERT_TRUE(eventually([&] { return previews->decodeSlots().waiterCount() == 2; }));
+    previews->decodeSlots().release(DecodeSlots::screenPriority);
+    ASSERT_TRUE(renderer.waitForCalls(5));
+    EXPECT_EQ(renderer.calls().last(), "other.jpg");
+    // Screen renders take turns; the next one still goes before the measure.
     auto later = previews->preview(file("later.jpg"), size, 100);
     ASSERT_TRUE(eventually([&] { return previews->decodeSlots().waiterCount() == 2; }));
     renderer.letOneFinish();

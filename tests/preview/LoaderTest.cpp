@@ -100,7 +100,7 @@ TEST(PhotoPreviewLoader, fastKeyPressesOnlyTheLastPhotoReports)
     f.pipeline->snapshot();
     ASSERT_TRUE(QTest::qWaitFor([&] { return gate.granted.isFinished(); }, patienceMs));
     ASSERT_TRUE(gate.granted.result());
-    f.pipeline->decodeSlots().release();
+    f.pipeline->decodeSlots().release(1000);
     f.renderer.letAllFinish();
     ASSERT_TRUE(f.waitUntilNotLoading());
     // Let any stale result that is still on its way arrive, then check it changed nothing.

@@ -125,7 +125,7 @@ TEST(ReadQueue, theInspectorWaitsForTheReaderAndSkipsPhotosTheUserLeft)
     details.setPath("/Karte/DCIM/b.jpg");
     details.setPath("/Karte/DCIM/c.jpg");
     EXPECT_TRUE(details.isReading());
-    decodeSlots.release();
+    decodeSlots.release(100);
 
     ASSERT_TRUE(waitUntil([&] { return !details.isReading(); }));
     EXPECT_FALSE(details.lines().isEmpty());
