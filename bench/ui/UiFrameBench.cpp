@@ -104,13 +104,13 @@ struct App {
 
     void review(const QString& folder, const QString& choice, const QString& destination)
     {
-        viewModel->load(folder);
+        viewModel->loading()->load(folder);
         waitFor([&] { return viewModel->route() == AppRoute::setup; });
-        viewModel->chooseFormatReview(choice);
+        viewModel->loading()->chooseFormatReview(choice);
         viewModel->selectOperationMode(QStringLiteral("safeCopy"));
         viewModel->setDestinationBaseFolder(destination);
         viewModel->updateRunFolderName(QStringLiteral("Bench"));
-        viewModel->startReviewing();
+        viewModel->loading()->startReviewing();
         waitFor([&] { return viewModel->route() == AppRoute::reviewing; });
     }
 };
@@ -382,15 +382,15 @@ int open(int shots)
     const long baseKiB = statusKiB("VmRSS:");
     QElapsedTimer clock;
     clock.start();
-    app.viewModel->load(folder.path());
+    app.viewModel->loading()->load(folder.path());
     waitFor([&] { return app.viewModel->route() == AppRoute::setup; });
     const double scannedMs = clock.nsecsElapsed() / 1e6;
-    app.viewModel->chooseFormatReview(QStringLiteral("both"));
+    app.viewModel->loading()->chooseFormatReview(QStringLiteral("both"));
     app.viewModel->selectOperationMode(QStringLiteral("safeCopy"));
     app.viewModel->setDestinationBaseFolder(destination.path());
     app.viewModel->updateRunFolderName(QStringLiteral("Bench"));
     const qint64 started = clock.nsecsElapsed();
-    app.viewModel->startReviewing();
+    app.viewModel->loading()->startReviewing();
     qint64 shownAt = -1;
     ReviewPreviewController* controller = nullptr;
     auto frameConnection = QObject::connect(app.window, &QQuickWindow::frameSwapped, app.window, [&] {

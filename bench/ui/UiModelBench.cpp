@@ -60,10 +60,10 @@ std::unique_ptr<KestravaViewModel> reviewOf(int groups)
     WorkflowServices services;
     services.scanFolder = [photos](const FileUrl&) { return photos; };
     auto viewModel = std::make_unique<KestravaViewModel>(services);
-    viewModel->load(QStringLiteral("/bench"));
+    viewModel->loading()->load(QStringLiteral("/bench"));
     while (viewModel->route() != AppRoute::setup)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    viewModel->chooseFormatReview(QStringLiteral("jpeg"));
+    viewModel->loading()->chooseFormatReview(QStringLiteral("jpeg"));
     return viewModel;
 }
 

@@ -108,23 +108,23 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
 {
     viewModel.setup()->updateEventName(request.eventName);
     viewModel.setDestinationBaseFolder(request.destinationBase);
-    viewModel.load(request.folder);
-    if (!runUntil(viewModel, [&] { return !viewModel.isLoading(); }) || viewModel.route() != AppRoute::setup)
+    viewModel.loading()->load(request.folder);
+    if (!runUntil(viewModel, [&] { return !viewModel.loading()->isLoading(); }) || viewModel.route() != AppRoute::setup)
         return viewModel.alertText();
     // Said before the review, so a run killed later has still told its user.
-    for (const QString& note : {viewModel.skippedEntriesNoteText(), viewModel.destinationBaseWarning()})
+    for (const QString& note : {viewModel.loading()->skippedEntriesNoteText(), viewModel.destinationBaseWarning()})
         if (!note.isEmpty())
             err() << cli::note(note) << "\n";
     err().flush();
     if (request.choice)
-        viewModel.chooseFormatReview(*request.choice);
+        viewModel.loading()->chooseFormatReview(*request.choice);
     viewModel.selectOperationMode(request.mode);
     if (request.verification)
         viewModel.setup()->updateVerificationMode(rawValue(*request.verification));
     viewModel.setup()->updateGroupByDate(request.groupByDate);
     if (request.runFolderName)
         viewModel.updateRunFolderName(*request.runFolderName);
-    viewModel.startReviewing();
+    viewModel.loading()->startReviewing();
     if (viewModel.route() != AppRoute::reviewing)
         return viewModel.alertText();
 
@@ -132,7 +132,7 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
     QHash<FileUrl, PhotoDecision> listed;
     try {
         if (!request.all)
-            listed = matchRecoveryRows(request.rows, viewModel.scannedInventory()).decisions;
+            listed = matchRecoveryRows(request.rows, viewModel.loading()->scannedInventory()).decisions;
     } catch (const KestravaError& error) {
         return error.description();
     }

@@ -116,7 +116,7 @@ void AppShell::openFromOutside(const QString& path)
     if (document)
         viewModel_->sessionStage()->openSessionDocument(info.absoluteFilePath());
     else
-        viewModel_->load(info.absoluteFilePath());
+        viewModel_->loading()->load(info.absoluteFilePath());
 }
 
 bool AppShell::canExportDecisions()

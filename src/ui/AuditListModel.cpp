@@ -215,7 +215,7 @@ void AuditListModel::refresh()
 void AuditListModel::rebuildAll()
 {
     const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
-    const QList<PhotoItem>& photos = viewModel_->photos();
+    const QList<PhotoItem>& photos = viewModel_->loading()->photos();
     QHash<QString, qsizetype> photoIndex;
     photoIndex.reserve(photos.size());
     for (qsizetype i = 0; i < photos.size(); ++i)

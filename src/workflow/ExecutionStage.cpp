@@ -37,7 +37,8 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
     });
     for (auto signal : {&ReviewStage::reviewStateChanged, &ReviewStage::isCommittingDecisionChanged})
         connect(flow_.review(), signal, this, &ExecutionStage::canExecuteChanged);
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::isLoadingChanged,
+    connect(flow_.loading(), &LoadingStage::isLoadingChanged, this, &ExecutionStage::canExecuteChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged,
                         &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
@@ -121,14 +122,14 @@ void ExecutionStage::setCheckingStorage(bool checking)
 
 bool ExecutionStage::canExecute() const
 {
-    if (run_.isApplying || flow_.isLoading() || run_.isCommittingDecision || !run_.selectedOperationMode
+    if (run_.isApplying || flow_.loading()->isLoading() || run_.isCommittingDecision || !run_.selectedOperationMode
         || !run_.destinationFolder)
         return false;
     if (session_ && session_->requiresModeSelection)
         return false;
     if (flow_.review()->reviewGroupCount() == 0 || flow_.review()->classifiedCount() < flow_.review()->reviewGroupCount())
         return false;
-    if (flow_.isWaitingForCaptureDates())
+    if (flow_.loading()->isWaitingForCaptureDates())
         return false;
     // A known shortage blocks; an estimate still being computed does not, because the run
     // checks the volume again before its first file.
@@ -207,7 +208,7 @@ void ExecutionStage::applySort()
 void ExecutionStage::applyStandardSort()
 {
     if (!canExecute()) {
-        core_.raiseAlert(flow_.isWaitingForCaptureDates() ? flow_.executionWaitText() : notConfirmedMessage);
+        core_.raiseAlert(flow_.loading()->isWaitingForCaptureDates() ? flow_.loading()->executionWaitText() : notConfirmedMessage);
         return;
     }
     core_.setRoute(AppRoute::executing);

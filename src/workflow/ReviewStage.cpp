@@ -92,7 +92,7 @@ void ReviewStage::applyDecisionToGroup(qsizetype groupIndex,
             run().photos[i].decision = value;
     }
     run().tally.replace(before, run().index.decision(group, run().photos));
-    emit flow_.photosChanged();
+    emit flow_.loading()->photosChanged();
 }
 
 void ReviewStage::recalculateCounts()

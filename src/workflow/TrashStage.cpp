@@ -96,7 +96,8 @@ TrashStage::TrashStage(WorkflowCore& core, KestravaViewModel& flow, ExecutionSta
     connect(flow_.review(), &ReviewStage::reviewStateChanged, this, &TrashStage::rejectedFileCountChanged);
     for (auto signal : {&ReviewStage::reviewStateChanged, &ReviewStage::isCommittingDecisionChanged})
         connect(flow_.review(), signal, this, &TrashStage::canCommitTrashChanged);
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::isLoadingChanged,
+    connect(flow_.loading(), &LoadingStage::isLoadingChanged, this, &TrashStage::canCommitTrashChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged,
                         &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})

@@ -24,7 +24,7 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     ASSERT_NE(rig.find(u"chooseSourceButton"_s), nullptr);
 
     // The folder dialog hands this path to the view model.
-    rig.viewModel->load(rig.shootFolder);
+    rig.viewModel->loading()->load(rig.shootFolder);
     ASSERT_TRUE(waitUntil([&] { return rig.find(u"startReviewButton"_s) != nullptr; }));
     QObject* start = rig.find(u"startReviewButton"_s);
     EXPECT_FALSE(start->property("enabled").toBool());

@@ -39,7 +39,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"01-welcome"_s));
 
     rig.scanGate->store(false);
-    rig.viewModel->load(rig.shootFolder);
+    rig.viewModel->loading()->load(rig.shootFolder);
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::scanning; }));
     expectPainted(rig.screenshot(window, u"02-scanning"_s));
     rig.scanGate->store(true);

@@ -160,13 +160,13 @@ QQuickWindow* UiRig::openMainWindow()
 
 void UiRig::loadShoot()
 {
-    viewModel->load(shootFolder);
+    viewModel->loading()->load(shootFolder);
     EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::setup; })) << "the scan did not reach setup";
 }
 
 void UiRig::configure(const QString& mode)
 {
-    viewModel->chooseFormatReview(QStringLiteral("both"));
+    viewModel->loading()->chooseFormatReview(QStringLiteral("both"));
     viewModel->selectOperationMode(mode);
     viewModel->setDestinationBaseFolder(destinationBase);
     viewModel->updateRunFolderName(QStringLiteral("Testlauf"));
@@ -174,7 +174,7 @@ void UiRig::configure(const QString& mode)
 
 void UiRig::startReview()
 {
-    viewModel->startReviewing();
+    viewModel->loading()->startReviewing();
     EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::reviewing; }));
 }
 

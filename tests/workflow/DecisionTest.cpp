@@ -32,7 +32,7 @@ TEST_F(Reviewing, decisionWaitsForVisiblePreviewAndIsIgnoredWhileApplying)
     EXPECT_FALSE(vm().review()->decisionFeedback());
 
     // A late report for a file of another group does not unlock the decision either.
-    vm().review()->setPreviewReady(true, vm().reviewGroups()[1].previewURL.path());
+    vm().review()->setPreviewReady(true, vm().loading()->reviewGroups()[1].previewURL.path());
     EXPECT_FALSE(vm().review()->isPreviewReady());
 
     rig.markPreviewVisible();
@@ -58,12 +58,12 @@ TEST_F(Reviewing, countsArePerGroupAndFollowRedecisions)
     EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 1);
     EXPECT_EQ(vm().review()->classifiedCount(), 2);
     // Both files of the pair carry the decision.
-    for (const PhotoItem& item : vm().photos())
-        if (vm().reviewGroups()[0].memberURLs.contains(item.sourceURL)) {
+    for (const PhotoItem& item : vm().loading()->photos())
+        if (vm().loading()->reviewGroups()[0].memberURLs.contains(item.sourceURL)) {
             EXPECT_EQ(item.decision, PhotoDecision::keep);
         }
 
-    vm().review()->reclassify(PhotoDecision::maybe, vm().reviewGroups()[0].id);
+    vm().review()->reclassify(PhotoDecision::maybe, vm().loading()->reviewGroups()[0].id);
     EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 0);
     EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::maybe), 1);
     EXPECT_EQ(vm().review()->classifiedCount(), 2);
@@ -151,8 +151,8 @@ TEST_F(Reviewing, redecidingADecidedGroupDoesNotOpenConfirmation)
 TEST_F(Reviewing, decidingTheLastOpenGroupFromTheAuditListLeadsToConfirmation)
 {
     rig.decide(PhotoDecision::keep);
-    const QString last = vm().reviewGroups().last().id;
-    const QString first = vm().reviewGroups().first().id;
+    const QString last = vm().loading()->reviewGroups().last().id;
+    const QString first = vm().loading()->reviewGroups().first().id;
     // Changing a decided group from the list leaves the review where it is.
     vm().review()->reclassify(PhotoDecision::del, first);
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
@@ -161,7 +161,7 @@ TEST_F(Reviewing, decidingTheLastOpenGroupFromTheAuditListLeadsToConfirmation)
 
     vm().review()->reclassify(PhotoDecision::maybe, last);
     EXPECT_FALSE(routes.wait(200)) << "one group is still open";
-    vm().review()->reclassify(PhotoDecision::keep, vm().reviewGroups()[1].id);
+    vm().review()->reclassify(PhotoDecision::keep, vm().loading()->reviewGroups()[1].id);
     ASSERT_TRUE(waitFor([&] { return vm().route() == AppRoute::confirmation; }));
     EXPECT_EQ(vm().review()->classifiedCount(), vm().review()->reviewGroupCount());
 }
@@ -187,7 +187,7 @@ TEST_F(Reviewing, confirmationRefusesOpenGroupsAndPendingDecisions)
     EXPECT_EQ(vm().alertText(), QStringLiteral("Bitte entscheide zuerst alle 2 offenen Motive."));
     EXPECT_EQ(vm().route(), AppRoute::reviewing);
 
-    vm().review()->setPendingDecisionGroupID(vm().reviewGroups()[2].id);
+    vm().review()->setPendingDecisionGroupID(vm().loading()->reviewGroups()[2].id);
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::keep);
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
@@ -204,7 +204,7 @@ TEST_F(Reviewing, undoRestoresAndEmptyHistoryStepsBack)
     vm().review()->undoLastDecision();
     EXPECT_EQ(vm().review()->currentIndex(), 1);
     EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 0);
-    EXPECT_FALSE(vm().review()->decision(vm().reviewGroups()[1]));
+    EXPECT_FALSE(vm().review()->decision(vm().loading()->reviewGroups()[1]));
     vm().review()->undoLastDecision();
     EXPECT_EQ(vm().review()->currentIndex(), 0);
     EXPECT_EQ(vm().review()->classifiedCount(), 0);
@@ -225,7 +225,7 @@ TEST_F(Reviewing, undoRestoresAndEmptyHistoryStepsBack)
 
 TEST_F(Reviewing, previewCandidatesStartWithThePreviewFile)
 {
-    const ReviewGroup& pair = vm().reviewGroups()[0];
+    const ReviewGroup& pair = vm().loading()->reviewGroups()[0];
     const QStringList candidates = vm().review()->previewCandidates();
     ASSERT_EQ(candidates.size(), 2);
     EXPECT_EQ(candidates[0], pair.previewURL.path());

@@ -38,7 +38,7 @@ TEST(Journal, decisionIsWrittenBeforeTheNextIsAccepted)
     // Neither a second decision, an undo nor a step back gets in while the line is written.
     rig.vm().review()->classify(PhotoDecision::del);
     rig.vm().review()->undoLastDecision();
-    rig.vm().review()->reclassify(PhotoDecision::del, rig.vm().reviewGroups()[1].id);
+    rig.vm().review()->reclassify(PhotoDecision::del, rig.vm().loading()->reviewGroups()[1].id);
     EXPECT_EQ(rig.vm().review()->history().size(), 1);
     QSignalSpy committed(rig.vm().review(), &ReviewStage::decisionCommitted);
     ASSERT_TRUE(committed.wait(3000));
@@ -65,7 +65,7 @@ TEST(Journal, failedWriteRollsTheDecisionBack)
 
     EXPECT_TRUE(rig.vm().alertText().startsWith(decisionPrefix)) << rig.vm().alertText().toStdString();
     EXPECT_EQ(rig.vm().review()->currentIndex(), 1);
-    EXPECT_FALSE(rig.vm().review()->decision(rig.vm().reviewGroups()[1]));
+    EXPECT_FALSE(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[1]));
     EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 0);
     EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::maybe), 1);
     EXPECT_FALSE(rig.vm().review()->isCommittingDecision());
@@ -81,8 +81,8 @@ TEST(Journal, failedWriteRollsTheDecisionBack)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[0]), PhotoDecision::maybe);
-    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[1]), PhotoDecision::keep);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[0]), PhotoDecision::maybe);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[1]), PhotoDecision::keep);
 }
 
 TEST(Journal, failedUndoKeepsTheDecisionAndDropsTheEntry)
@@ -97,7 +97,7 @@ TEST(Journal, failedUndoKeepsTheDecisionAndDropsTheEntry)
     rig.settle();
 
     // The undo is reverted in memory; the message is the error alone.
-    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[1]), PhotoDecision::del);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[1]), PhotoDecision::del);
     EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 1);
     ASSERT_TRUE(rig.vm().alertMessage());
     EXPECT_FALSE(rig.vm().alertText().startsWith(decisionPrefix));
@@ -108,7 +108,7 @@ TEST(Journal, failedUndoKeepsTheDecisionAndDropsTheEntry)
     rig.fileOps.clearFaults();
     rig.vm().review()->undoLastDecision();
     rig.settle();
-    EXPECT_FALSE(rig.vm().review()->decision(rig.vm().reviewGroups()[0]));
+    EXPECT_FALSE(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[0]));
     EXPECT_EQ(rig.vm().review()->currentIndex(), 0);
     const auto events = eventsOf(rig);
     ASSERT_EQ(events.size(), 3);
@@ -123,10 +123,10 @@ TEST(Journal, failedReclassificationHasItsOwnPrefix)
     rig.startReview();
     rig.decide(PhotoDecision::keep);
     rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);
-    rig.vm().review()->reclassify(PhotoDecision::del, rig.vm().reviewGroups()[0].id);
+    rig.vm().review()->reclassify(PhotoDecision::del, rig.vm().loading()->reviewGroups()[0].id);
     rig.settle();
     EXPECT_TRUE(rig.vm().alertText().startsWith(QStringLiteral("Die Änderung konnte nicht sicher gespeichert werden: ")));
-    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[0]), PhotoDecision::keep);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[0]), PhotoDecision::keep);
 }
 
 TEST(Journal, decisionsSurviveACrashAndResumeWhereReviewStopped)
@@ -192,6 +192,6 @@ TEST(Journal, quittingAfterADecisionLosesNothing)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[0]), PhotoDecision::del);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().loading()->reviewGroups()[0]), PhotoDecision::del);
     EXPECT_EQ(rig.vm().review()->currentIndex(), 1);
 }

@@ -74,7 +74,7 @@ TEST(SessionLifecycle, ambiguousOlderSessionAsksForTheModeAgain)
     EXPECT_EQ(rig.vm().alertText(),
               QStringLiteral("Diese ältere Sitzung verwendete eine nicht eindeutige Verschieben-/Papierkorb-Kombination. "
                              "Bitte wähle den Modus erneut."));
-    EXPECT_FALSE(rig.vm().canStartReview());
+    EXPECT_FALSE(rig.vm().loading()->canStartReview());
     rig.vm().selectOperationMode(SortOperationMode::organizeAndTrash);
     EXPECT_FALSE(rig.vm().makeSessionSnapshot()->requiresModeSelection);
 }

@@ -88,8 +88,8 @@ bool waitFor(const std::function<bool()>& condition, int timeoutMs)
 void WorkflowRig::load(const QList<PhotoItem>& items)
 {
     scanResult = items;
-    vm().load(photoFolder);
-    ASSERT_TRUE(waitFor([&] { return !vm().isLoading(); }));
+    vm().loading()->load(photoFolder);
+    ASSERT_TRUE(waitFor([&] { return !vm().loading()->isLoading(); }));
     settle();
 }
 
@@ -98,7 +98,7 @@ void WorkflowRig::startReview(SortOperationMode mode)
     vm().selectOperationMode(mode);
     vm().setDestinationBaseFolder(destinationBase);
     vm().updateRunFolderName(QStringLiteral("Ergebnis"));
-    vm().startReviewing();
+    vm().loading()->startReviewing();
     ASSERT_EQ(vm().route(), AppRoute::reviewing) << vm().alertText().toStdString();
     settle();
 }

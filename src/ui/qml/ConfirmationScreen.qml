@@ -35,7 +35,7 @@ Item {
             NoticeBanner {
                 objectName: "skippedEntriesNote"
                 Layout.fillWidth: true
-                text: ViewModel.skippedEntriesNote
+                text: ViewModel.loading.skippedEntriesNote
             }
             Card {
                 Layout.fillWidth: true
@@ -52,7 +52,7 @@ Item {
                     ConfirmationRow {
                         Layout.fillWidth: true
                         label: "Umfang"
-                        value: Texts.scopeText(ViewModel.review.reviewGroupCount, ViewModel.photoCount)
+                        value: Texts.scopeText(ViewModel.review.reviewGroupCount, ViewModel.loading.photoCount)
                     }
                     ConfirmationRow {
                         Layout.fillWidth: true
@@ -91,7 +91,7 @@ Item {
                         objectName: "executionWaitText"
                         Layout.fillWidth: true
                         visible: text.length > 0
-                        text: ViewModel.executionWaitText
+                        text: ViewModel.loading.executionWaitText
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap

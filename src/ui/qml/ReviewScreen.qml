@@ -36,7 +36,7 @@ Item {
                 Layout.leftMargin: DesignSystem.spacingL
                 Layout.rightMargin: DesignSystem.spacingL
                 Layout.bottomMargin: visible ? DesignSystem.spacingS : 0
-                text: ViewModel.skippedEntriesNote
+                text: ViewModel.loading.skippedEntriesNote
             }
             Item {
                 id: stageArea

@@ -18,7 +18,7 @@ Card {
         Repeater {
             model: [
                 { label: "Ordner", value: Texts.folderName(ViewModel.sourceFolder) },
-                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.selectedReviewChoice) },
+                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.loading.selectedReviewChoice) },
                 { label: "Modus", value: Texts.operationModeTitle(ViewModel.selectedOperationMode) },
                 { label: "Zielbasis", value: Texts.folderName(ViewModel.destinationBaseFolder) },
                 { label: "Ergebnisordner", value: ViewModel.runFolderName }
@@ -44,7 +44,7 @@ Card {
         NoticeBanner {
             objectName: "skippedEntriesNote"
             Layout.fillWidth: true
-            text: ViewModel.skippedEntriesNote
+            text: ViewModel.loading.skippedEntriesNote
         }
         Text {
             Layout.fillWidth: true
@@ -57,8 +57,8 @@ Card {
             objectName: "startReviewButton"
             Layout.fillWidth: true
             text: "Auswahl starten"
-            enabled: ViewModel.canStartReview
-            onClicked: ViewModel.startReviewing()
+            enabled: ViewModel.loading.canStartReview
+            onClicked: ViewModel.loading.startReviewing()
         }
     }
 }
