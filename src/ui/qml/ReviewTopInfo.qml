@@ -104,11 +104,12 @@ Rectangle {
             Repeater {
                 model: ["keep", "maybe", "delete"]
                 RowLayout {
+                    id: count
                     required property string modelData
                     spacing: 5
-                    Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(modelData) }
+                    Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(count.modelData) }
                     Text {
-                        text: (ViewModel.review.decisionCounts[modelData] ?? 0) + " " + Texts.decisionLabel(modelData)
+                        text: (ViewModel.review.decisionCounts[count.modelData] ?? 0) + " " + Texts.decisionLabel(count.modelData)
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontCaption
                     }

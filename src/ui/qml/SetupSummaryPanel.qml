@@ -24,17 +24,18 @@ Card {
                 { label: "Ergebnisordner", value: ViewModel.runFolderName }
             ]
             ColumnLayout {
+                id: entry
                 required property var modelData
                 Layout.fillWidth: true
                 spacing: 2
                 Text {
-                    text: modelData.label
+                    text: entry.modelData.label
                     color: DesignSystem.textMuted
                     font.pixelSize: DesignSystem.fontCaption
                 }
                 Text {
                     Layout.fillWidth: true
-                    text: modelData.value.length > 0 ? modelData.value : "–"
+                    text: entry.modelData.value.length > 0 ? entry.modelData.value : "–"
                     color: DesignSystem.textPrimary
                     font.pixelSize: DesignSystem.fontBody
                     elide: Text.ElideMiddle
