@@ -134,11 +134,12 @@ QString AuditListModel::saveStateText() const
 
 void AuditListModel::decide(int row, const QString& decision)
 {
-    if (!viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
+    const auto value = enumFromRaw<PhotoDecision>(decision);
+    if (!value || !viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
         return;
     const QString groupId = all_[visible_[row]].groupId;
     savingGroupId_ = groupId;
-    viewModel_->review()->reclassify(decision, groupId);
+    viewModel_->review()->reclassify(*value, groupId);
     if (!viewModel_->review()->isCommittingDecision()) {
         // Refused or finished at once (no journal): nothing is being saved.
         savingGroupId_.clear();

@@ -102,12 +102,6 @@ void ReviewStage::recalculateCounts()
     emit reviewStateChanged();
 }
 
-void ReviewStage::classify(const QString& decision)
-{
-    if (const auto value = enumFromRaw<PhotoDecision>(decision))
-        classify(*value);
-}
-
 void ReviewStage::classify(PhotoDecision decision)
 {
     const qsizetype groupIndex = run().currentIndex;
@@ -131,12 +125,6 @@ void ReviewStage::classify(PhotoDecision decision)
     const int nextIndex = run().currentIndex >= reviewGroupCount() - 1 ? run().currentIndex : run().currentIndex + 1;
     commitDecision(groupIndex, decision, std::move(entry), decisionFailurePrefix, nextIndex, previousIndex,
                    shouldPresentCompletion);
-}
-
-void ReviewStage::reclassify(const QString& decision, const QString& groupID)
-{
-    if (const auto value = enumFromRaw<PhotoDecision>(decision))
-        reclassify(*value, groupID);
 }
 
 void ReviewStage::reclassify(PhotoDecision decision, const QString& groupID)

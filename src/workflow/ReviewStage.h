@@ -17,6 +17,7 @@
 // ReviewStageValues.cpp (derived values and their QML forms).
 
 #include "DecisionJournal.h"
+#include "DecisionValue.h"
 #include "ReviewIndex.h"
 #include "WorkflowCore.h"
 
@@ -88,9 +89,12 @@ public:
     QStringList previewCandidates() const;
 
     // ---- Intents ---------------------------------------------------------------------------
-    Q_INVOKABLE void classify(const QString& decision);
+    Q_INVOKABLE void classify(kestrava::Decision::Value decision) { classify(Decision::toModel(decision)); }
     void classify(PhotoDecision decision);
-    Q_INVOKABLE void reclassify(const QString& decision, const QString& groupID);
+    Q_INVOKABLE void reclassify(kestrava::Decision::Value decision, const QString& groupID)
+    {
+        reclassify(Decision::toModel(decision), groupID);
+    }
     void reclassify(PhotoDecision decision, const QString& groupID);
     Q_INVOKABLE void undoLastDecision();
     Q_INVOKABLE void previousPhoto();

@@ -49,10 +49,13 @@ public:
         return waitUntil([&] { return rig->viewModel->review()->isPreviewReady(); }, timeoutMs);
     }
     // Decides every group the same way through the view model, as the audit list would.
-    Q_INVOKABLE bool decideAll(const QString& decision)
+    Q_INVOKABLE bool decideAll(const QString& name)
     {
+        const auto decision = enumFromRaw<PhotoDecision>(name);
+        if (!decision)
+            return false;
         for (const ReviewGroup& group : rig->viewModel->review()->effectiveReviewGroups()) {
-            rig->viewModel->review()->reclassify(decision, group.id);
+            rig->viewModel->review()->reclassify(*decision, group.id);
             if (!waitForSettled(60000))
                 return false;
         }

@@ -73,7 +73,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     int position = 0;
     for (const ReviewGroup& group : rig.viewModel->review()->effectiveReviewGroups()) {
         const int n = position++ % 3;
-        rig.viewModel->review()->reclassify(n == 0 ? u"keep"_s : n == 1 ? u"maybe"_s : u"delete"_s, group.id);
+        rig.viewModel->review()->reclassify(n == 0 ? PhotoDecision::keep : n == 1 ? PhotoDecision::maybe : PhotoDecision::del, group.id);
         ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
     }
     rig.screenshot(audit, u"05-audit-decided"_s);

@@ -48,7 +48,7 @@ TEST(AppShell, decisionExportWritesANewFileAndNeverReplacesOne)
     rig.configure();
     rig.startReview();
     const QString groupID = rig.viewModel->review()->effectiveReviewGroups().first().id;
-    rig.viewModel->review()->reclassify(u"delete"_s, groupID);
+    rig.viewModel->review()->reclassify(PhotoDecision::del, groupID);
     ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
 
     const QString path = rig.tree.path(u"Entscheidungen.csv"_s);

@@ -36,7 +36,7 @@ Rectangle {
             decision: "keep"; keyHint: "↑"
             selected: dock.current === "keep"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify("keep")
+            onClicked: ViewModel.review.classify(Decision.Keep)
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -46,7 +46,7 @@ Rectangle {
             decision: "maybe"; keyHint: "→"
             selected: dock.current === "maybe"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify("maybe")
+            onClicked: ViewModel.review.classify(Decision.Maybe)
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -56,7 +56,7 @@ Rectangle {
             decision: "delete"; keyHint: "↓"
             selected: dock.current === "delete"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify("delete")
+            onClicked: ViewModel.review.classify(Decision.Delete)
         }
         Item { Layout.fillWidth: true }
     }
