@@ -60,10 +60,10 @@ std::unique_ptr<KestravaViewModel> reviewOf(int groups)
     WorkflowServices services;
     services.scanFolder = [photos](const FileUrl&) { return photos; };
     auto viewModel = std::make_unique<KestravaViewModel>(services);
-    viewModel->load(QStringLiteral("/bench"));
+    viewModel->loading()->load(QStringLiteral("/bench"));
     while (viewModel->route() != AppRoute::setup)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    viewModel->chooseFormatReview(QStringLiteral("jpeg"));
+    viewModel->loading()->chooseFormatReview(QStringLiteral("jpeg"));
     return viewModel;
 }
 
@@ -84,11 +84,11 @@ void auditDecisionRefresh(benchmark::State& state)
     auto viewModel = reviewOf(int(state.range(0)));
     AuditListModel model;
     model.setViewModel(viewModel.get());
-    const QList<ReviewGroup> groups = viewModel->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel->review()->effectiveReviewGroups();
     int i = 0;
     for (auto _ : state) {
-        viewModel->reclassify(i % 2 ? PhotoDecision::keep : PhotoDecision::maybe, groups[(i * 7919) % groups.size()].id);
-        while (viewModel->isCommittingDecision())
+        viewModel->review()->reclassify(i % 2 ? PhotoDecision::keep : PhotoDecision::maybe, groups[(i * 7919) % groups.size()].id);
+        while (viewModel->review()->isCommittingDecision())
             QCoreApplication::processEvents();
         ++i;
     }

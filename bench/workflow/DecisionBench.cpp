@@ -78,10 +78,10 @@ std::unique_ptr<KestravaViewModel> reviewing(WorkflowServices services, const QS
     services.timings = {std::chrono::milliseconds(620), std::chrono::milliseconds(180), std::chrono::hours(1)};
     auto vm = std::make_unique<KestravaViewModel>(services);
     vm->setDestinationBaseFolder(base);
-    vm->load(folder);
-    spinUntil([&] { return !vm->isLoading(); });
+    vm->loading()->load(folder);
+    spinUntil([&] { return !vm->loading()->isLoading(); });
     vm->selectOperationMode(SortOperationMode::safeCopy);
-    vm->startReviewing();
+    vm->loading()->startReviewing();
     return vm;
 }
 
@@ -110,16 +110,16 @@ int main(int argc, char** argv)
         std::vector<double> recount;
         decision.reserve(std::size_t(groups));
         ReviewIndex index;
-        index.rebuild(vm->photos(), vm->reviewGroups());
+        index.rebuild(vm->loading()->photos(), vm->loading()->reviewGroups());
         for (int i = 0; i < groups; ++i) {
-            vm->setPreviewReady(true, vm->previewCandidates().first());
+            vm->review()->setPreviewReady(true, vm->review()->previewCandidates().first());
             clock.start();
-            vm->classify(PhotoDecision(i % 3));
+            vm->review()->classify(PhotoDecision(i % 3));
             decision.push_back(double(clock.nsecsElapsed()) / 1e6);
             if (i % 100 == 0) {
                 DecisionTally tally;
                 clock.start();
-                tally.recalculate(vm->reviewGroups(), vm->photos(), index);
+                tally.recalculate(vm->loading()->reviewGroups(), vm->loading()->photos(), index);
                 recount.push_back(double(clock.nsecsElapsed()) / 1e6);
             }
         }
@@ -134,11 +134,11 @@ int main(int argc, char** argv)
         spinUntil([&] { return vm->sessionStage()->lastSavedAt().has_value(); });
         std::vector<double> commit;
         int committed = 0;
-        QObject::connect(vm.get(), &KestravaViewModel::decisionCommitted, [&] { ++committed; });
+        QObject::connect(vm->review(), &ReviewStage::decisionCommitted, [&] { ++committed; });
         for (int i = 0; i < std::min(commits, groups); ++i) {
-            vm->setPreviewReady(true, vm->previewCandidates().first());
+            vm->review()->setPreviewReady(true, vm->review()->previewCandidates().first());
             clock.start();
-            vm->classify(PhotoDecision(i % 3));
+            vm->review()->classify(PhotoDecision(i % 3));
             spinUntil([&] { return committed > i; });
             commit.push_back(double(clock.nsecsElapsed()) / 1e6);
         }

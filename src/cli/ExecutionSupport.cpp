@@ -74,7 +74,7 @@ std::optional<QString> waitUntilExecutable(KestravaViewModel& viewModel)
     if (!viewModel.execution()->isCheckingStorage() && !viewModel.execution()->currentStorageEstimate())
         viewModel.execution()->refreshStorageEstimate();
     // A run starts only once the capture dates of everything it sorts were read.
-    while (viewModel.execution()->isCheckingStorage() || viewModel.isPreparingMetadata())
+    while (viewModel.execution()->isCheckingStorage() || viewModel.loading()->isPreparingMetadata())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     QCoreApplication::processEvents();
     const auto& estimate = viewModel.execution()->currentStorageEstimate();

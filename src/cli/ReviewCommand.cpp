@@ -28,13 +28,13 @@ int runReview(const QStringList& arguments)
 
     QJsonObject counts;
     for (PhotoDecision d : allCases<PhotoDecision>())
-        counts.insert(rawValue(d), viewModel.decisionCount(d));
+        counts.insert(rawValue(d), viewModel.review()->decisionCount(d));
     QJsonObject result;
     result.insert(QLatin1String("sessionID"), json::encodeUuid(viewModel.session()->id));
-    result.insert(QLatin1String("route"), viewModel.routeName());
+    result.insert(QLatin1String("route"), rawValue(viewModel.route()));
     result.insert(QLatin1String("counts"), counts);
     result.insert(QLatin1String("destinationFolder"), viewModel.destinationFolder()->toUrlString());
-    result.insert(QLatin1String("skippedEntryCount"), viewModel.skippedEntryCount());
+    result.insert(QLatin1String("skippedEntryCount"), viewModel.loading()->skippedEntryCount());
     cli::printJson(json::toCompactJson(result));
     return cli::success;
 }

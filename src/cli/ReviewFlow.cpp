@@ -108,23 +108,23 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
 {
     viewModel.setup()->updateEventName(request.eventName);
     viewModel.setDestinationBaseFolder(request.destinationBase);
-    viewModel.load(request.folder);
-    if (!runUntil(viewModel, [&] { return !viewModel.isLoading(); }) || viewModel.route() != AppRoute::setup)
+    viewModel.loading()->load(request.folder);
+    if (!runUntil(viewModel, [&] { return !viewModel.loading()->isLoading(); }) || viewModel.route() != AppRoute::setup)
         return viewModel.alertText();
     // Said before the review, so a run killed later has still told its user.
-    for (const QString& note : {viewModel.skippedEntriesNoteText(), viewModel.destinationBaseWarning()})
+    for (const QString& note : {viewModel.loading()->skippedEntriesNoteText(), viewModel.destinationBaseWarning()})
         if (!note.isEmpty())
             err() << cli::note(note) << "\n";
     err().flush();
     if (request.choice)
-        viewModel.chooseFormatReview(*request.choice);
+        viewModel.loading()->chooseFormatReview(*request.choice);
     viewModel.selectOperationMode(request.mode);
     if (request.verification)
         viewModel.setup()->updateVerificationMode(rawValue(*request.verification));
     viewModel.setup()->updateGroupByDate(request.groupByDate);
     if (request.runFolderName)
         viewModel.updateRunFolderName(*request.runFolderName);
-    viewModel.startReviewing();
+    viewModel.loading()->startReviewing();
     if (viewModel.route() != AppRoute::reviewing)
         return viewModel.alertText();
 
@@ -132,33 +132,33 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
     QHash<FileUrl, PhotoDecision> listed;
     try {
         if (!request.all)
-            listed = matchRecoveryRows(request.rows, viewModel.scannedInventory()).decisions;
+            listed = matchRecoveryRows(request.rows, viewModel.loading()->scannedInventory()).decisions;
     } catch (const KestravaError& error) {
         return error.description();
     }
 
     int committed = 0;
     const QMetaObject::Connection counting =
-        QObject::connect(&viewModel, &KestravaViewModel::decisionCommitted, [&](const QString& groupID) {
+        QObject::connect(viewModel.review(), &ReviewStage::decisionCommitted, [&](const QString& groupID) {
             ++committed;
             err() << decisionAcknowledged(committed, groupID) << "\n";
             err().flush();
         });
     const auto stopCounting = qScopeGuard([&] { QObject::disconnect(counting); });
 
-    const QList<ReviewGroup> groups = viewModel.effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel.review()->effectiveReviewGroups();
     for (const ReviewGroup& group : groups) {
         std::optional<PhotoDecision> decision = request.all;
-        for (const QString& candidate : viewModel.previewCandidates())
+        for (const QString& candidate : viewModel.review()->previewCandidates())
             if (!decision && listed.contains(FileUrl::fromLocalPath(candidate)))
                 decision = listed.value(FileUrl::fromLocalPath(candidate));
         if (!decision)
             return noDecisionListed(group.previewURL.fileName());
         // What the preview loader reports once the picture is on screen.
-        viewModel.setPreviewReady(true, group.previewURL.path());
+        viewModel.review()->setPreviewReady(true, group.previewURL.path());
         const int before = committed;
-        viewModel.classify(*decision);
-        if (!runUntil(viewModel, [&] { return committed > before && !viewModel.isCommittingDecision(); }))
+        viewModel.review()->classify(*decision);
+        if (!runUntil(viewModel, [&] { return committed > before && !viewModel.review()->isCommittingDecision(); }))
             return viewModel.alertText();
     }
     if (!runUntil(viewModel, [&] { return viewModel.route() == AppRoute::confirmation; }))

@@ -91,12 +91,12 @@ int runSort(const QStringList& arguments)
         ok = saveReport(viewModel, *report) && ok;
 
     QJsonObject summary = cli::executionSummary(viewModel);
-    summary.insert(QLatin1String("skippedEntryCount"), viewModel.skippedEntryCount());
+    summary.insert(QLatin1String("skippedEntryCount"), viewModel.loading()->skippedEntryCount());
     cli::printJson(json::toCompactJson(summary));
     cli::reportMessages(viewModel);
     // Files left out by the scan are still in the source: the run must not pass for complete.
-    if (viewModel.skippedEntryCount() > 0) {
-        cli::err() << cli::note(viewModel.skippedEntriesNoteText()) << "\n";
+    if (viewModel.loading()->skippedEntryCount() > 0) {
+        cli::err() << cli::note(viewModel.loading()->skippedEntriesNoteText()) << "\n";
         cli::err().flush();
         ok = false;
     }

@@ -94,7 +94,7 @@ namespace {
 
 bool nothingElseOpen(const KestravaViewModel& viewModel)
 {
-    return viewModel.route() == AppRoute::welcome && !viewModel.session() && !viewModel.isLoading();
+    return viewModel.route() == AppRoute::welcome && !viewModel.session() && !viewModel.loading()->isLoading();
 }
 
 } // namespace
@@ -105,7 +105,7 @@ void openWhenFree(KestravaViewModel& viewModel, const QString& folder)
         return;
     SessionStage* session = viewModel.sessionStage();
     if (!session->showResumeChoice()) {
-        viewModel.load(folder);
+        viewModel.loading()->load(folder);
         return;
     }
     auto* waiting = new QObject(&viewModel);
@@ -114,7 +114,7 @@ void openWhenFree(KestravaViewModel& viewModel, const QString& folder)
             return;
         waiting->deleteLater();
         if (nothingElseOpen(viewModel))
-            viewModel.load(folder);
+            viewModel.loading()->load(folder);
     });
 }
 

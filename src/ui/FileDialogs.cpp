@@ -123,7 +123,7 @@ void FileDialogs::chooseSource()
         start = cards.isEmpty() ? picturesOrHome() : cards.first();
     show({Kind::folder, u"Fotos auswählen"_s, start, {}, {}, {}}, [this](const QString& folder) {
         if (viewModel_)
-            viewModel_->load(folder);
+            viewModel_->loading()->load(folder);
     });
 }
 

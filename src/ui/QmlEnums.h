@@ -5,6 +5,7 @@
 // screen that silently never shows. The values are the model's own, so the two cannot drift.
 
 #include "model/PhotoModel.h"
+#include "workflow/DecisionValue.h"
 
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
@@ -27,3 +28,18 @@ enum Route {
 Q_ENUM_NS(Route)
 
 } // namespace kestrava::QmlAppRoute
+
+// The review's intents take kestrava::Decision::Value; Qt 6.4's type registrar cannot export a
+// namespace of another library, so QML's `Decision` repeats its values here.
+namespace kestrava::QmlDecision {
+Q_NAMESPACE
+QML_NAMED_ELEMENT(Decision)
+
+enum Value {
+    Keep = Decision::Keep,
+    Maybe = Decision::Maybe,
+    Delete = Decision::Delete,
+};
+Q_ENUM_NS(Value)
+
+} // namespace kestrava::QmlDecision

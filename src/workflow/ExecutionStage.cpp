@@ -36,16 +36,19 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
                             &ExecutionStage::progressTitleChanged, &ExecutionStage::isApplyingChanged})
             emit(this->*signal)();
     });
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
-                        &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
+    for (auto signal : {&ReviewStage::reviewStateChanged, &ReviewStage::isCommittingDecisionChanged})
+        connect(flow_.review(), signal, this, &ExecutionStage::canExecuteChanged);
+    connect(flow_.loading(), &LoadingStage::isLoadingChanged, this, &ExecutionStage::canExecuteChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged,
                         &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
         connect(&flow_, signal, this, &ExecutionStage::canExecuteChanged);
     connect(this, &ExecutionStage::isApplyingChanged, this, &ExecutionStage::canExecuteChanged);
-    for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
-                        &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::skippedEntryCountChanged})
-        connect(&flow_, signal, this, &ExecutionStage::runScopeChanged);
+    for (auto signal : {&LoadingStage::photosChanged, &LoadingStage::skippedEntryCountChanged})
+        connect(flow_.loading(), signal, this, &ExecutionStage::runScopeChanged);
+    for (auto signal : {&ReviewStage::reviewStateChanged, &ReviewStage::decisionCountsChanged})
+        connect(flow_.review(), signal, this, &ExecutionStage::runScopeChanged);
     connect(&core_, &WorkflowCore::runReset, this, &ExecutionStage::runScopeChanged);
     connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::canExecuteChanged);
     connect(this, &ExecutionStage::storageEstimateChanged, this, &ExecutionStage::storageCheckTextChanged);
@@ -132,14 +135,14 @@ void ExecutionStage::setCheckingStorage(bool checking)
 
 bool ExecutionStage::canExecute() const
 {
-    if (run_.isApplying || flow_.isLoading() || run_.isCommittingDecision || !run_.selectedOperationMode
+    if (run_.isApplying || flow_.loading()->isLoading() || run_.isCommittingDecision || !run_.selectedOperationMode
         || !run_.destinationFolder)
         return false;
     if (session_ && session_->requiresModeSelection)
         return false;
-    if (flow_.reviewGroupCount() == 0 || flow_.classifiedCount() < flow_.reviewGroupCount())
+    if (flow_.review()->reviewGroupCount() == 0 || flow_.review()->classifiedCount() < flow_.review()->reviewGroupCount())
         return false;
-    if (flow_.isWaitingForCaptureDates())
+    if (flow_.loading()->isWaitingForCaptureDates())
         return false;
     // A known shortage blocks; an estimate still being computed does not, because the run
     // checks the volume again before its first file.
@@ -157,7 +160,7 @@ bool ExecutionStage::canExecute() const
 
 RunScope ExecutionStage::runScope() const
 {
-    return RunScope::of(run_.photos, run_.passThroughPhotos, flow_.reviewGroupCount(), run_.skippedEntryCount);
+    return RunScope::of(run_.photos, run_.passThroughPhotos, flow_.review()->reviewGroupCount(), run_.skippedEntryCount);
 }
 
 QString ExecutionStage::runScopeText() const
@@ -235,7 +238,7 @@ void ExecutionStage::applySort()
 void ExecutionStage::applyStandardSort()
 {
     if (!canExecute()) {
-        core_.raiseAlert(flow_.isWaitingForCaptureDates() ? flow_.executionWaitText() : notConfirmedMessage);
+        core_.raiseAlert(flow_.loading()->isWaitingForCaptureDates() ? flow_.loading()->executionWaitText() : notConfirmedMessage);
         return;
     }
     core_.setRoute(AppRoute::executing);

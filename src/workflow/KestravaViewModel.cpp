@@ -1,5 +1,4 @@
 #include "KestravaViewModel.h"
-#include "ReviewKeyFilter.h"
 #include "model/DestinationPlanner.h"
 #include "model/Json.h"
 #include "scanning/PhotoInventoryScanner.h"
@@ -10,6 +9,8 @@
 
 #include "platform/VolumeInfo.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <QtConcurrent>
 
@@ -25,48 +26,32 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
 {
     connect(&core_, &WorkflowCore::routeChanged, this, &KestravaViewModel::routeChanged);
     connect(&core_, &WorkflowCore::alertChanged, this, &KestravaViewModel::alertMessageChanged);
-    if (!services_.scanFolder)
-        services_.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scanDetailed(folder); };
-    if (!services_.isOnRemovableVolume)
-        services_.isOnRemovableVolume = [](const QString& path) {
+    if (!core_.services.scanFolder)
+        core_.services.scanFolder = [](const FileUrl& folder) { return PhotoInventoryScanner::scanDetailed(folder); };
+    if (!core_.services.isOnRemovableVolume)
+        core_.services.isOnRemovableVolume = [](const QString& path) {
             const auto facts = volumeFacts(path);
             return facts && facts->isRemovable;
         };
-    if (services_.picturesFolder.isEmpty())
-        services_.picturesFolder = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
-    connect(this, &KestravaViewModel::sourceFolderChanged, this, &KestravaViewModel::setupWarningsChanged);
-    connect(this, &KestravaViewModel::destinationBaseFolderChanged, this, &KestravaViewModel::setupWarningsChanged);
-    if (!services_.clock)
-        services_.clock = [] { return QDateTime::currentDateTimeUtc(); };
-    if (!services_.metadata)
-        services_.metadata = std::make_shared<NoMetadataEnrichment>();
-    if (!services_.exists)
-        services_.exists = DestinationPlanner::existsOnDisk;
+    if (core_.services.picturesFolder.isEmpty())
+        core_.services.picturesFolder = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    connect(this, &KestravaViewModel::sourceFolderChanged, this, &KestravaViewModel::destinationBaseWarningChanged);
+    connect(this, &KestravaViewModel::destinationBaseFolderChanged, this,
+            &KestravaViewModel::destinationBaseWarningChanged);
+    if (!core_.services.clock)
+        core_.services.clock = [] { return QDateTime::currentDateTimeUtc(); };
+    if (!core_.services.metadata)
+        core_.services.metadata = std::make_shared<NoMetadataEnrichment>();
+    if (!core_.services.exists)
+        core_.services.exists = DestinationPlanner::existsOnDisk;
 
-    if (!services_.trash.service)
-        services_.trash.service = std::make_shared<FreedesktopTrashService>();
-    if (!services_.trash.capability)
-        services_.trash.capability = std::make_shared<FreedesktopTrashCapabilityChecker>();
-    if (!services_.trash.receipts)
-        services_.trash.receipts = std::make_shared<FreedesktopTrashReceipts>();
+    if (!core_.services.trash.service)
+        core_.services.trash.service = std::make_shared<FreedesktopTrashService>();
+    if (!core_.services.trash.capability)
+        core_.services.trash.capability = std::make_shared<FreedesktopTrashCapabilityChecker>();
+    if (!core_.services.trash.receipts)
+        core_.services.trash.receipts = std::make_shared<FreedesktopTrashReceipts>();
 
-    feedbackTimer_.setSingleShot(true);
-    connect(&feedbackTimer_, &QTimer::timeout, this, &KestravaViewModel::advanceFeedback);
-    reviewCompletionTimer_.setSingleShot(true);
-    reviewCompletionTimer_.setInterval(services_.timings.completionDelay);
-    // The timer dies with this object, so a late tick can never reach a destroyed view model.
-    connect(&reviewCompletionTimer_, &QTimer::timeout, this, [this] {
-        if (route() == AppRoute::reviewing)
-            beginCompletionFlow();
-    });
-
-    connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::acceptsReviewShortcutsChanged);
-    connect(&audit_, &AuditStage::presentedChanged, this,
-            &KestravaViewModel::acceptsReviewShortcutsChanged);
-    for (auto signal : {&KestravaViewModel::sourceFolderChanged, &KestravaViewModel::destinationBaseFolderChanged,
-                        &KestravaViewModel::selectedReviewChoiceChanged,
-                        &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::runFolderNameChanged})
-        connect(this, signal, this, &KestravaViewModel::canStartReviewChanged);
     // Staged safety copies keep a second run from starting.
     connect(&trash_, &TrashStage::trashPreparationChanged, &execution_, &ExecutionStage::canExecuteChanged);
 
@@ -77,9 +62,6 @@ KestravaViewModel::~KestravaViewModel()
 {
     // The execution thread posts to the flow too (trash steps); it must end first.
     execution_.cancelExecutionTask();
-    removeArrowKeyMonitor();
-    cancelIfRunning(scanTask_);
-    cancelIfRunning(metadataTask_);
 }
 
 // ---- Setters -----------------------------------------------------------------------------
@@ -90,51 +72,6 @@ void KestravaViewModel::setFlag(bool& field, bool value, void (KestravaViewModel
         return;
     field = value;
     emit(this->*signal)();
-}
-
-void KestravaViewModel::setCount(int& field, int value, void (KestravaViewModel::*signal)())
-{
-    if (field == value)
-        return;
-    field = value;
-    emit(this->*signal)();
-}
-
-void KestravaViewModel::setRoute(AppRoute route)
-{
-    core_.setRoute(route);
-}
-
-void KestravaViewModel::setAlert(std::optional<QString> message)
-{
-    if (message)
-        core_.raiseAlert(*message);
-}
-
-void KestravaViewModel::dismissAlert()
-{
-    core_.dismissAlert();
-}
-
-void KestravaViewModel::setCurrentIndex(int index)
-{
-    if (run_.currentIndex == index)
-        return;
-    run_.currentIndex = index;
-    emit currentIndexChanged();
-    emit reviewStateChanged();
-}
-
-void KestravaViewModel::setPreviewReadyFlag(bool ready)
-{
-    if (!ready)
-        run_.previewReadyURL.clear();
-    setFlag(run_.isPreviewReady, ready, &KestravaViewModel::isPreviewReadyChanged);
-}
-
-void KestravaViewModel::setCommitting(bool committing)
-{
-    setFlag(run_.isCommittingDecision, committing, &KestravaViewModel::isCommittingDecisionChanged);
 }
 
 void KestravaViewModel::setSourceFolder(std::optional<FileUrl> folder)
@@ -155,39 +92,18 @@ void KestravaViewModel::setDestinationBase(std::optional<FileUrl> folder)
 
 void KestravaViewModel::setDestinationFolder(std::optional<FileUrl> folder)
 {
-    if (run_.destinationFolder == folder)
+    if (core_.run.destinationFolder == folder)
         return;
-    run_.destinationFolder = std::move(folder);
+    core_.run.destinationFolder = std::move(folder);
     emit destinationFolderChanged();
-}
-
-void KestravaViewModel::setRunFolderNameValue(const QString& name)
-{
-    if (runFolderName_ == name)
-        return;
-    runFolderName_ = name;
-    emit runFolderNameChanged();
-}
-
-void KestravaViewModel::setSelectedReviewChoice(std::optional<FormatReviewChoice> choice)
-{
-    if (run_.selectedReviewChoice == choice)
-        return;
-    run_.selectedReviewChoice = choice;
-    emit selectedReviewChoiceChanged();
 }
 
 void KestravaViewModel::setOperationMode(std::optional<SortOperationMode> mode)
 {
-    if (run_.selectedOperationMode == mode)
+    if (core_.run.selectedOperationMode == mode)
         return;
-    run_.selectedOperationMode = mode;
+    core_.run.selectedOperationMode = mode;
     emit selectedOperationModeChanged();
-}
-
-void KestravaViewModel::setShowReviewCompletion(bool show)
-{
-    setFlag(run_.showReviewCompletion, show, &KestravaViewModel::showReviewCompletionChanged);
 }
 
 void KestravaViewModel::setDestinationBaseFolder(const QString& path)
@@ -197,7 +113,10 @@ void KestravaViewModel::setDestinationBaseFolder(const QString& path)
 
 void KestravaViewModel::updateRunFolderName(const QString& name)
 {
-    setRunFolderNameValue(name);
+    if (runFolderName_ == name)
+        return;
+    runFolderName_ = name;
+    emit runFolderNameChanged();
 }
 
 void KestravaViewModel::selectOperationMode(const QString& mode)
@@ -216,12 +135,12 @@ void KestravaViewModel::selectOperationMode(SortOperationMode mode)
 
 void KestravaViewModel::setDestructiveConfirmationAccepted(bool accepted)
 {
-    setFlag(run_.destructiveConfirmationAccepted, accepted, &KestravaViewModel::destructiveConfirmationAcceptedChanged);
+    setFlag(core_.run.destructiveConfirmationAccepted, accepted, &KestravaViewModel::destructiveConfirmationAcceptedChanged);
 }
 
 void KestravaViewModel::setTrashCommitConfirmationAccepted(bool accepted)
 {
-    setFlag(run_.trashCommitConfirmationAccepted, accepted, &KestravaViewModel::trashCommitConfirmationAcceptedChanged);
+    setFlag(core_.run.trashCommitConfirmationAccepted, accepted, &KestravaViewModel::trashCommitConfirmationAcceptedChanged);
 }
 
 void KestravaViewModel::setInspectorVisible(bool visible)
@@ -229,86 +148,64 @@ void KestravaViewModel::setInspectorVisible(bool visible)
     setFlag(inspectorVisible_, visible, &KestravaViewModel::inspectorVisibleChanged);
 }
 
-void KestravaViewModel::setPendingDecisionGroupID(const QString& groupID)
+QString KestravaViewModel::selectedOperationModeName() const
 {
-    std::optional<QString> value = groupID.isEmpty() ? std::nullopt : std::optional(groupID);
-    if (run_.pendingDecisionGroupID == value)
-        return;
-    run_.pendingDecisionGroupID = std::move(value);
-    emit pendingDecisionGroupIDChanged();
+    return core_.run.selectedOperationMode ? rawValue(*core_.run.selectedOperationMode) : QString();
 }
 
-QDateTime KestravaViewModel::now() const
+namespace {
+
+// The real path where the folder exists (links resolved, so another name for the same
+// folder is recognised), else the cleaned path.
+QString comparablePath(const FileUrl& folder)
 {
-    return services_.clock();
+    const QString canonical = QFileInfo(folder.path()).canonicalFilePath();
+    return canonical.isEmpty() ? QDir::cleanPath(folder.path()) : canonical;
 }
 
-// ---- Reset -------------------------------------------------------------------------------
+} // namespace
 
-void KestravaViewModel::resetTransientState()
+QString KestravaViewModel::destinationBaseWarning() const
 {
-    cancelFeedbackTask();
-    cancelMetadataTask();
-    cancelReviewCompletion();
+    if (!sourceFolder_ || !destinationBaseFolder_)
+        return {};
+    const QString source = comparablePath(*sourceFolder_);
+    const QString base = comparablePath(*destinationBaseFolder_);
+    const bool inside = base == source
+        || base.startsWith(source.endsWith(QLatin1Char('/')) ? source : source + QLatin1Char('/'));
+    if (!inside)
+        return {};
+    return QStringLiteral("Die Zielbasis liegt im Quellordner. Die Ergebnisse landen dann zwischen den Originalen "
+                          "und auf demselben Datenträger; wähle besser einen Ordner außerhalb von „%1“.")
+        .arg(sourceFolder_->fileName());
+}
 
+// ---- Runs --------------------------------------------------------------------------------
+
+void KestravaViewModel::resetRun()
+{
     // The open session keeps no staged trash of a run that is gone.
     if (session_)
         session_->trashPreparation.reset();
     core_.resetRun();
-    for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
-                        &KestravaViewModel::currentIndexChanged, &KestravaViewModel::selectedReviewChoiceChanged,
-                        &KestravaViewModel::selectedOperationModeChanged,
-                        &KestravaViewModel::jpegAvailableCountChanged, &KestravaViewModel::rawAvailableCountChanged,
-                        &KestravaViewModel::ignoredPhotoCountChanged, &KestravaViewModel::skippedEntryCountChanged,
-                        &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::destinationFolderChanged,
-                        &KestravaViewModel::decisionFeedbackChanged,
-                        &KestravaViewModel::feedbackIsExitingChanged,
+    for (auto signal : {&KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::destinationFolderChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
-                        &KestravaViewModel::showReviewCompletionChanged,
-                        &KestravaViewModel::pendingDecisionGroupIDChanged,
-                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::isPreviewReadyChanged,
-                        &KestravaViewModel::isCommittingDecisionChanged,
-                        &KestravaViewModel::showFormatChoiceChanged, &KestravaViewModel::showPairingChoiceChanged,
-                        &KestravaViewModel::pairingWasTransferredChanged})
+                        &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
         emit(this->*signal)();
-    emit reviewStateChanged();
 }
 
 void KestravaViewModel::newSort()
 {
     execution_.cancelExecutionTask();
-    cancelIfRunning(scanTask_);
-    resetTransientState();
+    // A scan that was running is abandoned; its result will be dropped.
+    loading_.abandonScan();
+    resetRun();
     setSourceFolder(std::nullopt);
     setDestinationBase(std::nullopt);
     setDestinationFolder(std::nullopt);
     // The run is over: later saves must not write into its session.
-    releaseSessionLock();
-    session_.reset();
-    // A scan that was running is abandoned; its result will be dropped.
-    setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
-    setRoute(AppRoute::welcome);
-}
-
-// ---- Keyboard ----------------------------------------------------------------------------
-
-void KestravaViewModel::installArrowKeyMonitor()
-{
-    if (keyMonitor_ || !QCoreApplication::instance())
-        return;
-    keyMonitor_ = new ReviewKeyFilter(this);
-    QCoreApplication::instance()->installEventFilter(keyMonitor_);
-}
-
-void KestravaViewModel::removeArrowKeyMonitor()
-{
-    if (!keyMonitor_)
-        return;
-    if (QCoreApplication::instance())
-        QCoreApplication::instance()->removeEventFilter(keyMonitor_);
-    delete keyMonitor_.data();
-    keyMonitor_.clear();
+    closeSession();
+    core_.setRoute(AppRoute::welcome);
 }
 
 } // namespace kestrava

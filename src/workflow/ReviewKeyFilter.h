@@ -1,7 +1,7 @@
 #pragma once
 
 // The arrow keys of the review screen: Up keeps, Right marks maybe, Down rejects, Left takes
-// the last decision back. Installed once on the application (KestravaViewModel::
+// the last decision back. Installed once on the application (ReviewStage::
 // installArrowKeyMonitor) so the keys work without a focused button; every other key, and
 // every arrow key outside review, passes on unchanged so text fields, menus and shortcuts
 // keep working.
@@ -18,15 +18,15 @@ class QKeyEvent;
 
 namespace kestrava {
 
-class KestravaViewModel;
+class ReviewStage;
 
 class ReviewKeyFilter : public QObject {
     Q_OBJECT
 public:
     enum class Action { keep, maybe, del, undo };
 
-    // Holds the view model weakly and is its child, so it never outlives it.
-    explicit ReviewKeyFilter(KestravaViewModel* viewModel);
+    // Holds the review weakly and is its child, so it never outlives it.
+    explicit ReviewKeyFilter(ReviewStage* review);
 
     // The rule alone: no action while review does not take shortcuts, for a held-down key,
     // with Control, Alt or Meta down (Shift and the keypad flag do not block), while the focus
@@ -45,7 +45,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QPointer<KestravaViewModel> viewModel_;
+    QPointer<ReviewStage> review_;
 };
 
 } // namespace kestrava

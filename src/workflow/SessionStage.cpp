@@ -179,7 +179,7 @@ void SessionStage::importRecoveryCsv(const QString& csvPath, const QString& fold
     QtConcurrent::run([csvPath, folder, services = core_.services] {
         RecoveryInput input;
         input.rows = RecoveryCSVImporter::parse(readWholeFile(csvPath));
-        input.scanned = KestravaViewModel::scanFolder(services, folder);
+        input.scanned = LoadingStage::scanFolder(services, folder);
         return input;
     })
         .then(this,

@@ -30,25 +30,23 @@ void KestravaViewModel::applyRecovery(const QList<RecoveryCSVRow>& rows, const Q
             item.decision = *found;
     }
 
-    cancelIfRunning(scanTask_);
-    setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
-    resetTransientState();
+    loading_.abandonScan();
+    resetRun();
     setSourceFolder(sourceFolder);
     if (!destinationBaseFolder_)
         setDestinationBase(proposedDestinationBase.value_or(sourceFolder.parent()));
-    setSkippedEntryCount(skippedEntryCount);
     setup_.updateEventName(recoveredEventName);
-    setRunFolderNameValue(DestinationPlanner::suggestedRunName(recoveredEventName, now().toLocalTime()));
-    createSession();
-    prepareScannedPhotos(decided);
-    recalculateCounts();
+    updateRunFolderName(DestinationPlanner::suggestedRunName(recoveredEventName, core_.services.clock().toLocalTime()));
+    openSession();
+    loading_.takeInventory(decided, skippedEntryCount);
+    review_.recalculateCounts();
     saveSessionSnapshot();
-    setRoute(AppRoute::setup);
+    core_.setRoute(AppRoute::setup);
 
     if (match.unmatchedRows == 0)
-        setAlert(QString::number(match.matchedRows) + QStringLiteral(" Entscheidungen wurden vollständig wiederhergestellt."));
+        core_.raiseAlert(QString::number(match.matchedRows) + QStringLiteral(" Entscheidungen wurden vollständig wiederhergestellt."));
     else
-        setAlert(QStringLiteral("Nicht alle Entscheidungen konnten zugeordnet werden."));
+        core_.raiseAlert(QStringLiteral("Nicht alle Entscheidungen konnten zugeordnet werden."));
 }
 
 } // namespace kestrava

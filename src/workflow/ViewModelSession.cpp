@@ -44,10 +44,10 @@ AppRoute routeForSession(const SortSession& session, bool everythingDecided)
 
 } // namespace
 
-void KestravaViewModel::createSession()
+void KestravaViewModel::openSession()
 {
     releaseSessionLock();
-    const QDateTime created = now();
+    const QDateTime created = core_.services.clock();
     SortSession session;
     session.id = QUuid::createUuid();
     session.createdAt = created;
@@ -62,32 +62,32 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     if (!session_)
         return std::nullopt;
     SortSession snapshot = *session_;
-    snapshot.updatedAt = now();
+    snapshot.updatedAt = core_.services.clock();
     snapshot.status = status.value_or(session_->status);
     snapshot.sourceFolder = sourceFolder_.value_or(session_->sourceFolder);
     snapshot.destinationBaseFolder = destinationBaseFolder_;
-    snapshot.destinationFolder = run_.destinationFolder;
+    snapshot.destinationFolder = core_.run.destinationFolder;
     snapshot.runFolderName = runFolderName_;
-    snapshot.photos = run_.photos;
-    snapshot.passThroughPhotos = run_.passThroughPhotos;
-    snapshot.ignoredPhotoCount = run_.ignoredPhotoCount;
-    snapshot.skippedEntryCount = run_.skippedEntryCount;
-    snapshot.selectedReviewChoice = run_.selectedReviewChoice;
-    snapshot.pairingWasTransferred = run_.pairingWasTransferred;
-    snapshot.pairingChoiceResolved = !run_.showFormatChoice;
-    snapshot.currentIndex = run_.currentIndex;
+    snapshot.photos = core_.run.photos;
+    snapshot.passThroughPhotos = core_.run.passThroughPhotos;
+    snapshot.ignoredPhotoCount = core_.run.ignoredPhotoCount;
+    snapshot.skippedEntryCount = core_.run.skippedEntryCount;
+    snapshot.selectedReviewChoice = core_.run.selectedReviewChoice;
+    snapshot.pairingWasTransferred = core_.run.pairingWasTransferred;
+    snapshot.pairingChoiceResolved = !core_.run.showFormatChoice;
+    snapshot.currentIndex = core_.run.currentIndex;
     snapshot.eventName = setup_.eventName();
     snapshot.groupByDate = setup_.groupByDate();
     // Without a chosen mode the document carries the default; a session still in setup is
     // restored with the mode unset (see apply).
-    snapshot.operationMode = run_.selectedOperationMode.value_or(session_->operationMode);
+    snapshot.operationMode = core_.run.selectedOperationMode.value_or(session_->operationMode);
     snapshot.verificationMode = setup_.verificationMode();
     return snapshot;
 }
 
 QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionStatus> status)
 {
-    if (!services_.sessionStore)
+    if (!core_.services.sessionStore)
         return QtFuture::makeReadyFuture();
     std::optional<SortSession> snapshot = makeSessionSnapshot(status);
     if (!snapshot)
@@ -95,7 +95,7 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
     // Later snapshots build on this status even before the store confirms it; a failed save
     // is not retried, the next one writes the whole state again.
     session_->status = snapshot->status;
-    QFuture<void> written = services_.sessionStore->saveSnapshot(*snapshot);
+    QFuture<void> written = core_.services.sessionStore->saveSnapshot(*snapshot);
     // The caller gets the store's own future so it can wait on it from this thread; the
     // bookkeeping runs in a separate continuation.
     const QUuid id = snapshot->id;
@@ -104,68 +104,34 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
         .then(this,
               [this, id] {
                   if (session_ && session_->id == id)
-                      sessionStage_.setLastSavedAt(now());
+                      sessionStage_.setLastSavedAt(core_.services.clock());
               })
-        .onFailed(this, [this](const QException& error) { setAlert(sessionNotSavedPrefix() + failureText(error)); })
-        .onFailed(this, [this] { setAlert(sessionNotSavedPrefix() + unknownFailureText()); });
+        .onFailed(this, [this](const QException& error) { core_.raiseAlert(sessionNotSavedPrefix() + failureText(error)); })
+        .onFailed(this, [this] { core_.raiseAlert(sessionNotSavedPrefix() + unknownFailureText()); });
     return written;
-}
-
-QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
-                                                std::optional<PhotoDecision> decision,
-                                                std::optional<QString> category, int nextIndex)
-{
-    QStringList paths;
-    paths.reserve(sourceURLs.size());
-    for (const FileUrl& url : sourceURLs)
-        paths.append(url.path());
-    const QUuid id = session_->id;
-    const quint64 generation = core_.generation();
-    return services_.sessionStore
-        ->append(kind, paths, decision, std::move(category), nextIndex, session_->lastEventSequence, id)
-        .then(this, [this, id, generation, nextIndex](qint64 sequence) {
-            if (generation != core_.generation() || !session_ || session_->id != id)
-                return sequence;
-            // The reviewed photos themselves are taken from the live state whenever a
-            // snapshot is made, so nothing large is copied per decision.
-            session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
-            session_->currentIndex = nextIndex;
-            const QDateTime stamp = now();
-            session_->updatedAt = stamp;
-            sessionStage_.setLastSavedAt(stamp);
-            if (sequence % 100 == 0) {
-                // The event is durable already; a failed snapshot only costs replay time.
-                const int shownIndex = run_.currentIndex;
-                run_.currentIndex = nextIndex;
-                saveSessionSnapshot();
-                run_.currentIndex = shownIndex;
-            }
-            return sequence;
-        });
 }
 
 bool KestravaViewModel::apply(const SortSession& session)
 {
     // Claimed before anything changes: a session another window or CLI run is writing is
     // refused and the state on screen stays as it was.
-    if (services_.sessionStore) {
+    if (core_.services.sessionStore) {
         try {
-            services_.sessionStore->lockSession(session.id);
+            core_.services.sessionStore->lockSession(session.id);
         } catch (const QException& error) {
-            setAlert(failureText(error));
+            core_.raiseAlert(failureText(error));
             return false;
         }
     }
     releaseSessionLock(session.id);
-    cancelIfRunning(scanTask_);
-    setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
-    resetTransientState();
+    loading_.abandonScan();
+    resetRun();
     session_ = session;
 
     setSourceFolder(session.sourceFolder);
     setDestinationBase(session.destinationBaseFolder);
     setDestinationFolder(session.destinationFolder);
-    setRunFolderNameValue(session.runFolderName);
+    updateRunFolderName(session.runFolderName);
     setup_.updateEventName(session.eventName);
     setup_.updateGroupByDate(session.groupByDate);
     setup_.updateVerificationMode(session.verificationMode);
@@ -175,53 +141,39 @@ bool KestravaViewModel::apply(const SortSession& session)
         && (session.destinationFolder || session.status != SortSessionStatus::reviewing);
     setOperationMode(modeChosen ? std::optional(session.operationMode) : std::nullopt);
     if (session.destinationFolder && session.destinationBaseFolder)
-        run_.resolvedRunIdentity = session.destinationBaseFolder->path() + QLatin1Char('\n')
+        core_.run.resolvedRunIdentity = session.destinationBaseFolder->path() + QLatin1Char('\n')
             + DestinationPlanner::sanitize(session.runFolderName);
 
-    run_.photos = session.photos;
-    run_.passThroughPhotos = session.passThroughPhotos;
-    // The full inventory again, in scanner order, so that a new format choice can split it.
-    run_.scannedInventory = run_.photos + run_.passThroughPhotos;
-    PhotoInventoryScanner::sortByRelativePath(run_.scannedInventory);
-    int jpegs = 0;
-    int raws = 0;
-    for (const PhotoItem& item : run_.scannedInventory) {
-        jpegs += item.formatGroup == PhotoFormatGroup::jpeg ? 1 : 0;
-        raws += item.formatGroup == PhotoFormatGroup::raw ? 1 : 0;
-    }
-    setCount(run_.jpegAvailableCount, jpegs, &KestravaViewModel::jpegAvailableCountChanged);
-    setCount(run_.rawAvailableCount, raws, &KestravaViewModel::rawAvailableCountChanged);
-    setCount(run_.ignoredPhotoCount, session.ignoredPhotoCount, &KestravaViewModel::ignoredPhotoCountChanged);
-    setSkippedEntryCount(session.skippedEntryCount);
-    setSelectedReviewChoice(session.selectedReviewChoice);
-    setFlag(run_.showFormatChoice, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
-            &KestravaViewModel::showFormatChoiceChanged);
-    setFlag(run_.pairingWasTransferred, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
-    emit photosChanged();
-
-    rebuildReviewGroups();
-    recalculateCounts();
-    const int groups = reviewGroupCount();
-    setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
-    setPreviewReadyFlag(false);
+    loading_.restore(session);
+    review_.rebuildGroups();
+    review_.recalculateCounts();
+    const int groups = review_.reviewGroupCount();
+    review_.setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
+    review_.withdrawPreview();
     trash_.setTrashPreparation(session.trashPreparation);
 
-    setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
+    core_.setRoute(routeForSession(session, groups > 0 && review_.undecidedGroupCount() == 0));
     if (session.requiresModeSelection)
-        setAlert(ambiguousModeMessage);
+        core_.raiseAlert(ambiguousModeMessage);
     // A session resumed into review or confirmation skips startReviewing, which would read
     // the dates; the snapshot's dates may be file dates of a review cut short.
-    if (route() == AppRoute::reviewing || route() == AppRoute::confirmation)
-        startMetadataEnrichment();
+    if (core_.route() == AppRoute::reviewing || core_.route() == AppRoute::confirmation)
+        loading_.startMetadataEnrichment();
     // The journal, not the document, knows where each entry stands; the route follows it.
     trash_.reloadTrashPreparation();
     return true;
 }
 
+void KestravaViewModel::closeSession()
+{
+    releaseSessionLock();
+    session_.reset();
+}
+
 void KestravaViewModel::releaseSessionLock(std::optional<QUuid> keep)
 {
-    if (services_.sessionStore && session_ && session_->id != keep)
-        services_.sessionStore->unlockSession(session_->id);
+    if (core_.services.sessionStore && session_ && session_->id != keep)
+        core_.services.sessionStore->unlockSession(session_->id);
 }
 
 QFuture<void> KestravaViewModel::flushSessionBeforeTermination()

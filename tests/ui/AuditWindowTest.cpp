@@ -56,7 +56,7 @@ TEST_F(AuditWindowFixture, theMainWindowSaysWhyItsKeysRestAndEscapeThereEndsTheA
     EXPECT_TRUE(waitUntil([&] { return rig.auditWindow() == nullptr; }));
     EXPECT_TRUE(rig.textOf(QStringLiteral("reviewPausedHint")).isEmpty());
     EXPECT_TRUE(rig.reviewWithKeys({Qt::Key_Right})) << "the review keys work again";
-    EXPECT_EQ(rig.viewModel->classifiedCount(), 1);
+    EXPECT_EQ(rig.viewModel->review()->classifiedCount(), 1);
 }
 
 TEST_F(AuditWindowFixture, aRefusedConfirmationAnswersInTheAuditWindowAndEnterAcceptsIt)
@@ -80,17 +80,17 @@ TEST_F(AuditWindowFixture, showingARowLargeAndConfirmingBringTheMainWindowForwar
     rig.press(audit, Qt::Key_Down);
     rig.press(audit, Qt::Key_Down);
     rig.press(audit, Qt::Key_Return);
-    EXPECT_EQ(rig.viewModel->currentIndex(), 2);
+    EXPECT_EQ(rig.viewModel->review()->currentIndex(), 2);
     EXPECT_TRUE(waitUntil([&] { return main->isActive(); })) << "the shot is shown where it can be seen";
 
     audit->requestActivate();
     ASSERT_TRUE(waitUntil([&] { return audit->isActive(); }));
     for (int row = 2; row >= 0; --row) { // from the row shown large up to the first
         rig.press(audit, Qt::Key_1);
-        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
         rig.press(audit, Qt::Key_Up);
     }
-    ASSERT_EQ(rig.viewModel->classifiedCount(), 3);
+    ASSERT_EQ(rig.viewModel->review()->classifiedCount(), 3);
     rig.click(rig.find(QStringLiteral("confirmSelectionButton")));
     EXPECT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
     EXPECT_TRUE(waitUntil([&] { return rig.auditWindow() == nullptr && main->isActive(); }));

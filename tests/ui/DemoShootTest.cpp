@@ -90,7 +90,7 @@ TEST(DemoShoot, aSavedSessionsOfferIsAnsweredBeforeTheDemoOpens)
     viewModel = next();
     ASSERT_TRUE(waitUntil([&] { return viewModel->sessionStage()->showResumeChoice(); }));
     DemoShoot::openWhenFree(*viewModel, demo);
-    viewModel->load(rig.shootFolder);
+    viewModel->loading()->load(rig.shootFolder);
     ASSERT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::setup; }));
     QCoreApplication::processEvents();
     EXPECT_EQ(viewModel->sourceFolderPath(), rig.shootFolder);

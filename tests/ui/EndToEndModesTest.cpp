@@ -79,7 +79,7 @@ TEST(EndToEnd, organizeAndTrashStagesThenTrashesOnlyAfterTheSecondConfirmation)
     ASSERT_TRUE(waitUntil([&] { return execute->property("enabled").toBool(); }));
     rig.click(execute);
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::trashConfirmation; }, 60000))
-        << rig.viewModel->routeName().toStdString() << ": " << rig.viewModel->alertText().toStdString();
+        << rawValue(rig.viewModel->route()).toStdString() << ": " << rig.viewModel->alertText().toStdString();
 
     // Safety copies exist, the originals are all still there, nothing is in the Trash yet.
     const QString trashFiles = rig.dataHome + u"/Trash/files"_s;

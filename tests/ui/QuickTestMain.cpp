@@ -46,13 +46,16 @@ public:
     Q_INVOKABLE QString destinationBase() const { return rig->destinationBase; }
     Q_INVOKABLE bool waitForPreview(int timeoutMs)
     {
-        return waitUntil([&] { return rig->viewModel->isPreviewReady(); }, timeoutMs);
+        return waitUntil([&] { return rig->viewModel->review()->isPreviewReady(); }, timeoutMs);
     }
     // Decides every group the same way through the view model, as the audit list would.
-    Q_INVOKABLE bool decideAll(const QString& decision)
+    Q_INVOKABLE bool decideAll(const QString& name)
     {
-        for (const ReviewGroup& group : rig->viewModel->effectiveReviewGroups()) {
-            rig->viewModel->reclassify(decision, group.id);
+        const auto decision = enumFromRaw<PhotoDecision>(name);
+        if (!decision)
+            return false;
+        for (const ReviewGroup& group : rig->viewModel->review()->effectiveReviewGroups()) {
+            rig->viewModel->review()->reclassify(*decision, group.id);
             if (!waitForSettled(60000))
                 return false;
         }
@@ -60,7 +63,7 @@ public:
     }
     Q_INVOKABLE bool waitForSettled(int timeoutMs)
     {
-        return waitUntil([&] { return !rig->viewModel->isCommittingDecision(); }, timeoutMs);
+        return waitUntil([&] { return !rig->viewModel->review()->isCommittingDecision(); }, timeoutMs);
     }
 
 private:

@@ -160,13 +160,13 @@ QQuickWindow* UiRig::openMainWindow()
 
 void UiRig::loadShoot()
 {
-    viewModel->load(shootFolder);
+    viewModel->loading()->load(shootFolder);
     EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::setup; })) << "the scan did not reach setup";
 }
 
 void UiRig::configure(const QString& mode)
 {
-    viewModel->chooseFormatReview(QStringLiteral("both"));
+    viewModel->loading()->chooseFormatReview(QStringLiteral("both"));
     viewModel->selectOperationMode(mode);
     viewModel->setDestinationBaseFolder(destinationBase);
     viewModel->updateRunFolderName(QStringLiteral("Testlauf"));
@@ -174,7 +174,7 @@ void UiRig::configure(const QString& mode)
 
 void UiRig::startReview()
 {
-    viewModel->startReviewing();
+    viewModel->loading()->startReviewing();
     EXPECT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::reviewing; }));
 }
 
@@ -272,12 +272,12 @@ void UiRig::click(QObject* object)
 bool UiRig::reviewWithKeys(const QList<int>& keys)
 {
     for (int key : keys) {
-        const bool ready = waitUntil([&] { return viewModel->isPreviewReady() && !viewModel->isCommittingDecision(); }, 60000);
+        const bool ready = waitUntil([&] { return viewModel->review()->isPreviewReady() && !viewModel->review()->isCommittingDecision(); }, 60000);
         EXPECT_TRUE(ready) << "picture not on screen before key " << key;
         if (!ready)
             return false;
         press(window, key);
-        const bool written = waitUntil([&] { return !viewModel->isCommittingDecision(); });
+        const bool written = waitUntil([&] { return !viewModel->review()->isCommittingDecision(); });
         EXPECT_TRUE(written) << "decision not journaled";
         if (!written)
             return false;

@@ -32,7 +32,7 @@ QList<PhotoItem> realShoot(const QString& folder, int pairs, int singles = 0)
 // Decides every group in turn and waits for the confirmation screen.
 void decideAll(WorkflowRig& rig, const QList<PhotoDecision>& decisions)
 {
-    for (int i = 0; i < rig.vm().reviewGroupCount(); ++i)
+    for (int i = 0; i < rig.vm().review()->reviewGroupCount(); ++i)
         rig.decide(decisions[i % decisions.size()]);
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
     rig.settle();
@@ -50,7 +50,7 @@ TEST(ExecutionFlow, safeCopyFilesEverythingJournalsItAndReports)
 {
     WorkflowRig rig;
     rig.load(realShoot(rig.photoFolder, 2, 1));
-    rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
+    rig.vm().loading()->chooseFormatReview(FormatReviewChoice::jpeg);
     rig.startReview(SortOperationMode::safeCopy);
     decideAll(rig, {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del});
     // The confirmation screen shows a fresh estimate of the five files.
@@ -164,7 +164,7 @@ TEST(ExecutionFlow, confirmationNamesEveryFileTheMoveTakesAndWhatStaysOut)
 {
     WorkflowRig rig;
     rig.load(realShoot(rig.photoFolder, 2, 1), 1);
-    rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
+    rig.vm().loading()->chooseFormatReview(FormatReviewChoice::jpeg);
     rig.startReview(SortOperationMode::moveOriginals);
     decideAll(rig, {PhotoDecision::keep, PhotoDecision::del, PhotoDecision::keep});
 
@@ -328,7 +328,7 @@ TEST(ExecutionFlow, runWaitsForCaptureDatesAlsoWhenResumedAtConfirmation)
 
     // A review faster than the date reading: the run would sort by file dates.
     EXPECT_FALSE(rig.vm().execution()->canExecute());
-    EXPECT_FALSE(rig.vm().executionWaitText().isEmpty());
+    EXPECT_FALSE(rig.vm().loading()->executionWaitText().isEmpty());
     rig.vm().execution()->applySort();
     EXPECT_EQ(rig.vm().route(), AppRoute::confirmation);
     EXPECT_FALSE(rig.vm().execution()->isApplying());
@@ -346,7 +346,7 @@ TEST(ExecutionFlow, runWaitsForCaptureDatesAlsoWhenResumedAtConfirmation)
     const QDateTime shot(QDate(2019, 5, 4), QTime(10, 30), Qt::UTC);
     dates->release(shot);
     ASSERT_TRUE(waitFor([&] { return rig.vm().execution()->canExecute(); })) << rig.vm().alertText().toStdString();
-    EXPECT_TRUE(rig.vm().executionWaitText().isEmpty());
+    EXPECT_TRUE(rig.vm().loading()->executionWaitText().isEmpty());
     rig.vm().execution()->applySort();
     waitForRunEnd(rig);
     const QStringList results = filesBelow(rig.vm().destinationFolderPath());

@@ -15,12 +15,12 @@ TEST(Loading, jpegOnlyFolderReviewsSinglesWithoutChoice)
     WorkflowRig rig;
     rig.load(photosNamed(rig.photoFolder, {"a.jpg", "b.JPG", "c.jpeg"}));
     EXPECT_EQ(rig.vm().route(), AppRoute::setup);
-    EXPECT_EQ(rig.vm().selectedReviewChoice(), FormatReviewChoice::jpeg);
-    EXPECT_FALSE(rig.vm().showFormatChoice());
-    EXPECT_EQ(rig.vm().jpegAvailableCount(), 3);
-    EXPECT_EQ(rig.vm().rawAvailableCount(), 0);
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 3);
-    EXPECT_TRUE(rig.vm().passThroughPhotos().isEmpty());
+    EXPECT_EQ(rig.vm().loading()->selectedReviewChoice(), FormatReviewChoice::jpeg);
+    EXPECT_FALSE(rig.vm().loading()->showFormatChoice());
+    EXPECT_EQ(rig.vm().loading()->jpegAvailableCount(), 3);
+    EXPECT_EQ(rig.vm().loading()->rawAvailableCount(), 0);
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 3);
+    EXPECT_TRUE(rig.vm().loading()->passThroughPhotos().isEmpty());
     // The run's session exists from here on and was written once.
     ASSERT_TRUE(rig.vm().session());
     EXPECT_TRUE(QFile::exists(rig.store->snapshotPath(rig.vm().session()->id)));
@@ -30,27 +30,27 @@ TEST(Loading, mixedFolderPairsShotsAndJpegChoiceCarriesRawAlong)
 {
     WorkflowRig rig;
     rig.load(shoot(rig.photoFolder, 3, 1));
-    EXPECT_EQ(rig.vm().selectedReviewChoice(), FormatReviewChoice::both);
-    EXPECT_TRUE(rig.vm().showFormatChoice());
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 4);
-    EXPECT_EQ(rig.vm().reviewGroups().first().memberURLs.size(), 2);
+    EXPECT_EQ(rig.vm().loading()->selectedReviewChoice(), FormatReviewChoice::both);
+    EXPECT_TRUE(rig.vm().loading()->showFormatChoice());
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 4);
+    EXPECT_EQ(rig.vm().loading()->reviewGroups().first().memberURLs.size(), 2);
 
     rig.startReview();
     rig.decide(PhotoDecision::keep);
-    ASSERT_EQ(rig.vm().currentIndex(), 1);
-    ASSERT_EQ(rig.vm().history().size(), 1);
+    ASSERT_EQ(rig.vm().review()->currentIndex(), 1);
+    ASSERT_EQ(rig.vm().review()->history().size(), 1);
 
-    rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
-    EXPECT_FALSE(rig.vm().showFormatChoice());
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 4);
-    for (const ReviewGroup& group : rig.vm().reviewGroups())
+    rig.vm().loading()->chooseFormatReview(FormatReviewChoice::jpeg);
+    EXPECT_FALSE(rig.vm().loading()->showFormatChoice());
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 4);
+    for (const ReviewGroup& group : rig.vm().loading()->reviewGroups())
         EXPECT_EQ(group.memberURLs.size(), 1);
-    EXPECT_EQ(rig.vm().passThroughPhotos().size(), 3);
-    EXPECT_EQ(rig.vm().ignoredPhotoCount(), 3);
-    for (const PhotoItem& item : rig.vm().passThroughPhotos())
+    EXPECT_EQ(rig.vm().loading()->passThroughPhotos().size(), 3);
+    EXPECT_EQ(rig.vm().loading()->ignoredPhotoCount(), 3);
+    for (const PhotoItem& item : rig.vm().loading()->passThroughPhotos())
         EXPECT_EQ(item.formatGroup, PhotoFormatGroup::raw);
-    EXPECT_EQ(rig.vm().currentIndex(), 0);
-    EXPECT_TRUE(rig.vm().history().isEmpty());
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 0);
+    EXPECT_TRUE(rig.vm().review()->history().isEmpty());
     EXPECT_FALSE(rig.vm().destinationFolder());
 }
 
@@ -65,35 +65,35 @@ TEST(Loading, emptyFolderAndScanFailureReturnToWelcome)
 
     rig.vm().dismissAlert();
     rig.scanFailureFolder = rig.photoFolder;
-    rig.vm().load(rig.photoFolder);
-    ASSERT_TRUE(waitFor([&] { return !rig.vm().isLoading(); }));
+    rig.vm().loading()->load(rig.photoFolder);
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().loading()->isLoading(); }));
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("Der ausgewählte Ordner konnte nicht gelesen werden."));
-    EXPECT_EQ(rig.vm().photoCount(), 0);
+    EXPECT_EQ(rig.vm().loading()->photoCount(), 0);
 }
 
 TEST(Loading, reviewStartsOnlyWithAllFiveChoices)
 {
     WorkflowRig rig;
     rig.load(shoot(rig.photoFolder, 2));
-    QSignalSpy changed(&rig.vm(), &KestravaViewModel::canStartReviewChanged);
-    EXPECT_FALSE(rig.vm().canStartReview());  // no mode yet
+    QSignalSpy changed(rig.vm().loading(), &LoadingStage::canStartReviewChanged);
+    EXPECT_FALSE(rig.vm().loading()->canStartReview());  // no mode yet
     rig.vm().selectOperationMode(SortOperationMode::moveOriginals);
     rig.vm().setDestinationBaseFolder(rig.destinationBase);
-    EXPECT_TRUE(rig.vm().canStartReview());
+    EXPECT_TRUE(rig.vm().loading()->canStartReview());
     EXPECT_GT(changed.count(), 0);
 
     // A name of nothing but characters the sanitiser removes is no name.
     rig.vm().updateRunFolderName(QStringLiteral("   "));
-    EXPECT_FALSE(rig.vm().canStartReview());
-    rig.vm().startReviewing();
+    EXPECT_FALSE(rig.vm().loading()->canStartReview());
+    rig.vm().loading()->startReviewing();
     EXPECT_EQ(rig.vm().route(), AppRoute::setup);
     EXPECT_EQ(rig.vm().alertText(),
               QStringLiteral("Bitte wähle Format, Modus, Zielbasis und einen Namen für den Ergebnisordner."));
 
     rig.vm().updateRunFolderName(QStringLiteral("Hochzeit"));
     rig.vm().setDestinationBaseFolder(QString());
-    EXPECT_FALSE(rig.vm().canStartReview());
+    EXPECT_FALSE(rig.vm().loading()->canStartReview());
 }
 
 TEST(Loading, resultFolderStaysFixedForTheRun)
@@ -110,12 +110,12 @@ TEST(Loading, resultFolderStaysFixedForTheRun)
     // Someone creates the folder meanwhile; re-entering review keeps it anyway.
     rig.tree.mkdir(QStringLiteral("Ziel/Ergebnis 2"));
     rig.vm().updateRunFolderName(QStringLiteral("Ergebnis"));
-    rig.vm().startReviewing();
+    rig.vm().loading()->startReviewing();
     EXPECT_EQ(rig.vm().destinationFolderPath(), resolved);
 
     // Another name is another run folder.
     rig.vm().updateRunFolderName(QStringLiteral("Anders"));
-    rig.vm().startReviewing();
+    rig.vm().loading()->startReviewing();
     EXPECT_EQ(rig.vm().destinationFolderPath(), rig.destinationBase + QStringLiteral("/Anders"));
 }
 
@@ -133,16 +133,16 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
 
     rig.vm().newSort();
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
-    EXPECT_EQ(rig.vm().photoCount(), 0);
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 0);
-    EXPECT_TRUE(rig.vm().history().isEmpty());
+    EXPECT_EQ(rig.vm().loading()->photoCount(), 0);
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 0);
+    EXPECT_TRUE(rig.vm().review()->history().isEmpty());
     EXPECT_FALSE(rig.vm().destinationFolder());
     EXPECT_FALSE(rig.vm().sourceFolder());
-    EXPECT_FALSE(rig.vm().decisionFeedback());
+    EXPECT_FALSE(rig.vm().review()->decisionFeedback());
     EXPECT_FALSE(rig.vm().audit()->requestID());
-    EXPECT_FALSE(rig.vm().showReviewCompletion());
+    EXPECT_FALSE(rig.vm().review()->showReviewCompletion());
     EXPECT_FALSE(rig.vm().execution()->isApplying());
-    EXPECT_EQ(rig.vm().classifiedCount(), 0);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 0);
     EXPECT_EQ(rig.vm().setup()->eventName(), QStringLiteral("Hochzeit"));
     EXPECT_FALSE(rig.vm().setup()->groupByDate());
     EXPECT_EQ(rig.vm().setup()->verificationMode(), VerificationMode::sha256);
@@ -187,25 +187,25 @@ TEST(Loading, metadataDatesMergeWithoutTouchingDecisions)
     services.scanFolder = [&](const FileUrl&) { return photosNamed(tree.root(), {"a.jpg", "b.jpg"}); };
     services.timings = WorkflowRig::shortTimings();
     KestravaViewModel vm(services);
-    vm.load(tree.root());
-    ASSERT_TRUE(waitFor([&] { return !vm.isLoading(); }));
+    vm.loading()->load(tree.root());
+    ASSERT_TRUE(waitFor([&] { return !vm.loading()->isLoading(); }));
     vm.selectOperationMode(SortOperationMode::safeCopy);
-    vm.startReviewing();
-    EXPECT_TRUE(vm.isPreparingMetadata());
-    vm.setPreviewReady(true, vm.previewCandidates().first());
-    vm.classify(PhotoDecision::del);
+    vm.loading()->startReviewing();
+    EXPECT_TRUE(vm.loading()->isPreparingMetadata());
+    vm.review()->setPreviewReady(true, vm.review()->previewCandidates().first());
+    vm.review()->classify(PhotoDecision::del);
 
     QList<PhotoItem> enriched = photosNamed(tree.root(), {"a.jpg", "b.jpg"});
     const QDateTime shot(QDate(2025, 7, 1), QTime(12, 0), Qt::UTC);
     enriched[0].captureDate = shot;
-    QSignalSpy done(&vm, &KestravaViewModel::metadataEnriched);
+    QSignalSpy done(vm.loading(), &LoadingStage::metadataEnriched);
     dates->promise.addResult(enriched);
     dates->promise.finish();
     ASSERT_TRUE(waitFor([&] { return done.count() == 1; }));
-    EXPECT_FALSE(vm.isPreparingMetadata());
-    EXPECT_TRUE(vm.metadataWasEnriched());
-    EXPECT_EQ(vm.photos()[0].captureDate, shot);
-    EXPECT_EQ(vm.photos()[0].decision, PhotoDecision::del);
+    EXPECT_FALSE(vm.loading()->isPreparingMetadata());
+    EXPECT_TRUE(vm.loading()->metadataWasEnriched());
+    EXPECT_EQ(vm.loading()->photos()[0].captureDate, shot);
+    EXPECT_EQ(vm.loading()->photos()[0].decision, PhotoDecision::del);
 }
 
 namespace {
@@ -238,8 +238,8 @@ struct SetupRig {
     }
     void load(const QString& folder)
     {
-        vm->load(folder);
-        ASSERT_TRUE(waitFor([&] { return !vm->isLoading(); }));
+        vm->loading()->load(folder);
+        ASSERT_TRUE(waitFor([&] { return !vm->loading()->isLoading(); }));
         ASSERT_EQ(vm->route(), AppRoute::setup) << vm->alertText().toStdString();
     }
 };
@@ -254,26 +254,26 @@ TEST(Loading, entriesTheScanLeftOutAreNamedAndStayNamedAfterARestart)
     rig.outcome.skippedUndecodableNames = 2;
     rig.outcome.skippedUnreadableFolders = 1;
     rig.load(folder);
-    EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
-    EXPECT_TRUE(rig.vm->skippedEntriesNoteText().contains(QStringLiteral("3 Dateien oder Unterordner")))
-        << rig.vm->skippedEntriesNoteText().toStdString();
+    EXPECT_EQ(rig.vm->loading()->skippedEntryCount(), 3);
+    EXPECT_TRUE(rig.vm->loading()->skippedEntriesNoteText().contains(QStringLiteral("3 Dateien oder Unterordner")))
+        << rig.vm->loading()->skippedEntriesNoteText().toStdString();
 
     // Continued at a later start, the confirmation screen must still say it.
     rig.vm->selectOperationMode(SortOperationMode::moveOriginals);
-    rig.vm->startReviewing();
+    rig.vm->loading()->startReviewing();
     ASSERT_EQ(rig.vm->route(), AppRoute::reviewing) << rig.vm->alertText().toStdString();
     rig.vm->flushSessionBeforeTerminationAndWait();
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm->sessionStage()->hasResumableSession(); }));
     rig.vm->sessionStage()->resumeSavedSession();
     ASSERT_TRUE(waitFor([&] { return rig.vm->route() == AppRoute::reviewing; }));
-    EXPECT_EQ(rig.vm->skippedEntryCount(), 3);
+    EXPECT_EQ(rig.vm->loading()->skippedEntryCount(), 3);
 
     // Another folder without gaps must not inherit the note.
     rig.outcome = photosNamed(folder, {"c.jpg"});
     rig.load(folder);
-    EXPECT_EQ(rig.vm->skippedEntryCount(), 0);
-    EXPECT_TRUE(rig.vm->skippedEntriesNoteText().isEmpty());
+    EXPECT_EQ(rig.vm->loading()->skippedEntryCount(), 0);
+    EXPECT_TRUE(rig.vm->loading()->skippedEntriesNoteText().isEmpty());
 }
 
 TEST(Loading, folderOnACardProposesThePicturesFolderAndOtherwiseItsParent)
@@ -306,7 +306,7 @@ TEST(Loading, setupWarnsWhenTheDestinationBaseLiesInsideTheSource)
     rig.load(source);
     EXPECT_TRUE(rig.vm->destinationBaseWarning().isEmpty()); // the parent is proposed
 
-    QSignalSpy changed(rig.vm.get(), &KestravaViewModel::setupWarningsChanged);
+    QSignalSpy changed(rig.vm.get(), &KestravaViewModel::destinationBaseWarningChanged);
     const QString sibling = rig.tree.mkdir(QStringLiteral("Fotos 2")); // shares the prefix only
     const QString linkToSource = rig.tree.path(QStringLiteral("Verknüpfung"));
     ASSERT_TRUE(QFile::link(source, linkToSource));

@@ -89,8 +89,8 @@ void WorkflowRig::load(const QList<PhotoItem>& items, int unreadableFolders)
 {
     scanResult = items;
     scanResult.skippedUnreadableFolders = unreadableFolders;
-    vm().load(photoFolder);
-    ASSERT_TRUE(waitFor([&] { return !vm().isLoading(); }));
+    vm().loading()->load(photoFolder);
+    ASSERT_TRUE(waitFor([&] { return !vm().loading()->isLoading(); }));
     settle();
 }
 
@@ -99,28 +99,28 @@ void WorkflowRig::startReview(SortOperationMode mode)
     vm().selectOperationMode(mode);
     vm().setDestinationBaseFolder(destinationBase);
     vm().updateRunFolderName(QStringLiteral("Ergebnis"));
-    vm().startReviewing();
+    vm().loading()->startReviewing();
     ASSERT_EQ(vm().route(), AppRoute::reviewing) << vm().alertText().toStdString();
     settle();
 }
 
 void WorkflowRig::markPreviewVisible()
 {
-    const QStringList candidates = vm().previewCandidates();
+    const QStringList candidates = vm().review()->previewCandidates();
     ASSERT_FALSE(candidates.isEmpty());
-    vm().setPreviewReady(true, candidates.first());
+    vm().review()->setPreviewReady(true, candidates.first());
 }
 
 void WorkflowRig::decide(PhotoDecision decision)
 {
     markPreviewVisible();
-    vm().classify(decision);
+    vm().review()->classify(decision);
     settle();
 }
 
 void WorkflowRig::settle()
 {
-    ASSERT_TRUE(waitFor([&] { return !vm().isCommittingDecision(); }));
+    ASSERT_TRUE(waitFor([&] { return !vm().review()->isCommittingDecision(); }));
     if (store) {
         // Loading an unknown id fails, but only after every operation queued before it: a
         // barrier that writes nothing.

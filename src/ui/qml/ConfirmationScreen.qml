@@ -38,7 +38,7 @@ Item {
             NoticeBanner {
                 objectName: "skippedEntriesNote"
                 Layout.fillWidth: true
-                text: ViewModel.skippedEntriesNote
+                text: ViewModel.loading.skippedEntriesNote
             }
             Card {
                 Layout.fillWidth: true
@@ -115,7 +115,7 @@ Item {
                         objectName: "executionWaitText"
                         Layout.fillWidth: true
                         visible: text.length > 0
-                        text: ViewModel.executionWaitText
+                        text: ViewModel.loading.executionWaitText
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
@@ -160,7 +160,7 @@ Item {
                 SecondaryButton {
                     objectName: "returnToReviewButton"
                     text: "Zurück zur Auswahl"
-                    onClicked: ViewModel.returnToReview()
+                    onClicked: ViewModel.review.returnToReview()
                 }
                 Item { Layout.fillWidth: true }
                 PrimaryButton {

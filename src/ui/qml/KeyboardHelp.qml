@@ -42,31 +42,33 @@ Dialog {
                 Repeater {
                     model: Help.shortcuts
                     ColumnLayout {
+                        id: section
                         required property var modelData
                         Layout.fillWidth: true
                         spacing: DesignSystem.spacingXS
                         Text {
-                            text: modelData.title
+                            text: section.modelData.title
                             color: DesignSystem.textSecondary
                             font.pixelSize: DesignSystem.fontCaption
                             font.weight: Font.DemiBold
                         }
                         Repeater {
-                            model: modelData.keys
+                            model: section.modelData.keys
                             RowLayout {
+                                id: shortcut
                                 required property var modelData
                                 Layout.fillWidth: true
                                 spacing: DesignSystem.spacingM
                                 Text {
                                     Layout.preferredWidth: 170
-                                    text: modelData.keys
+                                    text: shortcut.modelData.keys
                                     color: DesignSystem.accent
                                     font.pixelSize: DesignSystem.fontBody
                                     wrapMode: Text.WordWrap
                                 }
                                 Text {
                                     Layout.fillWidth: true
-                                    text: modelData.action
+                                    text: shortcut.modelData.action
                                     color: DesignSystem.textPrimary
                                     font.pixelSize: DesignSystem.fontBody
                                     wrapMode: Text.WordWrap

@@ -30,14 +30,16 @@ ApplicationWindow {
     Item {
         id: screens
         anchors.fill: parent
-        RouteLayer { routes: [AppRoute.Welcome]; screen: Component { WelcomeScreen { dialogs: appDialogs } } }
+        // The screens' components are part of this file, so they see its ids; the linter of Qt 6.4
+        // does not follow ids into inline components.
+        RouteLayer { routes: [AppRoute.Welcome]; screen: Component { WelcomeScreen { dialogs: appDialogs } } } // qmllint disable unqualified
         RouteLayer { routes: [AppRoute.Scanning]; screen: Component { ScanningScreen {} } }
-        RouteLayer { routes: [AppRoute.Setup]; screen: Component { SetupScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Setup]; screen: Component { SetupScreen { dialogs: appDialogs } } } // qmllint disable unqualified
         RouteLayer { routes: [AppRoute.Reviewing]; screen: Component { ReviewScreen {} } }
         RouteLayer { routes: [AppRoute.Confirmation]; screen: Component { ConfirmationScreen {} } }
         RouteLayer { routes: [AppRoute.TrashStaging, AppRoute.TrashConfirmation]; screen: Component { TrashConfirmationScreen {} } }
         RouteLayer { routes: [AppRoute.Executing]; screen: Component { ExecutionScreen {} } }
-        RouteLayer { routes: [AppRoute.Completed]; screen: Component { CompletedScreen { dialogs: appDialogs } } }
+        RouteLayer { routes: [AppRoute.Completed]; screen: Component { CompletedScreen { dialogs: appDialogs } } } // qmllint disable unqualified
     }
 
     // While the person works in the audit window, answers appear there, not behind it.
@@ -136,7 +138,7 @@ ApplicationWindow {
     // What a screen reader announces after a decision.
     Text {
         visible: false
-        text: ViewModel.accessibilityAnnouncement
+        text: ViewModel.review.accessibilityAnnouncement
         Accessible.role: Accessible.StaticText
         Accessible.name: text
     }

@@ -4,6 +4,7 @@ import Kestrava
 
 // A number with its label: execution metrics and result cards.
 Rectangle {
+    id: card
     property string label
     property string value
     property color accentColor: DesignSystem.textPrimary
@@ -21,8 +22,8 @@ Rectangle {
         spacing: DesignSystem.spacingXS
         Text {
             objectName: "metricValue"
-            text: value
-            color: accentColor
+            text: card.value
+            color: card.accentColor
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold
             // Long values ("1,2 GB von 40 GB") continue on a second line, between words.
@@ -32,7 +33,7 @@ Rectangle {
             Layout.fillWidth: true
         }
         Text {
-            text: label
+            text: card.label
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontCaption
             Layout.fillWidth: true

@@ -36,7 +36,7 @@ Item {
                 Layout.leftMargin: DesignSystem.spacingL
                 Layout.rightMargin: DesignSystem.spacingL
                 Layout.bottomMargin: visible ? DesignSystem.spacingS : 0
-                text: ViewModel.skippedEntriesNote
+                text: ViewModel.loading.skippedEntriesNote
             }
             Item {
                 id: stageArea
@@ -68,7 +68,7 @@ Item {
         y: screen.inspectorBeside ? 0 : stageArea.y
         height: screen.inspectorBeside ? screen.height : stageArea.height
         visible: ViewModel.inspectorVisible
-        path: ViewModel.currentGroup.previewPath ?? ""
+        path: ViewModel.review.currentGroup.previewPath ?? ""
     }
 
     // Focus check: fit ↔ 100 % at the pointer. Arrow keys stay with the decisions.

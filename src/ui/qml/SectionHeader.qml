@@ -4,6 +4,7 @@ import Kestrava
 
 // "1  Welche Ansicht passt zu deinem Workflow?"
 RowLayout {
+    id: header
     property int number: 1
     property string title
     spacing: DesignSystem.spacingM
@@ -13,7 +14,7 @@ RowLayout {
         border.color: DesignSystem.border
         Text {
             anchors.centerIn: parent
-            text: number
+            text: header.number
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontBody
             font.weight: Font.DemiBold
@@ -21,7 +22,7 @@ RowLayout {
     }
     Text {
         Layout.fillWidth: true
-        text: title
+        text: header.title
         color: DesignSystem.textPrimary
         font.pixelSize: DesignSystem.fontHeading + 2
         font.weight: Font.DemiBold

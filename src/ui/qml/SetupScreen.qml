@@ -62,9 +62,9 @@ Item {
                             Layout.fillHeight: true
                             title: Texts.reviewChoiceTitle(modelData)
                             description: Texts.reviewChoiceDescription(modelData)
-                            selected: ViewModel.selectedReviewChoice === modelData
-                            enabled: Texts.reviewChoiceAvailable(modelData, ViewModel.jpegAvailableCount, ViewModel.rawAvailableCount)
-                            onClicked: ViewModel.chooseFormatReview(modelData)
+                            selected: ViewModel.loading.selectedReviewChoice === modelData
+                            enabled: Texts.reviewChoiceAvailable(modelData, ViewModel.loading.jpegAvailableCount, ViewModel.loading.rawAvailableCount)
+                            onClicked: ViewModel.loading.chooseFormatReview(modelData)
                         }
                     }
                 }

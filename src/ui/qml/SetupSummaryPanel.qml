@@ -18,23 +18,24 @@ Card {
         Repeater {
             model: [
                 { label: "Ordner", value: Texts.folderName(ViewModel.sourceFolder) },
-                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.selectedReviewChoice) },
+                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.loading.selectedReviewChoice) },
                 { label: "Modus", value: Texts.operationModeTitle(ViewModel.selectedOperationMode) },
                 { label: "Zielbasis", value: Texts.folderName(ViewModel.destinationBaseFolder) },
                 { label: "Ergebnisordner", value: ViewModel.runFolderName }
             ]
             ColumnLayout {
+                id: entry
                 required property var modelData
                 Layout.fillWidth: true
                 spacing: 2
                 Text {
-                    text: modelData.label
+                    text: entry.modelData.label
                     color: DesignSystem.textMuted
                     font.pixelSize: DesignSystem.fontCaption
                 }
                 Text {
                     Layout.fillWidth: true
-                    text: modelData.value.length > 0 ? modelData.value : "–"
+                    text: entry.modelData.value.length > 0 ? entry.modelData.value : "–"
                     color: DesignSystem.textPrimary
                     font.pixelSize: DesignSystem.fontBody
                     elide: Text.ElideMiddle
@@ -44,7 +45,7 @@ Card {
         NoticeBanner {
             objectName: "skippedEntriesNote"
             Layout.fillWidth: true
-            text: ViewModel.skippedEntriesNote
+            text: ViewModel.loading.skippedEntriesNote
         }
         Text {
             Layout.fillWidth: true
@@ -57,8 +58,8 @@ Card {
             objectName: "startReviewButton"
             Layout.fillWidth: true
             text: "Auswahl starten"
-            enabled: ViewModel.canStartReview
-            onClicked: ViewModel.startReviewing()
+            enabled: ViewModel.loading.canStartReview
+            onClicked: ViewModel.loading.startReviewing()
         }
     }
 }

@@ -3,18 +3,19 @@ import QtQuick.Layouts
 import Kestrava
 
 RowLayout {
+    id: check
     spacing: DesignSystem.spacingS
     readonly property bool insufficient: ViewModel.execution.storageInsufficient
     Rectangle {
         width: 8; height: 8; radius: 4
         color: ViewModel.execution.isCheckingStorage || !ViewModel.execution.hasStorageEstimate ? DesignSystem.textMuted
-             : (insufficient ? DesignSystem.reject : DesignSystem.keep)
+             : (check.insufficient ? DesignSystem.reject : DesignSystem.keep)
     }
     Text {
         objectName: "storageCheckText"
         Layout.fillWidth: true
         text: ViewModel.execution.storageCheckText
-        color: insufficient ? DesignSystem.reject : DesignSystem.textSecondary
+        color: check.insufficient ? DesignSystem.reject : DesignSystem.textSecondary
         font.pixelSize: DesignSystem.fontBody
         wrapMode: Text.WordWrap
     }

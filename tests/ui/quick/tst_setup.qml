@@ -22,7 +22,7 @@ Item {
             verify(start)
             ViewModel.updateRunFolderName("")
             compare(start.enabled, false)
-            ViewModel.chooseFormatReview("both")
+            ViewModel.loading.chooseFormatReview("both")
             ViewModel.selectOperationMode("safeCopy")
             compare(start.enabled, false, "no destination yet")
             ViewModel.setDestinationBaseFolder(Rig.destinationBase())

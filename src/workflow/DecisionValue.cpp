@@ -1,0 +1,4 @@
+// Gives the decision namespace its meta-object.
+#include "DecisionValue.h"
+
+#include "moc_DecisionValue.cpp"
