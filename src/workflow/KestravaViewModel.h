@@ -27,6 +27,7 @@
 #include "ExecutionStage.h"
 #include "RunState.h"
 #include "SessionStage.h"
+#include "SeriesStage.h"
 #include "SetupStage.h"
 #include "TrashStage.h"
 #include "WorkflowCore.h"
@@ -64,6 +65,7 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(kestrava::SetupStage* setup READ setup CONSTANT)
     Q_PROPERTY(kestrava::ExecutionStage* execution READ execution CONSTANT)
     Q_PROPERTY(kestrava::TrashStage* trash READ trash CONSTANT)
+    Q_PROPERTY(kestrava::SeriesStage* series READ series CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
@@ -126,6 +128,8 @@ public:
     const ExecutionStage* execution() const { return &execution_; }
     TrashStage* trash() { return &trash_; }
     const TrashStage* trash() const { return &trash_; }
+    SeriesStage* series() { return &series_; }
+    const SeriesStage* series() const { return &series_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
     int routeNumber() const { return int(core_.route()); }
@@ -371,6 +375,7 @@ private:
     TrashStage trash_{core_, *this, execution_, session_};
     SessionStage sessionStage_{core_, *this};
     SetupStage setup_{core_, this};
+    SeriesStage series_{*this, this};
 
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
