@@ -28,6 +28,8 @@ std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEven
         return Action::del;
     case Qt::Key_Left:
         return Action::undo;
+    case Qt::Key_P:
+        return Action::togglePeaking;
     default:
         return std::nullopt;
     }
@@ -92,6 +94,9 @@ bool ReviewKeyFilter::eventFilter(QObject* watched, QEvent* event)
         break;
     case Action::undo:
         viewModel->undoLastDecision();
+        break;
+    case Action::togglePeaking:
+        viewModel->series()->togglePeaking();
         break;
     }
     return true;

@@ -23,14 +23,14 @@ class KestravaViewModel;
 class ReviewKeyFilter : public QObject {
     Q_OBJECT
 public:
-    enum class Action { keep, maybe, del, undo };
+    enum class Action { keep, maybe, del, undo, togglePeaking };
 
     // Holds the view model weakly and is its child, so it never outlives it.
     explicit ReviewKeyFilter(KestravaViewModel* viewModel);
 
     // The rule alone: no action while review does not take shortcuts, for a held-down key,
     // with Control, Alt or Meta down (Shift and the keypad flag do not block), while the focus
-    // accepts text input, and for any key but the four arrows.
+    // accepts text input, and for any key but the four arrows and P (focus peaking).
     static std::optional<Action> actionFor(const QKeyEvent& event, bool acceptsShortcuts, bool focusAcceptsText);
 
     // The audit list's keys for its selected row: 1 keeps, 2 marks maybe, 3 rejects, Return or

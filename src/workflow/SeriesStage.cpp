@@ -42,6 +42,14 @@ void SeriesStage::setGap(std::chrono::milliseconds gap)
     emit changed();
 }
 
+void SeriesStage::setPeaking(bool on)
+{
+    if (peaking_ == on)
+        return;
+    peaking_ = on;
+    emit peakingChanged();
+}
+
 void SeriesStage::rebuild()
 {
     const QList<ReviewGroup> groups = viewModel_.effectiveReviewGroups();

@@ -36,6 +36,8 @@ class SeriesStage : public QObject {
     Q_PROPERTY(QString scoreText READ scoreText NOTIFY changed)
     // Index of the first group of every series, in review order: where the timeline marks them.
     Q_PROPERTY(QList<int> seriesStarts READ seriesStarts NOTIFY changed)
+    // Focus peaking: the in-focus edges of the shown preview drawn over it in a strong colour.
+    Q_PROPERTY(bool peaking READ peaking WRITE setPeaking NOTIFY peakingChanged)
 
 public:
     // The focus score of a preview file, nullopt when none could be measured. Runs in the
@@ -51,6 +53,9 @@ public:
     void setScorer(Scorer scorer);
     bool hasScorer() const { return bool(scorer_); }
     void setGap(std::chrono::milliseconds gap);
+    bool peaking() const { return peaking_; }
+    void setPeaking(bool on);
+    Q_INVOKABLE void togglePeaking() { setPeaking(!peaking_); }
 
     const QList<Series>& series() const { return series_; }
     // Outside any series for an index out of range.
@@ -77,6 +82,7 @@ public:
 signals:
     // Series, scores or the current group changed.
     void changed();
+    void peakingChanged();
 
 private:
     void rebuild();
@@ -95,6 +101,7 @@ private:
     QSet<FileUrl> requested_;
     // Scoring waits for the first picture on screen of each review.
     bool screenRendered_ = false;
+    bool peaking_ = false;
     // Bumped when the run changes: late scores of an earlier run are dropped.
     quint64 generation_ = 0;
 };
