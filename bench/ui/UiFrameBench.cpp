@@ -137,14 +137,14 @@ int timeline(int groups)
     QTemporaryDir destination;
     App app(syntheticScan(groups));
     app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
-    const QList<ReviewGroup> list = app.viewModel->effectiveReviewGroups();
+    const QList<ReviewGroup> list = app.viewModel->review()->effectiveReviewGroups();
     QElapsedTimer clock;
     clock.start();
     QList<double> samples;
     for (int i = 0; i < 300; ++i) {
         const qint64 start = clock.nsecsElapsed();
-        app.viewModel->reclassify(PhotoDecision(i % 3), list[(i * 7919) % list.size()].id);
-        waitFor([&] { return !app.viewModel->isCommittingDecision(); });
+        app.viewModel->review()->reclassify(PhotoDecision(i % 3), list[(i * 7919) % list.size()].id);
+        waitFor([&] { return !app.viewModel->review()->isCommittingDecision(); });
         const qint64 shown = nextFrame(app.window, clock);
         samples.append((shown - start) / 1e6);
     }
@@ -179,11 +179,11 @@ int audit(int groups)
         scroll.append((nextFrame(auditWindow, clock) - start) / 1e6);
     }
     report("audit scroll step to frame", scroll);
-    const QList<ReviewGroup> groupsList = app.viewModel->effectiveReviewGroups();
+    const QList<ReviewGroup> groupsList = app.viewModel->review()->effectiveReviewGroups();
     for (int i = 0; i < 200; ++i) {
         const qint64 start = clock.nsecsElapsed();
-        app.viewModel->reclassify(PhotoDecision(i % 3), groupsList[(i * 7919) % groupsList.size()].id);
-        waitFor([&] { return !app.viewModel->isCommittingDecision(); });
+        app.viewModel->review()->reclassify(PhotoDecision(i % 3), groupsList[(i * 7919) % groupsList.size()].id);
+        waitFor([&] { return !app.viewModel->review()->isCommittingDecision(); });
         decide.append((nextFrame(auditWindow, clock) - start) / 1e6);
     }
     report("audit decision to frame", decide);
@@ -210,14 +210,14 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
     auto* controller = app.window->findChild<ReviewPreviewController*>();
     if (!controller)
         return {};
-    waitFor([&] { return app.viewModel->isPreviewReady(); });
+    waitFor([&] { return app.viewModel->review()->isPreviewReady(); });
     QElapsedTimer clock;
     clock.start();
     QList<double> samples;
-    for (int i = 0; i + 1 < std::min(count, app.viewModel->reviewGroupCount()); ++i) {
+    for (int i = 0; i + 1 < std::min(count, app.viewModel->review()->reviewGroupCount()); ++i) {
         // A key every 150 ms by default, as a brisk photographer presses them.
         const qint64 due = clock.nsecsElapsed() + qint64(intervalMs) * 1'000'000;
-        const int before = app.viewModel->currentIndex();
+        const int before = app.viewModel->review()->currentIndex();
         qint64 imageAt = -1, shownAt = -1;
         auto imageConnection = QObject::connect(controller, &ReviewPreviewController::imageChanged, app.window, [&] {
             if (controller->hasImage())
@@ -229,7 +229,7 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
         });
         const qint64 pressed = clock.nsecsElapsed();
         QTest::keyClick(app.window, Qt::Key_Up);
-        if (app.viewModel->currentIndex() == before)
+        if (app.viewModel->review()->currentIndex() == before)
             ++*refused;
         waitFor([&] { return shownAt >= 0; }, 5000);
         QObject::disconnect(imageConnection);

@@ -84,11 +84,11 @@ void auditDecisionRefresh(benchmark::State& state)
     auto viewModel = reviewOf(int(state.range(0)));
     AuditListModel model;
     model.setViewModel(viewModel.get());
-    const QList<ReviewGroup> groups = viewModel->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel->review()->effectiveReviewGroups();
     int i = 0;
     for (auto _ : state) {
-        viewModel->reclassify(i % 2 ? PhotoDecision::keep : PhotoDecision::maybe, groups[(i * 7919) % groups.size()].id);
-        while (viewModel->isCommittingDecision())
+        viewModel->review()->reclassify(i % 2 ? PhotoDecision::keep : PhotoDecision::maybe, groups[(i * 7919) % groups.size()].id);
+        while (viewModel->review()->isCommittingDecision())
             QCoreApplication::processEvents();
         ++i;
     }

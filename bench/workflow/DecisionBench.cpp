@@ -112,9 +112,9 @@ int main(int argc, char** argv)
         ReviewIndex index;
         index.rebuild(vm->photos(), vm->reviewGroups());
         for (int i = 0; i < groups; ++i) {
-            vm->setPreviewReady(true, vm->previewCandidates().first());
+            vm->review()->setPreviewReady(true, vm->review()->previewCandidates().first());
             clock.start();
-            vm->classify(PhotoDecision(i % 3));
+            vm->review()->classify(PhotoDecision(i % 3));
             decision.push_back(double(clock.nsecsElapsed()) / 1e6);
             if (i % 100 == 0) {
                 DecisionTally tally;
@@ -134,11 +134,11 @@ int main(int argc, char** argv)
         spinUntil([&] { return vm->sessionStage()->lastSavedAt().has_value(); });
         std::vector<double> commit;
         int committed = 0;
-        QObject::connect(vm.get(), &KestravaViewModel::decisionCommitted, [&] { ++committed; });
+        QObject::connect(vm->review(), &ReviewStage::decisionCommitted, [&] { ++committed; });
         for (int i = 0; i < std::min(commits, groups); ++i) {
-            vm->setPreviewReady(true, vm->previewCandidates().first());
+            vm->review()->setPreviewReady(true, vm->review()->previewCandidates().first());
             clock.start();
-            vm->classify(PhotoDecision(i % 3));
+            vm->review()->classify(PhotoDecision(i % 3));
             spinUntil([&] { return committed > i; });
             commit.push_back(double(clock.nsecsElapsed()) / 1e6);
         }

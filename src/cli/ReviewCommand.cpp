@@ -28,7 +28,7 @@ int runReview(const QStringList& arguments)
 
     QJsonObject counts;
     for (PhotoDecision d : allCases<PhotoDecision>())
-        counts.insert(rawValue(d), viewModel.decisionCount(d));
+        counts.insert(rawValue(d), viewModel.review()->decisionCount(d));
     QJsonObject result;
     result.insert(QLatin1String("sessionID"), json::encodeUuid(viewModel.session()->id));
     result.insert(QLatin1String("route"), viewModel.routeName());

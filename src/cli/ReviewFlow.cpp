@@ -139,26 +139,26 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
 
     int committed = 0;
     const QMetaObject::Connection counting =
-        QObject::connect(&viewModel, &KestravaViewModel::decisionCommitted, [&](const QString& groupID) {
+        QObject::connect(viewModel.review(), &ReviewStage::decisionCommitted, [&](const QString& groupID) {
             ++committed;
             err() << decisionAcknowledged(committed, groupID) << "\n";
             err().flush();
         });
     const auto stopCounting = qScopeGuard([&] { QObject::disconnect(counting); });
 
-    const QList<ReviewGroup> groups = viewModel.effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel.review()->effectiveReviewGroups();
     for (const ReviewGroup& group : groups) {
         std::optional<PhotoDecision> decision = request.all;
-        for (const QString& candidate : viewModel.previewCandidates())
+        for (const QString& candidate : viewModel.review()->previewCandidates())
             if (!decision && listed.contains(FileUrl::fromLocalPath(candidate)))
                 decision = listed.value(FileUrl::fromLocalPath(candidate));
         if (!decision)
             return noDecisionListed(group.previewURL.fileName());
         // What the preview loader reports once the picture is on screen.
-        viewModel.setPreviewReady(true, group.previewURL.path());
+        viewModel.review()->setPreviewReady(true, group.previewURL.path());
         const int before = committed;
-        viewModel.classify(*decision);
-        if (!runUntil(viewModel, [&] { return committed > before && !viewModel.isCommittingDecision(); }))
+        viewModel.review()->classify(*decision);
+        if (!runUntil(viewModel, [&] { return committed > before && !viewModel.review()->isCommittingDecision(); }))
             return viewModel.alertText();
     }
     if (!runUntil(viewModel, [&] { return viewModel.route() == AppRoute::confirmation; }))

@@ -36,7 +36,7 @@ bool AppShell::reviewCommandsEnabled() const
 void AppShell::undoLastDecision()
 {
     if (reviewCommandsEnabled())
-        viewModel_->undoLastDecision();
+        viewModel_->review()->undoLastDecision();
 }
 
 void AppShell::openAudit()
@@ -57,7 +57,7 @@ void AppShell::mainContentShown()
 {
     mainContentShown_ = true;
     if (viewModel_ && openOverlays_ == 0)
-        viewModel_->installArrowKeyMonitor();
+        viewModel_->review()->installArrowKeyMonitor();
 }
 
 void AppShell::mainContentHidden()
@@ -65,14 +65,14 @@ void AppShell::mainContentHidden()
     mainContentShown_ = false;
     if (!viewModel_)
         return;
-    viewModel_->removeArrowKeyMonitor();
+    viewModel_->review()->removeArrowKeyMonitor();
     viewModel_->saveSessionSnapshot();
 }
 
 void AppShell::overlayOpened()
 {
     if (++openOverlays_ == 1 && viewModel_)
-        viewModel_->removeArrowKeyMonitor();
+        viewModel_->review()->removeArrowKeyMonitor();
 }
 
 void AppShell::overlayClosed()
@@ -80,7 +80,7 @@ void AppShell::overlayClosed()
     if (openOverlays_ == 0)
         return;
     if (--openOverlays_ == 0 && mainContentShown_ && viewModel_)
-        viewModel_->installArrowKeyMonitor();
+        viewModel_->review()->installArrowKeyMonitor();
 }
 
 void AppShell::flushBeforeQuit()

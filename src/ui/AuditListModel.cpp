@@ -68,8 +68,8 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
 {
     if (!viewModel_.reset(viewModel))
         return;
-    viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &AuditListModel::refresh);
-    viewModel_.follow(&KestravaViewModel::isCommittingDecisionChanged, this, &AuditListModel::onCommittingChanged);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::reviewStateChanged, this, &AuditListModel::refresh);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::isCommittingDecisionChanged, this, &AuditListModel::onCommittingChanged);
     if (viewModel) {
         viewModel_.follow(viewModel->execution(), &ExecutionStage::isApplyingChanged, this,
                           &AuditListModel::controlsDisabledChanged);
@@ -122,14 +122,14 @@ QString AuditListModel::summaryText() const
 
 bool AuditListModel::controlsDisabled() const
 {
-    return !viewModel_ || viewModel_->isCommittingDecision() || viewModel_->execution()->isApplying();
+    return !viewModel_ || viewModel_->review()->isCommittingDecision() || viewModel_->execution()->isApplying();
 }
 
 QString AuditListModel::saveStateText() const
 {
     if (!viewModel_)
         return {};
-    return UiText::auditSaveState(viewModel_->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
+    return UiText::auditSaveState(viewModel_->review()->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
 }
 
 void AuditListModel::decide(int row, const QString& decision)
@@ -138,8 +138,8 @@ void AuditListModel::decide(int row, const QString& decision)
         return;
     const QString groupId = all_[visible_[row]].groupId;
     savingGroupId_ = groupId;
-    viewModel_->reclassify(decision, groupId);
-    if (!viewModel_->isCommittingDecision()) {
+    viewModel_->review()->reclassify(decision, groupId);
+    if (!viewModel_->review()->isCommittingDecision()) {
         // Refused or finished at once (no journal): nothing is being saved.
         savingGroupId_.clear();
     } else {
@@ -151,7 +151,7 @@ void AuditListModel::decide(int row, const QString& decision)
 void AuditListModel::showLarge(int row)
 {
     if (viewModel_ && row >= 0 && row < visible_.size())
-        viewModel_->showGroupInMainReview(all_[visible_[row]].groupId);
+        viewModel_->review()->showGroupInMainReview(all_[visible_[row]].groupId);
 }
 
 bool AuditListModel::pressKey(int row, int key)
@@ -183,7 +183,7 @@ QString AuditListModel::groupIdAt(int row) const
 
 void AuditListModel::onCommittingChanged()
 {
-    if (viewModel_ && !viewModel_->isCommittingDecision() && !savingGroupId_.isEmpty()) {
+    if (viewModel_ && !viewModel_->review()->isCommittingDecision() && !savingGroupId_.isEmpty()) {
         const QString finished = std::exchange(savingGroupId_, QString());
         for (qsizetype i = 0; i < all_.size(); ++i) {
             if (all_[i].groupId == finished) {
@@ -202,7 +202,7 @@ void AuditListModel::refresh()
     if (!viewModel_) {
         return;
     }
-    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
     bool sameGroups = groups.size() == all_.size();
     for (qsizetype i = 0; sameGroups && i < groups.size(); ++i)
         sameGroups = groups[i].id == all_[i].groupId;
@@ -214,7 +214,7 @@ void AuditListModel::refresh()
 
 void AuditListModel::rebuildAll()
 {
-    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
     const QList<PhotoItem>& photos = viewModel_->photos();
     QHash<QString, qsizetype> photoIndex;
     photoIndex.reserve(photos.size());
@@ -238,13 +238,13 @@ void AuditListModel::rebuildAll()
                     row.decision = photos[*it].decision;
             }
         }
-        const auto first = viewModel_->photo(group);
+        const auto first = viewModel_->review()->photo(group);
         row.fileName = first ? first->sourceURL.fileName() : group.previewURL.fileName();
         row.formatText = Wording::groupFormatLabel(formats);
         row.fileCountText = UiText::fileCountText(group.memberURLs.size());
         row.sizeText = text::formatByteCount(bytes);
         row.thumbnailUrl = ThumbnailProvider::urlFor(group.previewURL.path());
-        row.decision = viewModel_->decision(group);
+        row.decision = viewModel_->review()->decision(group);
         files += group.memberURLs.size();
         rows.append(std::move(row));
     }
@@ -259,10 +259,10 @@ void AuditListModel::rebuildAll()
 
 void AuditListModel::refreshDecisions()
 {
-    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
     QList<int> changed;
     for (qsizetype i = 0; i < groups.size(); ++i) {
-        const auto decision = viewModel_->decision(groups[i]);
+        const auto decision = viewModel_->review()->decision(groups[i]);
         if (decision != all_[i].decision) {
             all_[i].decision = decision;
             changed.append(int(i));

@@ -37,8 +37,8 @@ void DecisionTimelineItem::setViewModelObject(QObject* object)
 {
     if (!viewModel_.reset(qobject_cast<KestravaViewModel*>(object)))
         return;
-    viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &DecisionTimelineItem::reload);
-    viewModel_.follow(&KestravaViewModel::currentIndexChanged, this, &DecisionTimelineItem::reload);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::reviewStateChanged, this, &DecisionTimelineItem::reload);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::currentIndexChanged, this, &DecisionTimelineItem::reload);
     if (viewModel_)
         viewModel_.follow(viewModel_->series(), &SeriesStage::changed, this, &DecisionTimelineItem::reload);
     emit viewModelChanged();
@@ -49,7 +49,7 @@ void DecisionTimelineItem::reload()
 {
     if (!viewModel_)
         return;
-    setDecisions(viewModel_->decisionTimeline(), viewModel_->currentIndex());
+    setDecisions(viewModel_->review()->decisionTimeline(), viewModel_->review()->currentIndex());
     setSeries(viewModel_->series()->series());
 }
 
@@ -121,7 +121,7 @@ QString DecisionTimelineItem::groupIdAt(int index) const
 {
     if (!viewModel_)
         return {};
-    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
     return index >= 0 && index < groups.size() ? groups[index].id : QString();
 }
 

@@ -37,9 +37,9 @@ void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
 {
     if (!viewModel_.reset(viewModel))
         return;
-    viewModel_.follow(&KestravaViewModel::reviewStateChanged, this, &ReviewPreviewController::sync);
-    viewModel_.follow(&KestravaViewModel::currentIndexChanged, this, &ReviewPreviewController::sync);
-    viewModel_.follow(&KestravaViewModel::isPreviewReadyChanged, this, &ReviewPreviewController::onPreviewReadyChanged);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::reviewStateChanged, this, &ReviewPreviewController::sync);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::currentIndexChanged, this, &ReviewPreviewController::sync);
+    viewModel_.follow(viewModel_.review(), &ReviewStage::isPreviewReadyChanged, this, &ReviewPreviewController::onPreviewReadyChanged);
     if (viewModel_) {
         viewModel_.follow(viewModel_->series(), &SeriesStage::peakingChanged, this, &ReviewPreviewController::updatePeaking);
         if (sharedPipeline_ && !viewModel_->series()->hasScorer()) {
@@ -78,7 +78,7 @@ QString ReviewPreviewController::shownPath() const
 
 void ReviewPreviewController::sync()
 {
-    const QStringList candidates = active_ && viewModel_ ? viewModel_->previewCandidates() : QStringList();
+    const QStringList candidates = active_ && viewModel_ ? viewModel_->review()->previewCandidates() : QStringList();
     // Decisions change the review state too; only a different group means a different picture.
     const QString key = candidates.join(QLatin1Char('\n'));
     if (key == groupKey_)
@@ -92,9 +92,9 @@ void ReviewPreviewController::sync()
     }
     loadCandidate();
 
-    const QList<ReviewGroup> groups = viewModel_->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
     QList<FileUrl> next;
-    const int current = viewModel_->currentIndex();
+    const int current = viewModel_->review()->currentIndex();
     for (int i = current + 1; i < groups.size() && i <= current + prefetchGroups; ++i)
         next.append(groups[i].previewURL);
     if (!next.isEmpty())
@@ -110,7 +110,7 @@ void ReviewPreviewController::loadCandidate()
                       // When no file of the shot yields a picture, "no preview" is what the user
                       // sees of it, and they must still be able to decide it (mostly to reject it).
                       if (viewModel)
-                          viewModel->setPreviewReady(success || lastCandidate, url.path());
+                          viewModel->review()->setPreviewReady(success || lastCandidate, url.path());
                   });
 }
 
@@ -119,11 +119,11 @@ void ReviewPreviewController::onPreviewReadyChanged()
     // The view model asks for a visible picture again without the group changing (an undo of
     // the decision on the group on screen, a return from the confirmation). The picture never
     // left the screen, and no new load will report it, so it is reported once more.
-    if (!active_ || !viewModel_ || viewModel_->isPreviewReady() || loader_->isLoading() || !showsFinalState())
+    if (!active_ || !viewModel_ || viewModel_->review()->isPreviewReady() || loader_->isLoading() || !showsFinalState())
         return;
     const std::optional<FileUrl> shown = loader_->requestedURL();
     if (shown && candidates_.contains(shown->path()))
-        viewModel_->setPreviewReady(true, shown->path());
+        viewModel_->review()->setPreviewReady(true, shown->path());
 }
 
 bool ReviewPreviewController::showsFinalState() const

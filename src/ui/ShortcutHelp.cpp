@@ -64,6 +64,7 @@ QVariantList ShortcutHelp::shortcuts()
                  key(u"↓"_s, decisionLabel(PhotoDecision::del)),
                  key(u"← oder Strg+Z"_s, u"Letzte Entscheidung zurücknehmen"_s),
                  key(u"Z"_s, u"Zwischen Einpassen und 100 % wechseln"_s),
+                 key(u"S"_s, u"Serie entscheiden: schärfste Aufnahme behalten, offene andere aussortieren"_s),
                  key(u"P"_s, u"Scharfe Kanten hervorheben (Fokus-Peaking) ein oder aus"_s),
                  key(u"I"_s, u"Bilddetails ein- oder ausblenden"_s)}),
         section(u"In der Prüfliste"_s,

@@ -24,6 +24,8 @@ public:
     KestravaViewModel* get() const { return viewModel_; }
     KestravaViewModel* operator->() const { return viewModel_; }
     operator KestravaViewModel*() const { return viewModel_; }
+    // The followed view model's review, or none without a view model.
+    ReviewStage* review() const { return viewModel_ ? viewModel_->review() : nullptr; }
 
     // Follows `viewModel` from now on; false (and nothing changes) when it is already followed.
     bool reset(KestravaViewModel* viewModel)

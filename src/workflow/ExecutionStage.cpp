@@ -35,8 +35,9 @@ ExecutionStage::ExecutionStage(WorkflowCore& core, KestravaViewModel& flow, std:
                             &ExecutionStage::progressTitleChanged, &ExecutionStage::isApplyingChanged})
             emit(this->*signal)();
     });
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
-                        &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
+    for (auto signal : {&ReviewStage::reviewStateChanged, &ReviewStage::isCommittingDecisionChanged})
+        connect(flow_.review(), signal, this, &ExecutionStage::canExecuteChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::isLoadingChanged,
                         &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})
@@ -125,7 +126,7 @@ bool ExecutionStage::canExecute() const
         return false;
     if (session_ && session_->requiresModeSelection)
         return false;
-    if (flow_.reviewGroupCount() == 0 || flow_.classifiedCount() < flow_.reviewGroupCount())
+    if (flow_.review()->reviewGroupCount() == 0 || flow_.review()->classifiedCount() < flow_.review()->reviewGroupCount())
         return false;
     if (flow_.isWaitingForCaptureDates())
         return false;

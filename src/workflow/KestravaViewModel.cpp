@@ -1,5 +1,4 @@
 #include "KestravaViewModel.h"
-#include "ReviewKeyFilter.h"
 #include "model/DestinationPlanner.h"
 #include "model/Json.h"
 #include "scanning/PhotoInventoryScanner.h"
@@ -50,19 +49,6 @@ KestravaViewModel::KestravaViewModel(WorkflowServices services, QObject* parent)
     if (!services_.trash.receipts)
         services_.trash.receipts = std::make_shared<FreedesktopTrashReceipts>();
 
-    feedbackTimer_.setSingleShot(true);
-    connect(&feedbackTimer_, &QTimer::timeout, this, &KestravaViewModel::advanceFeedback);
-    reviewCompletionTimer_.setSingleShot(true);
-    reviewCompletionTimer_.setInterval(services_.timings.completionDelay);
-    // The timer dies with this object, so a late tick can never reach a destroyed view model.
-    connect(&reviewCompletionTimer_, &QTimer::timeout, this, [this] {
-        if (route() == AppRoute::reviewing)
-            beginCompletionFlow();
-    });
-
-    connect(this, &KestravaViewModel::routeChanged, this, &KestravaViewModel::acceptsReviewShortcutsChanged);
-    connect(&audit_, &AuditStage::presentedChanged, this,
-            &KestravaViewModel::acceptsReviewShortcutsChanged);
     for (auto signal : {&KestravaViewModel::sourceFolderChanged, &KestravaViewModel::destinationBaseFolderChanged,
                         &KestravaViewModel::selectedReviewChoiceChanged,
                         &KestravaViewModel::selectedOperationModeChanged, &KestravaViewModel::runFolderNameChanged})
@@ -77,7 +63,6 @@ KestravaViewModel::~KestravaViewModel()
 {
     // The execution thread posts to the flow too (trash steps); it must end first.
     execution_.cancelExecutionTask();
-    removeArrowKeyMonitor();
     cancelIfRunning(scanTask_);
     cancelIfRunning(metadataTask_);
 }
@@ -114,27 +99,6 @@ void KestravaViewModel::setAlert(std::optional<QString> message)
 void KestravaViewModel::dismissAlert()
 {
     core_.dismissAlert();
-}
-
-void KestravaViewModel::setCurrentIndex(int index)
-{
-    if (run_.currentIndex == index)
-        return;
-    run_.currentIndex = index;
-    emit currentIndexChanged();
-    emit reviewStateChanged();
-}
-
-void KestravaViewModel::setPreviewReadyFlag(bool ready)
-{
-    if (!ready)
-        run_.previewReadyURL.clear();
-    setFlag(run_.isPreviewReady, ready, &KestravaViewModel::isPreviewReadyChanged);
-}
-
-void KestravaViewModel::setCommitting(bool committing)
-{
-    setFlag(run_.isCommittingDecision, committing, &KestravaViewModel::isCommittingDecisionChanged);
 }
 
 void KestravaViewModel::setSourceFolder(std::optional<FileUrl> folder)
@@ -185,11 +149,6 @@ void KestravaViewModel::setOperationMode(std::optional<SortOperationMode> mode)
     emit selectedOperationModeChanged();
 }
 
-void KestravaViewModel::setShowReviewCompletion(bool show)
-{
-    setFlag(run_.showReviewCompletion, show, &KestravaViewModel::showReviewCompletionChanged);
-}
-
 void KestravaViewModel::setDestinationBaseFolder(const QString& path)
 {
     setDestinationBase(path.isEmpty() ? std::nullopt : std::optional(FileUrl::fromLocalPath(path)));
@@ -229,50 +188,44 @@ void KestravaViewModel::setInspectorVisible(bool visible)
     setFlag(inspectorVisible_, visible, &KestravaViewModel::inspectorVisibleChanged);
 }
 
-void KestravaViewModel::setPendingDecisionGroupID(const QString& groupID)
-{
-    std::optional<QString> value = groupID.isEmpty() ? std::nullopt : std::optional(groupID);
-    if (run_.pendingDecisionGroupID == value)
-        return;
-    run_.pendingDecisionGroupID = std::move(value);
-    emit pendingDecisionGroupIDChanged();
-}
-
 QDateTime KestravaViewModel::now() const
 {
     return services_.clock();
+}
+
+bool KestravaViewModel::canStartReview() const
+{
+    return sourceFolder_ && destinationBaseFolder_ && run_.selectedReviewChoice && run_.selectedOperationMode
+        && !DestinationPlanner::sanitize(runFolderName_).isEmpty();
 }
 
 // ---- Reset -------------------------------------------------------------------------------
 
 void KestravaViewModel::resetTransientState()
 {
-    cancelFeedbackTask();
     cancelMetadataTask();
-    cancelReviewCompletion();
 
     // The open session keeps no staged trash of a run that is gone.
     if (session_)
         session_->trashPreparation.reset();
     core_.resetRun();
-    for (auto signal : {&KestravaViewModel::photosChanged, &KestravaViewModel::reviewGroupsChanged,
-                        &KestravaViewModel::currentIndexChanged, &KestravaViewModel::selectedReviewChoiceChanged,
+    for (auto signal : {&KestravaViewModel::photosChanged, 
+                         &KestravaViewModel::selectedReviewChoiceChanged,
                         &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::jpegAvailableCountChanged, &KestravaViewModel::rawAvailableCountChanged,
                         &KestravaViewModel::ignoredPhotoCountChanged, &KestravaViewModel::skippedEntryCountChanged,
-                        &KestravaViewModel::decisionCountsChanged, &KestravaViewModel::destinationFolderChanged,
-                        &KestravaViewModel::decisionFeedbackChanged,
-                        &KestravaViewModel::feedbackIsExitingChanged,
+                         &KestravaViewModel::destinationFolderChanged,
+                        
+                        
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
-                        &KestravaViewModel::showReviewCompletionChanged,
-                        &KestravaViewModel::pendingDecisionGroupIDChanged,
+                        
+                        
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged,
-                        &KestravaViewModel::isPreviewReadyChanged,
-                        &KestravaViewModel::isCommittingDecisionChanged,
+                        
+                        
                         &KestravaViewModel::showFormatChoiceChanged, &KestravaViewModel::showPairingChoiceChanged,
                         &KestravaViewModel::pairingWasTransferredChanged})
         emit(this->*signal)();
-    emit reviewStateChanged();
 }
 
 void KestravaViewModel::newSort()
@@ -289,26 +242,6 @@ void KestravaViewModel::newSort()
     // A scan that was running is abandoned; its result will be dropped.
     setFlag(isLoading_, false, &KestravaViewModel::isLoadingChanged);
     setRoute(AppRoute::welcome);
-}
-
-// ---- Keyboard ----------------------------------------------------------------------------
-
-void KestravaViewModel::installArrowKeyMonitor()
-{
-    if (keyMonitor_ || !QCoreApplication::instance())
-        return;
-    keyMonitor_ = new ReviewKeyFilter(this);
-    QCoreApplication::instance()->installEventFilter(keyMonitor_);
-}
-
-void KestravaViewModel::removeArrowKeyMonitor()
-{
-    if (!keyMonitor_)
-        return;
-    if (QCoreApplication::instance())
-        QCoreApplication::instance()->removeEventFilter(keyMonitor_);
-    delete keyMonitor_.data();
-    keyMonitor_.clear();
 }
 
 } // namespace kestrava

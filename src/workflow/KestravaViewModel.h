@@ -2,29 +2,26 @@
 
 // The root of the window's state, from folder selection to the result: QML sees it as the
 // `ViewModel` singleton. The state every part shares (services, the run, the route, the one
-// alert) is a WorkflowCore; parts that stand on their own are stages exposed as constant
-// properties (`audit`: AuditStage, `session`: SessionStage, `setup`: SetupStage, `execution`:
-// ExecutionStage, `trash`: TrashStage). The flow itself (loading, review) still lives here until
-// it is split the same way.
+// alert) is a WorkflowCore; the parts are stages exposed as constant properties (`review`:
+// ReviewStage, `audit`: AuditStage, `session`: SessionStage, `setup`: SetupStage, `execution`:
+// ExecutionStage, `trash`: TrashStage). Loading a folder and the session document still live
+// here until they are split the same way.
 //
 // Contract:
 // - Lives on the GUI thread; every property is read and written there only. Background work
-//   (scan, capture dates, journal writes, snapshots) hands its result back through
-//   continuations on this object and is dropped when the run it was started for is gone
-//   (WorkflowCore::generation).
-// - Every decision is journaled before it counts: while the journal write runs no further
-//   decision, undo or step back is accepted, and a failed write restores the earlier state.
-// - Owns at most one task of each kind (feedback, capture dates, completion); starting one
-//   cancels the previous.
+//   (scan, capture dates, snapshots) hands its result back through continuations on this
+//   object and is dropped when the run it was started for is gone (WorkflowCore::generation).
+// - Owns at most one task of each kind (scan, capture dates); starting one cancels the previous.
 //
-// The flow's implementation is split by concern: KestravaViewModel.cpp (setters, reset),
-// ViewModelDerived.cpp (derived values), ViewModelLoading.cpp (folder scan and preparation),
-// ViewModelDecisions.cpp (decisions, history, feedback, completion), ViewModelSession.cpp
-// (snapshots, journal, applying a session), ViewModelRecovery.cpp (applying a recovery list).
+// The implementation is split by concern: KestravaViewModel.cpp (setters, reset),
+// ViewModelLoading.cpp (folder scan and preparation), ViewModelSession.cpp (snapshots,
+// applying a session), ViewModelRecovery.cpp (applying a recovery list).
 
 #include "ReviewIndex.h"
 #include "AuditStage.h"
+#include "DecisionJournal.h"
 #include "ExecutionStage.h"
+#include "ReviewStage.h"
 #include "RunState.h"
 #include "SessionStage.h"
 #include "SeriesStage.h"
@@ -48,8 +45,6 @@
 
 namespace kestrava {
 
-class ReviewKeyFilter;
-
 // One opened folder: what the scan found and the destination base proposed for it.
 struct FolderScan {
     PhotoScanOutcome outcome;
@@ -61,6 +56,7 @@ class KestravaViewModel : public QObject {
 
     // The stages, each with its own properties and intents.
     Q_PROPERTY(kestrava::AuditStage* audit READ audit CONSTANT)
+    Q_PROPERTY(kestrava::ReviewStage* review READ review CONSTANT)
     Q_PROPERTY(kestrava::SessionStage* session READ sessionStage CONSTANT)
     Q_PROPERTY(kestrava::SetupStage* setup READ setup CONSTANT)
     Q_PROPERTY(kestrava::ExecutionStage* execution READ execution CONSTANT)
@@ -71,7 +67,6 @@ class KestravaViewModel : public QObject {
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
     Q_PROPERTY(int route READ routeNumber NOTIFY routeChanged)
     Q_PROPERTY(int photoCount READ photoCount NOTIFY photosChanged)
-    Q_PROPERTY(int currentIndex READ currentIndex NOTIFY currentIndexChanged)
     Q_PROPERTY(QString sourceFolder READ sourceFolderPath NOTIFY sourceFolderChanged)
     Q_PROPERTY(QString destinationBaseFolder READ destinationBaseFolderPath WRITE setDestinationBaseFolder NOTIFY destinationBaseFolderChanged)
     Q_PROPERTY(QString destinationFolder READ destinationFolderPath NOTIFY destinationFolderChanged)
@@ -79,33 +74,20 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(QString selectedOperationMode READ selectedOperationModeName WRITE selectOperationMode NOTIFY selectedOperationModeChanged)
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
     Q_PROPERTY(bool isPreparingMetadata READ isPreparingMetadata NOTIFY isPreparingMetadataChanged)
-    Q_PROPERTY(bool isPreviewReady READ isPreviewReady NOTIFY isPreviewReadyChanged)
-    Q_PROPERTY(bool isCommittingDecision READ isCommittingDecision NOTIFY isCommittingDecisionChanged)
     Q_PROPERTY(QString alertMessage READ alertText NOTIFY alertMessageChanged)
-    Q_PROPERTY(QVariantMap decisionFeedback READ decisionFeedbackMap NOTIFY decisionFeedbackChanged)
-    Q_PROPERTY(bool feedbackIsExiting READ feedbackIsExiting NOTIFY feedbackIsExitingChanged)
     Q_PROPERTY(int jpegAvailableCount READ jpegAvailableCount NOTIFY jpegAvailableCountChanged)
     Q_PROPERTY(int rawAvailableCount READ rawAvailableCount NOTIFY rawAvailableCountChanged)
     Q_PROPERTY(int ignoredPhotoCount READ ignoredPhotoCount NOTIFY ignoredPhotoCountChanged)
     Q_PROPERTY(QString selectedReviewChoice READ selectedReviewChoiceName NOTIFY selectedReviewChoiceChanged)
-    Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
     Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
-    Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
-    Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
     Q_PROPERTY(bool showFormatChoice READ showFormatChoice NOTIFY showFormatChoiceChanged)
     Q_PROPERTY(bool showPairingChoice READ showPairingChoice NOTIFY showPairingChoiceChanged)
     Q_PROPERTY(bool pairingWasTransferred READ pairingWasTransferred NOTIFY pairingWasTransferredChanged)
 
     // Derived values.
     Q_PROPERTY(bool canStartReview READ canStartReview NOTIFY canStartReviewChanged)
-    Q_PROPERTY(int reviewGroupCount READ reviewGroupCount NOTIFY reviewStateChanged)
-    Q_PROPERTY(QVariantMap currentGroup READ currentGroupMap NOTIFY reviewStateChanged)
-    Q_PROPERTY(int classifiedCount READ classifiedCount NOTIFY reviewStateChanged)
-    Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
-    Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
-    Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
     // What the scan left out, and where the results would land (ViewModelLoading.cpp).
     Q_PROPERTY(int skippedEntryCount READ skippedEntryCount NOTIFY skippedEntryCountChanged)
     Q_PROPERTY(QString skippedEntriesNote READ skippedEntriesNoteText NOTIFY skippedEntryCountChanged)
@@ -118,6 +100,8 @@ public:
     ~KestravaViewModel() override;
 
     // ---- Typed state -----------------------------------------------------------------------
+    ReviewStage* review() { return &review_; }
+    const ReviewStage* review() const { return &review_; }
     AuditStage* audit() { return &audit_; }
     const AuditStage* audit() const { return &audit_; }
     SessionStage* sessionStage() { return &sessionStage_; }
@@ -138,7 +122,6 @@ public:
     const QList<ReviewGroup>& reviewGroups() const { return run_.reviewGroups; }
     const QList<PhotoItem>& passThroughPhotos() const { return run_.passThroughPhotos; }
     const QList<PhotoItem>& scannedInventory() const { return run_.scannedInventory; }
-    int currentIndex() const { return run_.currentIndex; }
     const std::optional<FileUrl>& sourceFolder() const { return sourceFolder_; }
     const std::optional<FileUrl>& destinationBaseFolder() const { return destinationBaseFolder_; }
     const std::optional<FileUrl>& destinationFolder() const { return run_.destinationFolder; }
@@ -150,32 +133,21 @@ public:
     QString selectedOperationModeName() const { return run_.selectedOperationMode ? rawValue(*run_.selectedOperationMode) : QString(); }
     bool isLoading() const { return isLoading_; }
     bool isPreparingMetadata() const { return isPreparingMetadata_; }
-    bool isPreviewReady() const { return run_.isPreviewReady; }
-    bool isCommittingDecision() const { return run_.isCommittingDecision; }
     std::optional<QString> alertMessage() const { return core_.alert(); }
     QString alertText() const { return core_.alert().value_or(QString()); }
-    const std::optional<DecisionFeedback>& decisionFeedback() const { return run_.decisionFeedback; }
-    QVariantMap decisionFeedbackMap() const;
-    bool feedbackIsExiting() const { return run_.feedbackIsExiting; }
     int jpegAvailableCount() const { return run_.jpegAvailableCount; }
     int rawAvailableCount() const { return run_.rawAvailableCount; }
     int ignoredPhotoCount() const { return run_.ignoredPhotoCount; }
     std::optional<FormatReviewChoice> selectedReviewChoice() const { return run_.selectedReviewChoice; }
     QString selectedReviewChoiceName() const { return run_.selectedReviewChoice ? rawValue(*run_.selectedReviewChoice) : QString(); }
-    int decisionCount(PhotoDecision decision) const { return run_.tally.count(decision); }
-    QVariantMap decisionCountsMap() const;
     bool destructiveConfirmationAccepted() const { return run_.destructiveConfirmationAccepted; }
     bool trashCommitConfirmationAccepted() const { return run_.trashCommitConfirmationAccepted; }
     bool inspectorVisible() const { return inspectorVisible_; }
-    bool showReviewCompletion() const { return run_.showReviewCompletion; }
-    const std::optional<QString>& pendingDecisionGroupID() const { return run_.pendingDecisionGroupID; }
-    QString pendingDecisionGroupIDText() const { return run_.pendingDecisionGroupID.value_or(QString()); }
     bool showFormatChoice() const { return run_.showFormatChoice; }
     bool showPairingChoice() const { return run_.showPairingChoice; }
     bool pairingWasTransferred() const { return run_.pairingWasTransferred; }
     // The open session document of this run (its photos are filled in when a snapshot is made).
     const std::optional<SortSession>& session() const { return session_; }
-    const QList<HistoryEntry>& history() const { return run_.history; }
     bool metadataWasEnriched() const { return run_.metadataWasEnriched; }
     // ---- Session ownership and run guards ----------------------------------------------------
     // A run sorts by capture date only once every item it sorts had its dates read (or the
@@ -183,29 +155,9 @@ public:
     bool isWaitingForCaptureDates() const;
     // What the confirmation screen shows while it waits; empty when nothing is awaited.
     QString executionWaitText() const;
-    bool hasArrowKeyMonitor() const { return !keyMonitor_.isNull(); }
 
     // ---- Derived ---------------------------------------------------------------------------
     bool canStartReview() const;
-    // The stored groups, or, when none are stored but photos are, the groups built from them.
-    QList<ReviewGroup> effectiveReviewGroups() const;
-    int reviewGroupCount() const;
-    std::optional<ReviewGroup> currentGroup() const;
-    QVariantMap currentGroupMap() const;
-    int classifiedCount() const { return run_.tally.classified(); }
-    // The decision of the group's first member among the photos.
-    std::optional<PhotoDecision> decision(const ReviewGroup& group) const;
-    Q_INVOKABLE QString decisionNameForGroup(const QString& groupID) const;
-    // One entry per effective group in review order: what the timeline colours.
-    QList<std::optional<PhotoDecision>> decisionTimeline() const;
-    // The same for QML: raw decision names, empty for undecided groups.
-    Q_INVOKABLE QStringList decisionTimelineNames() const;
-    std::optional<PhotoItem> photo(const ReviewGroup& group) const;
-    // The current group's preview file first, then its other members; empty without a group.
-    QStringList previewCandidates() const;
-    bool acceptsReviewShortcuts() const { return core_.route() == AppRoute::reviewing && !run_.isReviewAuditPresented; }
-    // The text of the last decision's screen-reader announcement.
-    const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
 
     // ---- Setup (setters bound by the setup screen) -----------------------------------------
     Q_INVOKABLE void setDestinationBaseFolder(const QString& path);
@@ -215,7 +167,6 @@ public:
     void setDestructiveConfirmationAccepted(bool accepted);
     void setTrashCommitConfirmationAccepted(bool accepted);
     void setInspectorVisible(bool visible);
-    void setPendingDecisionGroupID(const QString& groupID);
     Q_INVOKABLE void dismissAlert();
     // Shows `message` in the window's one alert, replacing the one on screen.
     void raiseAlert(const QString& message) { core_.raiseAlert(message); }
@@ -228,20 +179,6 @@ public:
     Q_INVOKABLE void chooseFormatReview(const QString& choice);
     void chooseFormatReview(FormatReviewChoice choice);
     Q_INVOKABLE void startReviewing();
-    Q_INVOKABLE void returnToReview();
-    Q_INVOKABLE void showGroupInMainReview(const QString& groupID);
-
-    // ---- Decisions -------------------------------------------------------------------------
-    Q_INVOKABLE void classify(const QString& decision);
-    void classify(PhotoDecision decision);
-    Q_INVOKABLE void reclassify(const QString& decision, const QString& groupID);
-    void reclassify(PhotoDecision decision, const QString& groupID);
-    Q_INVOKABLE void undoLastDecision();
-    Q_INVOKABLE void previousPhoto();
-    Q_INVOKABLE void beginCompletionFlow();
-    // Whether a preview of `url` is on screen; only one of the current group's files counts.
-    Q_INVOKABLE void setPreviewReady(bool ready, const QString& url);
-
     // ---- Session (documents, resume and recovery lists: SessionStage) ---------------------
     // False, with the alert, when another process writes that session at this moment.
     bool apply(const SortSession& session);
@@ -260,10 +197,6 @@ public:
     QFuture<void> flushSessionBeforeTermination();
     Q_INVOKABLE void flushSessionBeforeTerminationAndWait();
 
-    // ---- Keyboard --------------------------------------------------------------------------
-    Q_INVOKABLE void installArrowKeyMonitor();
-    Q_INVOKABLE void removeArrowKeyMonitor();
-
     // ---- Scan gaps and setup warnings (ViewModelLoading.cpp) -------------------------------
     // Entries the scan could not take; their files stay in the source folder whatever the run does.
     int skippedEntryCount() const { return run_.skippedEntryCount; }
@@ -277,8 +210,6 @@ signals:
     void setupWarningsChanged();
     void routeChanged();
     void photosChanged();
-    void reviewGroupsChanged();
-    void currentIndexChanged();
     void sourceFolderChanged();
     void destinationBaseFolderChanged();
     void destinationFolderChanged();
@@ -286,31 +217,18 @@ signals:
     void selectedOperationModeChanged();
     void isLoadingChanged();
     void isPreparingMetadataChanged();
-    void isPreviewReadyChanged();
-    void isCommittingDecisionChanged();
     void alertMessageChanged();
-    void decisionFeedbackChanged();
-    void feedbackIsExitingChanged();
     void jpegAvailableCountChanged();
     void rawAvailableCountChanged();
     void ignoredPhotoCountChanged();
     void selectedReviewChoiceChanged();
-    void decisionCountsChanged();
     void destructiveConfirmationAcceptedChanged();
     void trashCommitConfirmationAcceptedChanged();
     void inspectorVisibleChanged();
-    void showReviewCompletionChanged();
-    void pendingDecisionGroupIDChanged();
     void showFormatChoiceChanged();
     void showPairingChoiceChanged();
     void pairingWasTransferredChanged();
     void canStartReviewChanged();
-    // Photos, groups, decisions or the index changed: every value derived from them.
-    void reviewStateChanged();
-    void acceptsReviewShortcutsChanged();
-    void accessibilityAnnouncementChanged();
-    // A decision (or undo) reached the journal, or was applied without a session.
-    void decisionCommitted(const QString& groupID);
     // The metadata task finished and its dates were merged.
     void metadataEnriched();
 
@@ -319,16 +237,12 @@ private:
     void resetTransientState();
     void setRoute(AppRoute route);
     void setAlert(std::optional<QString> message);
-    void setCurrentIndex(int index);
-    void setPreviewReadyFlag(bool ready);
-    void setCommitting(bool committing);
     void setSourceFolder(std::optional<FileUrl> folder);
     void setDestinationBase(std::optional<FileUrl> folder);
     void setDestinationFolder(std::optional<FileUrl> folder);
     void setRunFolderNameValue(const QString& name);
     void setSelectedReviewChoice(std::optional<FormatReviewChoice> choice);
     void setOperationMode(std::optional<SortOperationMode> mode);
-    void setShowReviewCompletion(bool show);
     void setFlag(bool& field, bool value, void (KestravaViewModel::*signal)());
     void setCount(int& field, int value, void (KestravaViewModel::*signal)());
     void setSkippedEntryCount(int count);
@@ -337,28 +251,12 @@ private:
     // ViewModelLoading.cpp
     void prepareScannedPhotos(const QList<PhotoItem>& items);
     void applyReviewChoice(FormatReviewChoice choice);
-    void rebuildReviewGroups();
     // Empty on success, else the failure text.
     std::optional<QString> resolveRunFolderIfNeeded(const FileUrl& base);
     void startMetadataEnrichment();
     void cancelMetadataTask();
 
-    // ViewModelDecisions.cpp
-    void applyDecisionToGroup(qsizetype groupIndex, const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values);
-    void recalculateCounts();
-    void showFeedback(const ReviewGroup& group, PhotoDecision decision);
-    void advanceFeedback();
-    void cancelFeedbackTask();
-    void finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion);
-    void scheduleReviewCompletion();
-    void cancelReviewCompletion();
-    void commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry, const QString& failurePrefix,
-                        int nextIndex, int previousIndex, bool shouldPresentCompletion);
-    int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }
-
     // ViewModelSession.cpp
-    QFuture<qint64> persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
-                                 std::optional<PhotoDecision> decision, std::optional<QString> category, int nextIndex);
     void createSession();
     // Lets other processes take the open session, unless it is `keep`.
     void releaseSessionLock(std::optional<QUuid> keep = std::nullopt);
@@ -369,6 +267,10 @@ private:
     // Everything of the current run; reset as a whole.
     RunState& run_ = core_.run;
     AuditStage audit_{core_, this};
+    // The journal and the review before the stages that follow their signals; the session
+    // they are given is declared below and not touched while they are built.
+    DecisionJournal journal_{core_, session_, *this};
+    ReviewStage review_{core_, *this, journal_};
     // Before the session stage, which follows its applying flag; the session it is given is
     // declared below and not touched while it is built.
     ExecutionStage execution_{core_, *this, session_};
@@ -383,18 +285,13 @@ private:
     bool isLoading_ = false;
     bool isPreparingMetadata_ = false;
     bool inspectorVisible_ = true;
-    QString accessibilityAnnouncement_;
 
-    QPointer<ReviewKeyFilter> keyMonitor_;
     std::optional<SortSession> session_;
 
     // Owned tasks. A continuation checks core_.generation(): when it is no longer the one it
     // captured, the run was reset and the continuation must not touch anything.
     QFuture<FolderScan> scanTask_;
     QFuture<QList<PhotoItem>> metadataTask_;
-    QTimer feedbackTimer_;
-    int feedbackStage_ = 0;
-    QTimer reviewCompletionTimer_;
 };
 
 } // namespace kestrava

@@ -1,5 +1,6 @@
 #include "ReviewKeyFilter.h"
-#include "KestravaViewModel.h"
+#include "SeriesStage.h"
+#include "ReviewStage.h"
 
 #include <QGuiApplication>
 #include <QInputMethodQueryEvent>
@@ -8,7 +9,10 @@
 
 namespace kestrava {
 
-ReviewKeyFilter::ReviewKeyFilter(KestravaViewModel* viewModel) : QObject(viewModel), viewModel_(viewModel) {}
+ReviewKeyFilter::ReviewKeyFilter(ReviewStage* review, SeriesStage* series)
+    : QObject(review), review_(review), series_(series)
+{
+}
 
 std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEvent& event, bool acceptsShortcuts,
                                                                   bool focusAcceptsText)
@@ -30,6 +34,8 @@ std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEven
         return Action::undo;
     case Qt::Key_P:
         return Action::togglePeaking;
+    case Qt::Key_S:
+        return Action::decideSeries;
     default:
         return std::nullopt;
     }
@@ -70,12 +76,12 @@ bool ReviewKeyFilter::eventFilter(QObject* watched, QEvent* event)
     // it is delivered to; acting only on the window's copy makes one press one decision.
     if (!qobject_cast<QWindow*>(watched))
         return false;
-    KestravaViewModel* viewModel = viewModel_.data();
-    if (!viewModel)
+    ReviewStage* review = review_.data();
+    if (!review)
         return false;
     const auto& key = static_cast<const QKeyEvent&>(*event);
     // Cheap checks first: the focus query sends an event.
-    if (!viewModel->acceptsReviewShortcuts())
+    if (!review->acceptsReviewShortcuts())
         return false;
     const auto action = actionFor(key, true, focusAcceptsTextInput());
     if (!action)
@@ -84,19 +90,24 @@ bool ReviewKeyFilter::eventFilter(QObject* watched, QEvent* event)
     // never reaches another control.
     switch (*action) {
     case Action::keep:
-        viewModel->classify(PhotoDecision::keep);
+        review->classify(PhotoDecision::keep);
         break;
     case Action::maybe:
-        viewModel->classify(PhotoDecision::maybe);
+        review->classify(PhotoDecision::maybe);
         break;
     case Action::del:
-        viewModel->classify(PhotoDecision::del);
+        review->classify(PhotoDecision::del);
         break;
     case Action::undo:
-        viewModel->undoLastDecision();
+        review->undoLastDecision();
         break;
     case Action::togglePeaking:
-        viewModel->series()->togglePeaking();
+        if (series_)
+            series_->togglePeaking();
+        break;
+    case Action::decideSeries:
+        if (series_)
+            series_->decideSeries();
         break;
     }
     return true;

@@ -1,7 +1,7 @@
 #pragma once
 
 // The arrow keys of the review screen: Up keeps, Right marks maybe, Down rejects, Left takes
-// the last decision back. Installed once on the application (KestravaViewModel::
+// the last decision back. Installed once on the application (ReviewStage::
 // installArrowKeyMonitor) so the keys work without a focused button; every other key, and
 // every arrow key outside review, passes on unchanged so text fields, menus and shortcuts
 // keep working.
@@ -18,19 +18,22 @@ class QKeyEvent;
 
 namespace kestrava {
 
-class KestravaViewModel;
+class ReviewStage;
+class SeriesStage;
 
 class ReviewKeyFilter : public QObject {
     Q_OBJECT
 public:
-    enum class Action { keep, maybe, del, undo, togglePeaking };
+    enum class Action { keep, maybe, del, undo, togglePeaking, decideSeries };
 
-    // Holds the view model weakly and is its child, so it never outlives it.
-    explicit ReviewKeyFilter(KestravaViewModel* viewModel);
+    // Holds the review weakly and is its child, so it never outlives it.
+    // `series` (optional) takes the focus keys.
+    explicit ReviewKeyFilter(ReviewStage* review, SeriesStage* series = nullptr);
 
     // The rule alone: no action while review does not take shortcuts, for a held-down key,
     // with Control, Alt or Meta down (Shift and the keypad flag do not block), while the focus
-    // accepts text input, and for any key but the four arrows and P (focus peaking).
+    // accepts text input, and for any key but the four arrows P (focus peaking) and S (one decision
+    // for the whole series).
     static std::optional<Action> actionFor(const QKeyEvent& event, bool acceptsShortcuts, bool focusAcceptsText);
 
     // The audit list's keys for its selected row: 1 keeps, 2 marks maybe, 3 rejects, Return or
@@ -45,7 +48,8 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QPointer<KestravaViewModel> viewModel_;
+    QPointer<ReviewStage> review_;
+    QPointer<SeriesStage> series_;
 };
 
 } // namespace kestrava

@@ -12,10 +12,11 @@ SeriesStage::SeriesStage(KestravaViewModel& viewModel, QObject* parent) : QObjec
 {
     // Decisions emit the review state too; rebuild() leaves the series alone unless the groups
     // or their capture times differ.
-    connect(&viewModel_, &KestravaViewModel::reviewStateChanged, this, &SeriesStage::rebuild);
+    const ReviewStage* review = viewModel_.review();
+    connect(review, &ReviewStage::reviewStateChanged, this, &SeriesStage::rebuild);
     connect(&viewModel_, &KestravaViewModel::metadataEnriched, this, &SeriesStage::rebuild);
-    connect(&viewModel_, &KestravaViewModel::currentIndexChanged, this, &SeriesStage::changed);
-    connect(&viewModel_, &KestravaViewModel::isPreviewReadyChanged, this, &SeriesStage::onPreviewReady);
+    connect(review, &ReviewStage::currentIndexChanged, this, &SeriesStage::changed);
+    connect(review, &ReviewStage::isPreviewReadyChanged, this, &SeriesStage::onPreviewReady);
     connect(&viewModel_, &KestravaViewModel::sourceFolderChanged, this, [this] {
         ++generation_;
         scores_.clear();
@@ -50,9 +51,40 @@ void SeriesStage::setPeaking(bool on)
     emit peakingChanged();
 }
 
+bool SeriesStage::decideSeries()
+{
+    ReviewStage& review = *viewModel_.review();
+    // The same guards as a single decision: the picture on screen, no write running.
+    if (!review.isPreviewReady() || review.isCommittingDecision())
+        return false;
+    const qsizetype current = review.currentIndex();
+    const SeriesPlace place = placeOf(current);
+    if (!place.inSeries()) {
+        viewModel_.raiseAlert(notInSeriesWording());
+        return false;
+    }
+    const Series& series = series_[place.series];
+    for (qsizetype i = series.first; i < series.first + series.length; ++i) {
+        if (!scores_.contains(previewFiles_[i])) {
+            viewModel_.raiseAlert(stillMeasuringWording());
+            return false;
+        }
+    }
+    const qsizetype sharpest = sharpestInSeriesOf(current);
+    if (sharpest < 0) {
+        viewModel_.raiseAlert(stillMeasuringWording());
+        return false;
+    }
+    QList<qsizetype> others;
+    for (qsizetype i = series.first; i < series.first + series.length; ++i)
+        if (i != sharpest)
+            others.append(i);
+    return review.decideGroups(sharpest, others, int(series.first + series.length));
+}
+
 void SeriesStage::rebuild()
 {
-    const QList<ReviewGroup> groups = viewModel_.effectiveReviewGroups();
+    const QList<ReviewGroup> groups = viewModel_.review()->effectiveReviewGroups();
     QList<FileUrl> files;
     files.reserve(groups.size());
     for (const ReviewGroup& group : groups)
@@ -74,7 +106,7 @@ void SeriesStage::rebuild()
 
 void SeriesStage::onPreviewReady()
 {
-    if (!viewModel_.isPreviewReady() || viewModel_.route() != AppRoute::reviewing)
+    if (!viewModel_.review()->isPreviewReady() || viewModel_.route() != AppRoute::reviewing)
         return;
     if (!screenRendered_) {
         screenRendered_ = true;
@@ -87,7 +119,7 @@ void SeriesStage::requestScores()
     if (!scorer_ || !screenRendered_ || previewFiles_.isEmpty())
         return;
     const qsizetype count = previewFiles_.size();
-    const qsizetype current = std::clamp<qsizetype>(viewModel_.currentIndex(), 0, count - 1);
+    const qsizetype current = std::clamp<qsizetype>(viewModel_.review()->currentIndex(), 0, count - 1);
     // The groups the user is about to see first, ahead first, then everything in review order.
     request(previewFiles_[current]);
     for (qsizetype step = 1; step <= nearGroups; ++step) {
@@ -150,17 +182,17 @@ QString SeriesStage::positionTextFor(int groupIndex) const
 
 QString SeriesStage::positionText() const
 {
-    return positionTextFor(viewModel_.currentIndex());
+    return positionTextFor(viewModel_.review()->currentIndex());
 }
 
 QString SeriesStage::sharpestText() const
 {
-    return isSharpest(viewModel_.currentIndex()) ? sharpestWording() : QString();
+    return isSharpest(viewModel_.review()->currentIndex()) ? sharpestWording() : QString();
 }
 
 QString SeriesStage::scoreText() const
 {
-    const std::optional<float> value = score(viewModel_.currentIndex());
+    const std::optional<float> value = score(viewModel_.review()->currentIndex());
     return value ? scoreWording(*value) : QString();
 }
 
@@ -183,6 +215,16 @@ QString SeriesStage::positionWording(const SeriesPlace& place)
 QString SeriesStage::sharpestWording()
 {
     return QStringLiteral("Schärfste Aufnahme der Serie");
+}
+
+QString SeriesStage::notInSeriesWording()
+{
+    return QStringLiteral("Dieses Foto gehört zu keiner Serie.");
+}
+
+QString SeriesStage::stillMeasuringWording()
+{
+    return QStringLiteral("Die Schärfe dieser Serie wird noch gemessen. Bitte versuche es gleich noch einmal.");
 }
 
 QString SeriesStage::scoreWording(float score)

@@ -56,6 +56,10 @@ public:
     bool peaking() const { return peaking_; }
     void setPeaking(bool on);
     Q_INVOKABLE void togglePeaking() { setPeaking(!peaking_); }
+    // One decision for the current group's series: its sharpest group kept, its other groups
+    // rejected, each only while still open. Waits for every member's score; says why in the
+    // window's alert when it does nothing. True when the decisions were taken.
+    Q_INVOKABLE bool decideSeries();
 
     const QList<Series>& series() const { return series_; }
     // Outside any series for an index out of range.
@@ -78,6 +82,8 @@ public:
     static QString positionWording(const SeriesPlace& place);
     static QString sharpestWording();
     static QString scoreWording(float score);
+    static QString notInSeriesWording();
+    static QString stillMeasuringWording();
 
 signals:
     // Series, scores or the current group changed.

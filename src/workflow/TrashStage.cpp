@@ -93,9 +93,10 @@ TrashStage::TrashStage(WorkflowCore& core, KestravaViewModel& flow, ExecutionSta
         emit trashPreparationChanged();
         emit rejectedFileCountChanged();
     });
-    connect(&flow_, &KestravaViewModel::reviewStateChanged, this, &TrashStage::rejectedFileCountChanged);
-    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::reviewStateChanged,
-                        &KestravaViewModel::isLoadingChanged, &KestravaViewModel::isCommittingDecisionChanged,
+    connect(flow_.review(), &ReviewStage::reviewStateChanged, this, &TrashStage::rejectedFileCountChanged);
+    for (auto signal : {&ReviewStage::reviewStateChanged, &ReviewStage::isCommittingDecisionChanged})
+        connect(flow_.review(), signal, this, &TrashStage::canCommitTrashChanged);
+    for (auto signal : {&KestravaViewModel::routeChanged, &KestravaViewModel::isLoadingChanged,
                         &KestravaViewModel::destinationFolderChanged, &KestravaViewModel::selectedOperationModeChanged,
                         &KestravaViewModel::destructiveConfirmationAcceptedChanged,
                         &KestravaViewModel::trashCommitConfirmationAcceptedChanged})

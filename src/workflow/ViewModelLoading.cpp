@@ -201,20 +201,7 @@ void KestravaViewModel::applyReviewChoice(FormatReviewChoice choice)
     run_.passThroughPhotos = std::move(carried);
     setCount(run_.ignoredPhotoCount, ignored, &KestravaViewModel::ignoredPhotoCountChanged);
     emit photosChanged();
-    run_.currentIndex = 0;
-    emit currentIndexChanged();
-    run_.history.clear();
-    setPreviewReadyFlag(false);
-    rebuildReviewGroups();
-    recalculateCounts();
-}
-
-void KestravaViewModel::rebuildReviewGroups()
-{
-    run_.reviewGroups = ReviewGroup::build(run_.photos, run_.selectedReviewChoice);
-    run_.index.rebuild(run_.photos, run_.reviewGroups);
-    emit reviewGroupsChanged();
-    emit reviewStateChanged();
+    review_.startOver();
 }
 
 void KestravaViewModel::startReviewing()
@@ -228,7 +215,7 @@ void KestravaViewModel::startReviewing()
         return;
     }
     setRoute(AppRoute::reviewing);
-    setPreviewReadyFlag(false);
+    review_.withdrawPreview();
     setDestructiveConfirmationAccepted(false);
     saveSessionSnapshot(SortSessionStatus::reviewing);
     startMetadataEnrichment();

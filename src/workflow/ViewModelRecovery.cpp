@@ -41,7 +41,7 @@ void KestravaViewModel::applyRecovery(const QList<RecoveryCSVRow>& rows, const Q
     setRunFolderNameValue(DestinationPlanner::suggestedRunName(recoveredEventName, now().toLocalTime()));
     createSession();
     prepareScannedPhotos(decided);
-    recalculateCounts();
+    review_.recalculateCounts();
     saveSessionSnapshot();
     setRoute(AppRoute::setup);
 

@@ -111,39 +111,6 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
     return written;
 }
 
-QFuture<qint64> KestravaViewModel::persistEvent(SessionEventKind kind, const QList<FileUrl>& sourceURLs,
-                                                std::optional<PhotoDecision> decision,
-                                                std::optional<QString> category, int nextIndex)
-{
-    QStringList paths;
-    paths.reserve(sourceURLs.size());
-    for (const FileUrl& url : sourceURLs)
-        paths.append(url.path());
-    const QUuid id = session_->id;
-    const quint64 generation = core_.generation();
-    return services_.sessionStore
-        ->append(kind, paths, decision, std::move(category), nextIndex, session_->lastEventSequence, id)
-        .then(this, [this, id, generation, nextIndex](qint64 sequence) {
-            if (generation != core_.generation() || !session_ || session_->id != id)
-                return sequence;
-            // The reviewed photos themselves are taken from the live state whenever a
-            // snapshot is made, so nothing large is copied per decision.
-            session_->lastEventSequence = std::max(session_->lastEventSequence, sequence);
-            session_->currentIndex = nextIndex;
-            const QDateTime stamp = now();
-            session_->updatedAt = stamp;
-            sessionStage_.setLastSavedAt(stamp);
-            if (sequence % 100 == 0) {
-                // The event is durable already; a failed snapshot only costs replay time.
-                const int shownIndex = run_.currentIndex;
-                run_.currentIndex = nextIndex;
-                saveSessionSnapshot();
-                run_.currentIndex = shownIndex;
-            }
-            return sequence;
-        });
-}
-
 bool KestravaViewModel::apply(const SortSession& session)
 {
     // Claimed before anything changes: a session another window or CLI run is writing is
@@ -199,14 +166,14 @@ bool KestravaViewModel::apply(const SortSession& session)
     setFlag(run_.pairingWasTransferred, session.pairingWasTransferred, &KestravaViewModel::pairingWasTransferredChanged);
     emit photosChanged();
 
-    rebuildReviewGroups();
-    recalculateCounts();
-    const int groups = reviewGroupCount();
-    setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
-    setPreviewReadyFlag(false);
+    review_.rebuildGroups();
+    review_.recalculateCounts();
+    const int groups = review_.reviewGroupCount();
+    review_.setCurrentIndex(groups == 0 ? 0 : std::clamp(session.currentIndex, 0, groups - 1));
+    review_.withdrawPreview();
     trash_.setTrashPreparation(session.trashPreparation);
 
-    setRoute(routeForSession(session, groups > 0 && undecidedGroupCount() == 0));
+    setRoute(routeForSession(session, groups > 0 && review_.undecidedGroupCount() == 0));
     if (session.requiresModeSelection)
         setAlert(ambiguousModeMessage);
     // A session resumed into review or confirmation skips startReviewing, which would read

@@ -32,7 +32,7 @@ struct AuditFixture : ::testing::Test {
 
     void settle()
     {
-        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
     }
 };
 
@@ -42,7 +42,7 @@ TEST_F(AuditFixture, rowsDescribeEachPairInReviewOrder)
 {
     ASSERT_EQ(model.rowCount(), 8);
     EXPECT_EQ(model.summaryText(), u"8 Motive · 16 Dateien"_s);
-    const QList<ReviewGroup> groups = rig.viewModel->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = rig.viewModel->review()->effectiveReviewGroups();
     for (int row = 0; row < 8; ++row) {
         EXPECT_EQ(roleText(model, row, AuditListModel::GroupIdRole), groups[row].id);
         EXPECT_EQ(roleText(model, row, AuditListModel::FormatTextRole), u"JPEG + RAW"_s);
@@ -65,12 +65,12 @@ TEST_F(AuditFixture, filterWithoutMatchesIsEmptyAndClearingItShowsAllAgain)
     settle();
     model.setFilter(u"delete"_s);
     ASSERT_EQ(model.rowCount(), 1);
-    EXPECT_EQ(roleText(model, 0, AuditListModel::GroupIdRole), rig.viewModel->effectiveReviewGroups()[2].id);
+    EXPECT_EQ(roleText(model, 0, AuditListModel::GroupIdRole), rig.viewModel->review()->effectiveReviewGroups()[2].id);
 }
 
 TEST_F(AuditFixture, searchMatchesAnyMemberIgnoringCase)
 {
-    const QList<ReviewGroup> groups = rig.viewModel->effectiveReviewGroups();
+    const QList<ReviewGroup> groups = rig.viewModel->review()->effectiveReviewGroups();
     // The RAW member's extension finds its group just like the JPEG's name does.
     const QString rawName = groups[3].memberURLs.last().fileName();
     model.setSearchText(rawName.toLower());
@@ -100,7 +100,7 @@ TEST_F(AuditFixture, aDecisionChangesOneRowWithoutReset)
     }
     EXPECT_TRUE(sawDecision);
     EXPECT_EQ(roleText(model, 4, AuditListModel::DecisionRole), u"maybe"_s);
-    EXPECT_EQ(rig.viewModel->decisionCount(PhotoDecision::maybe), 1);
+    EXPECT_EQ(rig.viewModel->review()->decisionCount(PhotoDecision::maybe), 1);
 }
 
 TEST_F(AuditFixture, underAFilterAChangedRowLeavesTheListAlone)
@@ -118,13 +118,13 @@ TEST_F(AuditFixture, underAFilterAChangedRowLeavesTheListAlone)
     EXPECT_EQ(resets.count(), 0);
     ASSERT_EQ(removed.count(), 1);
     EXPECT_EQ(model.rowCount(), 1);
-    EXPECT_EQ(roleText(model, 0, AuditListModel::GroupIdRole), rig.viewModel->effectiveReviewGroups()[5].id);
+    EXPECT_EQ(roleText(model, 0, AuditListModel::GroupIdRole), rig.viewModel->review()->effectiveReviewGroups()[5].id);
 }
 
 TEST_F(AuditFixture, whileAChangeIsJournaledOtherRowsAreRefused)
 {
     model.decide(0, u"keep"_s);
-    ASSERT_TRUE(rig.viewModel->isCommittingDecision()) << "the journal write should still be running";
+    ASSERT_TRUE(rig.viewModel->review()->isCommittingDecision()) << "the journal write should still be running";
     EXPECT_TRUE(model.controlsDisabled());
     EXPECT_TRUE(model.data(model.index(0), AuditListModel::IsSavingRole).toBool());
     EXPECT_FALSE(model.data(model.index(1), AuditListModel::IsSavingRole).toBool());
@@ -141,7 +141,7 @@ TEST_F(AuditFixture, showLargeReturnsTheMainReviewToThatGroup)
 {
     rig.viewModel->audit()->setPresented(true);
     model.showLarge(6);
-    EXPECT_EQ(rig.viewModel->currentIndex(), 6);
+    EXPECT_EQ(rig.viewModel->review()->currentIndex(), 6);
     EXPECT_EQ(rig.viewModel->route(), AppRoute::reviewing);
 }
 

@@ -45,16 +45,16 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::reviewing; }));
 
     // Review with arrow keys only: keep, maybe, reject, and one taken back and redone.
-    const int groups = rig.viewModel->reviewGroupCount();
+    const int groups = rig.viewModel->review()->reviewGroupCount();
     ASSERT_EQ(groups, 6);
     const int keys[] = {Qt::Key_Up, Qt::Key_Right, Qt::Key_Down, Qt::Key_Left, Qt::Key_Down, Qt::Key_Up, Qt::Key_Up, Qt::Key_Right};
     for (int key : keys) {
-        ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady() && !rig.viewModel->isCommittingDecision(); }, 60000))
+        ASSERT_TRUE(waitUntil([&] { return rig.viewModel->review()->isPreviewReady() && !rig.viewModel->review()->isCommittingDecision(); }, 60000))
             << "picture not on screen before key " << key;
         rig.press(window, key);
-        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
     }
-    EXPECT_EQ(rig.viewModel->classifiedCount(), 6);
+    EXPECT_EQ(rig.viewModel->review()->classifiedCount(), 6);
 
     // Everything decided: the review moves on to the confirmation by itself.
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
@@ -67,7 +67,7 @@ TEST(EndToEnd, fromWelcomeToTheResultFolder)
     rig.click(rig.find(u"auditLink"_s));
     ASSERT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; }, 60000));
     EXPECT_TRUE(rig.viewModel->audit()->isPresented());
-    EXPECT_FALSE(rig.viewModel->acceptsReviewShortcuts());
+    EXPECT_FALSE(rig.viewModel->review()->acceptsReviewShortcuts());
     QObject* confirm = rig.find(u"confirmSelectionButton"_s);
     ASSERT_NE(confirm, nullptr);
     rig.click(confirm);

@@ -46,13 +46,13 @@ public:
     Q_INVOKABLE QString destinationBase() const { return rig->destinationBase; }
     Q_INVOKABLE bool waitForPreview(int timeoutMs)
     {
-        return waitUntil([&] { return rig->viewModel->isPreviewReady(); }, timeoutMs);
+        return waitUntil([&] { return rig->viewModel->review()->isPreviewReady(); }, timeoutMs);
     }
     // Decides every group the same way through the view model, as the audit list would.
     Q_INVOKABLE bool decideAll(const QString& decision)
     {
-        for (const ReviewGroup& group : rig->viewModel->effectiveReviewGroups()) {
-            rig->viewModel->reclassify(decision, group.id);
+        for (const ReviewGroup& group : rig->viewModel->review()->effectiveReviewGroups()) {
+            rig->viewModel->review()->reclassify(decision, group.id);
             if (!waitForSettled(60000))
                 return false;
         }
@@ -60,7 +60,7 @@ public:
     }
     Q_INVOKABLE bool waitForSettled(int timeoutMs)
     {
-        return waitUntil([&] { return !rig->viewModel->isCommittingDecision(); }, timeoutMs);
+        return waitUntil([&] { return !rig->viewModel->review()->isCommittingDecision(); }, timeoutMs);
     }
 
 private:

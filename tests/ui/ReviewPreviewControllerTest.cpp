@@ -93,14 +93,14 @@ struct ControllerFixture : ::testing::Test {
     KestravaViewModel& vm() { return *rig.viewModel; }
     bool pictureReady()
     {
-        return waitUntil([&] { return vm().isPreviewReady() && !vm().isCommittingDecision(); });
+        return waitUntil([&] { return vm().review()->isPreviewReady() && !vm().review()->isCommittingDecision(); });
     }
     // Every request sent so far has been answered.
     bool pipelineIdle()
     {
         return waitUntil([&] { return pipeline->snapshot().inFlightPriorities.isEmpty(); });
     }
-    QString previewOf(int group) { return vm().effectiveReviewGroups().at(group).previewURL.path(); }
+    QString previewOf(int group) { return vm().review()->effectiveReviewGroups().at(group).previewURL.path(); }
 };
 
 QStringList sorted(QStringList list)
@@ -119,13 +119,13 @@ TEST_F(ControllerFixture, rendersTheCurrentGroupAndPrefetchesUpToFourAfterIt)
     EXPECT_EQ(sorted(renderer.calls()), sorted({previewOf(0), previewOf(1), previewOf(2), previewOf(3), previewOf(4)}));
 
     // At the third-last group only the two groups after it are prepared.
-    vm().showGroupInMainReview(vm().effectiveReviewGroups().at(5).id);
+    vm().review()->showGroupInMainReview(vm().review()->effectiveReviewGroups().at(5).id);
     ASSERT_TRUE(pictureReady());
     ASSERT_TRUE(pipelineIdle());
     EXPECT_EQ(sorted(renderer.calls().mid(5)), sorted({previewOf(5), previewOf(6), previewOf(7)}));
 
     // The last group was prefetched: it shows without another render, and nothing follows it.
-    vm().showGroupInMainReview(vm().effectiveReviewGroups().at(7).id);
+    vm().review()->showGroupInMainReview(vm().review()->effectiveReviewGroups().at(7).id);
     ASSERT_TRUE(pictureReady());
     ASSERT_TRUE(pipelineIdle());
     EXPECT_EQ(renderer.calls().size(), 8);
@@ -136,43 +136,43 @@ TEST_F(ControllerFixture, rendersTheCurrentGroupAndPrefetchesUpToFourAfterIt)
 TEST_F(ControllerFixture, anUnreadableFileFallsBackToTheGroupsOtherFileAndNoneLeftSaysSo)
 {
     // Group 0: the preferred file is damaged, its partner is fine.
-    const ReviewGroup first = vm().effectiveReviewGroups().at(0);
+    const ReviewGroup first = vm().review()->effectiveReviewGroups().at(0);
     ASSERT_EQ(first.memberURLs.size(), 2);
     writeFile(first.previewURL.path(), "kein Bild");
     // Group 1: both files are damaged.
-    const ReviewGroup second = vm().effectiveReviewGroups().at(1);
+    const ReviewGroup second = vm().review()->effectiveReviewGroups().at(1);
     for (const FileUrl& member : second.memberURLs)
         writeFile(member.path(), "kein Bild");
 
     start();
     ASSERT_TRUE(pictureReady());
-    const QStringList candidates = vm().previewCandidates();
+    const QStringList candidates = vm().review()->previewCandidates();
     ASSERT_EQ(candidates.size(), 2);
     EXPECT_EQ(controller->shownPath(), candidates.at(1));
     EXPECT_NE(controller->shownPath(), first.previewURL.path());
     EXPECT_TRUE(controller->hasImage());
     EXPECT_EQ(controller->statusText(), QString());
 
-    vm().classify(PhotoDecision::keep);
+    vm().review()->classify(PhotoDecision::keep);
     ASSERT_TRUE(waitUntil([&] { return controller->statusText() == u"Keine Vorschau verfügbar"_s; }));
-    EXPECT_EQ(vm().currentIndex(), 1);
+    EXPECT_EQ(vm().review()->currentIndex(), 1);
     EXPECT_FALSE(controller->hasImage());
 
     // Nothing more will arrive for this shot: the failure is what is on screen, and the shot
     // can be decided (usually rejected) like any other.
     ASSERT_TRUE(pictureReady()) << "a shot without any preview must not block the review";
-    vm().classify(PhotoDecision::del);
-    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 1);
-    EXPECT_EQ(vm().currentIndex(), 2);
+    vm().review()->classify(PhotoDecision::del);
+    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision(); }));
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(vm().review()->currentIndex(), 2);
 
     // Taking that decision back returns to the shot, and it stays decidable.
-    vm().undoLastDecision();
-    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision() && vm().currentIndex() == 1; }));
+    vm().review()->undoLastDecision();
+    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision() && vm().review()->currentIndex() == 1; }));
     ASSERT_TRUE(pictureReady());
-    vm().classify(PhotoDecision::maybe);
-    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::maybe), 1);
+    vm().review()->classify(PhotoDecision::maybe);
+    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision(); }));
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::maybe), 1);
 }
 
 TEST_F(ControllerFixture, aPreviewStillRenderingKeepsTheKeysLocked)
@@ -180,14 +180,14 @@ TEST_F(ControllerFixture, aPreviewStillRenderingKeepsTheKeysLocked)
     renderer.hold();
     start();
     ASSERT_TRUE(waitUntil([&] { return controller->isLoading(); }));
-    vm().classify(PhotoDecision::keep);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 0);
-    EXPECT_FALSE(vm().isPreviewReady());
+    vm().review()->classify(PhotoDecision::keep);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 0);
+    EXPECT_FALSE(vm().review()->isPreviewReady());
     renderer.release();
     ASSERT_TRUE(pictureReady());
-    vm().classify(PhotoDecision::keep);
-    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 1);
+    vm().review()->classify(PhotoDecision::keep);
+    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision(); }));
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 1);
 }
 
 TEST_F(ControllerFixture, takingBackTheDecisionOnTheGroupOnScreenKeepsItDecidable)
@@ -195,20 +195,20 @@ TEST_F(ControllerFixture, takingBackTheDecisionOnTheGroupOnScreenKeepsItDecidabl
     start();
     ASSERT_TRUE(pictureReady());
     // On the last group a decision keeps the review there; taking it back stays there too.
-    vm().showGroupInMainReview(vm().effectiveReviewGroups().last().id);
+    vm().review()->showGroupInMainReview(vm().review()->effectiveReviewGroups().last().id);
     ASSERT_TRUE(pictureReady());
-    const int last = vm().currentIndex();
-    vm().classify(PhotoDecision::del);
+    const int last = vm().review()->currentIndex();
+    vm().review()->classify(PhotoDecision::del);
     ASSERT_TRUE(pictureReady());
-    EXPECT_EQ(vm().currentIndex(), last);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(vm().review()->currentIndex(), last);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 1);
 
-    vm().undoLastDecision();
-    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
-    EXPECT_EQ(vm().currentIndex(), last);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 0);
+    vm().review()->undoLastDecision();
+    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision(); }));
+    EXPECT_EQ(vm().review()->currentIndex(), last);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 0);
     ASSERT_TRUE(pictureReady()) << "the picture never left the screen, so the keys must work";
-    vm().classify(PhotoDecision::keep);
-    ASSERT_TRUE(waitUntil([&] { return !vm().isCommittingDecision(); }));
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 1);
+    vm().review()->classify(PhotoDecision::keep);
+    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision(); }));
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 1);
 }

@@ -51,11 +51,11 @@ TEST(Screenshots, everyScreenOfTheFlow)
     expectPainted(rig.screenshot(window, u"03-setup-complete"_s));
 
     rig.startReview();
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady(); }, 60000)) << "no preview reached the screen";
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->review()->isPreviewReady(); }, 60000)) << "no preview reached the screen";
     expectPainted(rig.screenshot(window, u"04-review"_s));
 
     rig.press(window, Qt::Key_Up);
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->currentIndex() == 1 && rig.viewModel->isPreviewReady(); }, 60000));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->review()->currentIndex() == 1 && rig.viewModel->review()->isPreviewReady(); }, 60000));
     expectPainted(rig.screenshot(window, u"04-review-after-keep"_s));
 
     rig.press(window, Qt::Key_Z);
@@ -71,13 +71,13 @@ TEST(Screenshots, everyScreenOfTheFlow)
 
     // Every third group rejected, so the trash screens have something to show.
     int position = 0;
-    for (const ReviewGroup& group : rig.viewModel->effectiveReviewGroups()) {
+    for (const ReviewGroup& group : rig.viewModel->review()->effectiveReviewGroups()) {
         const int n = position++ % 3;
-        rig.viewModel->reclassify(n == 0 ? u"keep"_s : n == 1 ? u"maybe"_s : u"delete"_s, group.id);
-        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+        rig.viewModel->review()->reclassify(n == 0 ? u"keep"_s : n == 1 ? u"maybe"_s : u"delete"_s, group.id);
+        ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
     }
     rig.screenshot(audit, u"05-audit-decided"_s);
-    rig.viewModel->beginCompletionFlow();
+    rig.viewModel->review()->beginCompletionFlow();
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
     expectPainted(rig.screenshot(window, u"06-confirmation-safeCopy"_s));
     rig.viewModel->selectOperationMode(u"organizeAndTrash"_s);

@@ -47,9 +47,9 @@ TEST(AppShell, decisionExportWritesANewFileAndNeverReplacesOne)
     rig.loadShoot();
     rig.configure();
     rig.startReview();
-    const QString groupID = rig.viewModel->effectiveReviewGroups().first().id;
-    rig.viewModel->reclassify(u"delete"_s, groupID);
-    ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->isCommittingDecision(); }));
+    const QString groupID = rig.viewModel->review()->effectiveReviewGroups().first().id;
+    rig.viewModel->review()->reclassify(u"delete"_s, groupID);
+    ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
 
     const QString path = rig.tree.path(u"Entscheidungen.csv"_s);
     ASSERT_TRUE(rig.shell->exportDecisionsCsv(path)) << rig.viewModel->alertText().toStdString();

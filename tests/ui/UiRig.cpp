@@ -272,12 +272,12 @@ void UiRig::click(QObject* object)
 bool UiRig::reviewWithKeys(const QList<int>& keys)
 {
     for (int key : keys) {
-        const bool ready = waitUntil([&] { return viewModel->isPreviewReady() && !viewModel->isCommittingDecision(); }, 60000);
+        const bool ready = waitUntil([&] { return viewModel->review()->isPreviewReady() && !viewModel->review()->isCommittingDecision(); }, 60000);
         EXPECT_TRUE(ready) << "picture not on screen before key " << key;
         if (!ready)
             return false;
         press(window, key);
-        const bool written = waitUntil([&] { return !viewModel->isCommittingDecision(); });
+        const bool written = waitUntil([&] { return !viewModel->review()->isCommittingDecision(); });
         EXPECT_TRUE(written) << "decision not journaled";
         if (!written)
             return false;

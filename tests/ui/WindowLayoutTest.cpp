@@ -90,7 +90,7 @@ TEST(SmallWindow, reviewControlsStayWholeAndBesideTheInspectorAt1024x700)
     rig.configure();
     rig.startReview();
     rig.viewModel->setInspectorVisible(true);
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady(); })) << "no preview reached the screen";
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->review()->isPreviewReady(); })) << "no preview reached the screen";
     QTest::qWait(50);
     rig.screenshot(window, u"small-review"_s);
 
@@ -122,10 +122,10 @@ TEST(SmallWindow, undoKeyAndOpenMenuDoNotLetArrowsDecide)
     rig.configure();
     rig.startReview();
     ASSERT_TRUE(rig.reviewWithKeys({Qt::Key_Up}));
-    ASSERT_EQ(rig.viewModel->currentIndex(), 1);
+    ASSERT_EQ(rig.viewModel->review()->currentIndex(), 1);
 
     rig.press(window, Qt::Key_Z, Qt::ControlModifier);
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->currentIndex() == 0 && !rig.viewModel->isCommittingDecision(); }));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->review()->currentIndex() == 0 && !rig.viewModel->review()->isCommittingDecision(); }));
     EXPECT_EQ(rig.viewModel->property("decisionCounts").toMap().value(u"keep"_s).toInt(), 0) << "Ctrl+Z did not undo";
 
     // F10 opens the menu; an arrow then moves within the menus, and the photo stays undecided.
@@ -134,12 +134,12 @@ TEST(SmallWindow, undoKeyAndOpenMenuDoNotLetArrowsDecide)
     rig.press(window, Qt::Key_Right);
     rig.press(window, Qt::Key_Down);
     QTest::qWait(50);
-    EXPECT_EQ(rig.viewModel->currentIndex(), 0);
+    EXPECT_EQ(rig.viewModel->review()->currentIndex(), 0);
     rig.press(window, Qt::Key_Escape);
     ASSERT_TRUE(waitUntil([&] { return rig.shell->openOverlays() == 0; }));
-    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->isPreviewReady(); }));
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->review()->isPreviewReady(); }));
     rig.press(window, Qt::Key_Up);
-    EXPECT_TRUE(waitUntil([&] { return rig.viewModel->currentIndex() == 1; })) << "arrows did not come back after the menu";
+    EXPECT_TRUE(waitUntil([&] { return rig.viewModel->review()->currentIndex() == 1; })) << "arrows did not come back after the menu";
 }
 
 TEST(SmallWindow, editMenuCommandsDoNothingOutsideTheReview)

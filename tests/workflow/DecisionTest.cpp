@@ -26,50 +26,50 @@ struct Reviewing : ::testing::Test {
 
 TEST_F(Reviewing, decisionWaitsForVisiblePreviewAndIsIgnoredWhileApplying)
 {
-    vm().classify(PhotoDecision::keep);
-    EXPECT_EQ(vm().classifiedCount(), 0);
-    EXPECT_TRUE(vm().history().isEmpty());
-    EXPECT_FALSE(vm().decisionFeedback());
+    vm().review()->classify(PhotoDecision::keep);
+    EXPECT_EQ(vm().review()->classifiedCount(), 0);
+    EXPECT_TRUE(vm().review()->history().isEmpty());
+    EXPECT_FALSE(vm().review()->decisionFeedback());
 
     // A late report for a file of another group does not unlock the decision either.
-    vm().setPreviewReady(true, vm().reviewGroups()[1].previewURL.path());
-    EXPECT_FALSE(vm().isPreviewReady());
+    vm().review()->setPreviewReady(true, vm().reviewGroups()[1].previewURL.path());
+    EXPECT_FALSE(vm().review()->isPreviewReady());
 
     rig.markPreviewVisible();
     vm().execution()->setApplyingForTesting(true);
-    vm().classify(PhotoDecision::keep);
-    EXPECT_TRUE(vm().history().isEmpty());
+    vm().review()->classify(PhotoDecision::keep);
+    EXPECT_TRUE(vm().review()->history().isEmpty());
     vm().execution()->setApplyingForTesting(false);
 
-    vm().classify(PhotoDecision::keep);
-    EXPECT_EQ(vm().history().size(), 1);
-    EXPECT_EQ(vm().currentIndex(), 1);
+    vm().review()->classify(PhotoDecision::keep);
+    EXPECT_EQ(vm().review()->history().size(), 1);
+    EXPECT_EQ(vm().review()->currentIndex(), 1);
     // The next group's picture must load before the next decision.
-    EXPECT_FALSE(vm().isPreviewReady());
-    vm().classify(PhotoDecision::keep);
-    EXPECT_EQ(vm().history().size(), 1);
+    EXPECT_FALSE(vm().review()->isPreviewReady());
+    vm().review()->classify(PhotoDecision::keep);
+    EXPECT_EQ(vm().review()->history().size(), 1);
 }
 
 TEST_F(Reviewing, countsArePerGroupAndFollowRedecisions)
 {
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::del);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 1);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 1);
-    EXPECT_EQ(vm().classifiedCount(), 2);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 1);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(vm().review()->classifiedCount(), 2);
     // Both files of the pair carry the decision.
     for (const PhotoItem& item : vm().photos())
         if (vm().reviewGroups()[0].memberURLs.contains(item.sourceURL)) {
             EXPECT_EQ(item.decision, PhotoDecision::keep);
         }
 
-    vm().reclassify(PhotoDecision::maybe, vm().reviewGroups()[0].id);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::keep), 0);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::maybe), 1);
-    EXPECT_EQ(vm().classifiedCount(), 2);
-    EXPECT_EQ(vm().currentIndex(), 2);
-    EXPECT_EQ(vm().decisionCountsMap().value(QStringLiteral("maybe")).toInt(), 1);
-    const auto timeline = vm().decisionTimeline();
+    vm().review()->reclassify(PhotoDecision::maybe, vm().reviewGroups()[0].id);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 0);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::maybe), 1);
+    EXPECT_EQ(vm().review()->classifiedCount(), 2);
+    EXPECT_EQ(vm().review()->currentIndex(), 2);
+    EXPECT_EQ(vm().review()->decisionCountsMap().value(QStringLiteral("maybe")).toInt(), 1);
+    const auto timeline = vm().review()->decisionTimeline();
     ASSERT_EQ(timeline.size(), 3);
     EXPECT_EQ(timeline[0], PhotoDecision::maybe);
     EXPECT_EQ(timeline[1], PhotoDecision::del);
@@ -79,15 +79,15 @@ TEST_F(Reviewing, countsArePerGroupAndFollowRedecisions)
 TEST_F(Reviewing, feedbackTitlesAndAnnouncements)
 {
     rig.decide(PhotoDecision::keep);
-    ASSERT_TRUE(vm().decisionFeedback());
-    EXPECT_EQ(vm().decisionFeedback()->title(), QStringLiteral("Behalten · JPEG + RAW · 2 Dateien"));
-    EXPECT_EQ(vm().accessibilityAnnouncement(), QStringLiteral("Behalten, JPEG + RAW, 2 Dateien. Nächstes Foto."));
+    ASSERT_TRUE(vm().review()->decisionFeedback());
+    EXPECT_EQ(vm().review()->decisionFeedback()->title(), QStringLiteral("Behalten · JPEG + RAW · 2 Dateien"));
+    EXPECT_EQ(vm().review()->accessibilityAnnouncement(), QStringLiteral("Behalten, JPEG + RAW, 2 Dateien. Nächstes Foto."));
     rig.decide(PhotoDecision::maybe);
     rig.decide(PhotoDecision::del);
-    EXPECT_EQ(vm().decisionFeedback()->title(), QStringLiteral("Aussortiert · 1 Datei · 1 Datei"));
-    EXPECT_EQ(vm().accessibilityAnnouncement(),
+    EXPECT_EQ(vm().review()->decisionFeedback()->title(), QStringLiteral("Aussortiert · 1 Datei · 1 Datei"));
+    EXPECT_EQ(vm().review()->accessibilityAnnouncement(),
               QStringLiteral("Aussortiert, 1 Datei, 1 Dateien. Auswahl vollständig. Prüfliste wird geöffnet."));
-    EXPECT_EQ(vm().decisionFeedbackMap().value(QStringLiteral("title")).toString(),
+    EXPECT_EQ(vm().review()->decisionFeedbackMap().value(QStringLiteral("title")).toString(),
               QStringLiteral("Aussortiert · 1 Datei · 1 Datei"));
 }
 
@@ -98,28 +98,28 @@ TEST(Feedback, newerDecisionTakesOverAndOldTimerNeverClearsIt)
     rig.load(shoot(rig.photoFolder, 0, 3));
     rig.startReview();
     rig.decide(PhotoDecision::keep);
-    const QUuid first = rig.vm().decisionFeedback()->id;
-    ASSERT_TRUE(waitFor([&] { return rig.vm().feedbackIsExiting(); }));
+    const QUuid first = rig.vm().review()->decisionFeedback()->id;
+    ASSERT_TRUE(waitFor([&] { return rig.vm().review()->feedbackIsExiting(); }));
 
     rig.decide(PhotoDecision::maybe);
-    ASSERT_TRUE(rig.vm().decisionFeedback());
-    EXPECT_NE(rig.vm().decisionFeedback()->id, first);
-    EXPECT_FALSE(rig.vm().feedbackIsExiting());
+    ASSERT_TRUE(rig.vm().review()->decisionFeedback());
+    EXPECT_NE(rig.vm().review()->decisionFeedback()->id, first);
+    EXPECT_FALSE(rig.vm().review()->feedbackIsExiting());
 
     // The second overlay runs its own full course: hold, exit, then removal.
     QList<bool> exitingWhenRemoved;
     bool sawExit = false;
-    QObject::connect(&rig.vm(), &KestravaViewModel::feedbackIsExitingChanged, [&] {
-        sawExit = sawExit || rig.vm().feedbackIsExiting();
+    QObject::connect(rig.vm().review(), &ReviewStage::feedbackIsExitingChanged, [&] {
+        sawExit = sawExit || rig.vm().review()->feedbackIsExiting();
     });
-    QObject::connect(&rig.vm(), &KestravaViewModel::decisionFeedbackChanged, [&] {
-        if (!rig.vm().decisionFeedback())
+    QObject::connect(rig.vm().review(), &ReviewStage::decisionFeedbackChanged, [&] {
+        if (!rig.vm().review()->decisionFeedback())
             exitingWhenRemoved.append(sawExit);
     });
-    ASSERT_TRUE(waitFor([&] { return !rig.vm().decisionFeedback(); }));
+    ASSERT_TRUE(waitFor([&] { return !rig.vm().review()->decisionFeedback(); }));
     ASSERT_EQ(exitingWhenRemoved.size(), 1);
     EXPECT_TRUE(exitingWhenRemoved.first());
-    EXPECT_FALSE(rig.vm().feedbackIsExiting());
+    EXPECT_FALSE(rig.vm().review()->feedbackIsExiting());
 }
 
 TEST_F(Reviewing, lastDecisionStaysOnLastGroupAndLeadsToConfirmation)
@@ -128,7 +128,7 @@ TEST_F(Reviewing, lastDecisionStaysOnLastGroupAndLeadsToConfirmation)
     rig.decide(PhotoDecision::keep);
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
     rig.decide(PhotoDecision::maybe);
-    EXPECT_EQ(vm().currentIndex(), 2);
+    EXPECT_EQ(vm().review()->currentIndex(), 2);
     EXPECT_EQ(vm().route(), AppRoute::reviewing);
     ASSERT_TRUE(waitFor([&] { return vm().route() == AppRoute::confirmation; }));
     EXPECT_FALSE(vm().destructiveConfirmationAccepted());
@@ -140,7 +140,7 @@ TEST_F(Reviewing, redecidingADecidedGroupDoesNotOpenConfirmation)
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::keep);
     ASSERT_TRUE(waitFor([&] { return vm().route() == AppRoute::confirmation; }));
-    vm().returnToReview();
+    vm().review()->returnToReview();
     ASSERT_EQ(vm().route(), AppRoute::reviewing);
     rig.decide(PhotoDecision::del);
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
@@ -154,16 +154,16 @@ TEST_F(Reviewing, decidingTheLastOpenGroupFromTheAuditListLeadsToConfirmation)
     const QString last = vm().reviewGroups().last().id;
     const QString first = vm().reviewGroups().first().id;
     // Changing a decided group from the list leaves the review where it is.
-    vm().reclassify(PhotoDecision::del, first);
+    vm().review()->reclassify(PhotoDecision::del, first);
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
     EXPECT_FALSE(routes.wait(200));
     EXPECT_EQ(vm().route(), AppRoute::reviewing);
 
-    vm().reclassify(PhotoDecision::maybe, last);
+    vm().review()->reclassify(PhotoDecision::maybe, last);
     EXPECT_FALSE(routes.wait(200)) << "one group is still open";
-    vm().reclassify(PhotoDecision::keep, vm().reviewGroups()[1].id);
+    vm().review()->reclassify(PhotoDecision::keep, vm().reviewGroups()[1].id);
     ASSERT_TRUE(waitFor([&] { return vm().route() == AppRoute::confirmation; }));
-    EXPECT_EQ(vm().classifiedCount(), vm().reviewGroupCount());
+    EXPECT_EQ(vm().review()->classifiedCount(), vm().review()->reviewGroupCount());
 }
 
 TEST_F(Reviewing, undoWithdrawsThePendingConfirmation)
@@ -171,29 +171,29 @@ TEST_F(Reviewing, undoWithdrawsThePendingConfirmation)
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::keep);
-    vm().undoLastDecision();
+    vm().review()->undoLastDecision();
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
     EXPECT_FALSE(routes.wait(300));
     EXPECT_EQ(vm().route(), AppRoute::reviewing);
-    EXPECT_EQ(vm().classifiedCount(), 2);
-    EXPECT_EQ(vm().currentIndex(), 2);
-    EXPECT_FALSE(vm().isPreviewReady());
+    EXPECT_EQ(vm().review()->classifiedCount(), 2);
+    EXPECT_EQ(vm().review()->currentIndex(), 2);
+    EXPECT_FALSE(vm().review()->isPreviewReady());
 }
 
 TEST_F(Reviewing, confirmationRefusesOpenGroupsAndPendingDecisions)
 {
     rig.decide(PhotoDecision::keep);
-    vm().beginCompletionFlow();
+    vm().review()->beginCompletionFlow();
     EXPECT_EQ(vm().alertText(), QStringLiteral("Bitte entscheide zuerst alle 2 offenen Motive."));
     EXPECT_EQ(vm().route(), AppRoute::reviewing);
 
-    vm().setPendingDecisionGroupID(vm().reviewGroups()[2].id);
+    vm().review()->setPendingDecisionGroupID(vm().reviewGroups()[2].id);
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::keep);
     QSignalSpy routes(&vm(), &KestravaViewModel::routeChanged);
     EXPECT_FALSE(routes.wait(200));
-    vm().setPendingDecisionGroupID(QString());
-    vm().beginCompletionFlow();
+    vm().review()->setPendingDecisionGroupID(QString());
+    vm().review()->beginCompletionFlow();
     EXPECT_EQ(vm().route(), AppRoute::confirmation);
 }
 
@@ -201,37 +201,37 @@ TEST_F(Reviewing, undoRestoresAndEmptyHistoryStepsBack)
 {
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::del);
-    vm().undoLastDecision();
-    EXPECT_EQ(vm().currentIndex(), 1);
-    EXPECT_EQ(vm().decisionCount(PhotoDecision::del), 0);
-    EXPECT_FALSE(vm().decision(vm().reviewGroups()[1]));
-    vm().undoLastDecision();
-    EXPECT_EQ(vm().currentIndex(), 0);
-    EXPECT_EQ(vm().classifiedCount(), 0);
+    vm().review()->undoLastDecision();
+    EXPECT_EQ(vm().review()->currentIndex(), 1);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::del), 0);
+    EXPECT_FALSE(vm().review()->decision(vm().reviewGroups()[1]));
+    vm().review()->undoLastDecision();
+    EXPECT_EQ(vm().review()->currentIndex(), 0);
+    EXPECT_EQ(vm().review()->classifiedCount(), 0);
 
     // Nothing left to take back: step back, and at the first group do nothing.
     rig.decide(PhotoDecision::maybe);
     rig.decide(PhotoDecision::maybe);
-    ASSERT_EQ(vm().currentIndex(), 2);
-    vm().undoLastDecision();
-    vm().undoLastDecision();
-    EXPECT_EQ(vm().currentIndex(), 0);
-    vm().undoLastDecision();
-    EXPECT_EQ(vm().currentIndex(), 0);
-    EXPECT_EQ(vm().classifiedCount(), 0);
-    vm().previousPhoto();
-    EXPECT_EQ(vm().currentIndex(), 0);
+    ASSERT_EQ(vm().review()->currentIndex(), 2);
+    vm().review()->undoLastDecision();
+    vm().review()->undoLastDecision();
+    EXPECT_EQ(vm().review()->currentIndex(), 0);
+    vm().review()->undoLastDecision();
+    EXPECT_EQ(vm().review()->currentIndex(), 0);
+    EXPECT_EQ(vm().review()->classifiedCount(), 0);
+    vm().review()->previousPhoto();
+    EXPECT_EQ(vm().review()->currentIndex(), 0);
 }
 
 TEST_F(Reviewing, previewCandidatesStartWithThePreviewFile)
 {
     const ReviewGroup& pair = vm().reviewGroups()[0];
-    const QStringList candidates = vm().previewCandidates();
+    const QStringList candidates = vm().review()->previewCandidates();
     ASSERT_EQ(candidates.size(), 2);
     EXPECT_EQ(candidates[0], pair.previewURL.path());
     EXPECT_TRUE(candidates[0].endsWith(QStringLiteral(".JPG")));
     EXPECT_TRUE(candidates[1].endsWith(QStringLiteral(".CR3")));
     // Falling back to the RAW file's preview counts as visible.
-    vm().setPreviewReady(true, candidates[1]);
-    EXPECT_TRUE(vm().isPreviewReady());
+    vm().review()->setPreviewReady(true, candidates[1]);
+    EXPECT_TRUE(vm().review()->isPreviewReady());
 }

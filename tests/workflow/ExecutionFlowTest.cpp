@@ -32,7 +32,7 @@ QList<PhotoItem> realShoot(const QString& folder, int pairs, int singles = 0)
 // Decides every group in turn and waits for the confirmation screen.
 void decideAll(WorkflowRig& rig, const QList<PhotoDecision>& decisions)
 {
-    for (int i = 0; i < rig.vm().reviewGroupCount(); ++i)
+    for (int i = 0; i < rig.vm().review()->reviewGroupCount(); ++i)
         rig.decide(decisions[i % decisions.size()]);
     ASSERT_TRUE(waitFor([&] { return rig.vm().route() == AppRoute::confirmation; }));
     rig.settle();

@@ -32,18 +32,18 @@ TEST(Journal, decisionIsWrittenBeforeTheNextIsAccepted)
     rig.load(shoot(rig.photoFolder, 2));
     rig.startReview();
     rig.markPreviewVisible();
-    rig.vm().classify(PhotoDecision::keep);
-    EXPECT_TRUE(rig.vm().isCommittingDecision());
-    EXPECT_EQ(rig.vm().currentIndex(), 0);
+    rig.vm().review()->classify(PhotoDecision::keep);
+    EXPECT_TRUE(rig.vm().review()->isCommittingDecision());
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 0);
     // Neither a second decision, an undo nor a step back gets in while the line is written.
-    rig.vm().classify(PhotoDecision::del);
-    rig.vm().undoLastDecision();
-    rig.vm().reclassify(PhotoDecision::del, rig.vm().reviewGroups()[1].id);
-    EXPECT_EQ(rig.vm().history().size(), 1);
-    QSignalSpy committed(&rig.vm(), &KestravaViewModel::decisionCommitted);
+    rig.vm().review()->classify(PhotoDecision::del);
+    rig.vm().review()->undoLastDecision();
+    rig.vm().review()->reclassify(PhotoDecision::del, rig.vm().reviewGroups()[1].id);
+    EXPECT_EQ(rig.vm().review()->history().size(), 1);
+    QSignalSpy committed(rig.vm().review(), &ReviewStage::decisionCommitted);
     ASSERT_TRUE(committed.wait(3000));
-    EXPECT_FALSE(rig.vm().isCommittingDecision());
-    EXPECT_EQ(rig.vm().currentIndex(), 1);
+    EXPECT_FALSE(rig.vm().review()->isCommittingDecision());
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 1);
     EXPECT_TRUE(rig.vm().sessionStage()->lastSavedAt());
     EXPECT_TRUE(rig.vm().sessionStage()->savedStatusText().startsWith(QStringLiteral("Gespeichert · ")));
 
@@ -64,25 +64,25 @@ TEST(Journal, failedWriteRollsTheDecisionBack)
     rig.decide(PhotoDecision::del);
 
     EXPECT_TRUE(rig.vm().alertText().startsWith(decisionPrefix)) << rig.vm().alertText().toStdString();
-    EXPECT_EQ(rig.vm().currentIndex(), 1);
-    EXPECT_FALSE(rig.vm().decision(rig.vm().reviewGroups()[1]));
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 0);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::maybe), 1);
-    EXPECT_FALSE(rig.vm().isCommittingDecision());
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 1);
+    EXPECT_FALSE(rig.vm().review()->decision(rig.vm().reviewGroups()[1]));
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 0);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::maybe), 1);
+    EXPECT_FALSE(rig.vm().review()->isCommittingDecision());
     // The entry stays on the stack, as the overlay stays on screen.
-    EXPECT_EQ(rig.vm().history().size(), 2);
+    EXPECT_EQ(rig.vm().review()->history().size(), 2);
 
     // The disk recovers: the same group can be decided again and the log holds only what counted.
     rig.fileOps.clearFaults();
     rig.vm().dismissAlert();
     rig.decide(PhotoDecision::keep);
-    EXPECT_EQ(rig.vm().currentIndex(), 2);
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 2);
     EXPECT_FALSE(rig.vm().alertMessage());
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[0]), PhotoDecision::maybe);
-    EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[1]), PhotoDecision::keep);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[0]), PhotoDecision::maybe);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[1]), PhotoDecision::keep);
 }
 
 TEST(Journal, failedUndoKeepsTheDecisionAndDropsTheEntry)
@@ -93,23 +93,23 @@ TEST(Journal, failedUndoKeepsTheDecisionAndDropsTheEntry)
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::del);
     rig.fileOps.failAt(FileOps::Op::write, 1, EIO);
-    rig.vm().undoLastDecision();
+    rig.vm().review()->undoLastDecision();
     rig.settle();
 
     // The undo is reverted in memory; the message is the error alone.
-    EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[1]), PhotoDecision::del);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[1]), PhotoDecision::del);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 1);
     ASSERT_TRUE(rig.vm().alertMessage());
     EXPECT_FALSE(rig.vm().alertText().startsWith(decisionPrefix));
     EXPECT_FALSE(rig.vm().alertText().isEmpty());
-    EXPECT_EQ(rig.vm().history().size(), 1);
+    EXPECT_EQ(rig.vm().review()->history().size(), 1);
 
     // The next undo takes back the decision before it, and that one is journaled.
     rig.fileOps.clearFaults();
-    rig.vm().undoLastDecision();
+    rig.vm().review()->undoLastDecision();
     rig.settle();
-    EXPECT_FALSE(rig.vm().decision(rig.vm().reviewGroups()[0]));
-    EXPECT_EQ(rig.vm().currentIndex(), 0);
+    EXPECT_FALSE(rig.vm().review()->decision(rig.vm().reviewGroups()[0]));
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 0);
     const auto events = eventsOf(rig);
     ASSERT_EQ(events.size(), 3);
     EXPECT_FALSE(events.last().decision);
@@ -123,10 +123,10 @@ TEST(Journal, failedReclassificationHasItsOwnPrefix)
     rig.startReview();
     rig.decide(PhotoDecision::keep);
     rig.fileOps.failAt(FileOps::Op::write, 1, ENOSPC);
-    rig.vm().reclassify(PhotoDecision::del, rig.vm().reviewGroups()[0].id);
+    rig.vm().review()->reclassify(PhotoDecision::del, rig.vm().reviewGroups()[0].id);
     rig.settle();
     EXPECT_TRUE(rig.vm().alertText().startsWith(QStringLiteral("Die Änderung konnte nicht sicher gespeichert werden: ")));
-    EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[0]), PhotoDecision::keep);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[0]), PhotoDecision::keep);
 }
 
 TEST(Journal, decisionsSurviveACrashAndResumeWhereReviewStopped)
@@ -149,10 +149,10 @@ TEST(Journal, decisionsSurviveACrashAndResumeWhereReviewStopped)
     EXPECT_FALSE(rig.vm().sessionStage()->hasResumableSession());
     EXPECT_EQ(rig.vm().session()->id, id);
     EXPECT_EQ(rig.vm().route(), AppRoute::reviewing);
-    EXPECT_EQ(rig.vm().currentIndex(), 3);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::keep), 1);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 1);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::maybe), 1);
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 3);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::keep), 1);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::maybe), 1);
     EXPECT_EQ(rig.vm().selectedOperationMode(), SortOperationMode::safeCopy);
     EXPECT_EQ(rig.vm().destinationFolderPath(), rig.destinationBase + QStringLiteral("/Ergebnis"));
 
@@ -192,6 +192,6 @@ TEST(Journal, quittingAfterADecisionLosesNothing)
     rig.restart();
     ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
     rig.vm().sessionStage()->resumeSavedSession();
-    EXPECT_EQ(rig.vm().decision(rig.vm().reviewGroups()[0]), PhotoDecision::del);
-    EXPECT_EQ(rig.vm().currentIndex(), 1);
+    EXPECT_EQ(rig.vm().review()->decision(rig.vm().reviewGroups()[0]), PhotoDecision::del);
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 1);
 }

@@ -62,6 +62,8 @@ TEST(KeyRule, arrowsMapToDecisionsAndUndo)
     EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_Down), true, false), Action::del);
     EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_Left), true, false), Action::undo);
     EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_P), true, false), Action::togglePeaking);
+    EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_S), true, false), Action::decideSeries);
+    EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_S, Qt::ControlModifier), true, false)); // saves the session
     // A "p" typed into a search field stays a letter.
     EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_P), true, true));
     EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_Space), true, false));
@@ -83,9 +85,9 @@ TEST(KeyFilter, arrowKeysDecideOnlyDuringReview)
 {
     WorkflowRig rig(WorkflowRig::Persistence::none);
     rig.load(shoot(rig.photoFolder, 0, 3));
-    rig.vm().installArrowKeyMonitor();
-    rig.vm().installArrowKeyMonitor();
-    EXPECT_TRUE(rig.vm().hasArrowKeyMonitor());
+    rig.vm().review()->installArrowKeyMonitor();
+    rig.vm().review()->installArrowKeyMonitor();
+    EXPECT_TRUE(rig.vm().review()->hasArrowKeyMonitor());
 
     TextFieldWindow window;
     auto send = [&](int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier, bool autoRepeat = false) {
@@ -101,34 +103,34 @@ TEST(KeyFilter, arrowKeysDecideOnlyDuringReview)
     rig.startReview();
     rig.markPreviewVisible();
     EXPECT_TRUE(send(Qt::Key_Up));
-    EXPECT_EQ(rig.vm().classifiedCount(), 1);
-    EXPECT_EQ(rig.vm().currentIndex(), 1);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 1);
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 1);
 
     // Held down: the repeats decide nothing more.
     rig.markPreviewVisible();
     EXPECT_FALSE(send(Qt::Key_Down, Qt::NoModifier, true));
     EXPECT_FALSE(send(Qt::Key_Down, Qt::ControlModifier));
-    EXPECT_EQ(rig.vm().classifiedCount(), 1);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 1);
     EXPECT_TRUE(send(Qt::Key_Down, Qt::ShiftModifier));
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 1);
 
     // Before the next picture is shown the key is consumed without effect.
     EXPECT_TRUE(send(Qt::Key_Right));
-    EXPECT_EQ(rig.vm().classifiedCount(), 2);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 2);
 
     // The audit window has its own buttons.
     rig.vm().audit()->setPresented(true);
     EXPECT_FALSE(send(Qt::Key_Left));
     rig.vm().audit()->setPresented(false);
     EXPECT_TRUE(send(Qt::Key_Left));
-    EXPECT_EQ(rig.vm().classifiedCount(), 1);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 1);
 
-    rig.vm().removeArrowKeyMonitor();
-    rig.vm().removeArrowKeyMonitor();
-    EXPECT_FALSE(rig.vm().hasArrowKeyMonitor());
+    rig.vm().review()->removeArrowKeyMonitor();
+    rig.vm().review()->removeArrowKeyMonitor();
+    EXPECT_FALSE(rig.vm().review()->hasArrowKeyMonitor());
     rig.markPreviewVisible();
     EXPECT_FALSE(send(Qt::Key_Up));
-    EXPECT_EQ(rig.vm().classifiedCount(), 1);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 1);
 }
 
 TEST(KeyFilter, typingInATextFieldDecidesNothing)
@@ -136,7 +138,7 @@ TEST(KeyFilter, typingInATextFieldDecidesNothing)
     WorkflowRig rig(WorkflowRig::Persistence::none);
     rig.load(shoot(rig.photoFolder, 0, 2));
     rig.startReview();
-    rig.vm().installArrowKeyMonitor();
+    rig.vm().review()->installArrowKeyMonitor();
     TextFieldWindow window;
     window.acceptsText = true;
     window.show();
@@ -147,11 +149,11 @@ TEST(KeyFilter, typingInATextFieldDecidesNothing)
     rig.markPreviewVisible();
     QKeyEvent event(QEvent::KeyPress, Qt::Key_Up, Qt::NoModifier);
     QCoreApplication::sendEvent(&window, &event);
-    EXPECT_EQ(rig.vm().classifiedCount(), 0);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 0);
 
     window.acceptsText = false;
     EXPECT_FALSE(ReviewKeyFilter::focusAcceptsTextInput());
     QKeyEvent again(QEvent::KeyPress, Qt::Key_Up, Qt::NoModifier);
     QCoreApplication::sendEvent(&window, &again);
-    EXPECT_EQ(rig.vm().classifiedCount(), 1);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 1);
 }

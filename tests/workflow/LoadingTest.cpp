@@ -19,7 +19,7 @@ TEST(Loading, jpegOnlyFolderReviewsSinglesWithoutChoice)
     EXPECT_FALSE(rig.vm().showFormatChoice());
     EXPECT_EQ(rig.vm().jpegAvailableCount(), 3);
     EXPECT_EQ(rig.vm().rawAvailableCount(), 0);
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 3);
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 3);
     EXPECT_TRUE(rig.vm().passThroughPhotos().isEmpty());
     // The run's session exists from here on and was written once.
     ASSERT_TRUE(rig.vm().session());
@@ -32,25 +32,25 @@ TEST(Loading, mixedFolderPairsShotsAndJpegChoiceCarriesRawAlong)
     rig.load(shoot(rig.photoFolder, 3, 1));
     EXPECT_EQ(rig.vm().selectedReviewChoice(), FormatReviewChoice::both);
     EXPECT_TRUE(rig.vm().showFormatChoice());
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 4);
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 4);
     EXPECT_EQ(rig.vm().reviewGroups().first().memberURLs.size(), 2);
 
     rig.startReview();
     rig.decide(PhotoDecision::keep);
-    ASSERT_EQ(rig.vm().currentIndex(), 1);
-    ASSERT_EQ(rig.vm().history().size(), 1);
+    ASSERT_EQ(rig.vm().review()->currentIndex(), 1);
+    ASSERT_EQ(rig.vm().review()->history().size(), 1);
 
     rig.vm().chooseFormatReview(FormatReviewChoice::jpeg);
     EXPECT_FALSE(rig.vm().showFormatChoice());
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 4);
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 4);
     for (const ReviewGroup& group : rig.vm().reviewGroups())
         EXPECT_EQ(group.memberURLs.size(), 1);
     EXPECT_EQ(rig.vm().passThroughPhotos().size(), 3);
     EXPECT_EQ(rig.vm().ignoredPhotoCount(), 3);
     for (const PhotoItem& item : rig.vm().passThroughPhotos())
         EXPECT_EQ(item.formatGroup, PhotoFormatGroup::raw);
-    EXPECT_EQ(rig.vm().currentIndex(), 0);
-    EXPECT_TRUE(rig.vm().history().isEmpty());
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 0);
+    EXPECT_TRUE(rig.vm().review()->history().isEmpty());
     EXPECT_FALSE(rig.vm().destinationFolder());
 }
 
@@ -134,15 +134,15 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     rig.vm().newSort();
     EXPECT_EQ(rig.vm().route(), AppRoute::welcome);
     EXPECT_EQ(rig.vm().photoCount(), 0);
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 0);
-    EXPECT_TRUE(rig.vm().history().isEmpty());
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 0);
+    EXPECT_TRUE(rig.vm().review()->history().isEmpty());
     EXPECT_FALSE(rig.vm().destinationFolder());
     EXPECT_FALSE(rig.vm().sourceFolder());
-    EXPECT_FALSE(rig.vm().decisionFeedback());
+    EXPECT_FALSE(rig.vm().review()->decisionFeedback());
     EXPECT_FALSE(rig.vm().audit()->requestID());
-    EXPECT_FALSE(rig.vm().showReviewCompletion());
+    EXPECT_FALSE(rig.vm().review()->showReviewCompletion());
     EXPECT_FALSE(rig.vm().execution()->isApplying());
-    EXPECT_EQ(rig.vm().classifiedCount(), 0);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 0);
     EXPECT_EQ(rig.vm().setup()->eventName(), QStringLiteral("Hochzeit"));
     EXPECT_FALSE(rig.vm().setup()->groupByDate());
     EXPECT_EQ(rig.vm().setup()->verificationMode(), VerificationMode::sha256);
@@ -192,8 +192,8 @@ TEST(Loading, metadataDatesMergeWithoutTouchingDecisions)
     vm.selectOperationMode(SortOperationMode::safeCopy);
     vm.startReviewing();
     EXPECT_TRUE(vm.isPreparingMetadata());
-    vm.setPreviewReady(true, vm.previewCandidates().first());
-    vm.classify(PhotoDecision::del);
+    vm.review()->setPreviewReady(true, vm.review()->previewCandidates().first());
+    vm.review()->classify(PhotoDecision::del);
 
     QList<PhotoItem> enriched = photosNamed(tree.root(), {"a.jpg", "b.jpg"});
     const QDateTime shot(QDate(2025, 7, 1), QTime(12, 0), Qt::UTC);

@@ -64,9 +64,9 @@ TEST(Recovery, completeRecoveryOpensANewSessionInSetup)
     EXPECT_EQ(rig.vm().route(), AppRoute::setup);
     EXPECT_EQ(rig.vm().setup()->eventName(), QStringLiteral("Wiederhergestellt"));
     EXPECT_EQ(rig.vm().runFolderName(), QStringLiteral("Kestrava – Wiederhergestellt"));
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::keep), 1);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 1);
-    EXPECT_EQ(rig.vm().classifiedCount(), 2);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::keep), 1);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 1);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 2);
     ASSERT_TRUE(rig.vm().session());
     const SortSession saved = decodeSortSession(readFile(rig.store->snapshotPath(rig.vm().session()->id)));
     EXPECT_EQ(saved.eventName, QStringLiteral("Wiederhergestellt"));
@@ -86,8 +86,8 @@ TEST(Recovery, partialAndAmbiguousLists)
                                         FileUrl::fromLocalPath(rig.photoFolder)),
                  SessionStoreError);
     EXPECT_EQ(rig.vm().session()->id, id);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::keep), 1);
-    EXPECT_EQ(rig.vm().decisionCount(PhotoDecision::del), 0);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::keep), 1);
+    EXPECT_EQ(rig.vm().review()->decisionCount(PhotoDecision::del), 0);
 }
 
 TEST(Recovery, importReadsTheListAndScansInTheBackground)

@@ -78,7 +78,7 @@ TEST_F(SeriesReview, placesTheCurrentGroupInItsSeries)
     EXPECT_EQ(series().positionText(), QStringLiteral("Serie 2 von 3"));
     rig.decide(PhotoDecision::keep);
     rig.decide(PhotoDecision::keep);
-    ASSERT_EQ(vm().currentIndex(), 3);
+    ASSERT_EQ(vm().review()->currentIndex(), 3);
     EXPECT_TRUE(series().positionText().isEmpty());
     rig.decide(PhotoDecision::keep);
     EXPECT_EQ(series().positionText(), QStringLiteral("Serie 1 von 2"));
@@ -92,7 +92,7 @@ TEST_F(SeriesReview, scoringWaitsForTheFirstPictureAndStartsNearTheCurrentGroup)
     EXPECT_EQ(scores.asked.first(), QStringLiteral("A1.JPG"));
     EXPECT_EQ(scores.asked[1], QStringLiteral("A2.JPG"));
     // Each preview is measured once, however often the picture is reported.
-    vm().setPreviewReady(false, {});
+    vm().review()->setPreviewReady(false, {});
     rig.markPreviewVisible();
     EXPECT_EQ(scores.asked.size(), 6);
 }
@@ -123,4 +123,102 @@ TEST_F(SeriesReview, sharpestMarkFollowsTheScores)
     scores.answer(QStringLiteral("C2.JPG"), 1.f);
     deliver();
     EXPECT_TRUE(series().isSharpest(5));
+}
+
+namespace {
+
+// The same shoot with its decisions journaled, the first series scored.
+struct JournaledSeries : ::testing::Test {
+    void SetUp() override
+    {
+        rig.load(burstShoot(rig.photoFolder));
+        series().setScorer(scores.scorer());
+        rig.startReview();
+        rig.markPreviewVisible();
+    }
+    SeriesStage& series() { return *rig.vm().series(); }
+    ReviewStage& review() { return *rig.vm().review(); }
+    std::optional<PhotoDecision> decisionOf(int group) { return review().decision(rig.vm().reviewGroups()[group]); }
+    void scoreFirstSeries()
+    {
+        scores.answer(QStringLiteral("A1.JPG"), 10.f);
+        scores.answer(QStringLiteral("A2.JPG"), 80.f);
+        scores.answer(QStringLiteral("A3.JPG"), 30.f);
+        QCoreApplication::processEvents();
+    }
+
+    WorkflowRig rig;
+    ManualScorer scores;
+};
+
+} // namespace
+
+TEST_F(JournaledSeries, waitsForEveryScoreOfTheSeries)
+{
+    scores.answer(QStringLiteral("A1.JPG"), 10.f);
+    scores.answer(QStringLiteral("A2.JPG"), 80.f);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(series().decideSeries());
+    EXPECT_EQ(rig.vm().alertText(), SeriesStage::stillMeasuringWording());
+    EXPECT_EQ(review().classifiedCount(), 0);
+    EXPECT_TRUE(review().history().isEmpty());
+}
+
+TEST_F(JournaledSeries, keepsTheSharpestRejectsTheOpenRestAndSurvivesARestart)
+{
+    // The user already judged the first frame: the series action leaves it alone.
+    rig.decide(PhotoDecision::maybe);
+    ASSERT_EQ(review().currentIndex(), 1);
+    scoreFirstSeries();
+    rig.markPreviewVisible();
+    ASSERT_TRUE(series().decideSeries());
+    rig.settle();
+    EXPECT_EQ(decisionOf(0), PhotoDecision::maybe);
+    EXPECT_EQ(decisionOf(1), PhotoDecision::keep);
+    EXPECT_EQ(decisionOf(2), PhotoDecision::del);
+    EXPECT_EQ(review().currentIndex(), 3); // the first group after the series
+
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
+    EXPECT_EQ(decisionOf(0), PhotoDecision::maybe);
+    EXPECT_EQ(decisionOf(1), PhotoDecision::keep);
+    EXPECT_EQ(decisionOf(2), PhotoDecision::del);
+}
+
+TEST_F(JournaledSeries, oneUndoTakesTheWholeSeriesBack)
+{
+    rig.decide(PhotoDecision::keep); // the single decision before stays
+    scoreFirstSeries();
+    rig.markPreviewVisible();
+    ASSERT_TRUE(series().decideSeries());
+    rig.settle();
+    ASSERT_EQ(review().classifiedCount(), 3);
+
+    review().undoLastDecision();
+    rig.settle();
+    EXPECT_EQ(decisionOf(0), PhotoDecision::keep);
+    EXPECT_FALSE(decisionOf(1));
+    EXPECT_FALSE(decisionOf(2));
+    EXPECT_EQ(review().currentIndex(), 1);
+    EXPECT_EQ(review().history().size(), 1);
+
+    // The restored state is what the journal replays to.
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
+    EXPECT_EQ(decisionOf(0), PhotoDecision::keep);
+    EXPECT_FALSE(decisionOf(1));
+    EXPECT_FALSE(decisionOf(2));
+}
+
+TEST_F(JournaledSeries, outsideASeriesNothingIsDecided)
+{
+    rig.decide(PhotoDecision::keep);
+    rig.decide(PhotoDecision::keep);
+    rig.decide(PhotoDecision::keep);
+    rig.markPreviewVisible();
+    EXPECT_FALSE(series().decideSeries());
+    EXPECT_EQ(rig.vm().alertText(), SeriesStage::notInSeriesWording());
+    EXPECT_EQ(review().classifiedCount(), 3);
 }

@@ -24,10 +24,10 @@ TEST(SessionLifecycle, documentRoundTripRestoresDecisionsAndPosition)
     ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
     EXPECT_EQ(rig.vm().alertText(), QStringLiteral("4 gespeicherten Dateientscheidungen geladen."));
     EXPECT_EQ(rig.vm().route(), AppRoute::reviewing);
-    EXPECT_EQ(rig.vm().currentIndex(), 2);
+    EXPECT_EQ(rig.vm().review()->currentIndex(), 2);
     EXPECT_EQ(rig.vm().selectedOperationMode(), SortOperationMode::moveOriginals);
-    EXPECT_EQ(rig.vm().classifiedCount(), 2);
-    EXPECT_EQ(rig.vm().reviewGroupCount(), 3);
+    EXPECT_EQ(rig.vm().review()->classifiedCount(), 2);
+    EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 3);
 }
 
 TEST(SessionLifecycle, documentProblemsChangeNothing)
@@ -155,7 +155,7 @@ TEST(SessionLifecycle, olderDocumentOfALiveSessionContinuesAfterTheLoggedEvents)
     // Restarted, the user goes back to the saved state and decides the second photo anew.
     rig.restart();
     ASSERT_TRUE(rig.vm().sessionStage()->openSessionDocument(document));
-    ASSERT_EQ(rig.vm().currentIndex(), 1);
+    ASSERT_EQ(rig.vm().review()->currentIndex(), 1);
     rig.decide(PhotoDecision::maybe);
     const QUuid id = rig.vm().session()->id;
     rig.vm().flushSessionBeforeTerminationAndWait();

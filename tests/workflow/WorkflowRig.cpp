@@ -105,21 +105,21 @@ void WorkflowRig::startReview(SortOperationMode mode)
 
 void WorkflowRig::markPreviewVisible()
 {
-    const QStringList candidates = vm().previewCandidates();
+    const QStringList candidates = vm().review()->previewCandidates();
     ASSERT_FALSE(candidates.isEmpty());
-    vm().setPreviewReady(true, candidates.first());
+    vm().review()->setPreviewReady(true, candidates.first());
 }
 
 void WorkflowRig::decide(PhotoDecision decision)
 {
     markPreviewVisible();
-    vm().classify(decision);
+    vm().review()->classify(decision);
     settle();
 }
 
 void WorkflowRig::settle()
 {
-    ASSERT_TRUE(waitFor([&] { return !vm().isCommittingDecision(); }));
+    ASSERT_TRUE(waitFor([&] { return !vm().review()->isCommittingDecision(); }));
     if (store) {
         // Loading an unknown id fails, but only after every operation queued before it: a
         // barrier that writes nothing.

@@ -42,7 +42,7 @@ Rectangle {
                 AuditCount {
                     required property string modelData
                     decision: modelData
-                    count: ViewModel.decisionCounts[modelData] ?? 0
+                    count: ViewModel.review.decisionCounts[modelData] ?? 0
                 }
             }
             Text {

@@ -115,8 +115,8 @@ Window {
                 PrimaryButton {
                     objectName: "confirmSelectionButton"
                     text: "Auswahl bestätigen"
-                    enabled: !rows.controlsDisabled && ViewModel.reviewGroupCount > 0
-                    onClicked: ViewModel.beginCompletionFlow()
+                    enabled: !rows.controlsDisabled && ViewModel.review.reviewGroupCount > 0
+                    onClicked: ViewModel.review.beginCompletionFlow()
                 }
             }
         }

@@ -52,7 +52,7 @@ Item {
                     ConfirmationRow {
                         Layout.fillWidth: true
                         label: "Umfang"
-                        value: Texts.scopeText(ViewModel.reviewGroupCount, ViewModel.photoCount)
+                        value: Texts.scopeText(ViewModel.review.reviewGroupCount, ViewModel.photoCount)
                     }
                     ConfirmationRow {
                         Layout.fillWidth: true
@@ -136,7 +136,7 @@ Item {
                 SecondaryButton {
                     objectName: "returnToReviewButton"
                     text: "Zurück zur Auswahl"
-                    onClicked: ViewModel.returnToReview()
+                    onClicked: ViewModel.review.returnToReview()
                 }
                 Item { Layout.fillWidth: true }
                 PrimaryButton {

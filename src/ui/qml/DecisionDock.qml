@@ -3,10 +3,10 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
-// The three decisions and the undo, with their keys.
+// The three decisions and the undo, with their keys; in a series, one decision for all of it.
 Rectangle {
     id: dock
-    readonly property string current: ViewModel.currentGroup.decision ?? ""
+    readonly property string current: ViewModel.review.currentGroup.decision ?? ""
     implicitHeight: 84
     color: DesignSystem.surface
     RowLayout {
@@ -22,10 +22,10 @@ Rectangle {
             Layout.minimumWidth: 200
             focusPolicy: Qt.NoFocus
             text: "Letzte Entscheidung zurücknehmen"
-            enabled: !ViewModel.isCommittingDecision
+            enabled: !ViewModel.review.isCommittingDecision
             ToolTip.visible: hovered
             ToolTip.text: "Letzte Entscheidung zurück · ←"
-            onClicked: ViewModel.undoLastDecision()
+            onClicked: ViewModel.review.undoLastDecision()
         }
         Item { Layout.preferredWidth: DesignSystem.spacingL; Layout.minimumWidth: 0; Layout.fillWidth: true; Layout.maximumWidth: DesignSystem.spacingL }
         DecisionButton {
@@ -35,8 +35,8 @@ Rectangle {
             objectName: "keepButton"
             decision: "keep"; keyHint: "↑"
             selected: dock.current === "keep"
-            enabled: !ViewModel.isCommittingDecision
-            onClicked: ViewModel.classify("keep")
+            enabled: !ViewModel.review.isCommittingDecision
+            onClicked: ViewModel.review.classify("keep")
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -45,8 +45,8 @@ Rectangle {
             objectName: "maybeButton"
             decision: "maybe"; keyHint: "→"
             selected: dock.current === "maybe"
-            enabled: !ViewModel.isCommittingDecision
-            onClicked: ViewModel.classify("maybe")
+            enabled: !ViewModel.review.isCommittingDecision
+            onClicked: ViewModel.review.classify("maybe")
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -55,8 +55,20 @@ Rectangle {
             objectName: "deleteButton"
             decision: "delete"; keyHint: "↓"
             selected: dock.current === "delete"
-            enabled: !ViewModel.isCommittingDecision
-            onClicked: ViewModel.classify("delete")
+            enabled: !ViewModel.review.isCommittingDecision
+            onClicked: ViewModel.review.classify("delete")
+        }
+        SecondaryButton {
+            objectName: "seriesButton"
+            visible: ViewModel.series.positionText.length > 0
+            Layout.maximumWidth: implicitWidth
+            Layout.fillWidth: true
+            focusPolicy: Qt.NoFocus
+            text: "Serie entscheiden"
+            enabled: !ViewModel.review.isCommittingDecision
+            ToolTip.visible: hovered
+            ToolTip.text: "Schärfste Aufnahme behalten, offene andere aussortieren · S"
+            onClicked: ViewModel.series.decideSeries()
         }
         Item { Layout.fillWidth: true }
     }

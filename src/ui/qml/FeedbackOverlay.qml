@@ -5,11 +5,11 @@ import Kestrava
 // exiting, gone), the overlay only follows it.
 Rectangle {
     id: overlay
-    readonly property var feedback: ViewModel.decisionFeedback
+    readonly property var feedback: ViewModel.review.decisionFeedback
     readonly property bool present: (feedback.id ?? "").length > 0
     visible: present || opacity > 0
-    opacity: present && !ViewModel.feedbackIsExiting ? 1 : 0
-    scale: present && !ViewModel.feedbackIsExiting ? 1 : 0.96
+    opacity: present && !ViewModel.review.feedbackIsExiting ? 1 : 0
+    scale: present && !ViewModel.review.feedbackIsExiting ? 1 : 0.96
     Behavior on opacity { enabled: !Shell.reducedMotion; NumberAnimation { duration: 160 } }
     Behavior on scale { enabled: !Shell.reducedMotion; NumberAnimation { duration: 160 } }
     radius: 22

@@ -100,7 +100,7 @@ ApplicationWindow {
     // What a screen reader announces after a decision.
     Text {
         visible: false
-        text: ViewModel.accessibilityAnnouncement
+        text: ViewModel.review.accessibilityAnnouncement
         Accessible.role: Accessible.StaticText
         Accessible.name: text
     }

@@ -16,7 +16,7 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: zoomed ? 0 : DesignSystem.spacingL
         Accessible.role: Accessible.Graphic
-        Accessible.name: ViewModel.currentGroup.fileName ?? ""
+        Accessible.name: ViewModel.review.currentGroup.fileName ?? ""
     }
 
     Binding {
@@ -44,12 +44,12 @@ Rectangle {
 
     // Why a key press does nothing right now.
     Rectangle {
-        readonly property string guard: Texts.inputGuardText(ViewModel.isCommittingDecision, ViewModel.isPreviewReady,
-                                                             (ViewModel.currentGroup.id ?? "").length > 0)
+        readonly property string guard: Texts.inputGuardText(ViewModel.review.isCommittingDecision, ViewModel.review.isPreviewReady,
+                                                             (ViewModel.review.currentGroup.id ?? "").length > 0)
         anchors.top: parent.top
         anchors.horizontalCenter: parent.horizontalCenter
         anchors.topMargin: DesignSystem.spacingM
-        visible: guard.length > 0 && (!panel.controller || panel.controller.hasImage || ViewModel.isCommittingDecision)
+        visible: guard.length > 0 && (!panel.controller || panel.controller.hasImage || ViewModel.review.isCommittingDecision)
         radius: 14
         color: Qt.rgba(0, 0, 0, 0.6)
         implicitWidth: guardText.implicitWidth + 24

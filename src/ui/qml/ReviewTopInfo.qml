@@ -7,7 +7,7 @@ import Kestrava
 Rectangle {
     id: bar
     signal openAudit()
-    readonly property var group: ViewModel.currentGroup
+    readonly property var group: ViewModel.review.currentGroup
     readonly property string decision: group.decision ?? ""
     implicitHeight: 76
     color: DesignSystem.surface
@@ -112,7 +112,7 @@ Rectangle {
             Layout.alignment: Qt.AlignRight
             spacing: DesignSystem.spacingM
             Text {
-                text: Texts.positionText(ViewModel.currentIndex, ViewModel.reviewGroupCount)
+                text: Texts.positionText(ViewModel.review.currentIndex, ViewModel.review.reviewGroupCount)
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontCaption
             }
@@ -123,7 +123,7 @@ Rectangle {
                     spacing: 5
                     Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(modelData) }
                     Text {
-                        text: (ViewModel.decisionCounts[modelData] ?? 0) + " " + Texts.decisionLabel(modelData)
+                        text: (ViewModel.review.decisionCounts[modelData] ?? 0) + " " + Texts.decisionLabel(modelData)
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontCaption
                     }

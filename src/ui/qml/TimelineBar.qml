@@ -39,7 +39,7 @@ Rectangle {
         onClicked: (mouse) => {
             const id = timeline.groupIdAt(timeline.indexAt(mouse.x))
             if (id.length > 0)
-                ViewModel.showGroupInMainReview(id)
+                ViewModel.review.showGroupInMainReview(id)
         }
     }
 }

@@ -31,14 +31,14 @@ Item {
 
         function test_1_openingMarksThePresentationAndBlocksReviewKeys() {
             tryCompare(ViewModel.audit, "presented", true, 60000)
-            compare(ViewModel.acceptsReviewShortcuts, false)
+            compare(ViewModel.review.acceptsReviewShortcuts, false)
             const list = findChild(root.audit.contentItem, "auditList")
             compare(list.count, 6)
             list.forceActiveFocus()
             list.currentIndex = 0
             Rig.pressIn(root.audit, Qt.Key_Down)
             compare(list.currentIndex, 1, "arrow keys move through the list")
-            compare(ViewModel.classifiedCount, 0, "and decide nothing")
+            compare(ViewModel.review.classifiedCount, 0, "and decide nothing")
         }
 
         function test_2_numberKeysDecideTheSelectedRow() {
@@ -47,7 +47,7 @@ Item {
             list.currentIndex = 2
             Rig.pressIn(root.audit, Qt.Key_3)
             verify(Rig.waitForSettled(60000))
-            compare(ViewModel.decisionCounts["delete"], 1)
+            compare(ViewModel.review.decisionCounts["delete"], 1)
             compare(list.currentItem.decision, "delete")
         }
 
@@ -92,7 +92,7 @@ Item {
         function test_5_headerCountsFollowChanges() {
             compare(findChild(root.audit.contentItem, "auditSummary").text, "6 Motive · 12 Dateien")
             verify(Rig.decideAll("keep"))
-            compare(ViewModel.decisionCounts.keep, 6)
+            compare(ViewModel.review.decisionCounts.keep, 6)
             verify(findChild(root.audit.contentItem, "confirmSelectionButton").enabled)
         }
 

@@ -18,7 +18,7 @@ Item {
             Rig.configure("safeCopy")
             verify(Rig.startReview())
             verify(Rig.decideAll("delete"))
-            ViewModel.beginCompletionFlow()
+            ViewModel.review.beginCompletionFlow()
             tryCompare(ViewModel, "route", AppRoute.Confirmation, 60000)
             confirmation.active = true
         }

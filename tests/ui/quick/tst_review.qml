@@ -34,15 +34,15 @@ Item {
         }
 
         function test_1_arrowKeysDecideAndLeftTakesBack() {
-            compare(ViewModel.currentIndex, 0)
+            compare(ViewModel.review.currentIndex, 0)
             decideWith(Qt.Key_Up)
-            compare(ViewModel.decisionCounts.keep, 1)
-            compare(ViewModel.currentIndex, 1)
+            compare(ViewModel.review.decisionCounts.keep, 1)
+            compare(ViewModel.review.currentIndex, 1)
             decideWith(Qt.Key_Down)
-            compare(ViewModel.decisionCounts["delete"], 1)
+            compare(ViewModel.review.decisionCounts["delete"], 1)
             decideWith(Qt.Key_Left)
-            compare(ViewModel.decisionCounts["delete"], 0)
-            compare(ViewModel.currentIndex, 1)
+            compare(ViewModel.review.decisionCounts["delete"], 0)
+            compare(ViewModel.review.currentIndex, 1)
         }
 
         function test_2_previewAndNamesShowTheCurrentGroup() {
@@ -50,17 +50,17 @@ Item {
             const stage = findChild(loader.item, "previewStage")
             verify(stage.imageRect.width > 0)
             compare(findChild(loader.item, "previewStatus").text, "")
-            compare(findChild(loader.item, "currentFileName").text, ViewModel.currentGroup.fileName)
+            compare(findChild(loader.item, "currentFileName").text, ViewModel.review.currentGroup.fileName)
         }
 
         function test_3_zoomKeyLeavesDecisionsAlone() {
             const stage = findChild(loader.item, "previewStage")
-            const index = ViewModel.currentIndex
+            const index = ViewModel.review.currentIndex
             keyClick(Qt.Key_Z)
             compare(stage.zoomed, true)
             keyClick(Qt.Key_Z)
             compare(stage.zoomed, false)
-            compare(ViewModel.currentIndex, index)
+            compare(ViewModel.review.currentIndex, index)
             mouseDoubleClickSequence(stage, stage.width / 2, stage.height / 2)
             compare(stage.zoomed, true)
             keyClick(Qt.Key_Z)
@@ -68,10 +68,10 @@ Item {
 
         function test_4_dockButtonsDecideLikeTheKeys() {
             verify(Rig.waitForPreview(60000))
-            const before = ViewModel.decisionCounts.maybe
+            const before = ViewModel.review.decisionCounts.maybe
             mouseClick(findChild(loader.item, "maybeButton"))
             verify(Rig.waitForSettled(60000))
-            compare(ViewModel.decisionCounts.maybe, before + 1)
+            compare(ViewModel.review.decisionCounts.maybe, before + 1)
             const label = findChild(loader.item, "maybeButton").Accessible.name
             verify(label === "Vielleicht" || label === "Vielleicht, ausgewählt")
         }
@@ -79,11 +79,11 @@ Item {
         function test_5_keysAreInactiveWhileTheAuditIsOpen() {
             verify(Rig.waitForPreview(60000))
             ViewModel.audit.setPresented(true)
-            const index = ViewModel.currentIndex
+            const index = ViewModel.review.currentIndex
             keyClick(Qt.Key_Up)
             // A decision would be under way at once: the key reaches the view model synchronously.
-            compare(ViewModel.isCommittingDecision, false)
-            compare(ViewModel.currentIndex, index)
+            compare(ViewModel.review.isCommittingDecision, false)
+            compare(ViewModel.review.currentIndex, index)
             ViewModel.audit.setPresented(false)
         }
 

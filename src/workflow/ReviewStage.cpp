@@ -1,10 +1,11 @@
-// Deciding groups, stepping back and taking decisions back; the feedback overlay and the move
-// to the confirmation screen once everything is decided.
-
+#include "ReviewStage.h"
 #include "FeedbackText.h"
 #include "FailureText.h"
 #include "KestravaViewModel.h"
+#include "ReviewKeyFilter.h"
 #include "session/SessionEvent.h"
+
+#include <QCoreApplication>
 
 namespace kestrava {
 
@@ -41,96 +42,135 @@ QList<std::pair<FileUrl, std::optional<PhotoDecision>>> withDecision(const QList
 
 } // namespace
 
-void KestravaViewModel::applyDecisionToGroup(qsizetype groupIndex,
-                                             const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values)
+ReviewStage::ReviewStage(WorkflowCore& core, KestravaViewModel& flow, DecisionJournal& journal)
+    : QObject(&flow), core_(core), flow_(flow), journal_(journal)
 {
-    const ReviewGroup& group = run_.reviewGroups[groupIndex];
-    const auto before = run_.index.decision(group, run_.photos);
-    for (const auto& [url, value] : values) {
-        const qsizetype i = run_.index.photoIndex(url);
-        if (i >= 0)
-            run_.photos[i].decision = value;
-    }
-    run_.tally.replace(before, run_.index.decision(group, run_.photos));
-    emit photosChanged();
+    feedbackTimer_.setSingleShot(true);
+    connect(&feedbackTimer_, &QTimer::timeout, this, &ReviewStage::advanceFeedback);
+    reviewCompletionTimer_.setSingleShot(true);
+    reviewCompletionTimer_.setInterval(core_.services.timings.completionDelay);
+    // The timer dies with this object, so a late tick can never reach a destroyed stage.
+    connect(&reviewCompletionTimer_, &QTimer::timeout, this, [this] {
+        if (core_.route() == AppRoute::reviewing)
+            beginCompletionFlow();
+    });
+    connect(&core_, &WorkflowCore::routeChanged, this, &ReviewStage::acceptsReviewShortcutsChanged);
+    connect(flow_.audit(), &AuditStage::presentedChanged, this, &ReviewStage::acceptsReviewShortcutsChanged);
+    connect(&core_, &WorkflowCore::runReset, this, [this] {
+        cancelTasks();
+        for (auto signal : {&ReviewStage::currentIndexChanged, &ReviewStage::decisionCountsChanged,
+                            &ReviewStage::decisionFeedbackChanged, &ReviewStage::feedbackIsExitingChanged,
+                            &ReviewStage::showReviewCompletionChanged, &ReviewStage::pendingDecisionGroupIDChanged,
+                            &ReviewStage::isPreviewReadyChanged, &ReviewStage::isCommittingDecisionChanged,
+                            &ReviewStage::reviewStateChanged})
+            emit(this->*signal)();
+    });
 }
 
-void KestravaViewModel::recalculateCounts()
+ReviewStage::~ReviewStage()
 {
-    run_.tally.recalculate(effectiveReviewGroups(), run_.photos, run_.index);
+    removeArrowKeyMonitor();
+}
+
+void ReviewStage::cancelTasks()
+{
+    feedbackTimer_.stop();
+    feedbackStage_ = 0;
+    reviewCompletionTimer_.stop();
+}
+
+// ---- Decisions ---------------------------------------------------------------------------
+
+void ReviewStage::applyDecisionToGroup(qsizetype groupIndex,
+                                             const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values)
+{
+    const ReviewGroup& group = run().reviewGroups[groupIndex];
+    const auto before = run().index.decision(group, run().photos);
+    for (const auto& [url, value] : values) {
+        const qsizetype i = run().index.photoIndex(url);
+        if (i >= 0)
+            run().photos[i].decision = value;
+    }
+    run().tally.replace(before, run().index.decision(group, run().photos));
+    emit flow_.photosChanged();
+}
+
+void ReviewStage::recalculateCounts()
+{
+    run().tally.recalculate(effectiveReviewGroups(), run().photos, run().index);
     emit decisionCountsChanged();
     emit reviewStateChanged();
 }
 
-void KestravaViewModel::classify(const QString& decision)
+void ReviewStage::classify(const QString& decision)
 {
     if (const auto value = enumFromRaw<PhotoDecision>(decision))
         classify(*value);
 }
 
-void KestravaViewModel::classify(PhotoDecision decision)
+void ReviewStage::classify(PhotoDecision decision)
 {
-    const qsizetype groupIndex = run_.currentIndex;
-    if (groupIndex < 0 || groupIndex >= run_.reviewGroups.size())
+    const qsizetype groupIndex = run().currentIndex;
+    if (groupIndex < 0 || groupIndex >= run().reviewGroups.size())
         return;
     // A decision needs the picture on screen and the previous decision safely written.
-    if (run_.isApplying || !run_.isPreviewReady || run_.isCommittingDecision)
+    if (run().isApplying || !run().isPreviewReady || run().isCommittingDecision)
         return;
-    const ReviewGroup& group = run_.reviewGroups[groupIndex];
+    const ReviewGroup& group = run().reviewGroups[groupIndex];
     bool memberUndecided = false;
-    HistoryEntry entry = undoEntryFor(run_, group, memberUndecided);
+    HistoryEntry entry = undoEntryFor(run(), group, memberUndecided);
     const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
 
-    run_.history.append(entry);
+    run().history.append(entry);
     applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
     emit decisionCountsChanged();
     emit reviewStateChanged();
     showFeedback(group, decision);
 
-    const int previousIndex = run_.currentIndex;
-    const int nextIndex = run_.currentIndex >= reviewGroupCount() - 1 ? run_.currentIndex : run_.currentIndex + 1;
+    const int previousIndex = run().currentIndex;
+    const int nextIndex = run().currentIndex >= reviewGroupCount() - 1 ? run().currentIndex : run().currentIndex + 1;
     commitDecision(groupIndex, decision, std::move(entry), decisionFailurePrefix, nextIndex, previousIndex,
                    shouldPresentCompletion);
 }
 
-void KestravaViewModel::reclassify(const QString& decision, const QString& groupID)
+void ReviewStage::reclassify(const QString& decision, const QString& groupID)
 {
     if (const auto value = enumFromRaw<PhotoDecision>(decision))
         reclassify(*value, groupID);
 }
 
-void KestravaViewModel::reclassify(PhotoDecision decision, const QString& groupID)
+void ReviewStage::reclassify(PhotoDecision decision, const QString& groupID)
 {
     // The audit list shows its own thumbnails, so only the write guards apply here.
-    const qsizetype groupIndex = run_.index.groupIndex(groupID);
-    if (groupIndex < 0 || run_.isApplying || run_.isCommittingDecision)
+    const qsizetype groupIndex = run().index.groupIndex(groupID);
+    if (groupIndex < 0 || run().isApplying || run().isCommittingDecision)
         return;
-    const ReviewGroup& group = run_.reviewGroups[groupIndex];
+    const ReviewGroup& group = run().reviewGroups[groupIndex];
     bool memberUndecided = false;
-    HistoryEntry entry = undoEntryFor(run_, group, memberUndecided);
+    HistoryEntry entry = undoEntryFor(run(), group, memberUndecided);
     // Deciding the last open shot here ends the review as it does on the main screen.
     const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
-    run_.history.append(entry);
+    run().history.append(entry);
     applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
     emit decisionCountsChanged();
     emit reviewStateChanged();
     // The main review keeps its position.
-    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, run_.currentIndex, run_.currentIndex,
+    commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, run().currentIndex, run().currentIndex,
                    shouldPresentCompletion);
 }
 
-void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry,
+void ReviewStage::commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry,
                                        const QString& failurePrefix, int nextIndex, int previousIndex,
                                        bool shouldPresentCompletion)
 {
-    if (!services_.sessionStore || !session_) {
+    if (!journal_.isOpen()) {
         finishDecisionCommit(nextIndex, previousIndex, shouldPresentCompletion);
         emit decisionCommitted(entry.groupID);
         return;
     }
     setCommitting(true);
     const quint64 generation = core_.generation();
-    const QList<FileUrl> urls = run_.reviewGroups[groupIndex].memberURLs;
+    const QList<FileUrl> urls = run().reviewGroups[groupIndex].memberURLs;
     auto rollback = [this, generation, groupIndex, entry, failurePrefix](const QString& reason) {
         if (generation != core_.generation())
             return;
@@ -138,9 +178,9 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
         applyDecisionToGroup(groupIndex, entry.previous);
         recalculateCounts();
         setCommitting(false);
-        setAlert(failurePrefix + reason);
+        core_.raiseAlert(failurePrefix + reason);
     };
-    persistEvent(SessionEventKind::decision, urls, decision, std::nullopt, nextIndex)
+    journal_.append(SessionEventKind::decision, urls, decision, std::nullopt, nextIndex)
         .then(this,
               [this, generation, nextIndex, previousIndex, shouldPresentCompletion, groupID = entry.groupID](qint64) {
                   if (generation != core_.generation())
@@ -152,48 +192,52 @@ void KestravaViewModel::commitDecision(qsizetype groupIndex, PhotoDecision decis
         .onFailed(this, [rollback] { rollback(unknownFailureText()); });
 }
 
-void KestravaViewModel::finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion)
+void ReviewStage::finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion)
 {
     if (nextIndex != previousIndex) {
         setCurrentIndex(nextIndex);
         // The next picture must be on screen before the next decision is accepted.
-        setPreviewReadyFlag(false);
+        withdrawPreview();
     }
     setCommitting(false);
     if (shouldPresentCompletion && undecidedGroupCount() < 1)
-        scheduleReviewCompletion();
+        reviewCompletionTimer_.start();
 }
 
-void KestravaViewModel::undoLastDecision()
+void ReviewStage::undoLastDecision()
 {
-    if (run_.isCommittingDecision)
+    if (run().isCommittingDecision)
         return;
     // Taking back the last decision also withdraws the pending move to the confirmation
     // screen and any request to open the audit list.
-    cancelReviewCompletion();
+    reviewCompletionTimer_.stop();
     setShowReviewCompletion(false);
-    audit_.withdrawRequest();
+    flow_.audit()->withdrawRequest();
 
-    if (run_.history.isEmpty()) {
+    if (run().history.isEmpty()) {
         previousPhoto();
         return;
     }
-    const HistoryEntry entry = run_.history.takeLast();
-    const qsizetype groupIndex = run_.index.groupIndex(entry.groupID);
+    if (run().history.last().batch != 0) {
+        undoBatch();
+        return;
+    }
+    const HistoryEntry entry = run().history.takeLast();
+    const qsizetype groupIndex = run().index.groupIndex(entry.groupID);
     if (groupIndex < 0)
         return;
 
     QList<std::pair<FileUrl, std::optional<PhotoDecision>>> undone;
     for (const auto& [url, previous] : entry.previous) {
-        const qsizetype i = run_.index.photoIndex(url);
-        undone.append({url, i >= 0 ? run_.photos[i].decision : std::nullopt});
+        const qsizetype i = run().index.photoIndex(url);
+        undone.append({url, i >= 0 ? run().photos[i].decision : std::nullopt});
     }
     applyDecisionToGroup(groupIndex, entry.previous);
     recalculateCounts();
     setCurrentIndex(int(groupIndex));
-    setPreviewReadyFlag(false);
+    withdrawPreview();
 
-    if (!services_.sessionStore || !session_) {
+    if (!journal_.isOpen()) {
         emit decisionCommitted(entry.groupID);
         return;
     }
@@ -214,9 +258,9 @@ void KestravaViewModel::undoLastDecision()
         applyDecisionToGroup(groupIndex, undone);
         recalculateCounts();
         setCommitting(false);
-        setAlert(reason);
+        core_.raiseAlert(reason);
     };
-    persistEvent(SessionEventKind::decision, urls, restored, std::nullopt, int(groupIndex))
+    journal_.append(SessionEventKind::decision, urls, restored, std::nullopt, int(groupIndex))
         .then(this,
               [this, generation, groupID = entry.groupID](qint64) {
                   if (generation != core_.generation())
@@ -228,126 +272,131 @@ void KestravaViewModel::undoLastDecision()
         .onFailed(this, [rollback] { rollback(unknownFailureText()); });
 }
 
-void KestravaViewModel::previousPhoto()
+void ReviewStage::previousPhoto()
 {
-    if (run_.currentIndex < 1 || run_.isCommittingDecision)
+    if (run().currentIndex < 1 || run().isCommittingDecision)
         return;
-    setCurrentIndex(run_.currentIndex - 1);
-    setPreviewReadyFlag(false);
-    saveSessionSnapshot();
+    setCurrentIndex(run().currentIndex - 1);
+    withdrawPreview();
+    flow_.saveSessionSnapshot();
 }
 
-void KestravaViewModel::setPreviewReady(bool ready, const QString& url)
+void ReviewStage::setPreviewReady(bool ready, const QString& url)
 {
     if (!ready) {
-        setPreviewReadyFlag(false);
+        withdrawPreview();
         return;
     }
     // A late callback for a group that is no longer current must not unlock decisions.
     if (!previewCandidates().contains(url))
         return;
-    run_.previewReadyURL = url;
-    setFlag(run_.isPreviewReady, true, &KestravaViewModel::isPreviewReadyChanged);
+    run().previewReadyURL = url;
+    setFlag(run().isPreviewReady, true, &ReviewStage::isPreviewReadyChanged);
 }
 
 // ---- Feedback ------------------------------------------------------------------------------
 
-void KestravaViewModel::cancelFeedbackTask()
+void ReviewStage::showFeedback(const ReviewGroup& group, PhotoDecision decision)
 {
     feedbackTimer_.stop();
     feedbackStage_ = 0;
-}
-
-void KestravaViewModel::showFeedback(const ReviewGroup& group, PhotoDecision decision)
-{
-    cancelFeedbackTask();
     QList<PhotoFormatGroup> formats;
     for (const FileUrl& member : group.memberURLs)
         formats.append(formatGroupForFileName(member.fileName()));
     const QString scope = Wording::decisionScopeTitle(formats);
-    run_.decisionFeedback = DecisionFeedback{QUuid::createUuid(), decision, scope, int(group.memberURLs.size())};
-    setFlag(run_.feedbackIsExiting, false, &KestravaViewModel::feedbackIsExitingChanged);
+    run().decisionFeedback = DecisionFeedback{QUuid::createUuid(), decision, scope, int(group.memberURLs.size())};
+    setFlag(run().feedbackIsExiting, false, &ReviewStage::feedbackIsExitingChanged);
     emit decisionFeedbackChanged();
 
     accessibilityAnnouncement_ =
         FeedbackText::announcement(decision, scope, group.memberURLs.size(), undecidedGroupCount() == 0);
     emit accessibilityAnnouncementChanged();
 
-    feedbackTimer_.start(services_.timings.feedbackHold);
+    feedbackTimer_.start(core_.services.timings.feedbackHold);
 }
 
-void KestravaViewModel::advanceFeedback()
+void ReviewStage::advanceFeedback()
 {
     // Hold, then two exit steps of equal length (the screen animates each), then removal.
     switch (feedbackStage_) {
     case 0:
     case 1:
         ++feedbackStage_;
-        run_.feedbackIsExiting = true;
+        run().feedbackIsExiting = true;
         emit feedbackIsExitingChanged();
-        feedbackTimer_.start(services_.timings.feedbackExitStep);
+        feedbackTimer_.start(core_.services.timings.feedbackExitStep);
         return;
     default:
         feedbackStage_ = 0;
-        run_.decisionFeedback.reset();
+        run().decisionFeedback.reset();
         emit decisionFeedbackChanged();
-        setFlag(run_.feedbackIsExiting, false, &KestravaViewModel::feedbackIsExitingChanged);
+        setFlag(run().feedbackIsExiting, false, &ReviewStage::feedbackIsExitingChanged);
         return;
     }
 }
 
 // ---- Completion ------------------------------------------------------------------------------
 
-void KestravaViewModel::scheduleReviewCompletion()
-{
-    reviewCompletionTimer_.start();
-}
-
-void KestravaViewModel::cancelReviewCompletion()
-{
-    reviewCompletionTimer_.stop();
-}
-
-void KestravaViewModel::beginCompletionFlow()
+void ReviewStage::beginCompletionFlow()
 {
     if (const int open = undecidedGroupCount(); open > 0) {
-        setAlert(QStringLiteral("Bitte entscheide zuerst alle ") + QString::number(open)
+        core_.raiseAlert(QStringLiteral("Bitte entscheide zuerst alle ") + QString::number(open)
                  + QStringLiteral(" offenen Motive."));
         return;
     }
-    if (!run_.destinationFolder) {
-        setAlert(QStringLiteral("Der Ergebnisordner ist noch nicht festgelegt."));
+    if (!run().destinationFolder) {
+        core_.raiseAlert(QStringLiteral("Der Ergebnisordner ist noch nicht festgelegt."));
         return;
     }
-    if (run_.pendingDecisionGroupID || run_.isCommittingDecision)
+    if (run().pendingDecisionGroupID || run().isCommittingDecision)
         return;
-    setDestructiveConfirmationAccepted(false);
+    flow_.setDestructiveConfirmationAccepted(false);
     setShowReviewCompletion(false);
-    audit_.withdraw();
-    setTrashCommitConfirmationAccepted(false);
-    setRoute(AppRoute::confirmation);
-    execution_.refreshStorageEstimate();
-    saveSessionSnapshot(SortSessionStatus::ready);
+    flow_.audit()->withdraw();
+    flow_.setTrashCommitConfirmationAccepted(false);
+    core_.setRoute(AppRoute::confirmation);
+    flow_.execution()->refreshStorageEstimate();
+    flow_.saveSessionSnapshot(SortSessionStatus::ready);
 }
 
-void KestravaViewModel::returnToReview()
+void ReviewStage::returnToReview()
 {
-    if (route() != AppRoute::confirmation)
+    if (core_.route() != AppRoute::confirmation)
         return;
-    setPreviewReadyFlag(false);
-    setRoute(AppRoute::reviewing);
+    withdrawPreview();
+    core_.setRoute(AppRoute::reviewing);
 }
 
-void KestravaViewModel::showGroupInMainReview(const QString& groupID)
+void ReviewStage::showGroupInMainReview(const QString& groupID)
 {
-    const qsizetype groupIndex = run_.index.groupIndex(groupID);
-    if (groupIndex < 0 || run_.isCommittingDecision)
+    const qsizetype groupIndex = run().index.groupIndex(groupID);
+    if (groupIndex < 0 || run().isCommittingDecision)
         return;
-    if (groupIndex != run_.currentIndex) {
+    if (groupIndex != run().currentIndex) {
         setCurrentIndex(int(groupIndex));
-        setPreviewReadyFlag(false);
+        withdrawPreview();
     }
-    setRoute(AppRoute::reviewing);
+    core_.setRoute(AppRoute::reviewing);
+}
+
+// ---- Keyboard ----------------------------------------------------------------------------
+
+void ReviewStage::installArrowKeyMonitor()
+{
+    if (keyMonitor_ || !QCoreApplication::instance())
+        return;
+    keyMonitor_ = new ReviewKeyFilter(this, flow_.series());
+    QCoreApplication::instance()->installEventFilter(keyMonitor_);
+}
+
+void ReviewStage::removeArrowKeyMonitor()
+{
+    if (!keyMonitor_)
+        return;
+    if (QCoreApplication::instance())
+        QCoreApplication::instance()->removeEventFilter(keyMonitor_);
+    delete keyMonitor_.data();
+    keyMonitor_.clear();
 }
 
 } // namespace kestrava
