@@ -61,8 +61,7 @@ Rectangle {
         SecondaryButton {
             objectName: "seriesButton"
             visible: ViewModel.series.positionText.length > 0
-            Layout.maximumWidth: implicitWidth
-            Layout.fillWidth: true
+            Layout.minimumWidth: 160
             focusPolicy: Qt.NoFocus
             text: "Serie entscheiden"
             enabled: !ViewModel.review.isCommittingDecision

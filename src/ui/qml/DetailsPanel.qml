@@ -64,10 +64,10 @@ Rectangle {
                 Text {
                     Layout.fillWidth: true
                     text: ViewModel.series.scoreText
-                          + (ViewModel.series.sharpestText.length > 0 ? "  ·  " + ViewModel.series.sharpestText : "")
+                          + (ViewModel.series.sharpestText.length > 0 ? " · " + ViewModel.series.sharpestText : "")
                     color: DesignSystem.textPrimary
                     font.pixelSize: DesignSystem.fontBody
-                    elide: Text.ElideRight
+                    wrapMode: Text.WordWrap
                 }
             }
             Item { Layout.fillHeight: true }
