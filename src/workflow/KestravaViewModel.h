@@ -25,6 +25,7 @@
 #include "RunState.h"
 #include "SessionStage.h"
 #include "SeriesStage.h"
+#include "CompareStage.h"
 #include "SetupStage.h"
 #include "TrashStage.h"
 #include "WorkflowCore.h"
@@ -62,6 +63,7 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(kestrava::ExecutionStage* execution READ execution CONSTANT)
     Q_PROPERTY(kestrava::TrashStage* trash READ trash CONSTANT)
     Q_PROPERTY(kestrava::SeriesStage* series READ series CONSTANT)
+    Q_PROPERTY(kestrava::CompareStage* compare READ compare CONSTANT)
 
     // Published state, in the order of the workflow's state table.
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
@@ -114,6 +116,7 @@ public:
     const TrashStage* trash() const { return &trash_; }
     SeriesStage* series() { return &series_; }
     const SeriesStage* series() const { return &series_; }
+    CompareStage* compare() { return &compare_; }
     AppRoute route() const { return core_.route(); }
     QString routeName() const { return rawValue(core_.route()); }
     int routeNumber() const { return int(core_.route()); }
@@ -278,6 +281,7 @@ private:
     SessionStage sessionStage_{core_, *this};
     SetupStage setup_{core_, this};
     SeriesStage series_{*this, this};
+    CompareStage compare_{*this, this};
 
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;
