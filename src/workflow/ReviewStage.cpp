@@ -385,7 +385,7 @@ void ReviewStage::installArrowKeyMonitor()
 {
     if (keyMonitor_ || !QCoreApplication::instance())
         return;
-    keyMonitor_ = new ReviewKeyFilter(this, flow_.series());
+    keyMonitor_ = new ReviewKeyFilter(this, flow_.series(), flow_.compare());
     QCoreApplication::instance()->installEventFilter(keyMonitor_);
 }
 

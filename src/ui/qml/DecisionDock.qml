@@ -36,7 +36,7 @@ Rectangle {
             decision: "keep"; keyHint: "↑"
             selected: dock.current === "keep"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify("keep")
+            onClicked: ViewModel.compare.active ? ViewModel.compare.decide("keep") : ViewModel.review.classify("keep")
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -46,7 +46,7 @@ Rectangle {
             decision: "maybe"; keyHint: "→"
             selected: dock.current === "maybe"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify("maybe")
+            onClicked: ViewModel.compare.active ? ViewModel.compare.decide("maybe") : ViewModel.review.classify("maybe")
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -56,7 +56,7 @@ Rectangle {
             decision: "delete"; keyHint: "↓"
             selected: dock.current === "delete"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify("delete")
+            onClicked: ViewModel.compare.active ? ViewModel.compare.decide("delete") : ViewModel.review.classify("delete")
         }
         SecondaryButton {
             objectName: "seriesButton"
