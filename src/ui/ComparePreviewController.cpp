@@ -2,6 +2,10 @@
 
 #include "workflow/KestravaViewModel.h"
 
+#include <QPointer>
+
+#include <memory>
+
 namespace kestrava {
 
 ComparePreviewController::ComparePreviewController(QObject* parent)
@@ -22,13 +26,13 @@ void ComparePreviewController::setViewModelObject(QObject* object)
     sync();
 }
 
-void ComparePreviewController::show(PhotoPreviewLoader& loader, const QString& path)
+void ComparePreviewController::show(PhotoPreviewLoader& loader, const QString& path, PhotoPreviewLoader::ReadyCallback onReady)
 {
     const std::optional<FileUrl> shown = loader.requestedURL();
     if (path.isEmpty())
         loader.clear();
     else if (!shown || shown->path() != path)
-        loader.load(FileUrl::fromLocalPath(path));
+        loader.load(FileUrl::fromLocalPath(path), std::move(onReady));
 }
 
 void ComparePreviewController::sync()
@@ -40,7 +44,14 @@ void ComparePreviewController::sync()
         return;
     }
     show(*reference_, compare->referencePath());
-    show(*candidate_, compare->candidatePath());
+    // A failed picture counts as shown, as in the single view: the frame must stay decidable.
+    QPointer<CompareStage> stage = viewModel_->compare();
+    // The loader's first report only says "not yet"; the second is the picture or the failure.
+    auto reports = std::make_shared<int>(0);
+    show(*candidate_, compare->candidatePath(), [stage, reports](const FileUrl& url, bool) {
+        if (++*reports > 1 && stage)
+            stage->setCandidateShown(url.path());
+    });
     const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();
     QList<FileUrl> next;
     for (int index : compare->nextCandidates(compare->candidateIndex(), prefetchCandidates))

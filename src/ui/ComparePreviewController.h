@@ -38,7 +38,7 @@ signals:
 
 private:
     void sync();
-    static void show(PhotoPreviewLoader& loader, const QString& path);
+    static void show(PhotoPreviewLoader& loader, const QString& path, PhotoPreviewLoader::ReadyCallback onReady = {});
 
     ViewModelLink viewModel_;
     PhotoPreviewLoader* reference_;

@@ -14,6 +14,11 @@ CompareStage::CompareStage(KestravaViewModel& viewModel, QObject* parent) : QObj
     });
 }
 
+void CompareStage::setCandidateShown(const QString& previewPath)
+{
+    shownPath_ = previewPath;
+}
+
 QString CompareStage::previewPath(int index) const
 {
     const QList<ReviewGroup> groups = viewModel_.review()->effectiveReviewGroups();
@@ -73,7 +78,7 @@ bool CompareStage::decide(const QString& decision)
 bool CompareStage::decide(PhotoDecision decision)
 {
     ReviewStage& review = *viewModel_.review();
-    if (!active_ || review.isCommittingDecision())
+    if (!active_ || review.isCommittingDecision() || !candidateShown())
         return false;
     const QList<ReviewGroup> groups = review.effectiveReviewGroups();
     if (candidate_ < 0 || candidate_ >= groups.size())

@@ -41,7 +41,12 @@ public:
     // Says so in the alert and stays closed when no open group follows.
     Q_INVOKABLE bool open();
     Q_INVOKABLE void close();
-    // Decides the candidate, then shows the next open group after it; closes when none is left.
+    // The screen reports the candidate's picture (or the failure of every try) on screen; a
+    // decision waits for it, as in the single view.
+    void setCandidateShown(const QString& previewPath);
+    bool candidateShown() const { return !candidatePath().isEmpty() && shownPath_ == candidatePath(); }
+    // Decides the candidate once it is on screen, then shows the next open group after it;
+    // closes when none is left.
     Q_INVOKABLE bool decide(const QString& decision);
     bool decide(PhotoDecision decision);
     // The candidate becomes the reference; the next open group after it the candidate.
@@ -61,6 +66,7 @@ private:
     bool active_ = false;
     int reference_ = -1;
     int candidate_ = -1;
+    QString shownPath_;
 };
 
 } // namespace kestrava

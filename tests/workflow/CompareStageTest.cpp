@@ -16,6 +16,8 @@ struct Comparing : ::testing::Test {
         rig.startReview();
     }
     CompareStage& compare() { return *rig.vm().compare(); }
+    // What the screen reports once the candidate's picture is visible.
+    void showCandidate() { compare().setCandidateShown(compare().candidatePath()); }
     ReviewStage& review() { return *rig.vm().review(); }
     std::optional<PhotoDecision> decisionOf(int group) { return review().decision(rig.vm().reviewGroups()[group]); }
 
@@ -41,6 +43,10 @@ TEST_F(Comparing, decisionsGoToTheCandidateWhichSkipsDecidedGroups)
     EXPECT_EQ(compare().candidateIndex(), 2);
     EXPECT_EQ(compare().nextCandidates(compare().candidateIndex(), 2), QList<int>({3, 4}));
 
+    // Nothing is decided on a frame the user has not seen yet.
+    EXPECT_FALSE(compare().decide(PhotoDecision::del));
+    EXPECT_FALSE(decisionOf(2));
+    showCandidate();
     ASSERT_TRUE(compare().decide(PhotoDecision::del));
     rig.settle();
     EXPECT_EQ(decisionOf(2), PhotoDecision::del);
@@ -81,6 +87,7 @@ TEST_F(Comparing, closesWhenNoOpenGroupIsLeft)
     review().showGroupInMainReview(rig.vm().reviewGroups()[3].id);
     ASSERT_TRUE(compare().open());
     EXPECT_EQ(compare().candidateIndex(), 5);
+    showCandidate();
     ASSERT_TRUE(compare().decide(PhotoDecision::maybe));
     EXPECT_FALSE(compare().active()); // the last open frame decided: back to the single view
 }
