@@ -1,5 +1,6 @@
 #include "ComparePreviewController.h"
 
+#include "preview/FocusPipeline.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <QPointer>
@@ -14,14 +15,41 @@ ComparePreviewController::ComparePreviewController(QObject* parent)
 {
     connect(reference_, &PhotoPreviewLoader::imageChanged, this, &ComparePreviewController::imagesChanged);
     connect(candidate_, &PhotoPreviewLoader::imageChanged, this, &ComparePreviewController::imagesChanged);
+    connect(this, &ComparePreviewController::imagesChanged, this, &ComparePreviewController::updatePeaking);
+}
+
+void ComparePreviewController::updatePeaking()
+{
+    // An overlay belongs to one picture: cleared first, measured anew for the pictures shown.
+    peaking_[0] = peaking_[1] = QImage();
+    emit peakingChanged();
+    if (!viewModel_ || !viewModel_->series()->peaking())
+        return;
+    PhotoPreviewLoader* loaders[2] = {reference_, candidate_};
+    for (int pane = 0; pane < 2; ++pane) {
+        const QImage shown = loaders[pane]->image();
+        const std::optional<FileUrl> url = loaders[pane]->requestedURL();
+        if (shown.isNull() || !url)
+            continue;
+        const qint64 key = shown.cacheKey();
+        PhotoPreviewLoader* loader = loaders[pane];
+        FocusPipeline::shared().peaking(shown, *url, loader->targetPixelSize()).then(this, [this, pane, key, loader](const QImage& overlay) {
+            if (loader->image().cacheKey() != key || !viewModel_ || !viewModel_->series()->peaking())
+                return;
+            peaking_[pane] = overlay;
+            emit peakingChanged();
+        });
+    }
 }
 
 void ComparePreviewController::setViewModelObject(QObject* object)
 {
     if (!viewModel_.reset(qobject_cast<KestravaViewModel*>(object)))
         return;
-    if (viewModel_)
+    if (viewModel_) {
         viewModel_.follow(viewModel_->compare(), &CompareStage::changed, this, &ComparePreviewController::sync);
+        viewModel_.follow(viewModel_->series(), &SeriesStage::peakingChanged, this, &ComparePreviewController::updatePeaking);
+    }
     emit viewModelChanged();
     sync();
 }

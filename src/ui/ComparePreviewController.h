@@ -20,6 +20,9 @@ class ComparePreviewController : public QObject {
     Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
     Q_PROPERTY(QImage referenceImage READ referenceImage NOTIFY imagesChanged)
     Q_PROPERTY(QImage candidateImage READ candidateImage NOTIFY imagesChanged)
+    // Focus-peaking overlays of the two pictures while the series stage has peaking on.
+    Q_PROPERTY(QImage referencePeaking READ referencePeaking NOTIFY peakingChanged)
+    Q_PROPERTY(QImage candidatePeaking READ candidatePeaking NOTIFY peakingChanged)
 
 public:
     // Open groups after the candidate whose previews are prepared in advance.
@@ -31,18 +34,23 @@ public:
     void setViewModelObject(QObject* viewModel);
     QImage referenceImage() const { return reference_->image(); }
     QImage candidateImage() const { return candidate_->image(); }
+    QImage referencePeaking() const { return peaking_[0]; }
+    QImage candidatePeaking() const { return peaking_[1]; }
 
 signals:
     void viewModelChanged();
     void imagesChanged();
+    void peakingChanged();
 
 private:
     void sync();
+    void updatePeaking();
     static void show(PhotoPreviewLoader& loader, const QString& path, PhotoPreviewLoader::ReadyCallback onReady = {});
 
     ViewModelLink viewModel_;
     PhotoPreviewLoader* reference_;
     PhotoPreviewLoader* candidate_;
+    QImage peaking_[2];
 };
 
 } // namespace kestrava

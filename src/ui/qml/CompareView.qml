@@ -28,6 +28,7 @@ Rectangle {
                     anchors.fill: parent
                     anchors.margins: zoomed ? 0 : DesignSystem.spacingM
                     image: index === 0 ? pictures.referenceImage : pictures.candidateImage
+                    overlay: index === 0 ? pictures.referencePeaking : pictures.candidatePeaking
                     Component.onCompleted: if (index === 0) view.leftPane = pane; else view.rightPane = pane
                 }
                 Rectangle {
