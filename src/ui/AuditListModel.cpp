@@ -43,6 +43,8 @@ QVariant AuditListModel::data(const QModelIndex& index, int role) const
     case DecisionRole: return row.decision ? rawValue(*row.decision) : QString();
     case ThumbnailUrlRole: return row.thumbnailUrl;
     case IsSavingRole: return !savingGroupId_.isEmpty() && row.groupId == savingGroupId_;
+    case SeriesTextRole: return viewModel_ ? viewModel_->series()->positionTextFor(visible_[index.row()]) : QString();
+    case IsSharpestRole: return viewModel_ && viewModel_->series()->isSharpest(visible_[index.row()]);
     default: return {};
     }
 }
@@ -51,7 +53,8 @@ QHash<int, QByteArray> AuditListModel::roleNames() const
 {
     return {{GroupIdRole, "groupId"},           {FileNameRole, "fileName"},   {FormatTextRole, "formatText"},
             {FileCountTextRole, "fileCountText"}, {SizeTextRole, "sizeText"}, {DecisionRole, "decision"},
-            {ThumbnailUrlRole, "thumbnailUrl"},   {IsSavingRole, "isSaving"}};
+            {ThumbnailUrlRole, "thumbnailUrl"},   {IsSavingRole, "isSaving"},
+            {SeriesTextRole, "seriesText"},       {IsSharpestRole, "isSharpest"}};
 }
 
 QObject* AuditListModel::viewModelObject() const
@@ -75,6 +78,10 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
                           &AuditListModel::controlsDisabledChanged);
         viewModel_.follow(viewModel->sessionStage(), &SessionStage::lastSavedAtChanged, this,
                           &AuditListModel::saveStateTextChanged);
+        viewModel_.follow(viewModel->series(), &SeriesStage::changed, this, [this] {
+            if (!visible_.isEmpty())
+                emit dataChanged(index(0), index(int(visible_.size()) - 1), {SeriesTextRole, IsSharpestRole});
+        });
     }
     beginResetModel();
     all_.clear();

@@ -45,6 +45,9 @@ public:
         DecisionRole,
         ThumbnailUrlRole,
         IsSavingRole,
+        // "Serie 2 von 7", empty outside a series; whether the row is its series' sharpest.
+        SeriesTextRole,
+        IsSharpestRole,
     };
     Q_ENUM(Role)
 

@@ -39,6 +39,8 @@ void DecisionTimelineItem::setViewModelObject(QObject* object)
         return;
     viewModel_.follow(viewModel_.review(), &ReviewStage::reviewStateChanged, this, &DecisionTimelineItem::reload);
     viewModel_.follow(viewModel_.review(), &ReviewStage::currentIndexChanged, this, &DecisionTimelineItem::reload);
+    if (viewModel_)
+        viewModel_.follow(viewModel_->series(), &SeriesStage::changed, this, &DecisionTimelineItem::reload);
     emit viewModelChanged();
     reload();
 }
@@ -48,6 +50,36 @@ void DecisionTimelineItem::reload()
     if (!viewModel_)
         return;
     setDecisions(viewModel_->review()->decisionTimeline(), viewModel_->review()->currentIndex());
+    setSeries(viewModel_->series()->series());
+}
+
+void DecisionTimelineItem::setSeries(QList<Series> series)
+{
+    if (series == series_)
+        return;
+    series_ = std::move(series);
+    geometryDirty_ = true;
+    update();
+}
+
+QList<std::pair<double, double>> DecisionTimelineItem::seriesSpans(const QList<Series>& series, int count, double width)
+{
+    QList<std::pair<double, double>> spans;
+    if (count == 0 || width <= 0)
+        return spans;
+    const auto [start, end] = DecisionTimelineLayout::trackBounds(width);
+    const bool separated = (end - start) / count >= separatedSegmentWidth;
+    for (const Series& one : series) {
+        const int last = int(one.first + one.length - 1);
+        if (one.length <= 0 || one.first < 0 || last >= count)
+            continue;
+        const double lower = DecisionTimelineLayout::segmentBounds(int(one.first), count, width).first;
+        double upper = DecisionTimelineLayout::segmentBounds(last, count, width).second;
+        if (separated && last + 1 < count)
+            upper -= 1.0;
+        spans.append({lower, qMax(upper, lower + 1.0)});
+    }
+    return spans;
 }
 
 void DecisionTimelineItem::setDecisions(QList<std::optional<PhotoDecision>> decisions, int currentIndex)
@@ -162,12 +194,13 @@ QSGNode* DecisionTimelineItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData
     geometryDirty_ = false;
 
     const QList<Run> list = runs(decisions_, width());
-    while (root->childCount() > list.size()) {
+    const QList<std::pair<double, double>> spans = seriesSpans(series_, count(), width());
+    while (root->childCount() > list.size() + spans.size()) {
         QSGNode* child = root->lastChild();
         root->removeChildNode(child);
         delete child;
     }
-    while (root->childCount() < list.size())
+    while (root->childCount() < list.size() + spans.size())
         root->appendChildNode(window()->createRectangleNode());
     QSGNode* child = root->firstChild();
     for (const Run& run : list) {
@@ -177,6 +210,12 @@ QSGNode* DecisionTimelineItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData
                            : *run.decision == PhotoDecision::maybe ? maybeColor_ : deleteColor_;
         rect->setRect(QRectF(run.lower, 0, qMax(run.upper - run.lower, 0.5), height()));
         rect->setColor(color);
+        child = child->nextSibling();
+    }
+    for (const auto& [lower, upper] : spans) {
+        auto* rect = static_cast<QSGRectangleNode*>(child);
+        rect->setRect(QRectF(lower, height() + seriesBandOffset, upper - lower, seriesBand));
+        rect->setColor(seriesColor_);
         child = child->nextSibling();
     }
     return root;

@@ -28,6 +28,16 @@ void PreviewStageItem::setImage(const QImage& image)
     update();
 }
 
+void PreviewStageItem::setOverlay(const QImage& overlay)
+{
+    if (overlay.cacheKey() == overlay_.cacheKey() && overlay.isNull() == overlay_.isNull())
+        return;
+    overlay_ = overlay;
+    overlayDirty_ = true;
+    emit overlayChanged();
+    update();
+}
+
 double PreviewStageItem::pixelScale() const
 {
     return window() ? window()->effectiveDevicePixelRatio() : 1.0;
@@ -171,6 +181,7 @@ QSGNode* PreviewStageItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*)
         node = window()->createImageNode();
         node->setOwnsTexture(true);
         textureDirty_ = true;
+        overlayDirty_ = true;
     }
     if (textureDirty_) {
         node->setTexture(window()->createTextureFromImage(image_));
@@ -184,6 +195,29 @@ QSGNode* PreviewStageItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*)
     const QRectF source((target.x() - full.x()) / s, (target.y() - full.y()) / s, target.width() / s, target.height() / s);
     node->setRect(target);
     node->setSourceRect(source);
+
+    // The overlay is a child of the picture's node: drawn after it, with the same geometry.
+    auto* over = static_cast<QSGImageNode*>(node->firstChild());
+    if (overlay_.isNull() || overlay_.size() != image_.size()) {
+        if (over) {
+            node->removeChildNode(over);
+            delete over;
+        }
+        return node;
+    }
+    if (!over) {
+        over = window()->createImageNode();
+        over->setOwnsTexture(true);
+        node->appendChildNode(over);
+        overlayDirty_ = true;
+    }
+    if (overlayDirty_) {
+        over->setTexture(window()->createTextureFromImage(overlay_));
+        overlayDirty_ = false;
+    }
+    over->setFiltering(zoomed_ ? QSGTexture::Nearest : QSGTexture::Linear);
+    over->setRect(target);
+    over->setSourceRect(source);
     return node;
 }
 

@@ -17,6 +17,9 @@ class PreviewStageItem : public QQuickItem {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QImage image READ image WRITE setImage NOTIFY imageChanged)
+    // Drawn over the picture, pixel for pixel (focus peaking); shown only when it has the
+    // picture's size, so a late overlay of another picture never lands on this one.
+    Q_PROPERTY(QImage overlay READ overlay WRITE setOverlay NOTIFY overlayChanged)
     Q_PROPERTY(bool zoomed READ zoomed NOTIFY zoomChanged)
     // Logical pixels per preview pixel at the current zoom.
     Q_PROPERTY(double scale READ contentScale NOTIFY zoomChanged)
@@ -27,6 +30,8 @@ public:
 
     QImage image() const { return image_; }
     void setImage(const QImage& image);
+    QImage overlay() const { return overlay_; }
+    void setOverlay(const QImage& overlay);
     bool zoomed() const { return zoomed_; }
     double contentScale() const;
     QRectF imageRect() const;
@@ -44,6 +49,7 @@ public:
 
 signals:
     void imageChanged();
+    void overlayChanged();
     void zoomChanged();
     void geometryUpdated();
 
@@ -62,6 +68,8 @@ private:
 
     QImage image_;
     bool textureDirty_ = false;
+    QImage overlay_;
+    bool overlayDirty_ = false;
     bool zoomed_ = false;
     QPointF offset_; // top-left of the picture in item coordinates while zoomed
     QPointF lastPointer_{-1, -1};

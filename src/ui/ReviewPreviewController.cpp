@@ -1,6 +1,7 @@
 #include "ReviewPreviewController.h"
 
 #include "workflow/WindowWording.h"
+#include "preview/FocusPipeline.h"
 #include "workflow/KestravaViewModel.h"
 
 namespace kestrava {
@@ -11,8 +12,10 @@ ReviewPreviewController::ReviewPreviewController(QObject* parent)
 }
 
 ReviewPreviewController::ReviewPreviewController(PhotoPreviewLoader* loader, QObject* parent)
-    : QObject(parent), loader_(loader ? loader : new PhotoPreviewLoader(PreviewPipeline::shared(), this))
+    : QObject(parent), loader_(loader ? loader : new PhotoPreviewLoader(PreviewPipeline::shared(), this)),
+      sharedPipeline_(!loader)
 {
+    connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::updatePeaking);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::imageChanged);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::statusChanged);
     connect(loader_, &PhotoPreviewLoader::isLoadingChanged, this, &ReviewPreviewController::statusChanged);
@@ -37,6 +40,18 @@ void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
     viewModel_.follow(viewModel_.review(), &ReviewStage::reviewStateChanged, this, &ReviewPreviewController::sync);
     viewModel_.follow(viewModel_.review(), &ReviewStage::currentIndexChanged, this, &ReviewPreviewController::sync);
     viewModel_.follow(viewModel_.review(), &ReviewStage::isPreviewReadyChanged, this, &ReviewPreviewController::onPreviewReadyChanged);
+    if (viewModel_) {
+        viewModel_.follow(viewModel_->series(), &SeriesStage::peakingChanged, this, &ReviewPreviewController::updatePeaking);
+        if (sharedPipeline_ && !viewModel_->series()->hasScorer()) {
+            // Measured at the size the screen shows, so each measure finds its preview cached.
+            const int size = loader_->targetPixelSize();
+            viewModel_->series()->setScorer([size](const FileUrl& file) {
+                return FocusPipeline::shared().focus(file, size).then([](const FocusResult& map) {
+                    return map ? std::optional(map->score) : std::nullopt;
+                });
+            });
+        }
+    }
     emit viewModelChanged();
     sync();
 }
@@ -114,6 +129,30 @@ void ReviewPreviewController::onPreviewReadyChanged()
 bool ReviewPreviewController::showsFinalState() const
 {
     return hasImage() || (loader_->didFail() && candidateIndex_ + 1 >= candidates_.size());
+}
+
+void ReviewPreviewController::updatePeaking()
+{
+    // An overlay belongs to one picture: it never outlives it, even for the frame until the
+    // next one is measured.
+    setPeakingImage({});
+    const QImage shown = loader_->image();
+    const std::optional<FileUrl> url = loader_->requestedURL();
+    if (!viewModel_ || !viewModel_->series()->peaking() || shown.isNull() || !url)
+        return;
+    const qint64 key = shown.cacheKey();
+    FocusPipeline::shared().peaking(shown, *url, loader_->targetPixelSize()).then(this, [this, key](const QImage& overlay) {
+        if (loader_->image().cacheKey() == key && viewModel_ && viewModel_->series()->peaking())
+            setPeakingImage(overlay);
+    });
+}
+
+void ReviewPreviewController::setPeakingImage(const QImage& image)
+{
+    if (image.isNull() && peakingImage_.isNull())
+        return;
+    peakingImage_ = image;
+    emit peakingImageChanged();
 }
 
 void ReviewPreviewController::onDidFailChanged()

@@ -5,6 +5,8 @@
 // picture, reports readiness to the view model (decisions wait for a visible picture, or for
 // every file of the group to have failed) and
 // prefetches the next four groups. Inactive (outside review) it forgets everything.
+// On the shared pipeline it also gives the view model's series stage its scorer (the focus
+// measure of the very previews shown here) and draws focus peaking over the shown picture.
 
 #include "ViewModelLink.h"
 
@@ -33,6 +35,8 @@ class ReviewPreviewController : public QObject {
     Q_PROPERTY(bool didFail READ didFail NOTIFY statusChanged)
     Q_PROPERTY(QString statusText READ statusText NOTIFY statusChanged)
     Q_PROPERTY(QString shownPath READ shownPath NOTIFY statusChanged)
+    // The focus-peaking overlay of `image` while the series stage has peaking on; else null.
+    Q_PROPERTY(QImage peakingImage READ peakingImage NOTIFY peakingImageChanged)
 
 public:
     // Groups after the current one whose preview is prepared in advance.
@@ -54,12 +58,14 @@ public:
     QString statusText() const;
     QString shownPath() const;
     PhotoPreviewLoader& loader() { return *loader_; }
+    QImage peakingImage() const { return peakingImage_; }
 
 signals:
     void viewModelChanged();
     void activeChanged();
     void imageChanged();
     void statusChanged();
+    void peakingImageChanged();
 
 private:
     void sync();
@@ -68,6 +74,8 @@ private:
     void onPreviewReadyChanged();
     // A picture, or the failure of every candidate: nothing more will arrive for this group.
     bool showsFinalState() const;
+    void updatePeaking();
+    void setPeakingImage(const QImage& image);
 
     PhotoPreviewLoader* loader_;
     ViewModelLink viewModel_;
@@ -75,6 +83,9 @@ private:
     QString groupKey_;
     QStringList candidates_;
     int candidateIndex_ = 0;
+    // On the shared pipeline: the series stage is scored from the same previews and caches.
+    bool sharedPipeline_ = false;
+    QImage peakingImage_;
 };
 
 } // namespace kestrava

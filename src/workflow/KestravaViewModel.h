@@ -23,6 +23,8 @@
 #include "LoadingStage.h"
 #include "ReviewStage.h"
 #include "SessionStage.h"
+#include "SeriesStage.h"
+#include "CompareStage.h"
 #include "SetupStage.h"
 #include "TrashStage.h"
 #include "WorkflowCore.h"
@@ -43,6 +45,8 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(kestrava::SetupStage* setup READ setup CONSTANT)
     Q_PROPERTY(kestrava::ExecutionStage* execution READ execution CONSTANT)
     Q_PROPERTY(kestrava::TrashStage* trash READ trash CONSTANT)
+    Q_PROPERTY(kestrava::SeriesStage* series READ series CONSTANT)
+    Q_PROPERTY(kestrava::CompareStage* compare READ compare CONSTANT)
     // The route's number; QML names it with the AppRoute enum of the Kestrava module.
     Q_PROPERTY(int route READ routeNumber NOTIFY routeChanged)
     Q_PROPERTY(QString alertMessage READ alertText NOTIFY alertMessageChanged)
@@ -75,6 +79,10 @@ public:
     const ExecutionStage* execution() const { return &execution_; }
     TrashStage* trash() { return &trash_; }
     const TrashStage* trash() const { return &trash_; }
+    SeriesStage* series() { return &series_; }
+    const SeriesStage* series() const { return &series_; }
+    CompareStage* compare() { return &compare_; }
+    const CompareStage* compare() const { return &compare_; }
 
     AppRoute route() const { return core_.route(); }
     int routeNumber() const { return int(core_.route()); }
@@ -165,6 +173,8 @@ private:
     TrashStage trash_{core_, *this, execution_, session_};
     SessionStage sessionStage_{core_, *this};
     SetupStage setup_{core_, this};
+    SeriesStage series_{*this, this};
+    CompareStage compare_{*this, this};
 
     std::optional<FileUrl> sourceFolder_;
     std::optional<FileUrl> destinationBaseFolder_;

@@ -53,6 +53,9 @@ private:
 struct HistoryEntry {
     QString groupID;
     QList<std::pair<FileUrl, std::optional<PhotoDecision>>> previous;
+    // Non-zero for the entries of one action over several groups (a whole series): one undo
+    // takes all consecutive entries of the same batch back.
+    quint64 batch = 0;
 
     friend bool operator==(const HistoryEntry&, const HistoryEntry&) = default;
 };

@@ -1,4 +1,6 @@
 #include "ReviewKeyFilter.h"
+#include "SeriesStage.h"
+#include "CompareStage.h"
 #include "ReviewStage.h"
 
 #include <QGuiApplication>
@@ -8,7 +10,10 @@
 
 namespace kestrava {
 
-ReviewKeyFilter::ReviewKeyFilter(ReviewStage* review) : QObject(review), review_(review) {}
+ReviewKeyFilter::ReviewKeyFilter(ReviewStage* review, SeriesStage* series, CompareStage* compare)
+    : QObject(review), review_(review), series_(series), compare_(compare)
+{
+}
 
 std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEvent& event, bool acceptsShortcuts,
                                                                   bool focusAcceptsText)
@@ -28,6 +33,16 @@ std::optional<ReviewKeyFilter::Action> ReviewKeyFilter::actionFor(const QKeyEven
         return Action::del;
     case Qt::Key_Left:
         return Action::undo;
+    case Qt::Key_P:
+        return Action::togglePeaking;
+    case Qt::Key_S:
+        return Action::decideSeries;
+    case Qt::Key_C:
+        return Action::toggleCompare;
+    case Qt::Key_F:
+        return Action::takeAsReference;
+    case Qt::Key_Escape:
+        return Action::closeCompare;
     default:
         return std::nullopt;
     }
@@ -78,20 +93,48 @@ bool ReviewKeyFilter::eventFilter(QObject* watched, QEvent* event)
     const auto action = actionFor(key, true, focusAcceptsTextInput());
     if (!action)
         return false;
+    const bool comparing = compare_ && compare_->active();
+    // Esc belongs to dialogs and menus unless it closes the compare view.
+    if (*action == Action::closeCompare && !comparing)
+        return false;
     // Consumed even when the decision guards then ignore it: an arrow press during review
     // never reaches another control.
     switch (*action) {
     case Action::keep:
-        review->classify(PhotoDecision::keep);
-        break;
     case Action::maybe:
-        review->classify(PhotoDecision::maybe);
+    case Action::del: {
+        const PhotoDecision decision = *action == Action::keep ? PhotoDecision::keep
+                                     : *action == Action::maybe ? PhotoDecision::maybe : PhotoDecision::del;
+        // In the compare view a decision is the candidate's, never the group behind it.
+        if (comparing)
+            compare_->decide(decision);
+        else
+            review->classify(decision);
         break;
-    case Action::del:
-        review->classify(PhotoDecision::del);
-        break;
+    }
     case Action::undo:
         review->undoLastDecision();
+        break;
+    case Action::togglePeaking:
+        if (series_)
+            series_->togglePeaking();
+        break;
+    case Action::toggleCompare:
+        if (comparing)
+            compare_->close();
+        else if (compare_)
+            compare_->open();
+        break;
+    case Action::takeAsReference:
+        if (comparing)
+            compare_->takeCandidateAsReference();
+        break;
+    case Action::closeCompare:
+        compare_->close();
+        break;
+    case Action::decideSeries:
+        if (series_)
+            series_->decideSeries();
         break;
     }
     return true;

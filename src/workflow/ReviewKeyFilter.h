@@ -19,18 +19,23 @@ class QKeyEvent;
 namespace kestrava {
 
 class ReviewStage;
+class SeriesStage;
+class CompareStage;
 
 class ReviewKeyFilter : public QObject {
     Q_OBJECT
 public:
-    enum class Action { keep, maybe, del, undo };
+    enum class Action { keep, maybe, del, undo, togglePeaking, decideSeries, toggleCompare, takeAsReference, closeCompare };
 
     // Holds the review weakly and is its child, so it never outlives it.
-    explicit ReviewKeyFilter(ReviewStage* review);
+    // `series` (optional) takes the focus keys, `compare` (optional) C, F and Esc; while the
+    // compare view is open the decision keys decide its candidate.
+    explicit ReviewKeyFilter(ReviewStage* review, SeriesStage* series = nullptr, CompareStage* compare = nullptr);
 
     // The rule alone: no action while review does not take shortcuts, for a held-down key,
     // with Control, Alt or Meta down (Shift and the keypad flag do not block), while the focus
-    // accepts text input, and for any key but the four arrows.
+    // accepts text input, and for any key but the four arrows P (focus peaking), S (one decision
+    // for the whole series), C and F (compare view, candidate as reference) and Esc.
     static std::optional<Action> actionFor(const QKeyEvent& event, bool acceptsShortcuts, bool focusAcceptsText);
 
     // The audit list's keys for its selected row: 1 keeps, 2 marks maybe, 3 rejects, Return or
@@ -46,6 +51,8 @@ protected:
 
 private:
     QPointer<ReviewStage> review_;
+    QPointer<SeriesStage> series_;
+    QPointer<CompareStage> compare_;
 };
 
 } // namespace kestrava

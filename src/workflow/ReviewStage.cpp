@@ -205,6 +205,10 @@ void ReviewStage::undoLastDecision()
         previousPhoto();
         return;
     }
+    if (run().history.last().batch != 0) {
+        undoBatch();
+        return;
+    }
     const HistoryEntry entry = run().history.takeLast();
     const qsizetype groupIndex = run().index.groupIndex(entry.groupID);
     if (groupIndex < 0)
@@ -368,7 +372,7 @@ void ReviewStage::installArrowKeyMonitor()
 {
     if (keyMonitor_ || !QCoreApplication::instance())
         return;
-    keyMonitor_ = new ReviewKeyFilter(this);
+    keyMonitor_ = new ReviewKeyFilter(this, flow_.series(), flow_.compare());
     QCoreApplication::instance()->installEventFilter(keyMonitor_);
 }
 

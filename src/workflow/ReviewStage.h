@@ -97,6 +97,10 @@ public:
     }
     void reclassify(PhotoDecision decision, const QString& groupID);
     Q_INVOKABLE void undoLastDecision();
+    // One action over several groups (ReviewStageSeries.cpp): `keep` kept (when given) and
+    // `reject` rejected, every group only if still undecided; journaled per decision, taken
+    // back by one undo. Then the review stands at `nextIndex`. False when the guards refuse.
+    bool decideGroups(std::optional<qsizetype> keep, const QList<qsizetype>& reject, int nextIndex);
     Q_INVOKABLE void previousPhoto();
     Q_INVOKABLE void beginCompletionFlow();
     // Whether a preview of `url` is on screen; only one of the current group's files counts.
@@ -146,6 +150,8 @@ private:
     void showFeedback(const ReviewGroup& group, PhotoDecision decision);
     void advanceFeedback();
     void cancelTasks();
+    // ReviewStageSeries.cpp: takes back the batch at the end of the history.
+    void undoBatch();
 
     WorkflowCore& core_;
     KestravaViewModel& flow_;
@@ -155,6 +161,7 @@ private:
     QTimer feedbackTimer_;
     int feedbackStage_ = 0;
     QTimer reviewCompletionTimer_;
+    quint64 lastBatch_ = 0;
 };
 
 } // namespace kestrava

@@ -52,6 +52,22 @@ TEST(TimelineRuns, nothingToDrawWithoutGroupsOrWidth)
     EXPECT_TRUE(DecisionTimelineItem::runs(Decisions{PhotoDecision::keep}, 0).isEmpty());
 }
 
+TEST(TimelineSeries, bandsSpanTheirGroupsAndStayApart)
+{
+    // 85 points for 4 groups: series 0–1 and 2–3 side by side keep a hairline between them.
+    const auto wide = DecisionTimelineItem::seriesSpans({{0, 2}, {2, 2}}, 4, 100);
+    ASSERT_EQ(wide.size(), 2);
+    EXPECT_DOUBLE_EQ(wide[0].first, 7.5);
+    EXPECT_DOUBLE_EQ(wide[0].second, 7.5 + 2 * 21.25 - 1);
+    EXPECT_DOUBLE_EQ(wide[1].second, 92.5);
+    // With far more groups than pixels a burst of two still shows.
+    const auto thin = DecisionTimelineItem::seriesSpans({{10'000, 2}}, 20'000, 400);
+    ASSERT_EQ(thin.size(), 1);
+    EXPECT_GE(thin[0].second - thin[0].first, 1.0);
+    // A series left over from an earlier, longer list of groups is not drawn.
+    EXPECT_TRUE(DecisionTimelineItem::seriesSpans({{3, 2}}, 4, 100).isEmpty());
+}
+
 TEST(TimelineItem, thumbAndHitTestingFollowTheLayout)
 {
     DecisionTimelineItem item;

@@ -61,6 +61,11 @@ TEST(KeyRule, arrowsMapToDecisionsAndUndo)
     EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_Right), true, false), Action::maybe);
     EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_Down), true, false), Action::del);
     EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_Left), true, false), Action::undo);
+    EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_P), true, false), Action::togglePeaking);
+    EXPECT_EQ(ReviewKeyFilter::actionFor(press(Qt::Key_S), true, false), Action::decideSeries);
+    EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_S, Qt::ControlModifier), true, false)); // saves the session
+    // A "p" typed into a search field stays a letter.
+    EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_P), true, true));
     EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_Space), true, false));
     EXPECT_FALSE(ReviewKeyFilter::actionFor(press(Qt::Key_Up), false, false));
 }

@@ -3,7 +3,7 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
-// The three decisions and the undo, with their keys.
+// The three decisions and the undo, with their keys; in a series, one decision for all of it.
 Rectangle {
     id: dock
     readonly property string current: ViewModel.review.currentGroup.decision ?? ""
@@ -36,7 +36,7 @@ Rectangle {
             decision: "keep"; keyHint: "↑"
             selected: dock.current === "keep"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify(Decision.Keep)
+            onClicked: ViewModel.compare.active ? ViewModel.compare.decide(Decision.Keep) : ViewModel.review.classify(Decision.Keep)
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -46,7 +46,7 @@ Rectangle {
             decision: "maybe"; keyHint: "→"
             selected: dock.current === "maybe"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify(Decision.Maybe)
+            onClicked: ViewModel.compare.active ? ViewModel.compare.decide(Decision.Maybe) : ViewModel.review.classify(Decision.Maybe)
         }
         DecisionButton {
             Layout.fillWidth: true
@@ -56,7 +56,18 @@ Rectangle {
             decision: "delete"; keyHint: "↓"
             selected: dock.current === "delete"
             enabled: !ViewModel.review.isCommittingDecision
-            onClicked: ViewModel.review.classify(Decision.Delete)
+            onClicked: ViewModel.compare.active ? ViewModel.compare.decide(Decision.Delete) : ViewModel.review.classify(Decision.Delete)
+        }
+        SecondaryButton {
+            objectName: "seriesButton"
+            visible: ViewModel.series.positionText.length > 0
+            Layout.minimumWidth: 160
+            focusPolicy: Qt.NoFocus
+            text: "Serie entscheiden"
+            enabled: !ViewModel.review.isCommittingDecision
+            ToolTip.visible: hovered
+            ToolTip.text: "Schärfste Aufnahme behalten, offene andere aussortieren · S"
+            onClicked: ViewModel.series.decideSeries()
         }
         Item { Layout.fillWidth: true }
     }

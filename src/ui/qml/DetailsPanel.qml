@@ -51,10 +51,29 @@ Rectangle {
                     }
                 }
             }
+            ColumnLayout {
+                objectName: "focusScore"
+                Layout.fillWidth: true
+                spacing: 2
+                visible: ViewModel.series.scoreText.length > 0
+                Text {
+                    text: "Schärfe"
+                    color: DesignSystem.textMuted
+                    font.pixelSize: DesignSystem.fontCaption
+                }
+                Text {
+                    Layout.fillWidth: true
+                    text: ViewModel.series.scoreText
+                          + (ViewModel.series.sharpestText.length > 0 ? " · " + ViewModel.series.sharpestText : "")
+                    color: DesignSystem.textPrimary
+                    font.pixelSize: DesignSystem.fontBody
+                    wrapMode: Text.WordWrap
+                }
+            }
             Item { Layout.fillHeight: true }
             Text {
                 Layout.fillWidth: true
-                text: "↑ Behalten · → Vielleicht · ↓ Aussortiert · ← zurück · Z 100 %"
+                text: "↑ Behalten · → Vielleicht · ↓ Aussortiert · ← zurück · Z 100 % · P Peaking"
                 color: DesignSystem.textMuted
                 font.pixelSize: DesignSystem.fontCaption
                 wrapMode: Text.WordWrap

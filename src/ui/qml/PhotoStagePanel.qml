@@ -26,6 +26,13 @@ Rectangle {
         when: panel.controller !== null
     }
 
+    Binding {
+        target: stageItem
+        property: "overlay"
+        value: panel.controller ? panel.controller.peakingImage : null
+        when: panel.controller !== null
+    }
+
     Text {
         objectName: "previewStatus"
         anchors.centerIn: parent

@@ -49,6 +49,11 @@ Item {
                     anchors.rightMargin: !screen.inspectorBeside && inspector.visible ? inspector.width : 0
                     controller: preview
                 }
+                CompareView {
+                    id: compareView
+                    anchors.fill: stage
+                    visible: ViewModel.compare.active
+                }
             }
             TimelineBar { Layout.fillWidth: true }
             DecisionDock { Layout.fillWidth: true }
@@ -74,7 +79,7 @@ Item {
     // Focus check: fit ↔ 100 % at the pointer. Arrow keys stay with the decisions.
     Shortcut {
         sequence: "Z"
-        onActivated: stage.toggleZoom()
+        onActivated: ViewModel.compare.active ? compareView.toggleZoom() : stage.toggleZoom()
     }
     Shortcut {
         sequence: "I"

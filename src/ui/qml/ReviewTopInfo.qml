@@ -60,6 +60,21 @@ Rectangle {
                     font.weight: Font.DemiBold
                 }
             }
+            Text {
+                objectName: "seriesPosition"
+                visible: text.length > 0
+                text: ViewModel.series.positionText
+                color: DesignSystem.accent
+                font.pixelSize: DesignSystem.fontCaption
+                font.weight: Font.DemiBold
+            }
+            Text {
+                objectName: "seriesSharpest"
+                visible: text.length > 0
+                text: ViewModel.series.sharpestText
+                color: DesignSystem.keep
+                font.pixelSize: DesignSystem.fontCaption
+            }
             Item { Layout.fillWidth: true }
         }
         RowLayout {

@@ -19,6 +19,7 @@ Rectangle {
         maybeColor: DesignSystem.maybe
         deleteColor: DesignSystem.reject
         openColor: DesignSystem.open
+        seriesColor: DesignSystem.accent
     }
     Rectangle {
         width: timeline.thumbDiameter
