@@ -54,8 +54,8 @@ int runResume(const QStringList& arguments)
         cli::err().flush();
         return preparation->needsReviewCount() == 0 ? cli::success : cli::failure;
     }
-    // The destructive mode was confirmed when this run was started; staging moves no original.
-    if (session->operationMode == SortOperationMode::organizeAndTrash)
+    // A mode that takes originals away was confirmed when this run was started.
+    if (session->operationMode != SortOperationMode::safeCopy)
         viewModel.setDestructiveConfirmationAccepted(true);
     if (const auto failure = cli::waitUntilExecutable(viewModel))
         return cli::fail(*failure);

@@ -71,8 +71,9 @@ int runSort(const QStringList& arguments)
     if (const auto failure = cli::runReviewFlow(viewModel, request))
         return cli::fail(*failure);
     viewModel.setup()->updateRatingSidecars(ratings, keepStars);
-    // Naming the destructive mode on the command line is its first confirmation.
-    if (trashMode)
+    // Naming a mode that takes originals off the card on the command line is its first
+    // confirmation, as the tick is in the window.
+    if (request.mode != SortOperationMode::safeCopy)
         viewModel.setDestructiveConfirmationAccepted(true);
     if (const auto failure = cli::waitUntilExecutable(viewModel))
         return cli::fail(*failure);
