@@ -198,7 +198,7 @@ TEST(FocusPipeline, unreadableFilesCancellationAndTeardownEndEveryRequest)
 
     renderer.holding = true;
     auto open = focus->focus(file("c.jpg"), size);
-    auto held = previews->preview(file("held.jpg"), size, 100);
+    auto held = previews->preview(file("held.jpg"), size, 50);
     ASSERT_TRUE(eventually([&] { return previews->decodeSlots().waiterCount() >= 1; }));
     std::thread release([&] {
         QThread::msleep(50);
