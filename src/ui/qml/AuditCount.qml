@@ -3,6 +3,7 @@ import QtQuick.Layouts
 import Kestrava
 
 Rectangle {
+    id: chip
     property string decision
     property int count
     radius: 15
@@ -16,9 +17,9 @@ Rectangle {
         id: row
         anchors.centerIn: parent
         spacing: 6
-        Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(decision) }
+        Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(chip.decision) }
         Text {
-            text: count + " " + Texts.decisionLabel(decision)
+            text: chip.count + " " + Texts.decisionLabel(chip.decision)
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontBody
         }

@@ -34,17 +34,18 @@ Rectangle {
             Repeater {
                 model: inspector.lines
                 ColumnLayout {
+                    id: detail
                     required property var modelData
                     Layout.fillWidth: true
                     spacing: 2
                     Text {
-                        text: modelData.label
+                        text: detail.modelData.label
                         color: DesignSystem.textMuted
                         font.pixelSize: DesignSystem.fontCaption
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: modelData.value
+                        text: detail.modelData.value
                         color: DesignSystem.textPrimary
                         font.pixelSize: DesignSystem.fontBody
                         elide: Text.ElideRight

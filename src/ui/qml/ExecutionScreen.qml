@@ -84,10 +84,11 @@ Item {
             Repeater {
                 model: ["Sicher fortsetzbar", "Jeder Schritt wird gespeichert", "Bitte Laufwerke verbunden lassen"]
                 RowLayout {
+                    id: promise
                     required property string modelData
                     spacing: 6
                     Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.keep }
-                    Text { text: modelData; color: DesignSystem.textSecondary; font.pixelSize: DesignSystem.fontBody }
+                    Text { text: promise.modelData; color: DesignSystem.textSecondary; font.pixelSize: DesignSystem.fontBody }
                 }
             }
         }
