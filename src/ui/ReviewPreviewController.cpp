@@ -104,13 +104,17 @@ void ReviewPreviewController::sync()
 void ReviewPreviewController::loadCandidate()
 {
     QPointer<KestravaViewModel> viewModel = viewModel_.get();
+    QPointer<PhotoPreviewLoader> loader = loader_;
     const bool lastCandidate = candidateIndex_ + 1 >= candidates_.size();
     loader_->load(FileUrl::fromLocalPath(candidates_[candidateIndex_]),
-                  [viewModel, lastCandidate](const FileUrl& url, bool success) {
+                  [viewModel, loader, lastCandidate](const FileUrl& url, bool success) {
                       // When no file of the shot yields a picture, "no preview" is what the user
                       // sees of it, and they must still be able to decide it (mostly to reject it).
+                      // The loader also reports "not shown" when a load starts: only a finished
+                      // load of the last file is that final state, never one still rendering.
+                      const bool failedForGood = lastCandidate && loader && !loader->isLoading();
                       if (viewModel)
-                          viewModel->review()->setPreviewReady(success || lastCandidate, url.path());
+                          viewModel->review()->setPreviewReady(success || failedForGood, url.path());
                   });
 }
 

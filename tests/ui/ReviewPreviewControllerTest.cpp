@@ -65,11 +65,14 @@ struct ControllerFixture : ::testing::Test {
     std::unique_ptr<PreviewPipeline> pipeline;
     std::unique_ptr<PhotoPreviewLoader> loader;
     std::unique_ptr<ReviewPreviewController> controller;
+    // "jpeg" reviews one file per shot: the file being rendered is the group's only candidate.
+    QString reviewChoice = QStringLiteral("both");
 
     void SetUp() override
     {
         rig.loadShoot();
         rig.configure();
+        rig.viewModel->loading()->chooseFormatReview(reviewChoice);
         rig.startReview();
         PreviewPipeline::Options options; // no disk cache: every render is seen
         options.renderer = renderer.function();
@@ -175,19 +178,33 @@ TEST_F(ControllerFixture, anUnreadableFileFallsBackToTheGroupsOtherFileAndNoneLe
     EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::maybe), 1);
 }
 
+void expectKeysLockedWhileRendering(ControllerFixture& f)
+{
+    f.renderer.hold();
+    f.start();
+    ASSERT_TRUE(waitUntil([&] { return f.controller->isLoading(); }));
+    f.vm().review()->classify(PhotoDecision::keep);
+    EXPECT_EQ(f.vm().review()->decisionCount(PhotoDecision::keep), 0);
+    EXPECT_FALSE(f.vm().review()->isPreviewReady());
+    f.renderer.release();
+    ASSERT_TRUE(f.pictureReady());
+    f.vm().review()->classify(PhotoDecision::keep);
+    ASSERT_TRUE(waitUntil([&] { return !f.vm().review()->isCommittingDecision(); }));
+    EXPECT_EQ(f.vm().review()->decisionCount(PhotoDecision::keep), 1);
+}
+
+struct SingleFileControllerFixture : ControllerFixture {
+    SingleFileControllerFixture() { reviewChoice = QStringLiteral("jpeg"); }
+};
+
+TEST_F(SingleFileControllerFixture, aPreviewStillRenderingKeepsTheKeysLockedWhenItIsTheOnlyFile)
+{
+    expectKeysLockedWhileRendering(*this);
+}
+
 TEST_F(ControllerFixture, aPreviewStillRenderingKeepsTheKeysLocked)
 {
-    renderer.hold();
-    start();
-    ASSERT_TRUE(waitUntil([&] { return controller->isLoading(); }));
-    vm().review()->classify(PhotoDecision::keep);
-    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 0);
-    EXPECT_FALSE(vm().review()->isPreviewReady());
-    renderer.release();
-    ASSERT_TRUE(pictureReady());
-    vm().review()->classify(PhotoDecision::keep);
-    ASSERT_TRUE(waitUntil([&] { return !vm().review()->isCommittingDecision(); }));
-    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 1);
+    expectKeysLockedWhileRendering(*this);
 }
 
 TEST_F(ControllerFixture, takingBackTheDecisionOnTheGroupOnScreenKeepsItDecidable)
