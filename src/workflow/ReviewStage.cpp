@@ -109,21 +109,26 @@ void ReviewStage::classify(PhotoDecision decision)
     // A decision needs the picture on screen and the previous decision safely written.
     if (run().isApplying || !run().isPreviewReady || run().isCommittingDecision)
         return;
-    const ReviewGroup& group = run().reviewGroups[groupIndex];
-    bool memberUndecided = false;
-    HistoryEntry entry = undoEntryFor(run(), group, memberUndecided);
-    const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
-
-    run().history.append(entry);
-    applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
-    emit decisionCountsChanged();
-    emit reviewStateChanged();
-    showFeedback(group, decision);
+    auto [entry, shouldPresentCompletion] = decideInPlace(groupIndex, decision);
+    showFeedback(run().reviewGroups[groupIndex], decision);
 
     const int previousIndex = run().currentIndex;
     const int nextIndex = run().currentIndex >= reviewGroupCount() - 1 ? run().currentIndex : run().currentIndex + 1;
     commitDecision(groupIndex, decision, std::move(entry), decisionFailurePrefix, nextIndex, previousIndex,
                    shouldPresentCompletion);
+}
+
+std::pair<HistoryEntry, bool> ReviewStage::decideInPlace(qsizetype groupIndex, PhotoDecision decision)
+{
+    const ReviewGroup& group = run().reviewGroups[groupIndex];
+    bool memberUndecided = false;
+    HistoryEntry entry = undoEntryFor(run(), group, memberUndecided);
+    const bool completesReview = undecidedGroupCount() == 1 && memberUndecided;
+    run().history.append(entry);
+    applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
+    emit decisionCountsChanged();
+    emit reviewStateChanged();
+    return {std::move(entry), completesReview};
 }
 
 void ReviewStage::reclassify(PhotoDecision decision, const QString& groupID)
@@ -132,15 +137,8 @@ void ReviewStage::reclassify(PhotoDecision decision, const QString& groupID)
     const qsizetype groupIndex = run().index.groupIndex(groupID);
     if (groupIndex < 0 || run().isApplying || run().isCommittingDecision)
         return;
-    const ReviewGroup& group = run().reviewGroups[groupIndex];
-    bool memberUndecided = false;
-    HistoryEntry entry = undoEntryFor(run(), group, memberUndecided);
     // Deciding the last open shot here ends the review as it does on the main screen.
-    const bool shouldPresentCompletion = undecidedGroupCount() == 1 && memberUndecided;
-    run().history.append(entry);
-    applyDecisionToGroup(groupIndex, withDecision(group.memberURLs, decision));
-    emit decisionCountsChanged();
-    emit reviewStateChanged();
+    auto [entry, shouldPresentCompletion] = decideInPlace(groupIndex, decision);
     // The main review keeps its position.
     commitDecision(groupIndex, decision, std::move(entry), reclassifyFailurePrefix, run().currentIndex, run().currentIndex,
                    shouldPresentCompletion);

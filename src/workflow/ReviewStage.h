@@ -144,6 +144,9 @@ private:
     void setCommitting(bool committing) { setFlag(run().isCommittingDecision, committing, &ReviewStage::isCommittingDecisionChanged); }
     void setShowReviewCompletion(bool show) { setFlag(run().showReviewCompletion, show, &ReviewStage::showReviewCompletionChanged); }
     void applyDecisionToGroup(qsizetype groupIndex, const QList<std::pair<FileUrl, std::optional<PhotoDecision>>>& values);
+    // Shows `decision` on the group before it is journaled and records how to take it back;
+    // also says whether it decided the last open group. The caller commits the returned entry.
+    std::pair<HistoryEntry, bool> decideInPlace(qsizetype groupIndex, PhotoDecision decision);
     void commitDecision(qsizetype groupIndex, PhotoDecision decision, HistoryEntry entry, const QString& failurePrefix,
                         int nextIndex, int previousIndex, bool shouldPresentCompletion);
     void finishDecisionCommit(int nextIndex, int previousIndex, bool shouldPresentCompletion);
