@@ -183,7 +183,13 @@ TEST(TrashCliCrash, stagingKilledAtEachDurableStepIsResumedAndCommitted)
     ASSERT_NE(firstTrashStep, steps.end());
     killAtEach(steps, spreadSteps(firstTrashStep->number, int(steps.size()), stagingKills), [&](KillPoint& point) {
         TrashKillHarness harness;
-        ASSERT_TRUE(point.kill(harness.rig.sort(), harness.rig.environment).killed);
+        const KilledRun run = point.kill(harness.rig.sort(), harness.rig.environment);
+        // A run can make a step or two fewer than the probe that counted them (seen once under
+        // the sanitizers at the last step, an fsync of the session store's folder; its snapshot
+        // writes can depend on when background work ends). A point past a run's end finds it
+        // finished, which must leave the same safe state as a kill.
+        if (!run.killed)
+            ASSERT_EQ(run.result.exitCode, 0) << point.where.toStdString() << run.result.err.toStdString();
         harness.expectSafe(false, point.where);
         EXPECT_TRUE(trashedDigests(harness.rig.trashFiles).isEmpty()) << "staging touched an original";
         harness.finish(true, point.where);
