@@ -78,7 +78,27 @@ QRectF PreviewStageItem::imageRect() const
     return {QPointF((width() - scaled.width()) / 2, (height() - scaled.height()) / 2), scaled};
 }
 
+void PreviewStageItem::setPartner(PreviewStageItem* partner)
+{
+    if (partner_ == partner || partner == this)
+        return;
+    partner_ = partner;
+    emit partnerChanged();
+}
+
 void PreviewStageItem::toggleZoom(QPointF at)
+{
+    const QRectF before = imageRect();
+    toggleZoomHere(at);
+    if (!partner_ || partner_->zoomed_ == zoomed_ || before.isEmpty())
+        return;
+    // The same spot of the partner's picture, wherever its picture sits in its own stage.
+    const QPointF relative((at.x() - before.left()) / before.width(), (at.y() - before.top()) / before.height());
+    const QRectF theirs = partner_->imageRect();
+    partner_->toggleZoomHere(theirs.topLeft() + QPointF(relative.x() * theirs.width(), relative.y() * theirs.height()));
+}
+
+void PreviewStageItem::toggleZoomHere(QPointF at)
 {
     if (image_.isNull())
         return;
@@ -97,17 +117,32 @@ void PreviewStageItem::toggleZoom(QPointF at)
     update();
 }
 
+bool PreviewStageItem::hasPointer() const
+{
+    return lastPointer_.x() >= 0 && boundingRect().contains(lastPointer_);
+}
+
 void PreviewStageItem::toggleZoomAtPointer()
 {
-    const bool inside = lastPointer_.x() >= 0 && boundingRect().contains(lastPointer_);
-    toggleZoom(inside ? lastPointer_ : boundingRect().center());
+    toggleZoom(hasPointer() ? lastPointer_ : boundingRect().center());
 }
 
 void PreviewStageItem::panBy(double dx, double dy)
 {
     if (!zoomed_)
         return;
-    offset_ = clampOffset(offset_ + QPointF(dx, dy), size(), imageRect().size());
+    const QPointF before = imageRect().topLeft();
+    moveTo(before + QPointF(dx, dy));
+    // By what this picture really moved, so a pane at its edge does not drag the other on.
+    if (partner_ && partner_->zoomed_) {
+        const QPointF moved = imageRect().topLeft() - before;
+        partner_->moveTo(partner_->imageRect().topLeft() + moved);
+    }
+}
+
+void PreviewStageItem::moveTo(QPointF offset)
+{
+    offset_ = clampOffset(offset, size(), imageRect().size());
     emit geometryUpdated();
     update();
 }
@@ -149,9 +184,9 @@ void PreviewStageItem::mouseMoveEvent(QMouseEvent* event)
     lastPointer_ = event->position();
     if (!dragging_)
         return;
-    offset_ = clampOffset(offsetAtDragStart_ + (event->position() - dragStart_), size(), imageRect().size());
-    emit geometryUpdated();
-    update();
+    const QPointF target = offsetAtDragStart_ + (event->position() - dragStart_);
+    const QPointF current = imageRect().topLeft();
+    panBy(target.x() - current.x(), target.y() - current.y());
 }
 
 void PreviewStageItem::mouseReleaseEvent(QMouseEvent*)

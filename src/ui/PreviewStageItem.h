@@ -8,6 +8,7 @@
 // "Z" to toggleZoom().
 
 #include <QImage>
+#include <QPointer>
 #include <QQuickItem>
 #include <QtQml/qqmlregistration.h>
 
@@ -24,6 +25,9 @@ class PreviewStageItem : public QQuickItem {
     // Logical pixels per preview pixel at the current zoom.
     Q_PROPERTY(double scale READ contentScale NOTIFY zoomChanged)
     Q_PROPERTY(QRectF imageRect READ imageRect NOTIFY geometryUpdated)
+    // Another stage that zooms and pans with this one (the two panes of the compare view): a
+    // zoom here zooms it on the same spot of its picture, a pan here moves it by as much.
+    Q_PROPERTY(kestrava::PreviewStageItem* partner READ partner WRITE setPartner NOTIFY partnerChanged)
 
 public:
     explicit PreviewStageItem(QQuickItem* parent = nullptr);
@@ -35,11 +39,15 @@ public:
     bool zoomed() const { return zoomed_; }
     double contentScale() const;
     QRectF imageRect() const;
+    PreviewStageItem* partner() const { return partner_; }
+    void setPartner(PreviewStageItem* partner);
 
     // Fit ↔ 100 %, keeping the picture point under `at` (item coordinates) in place.
     Q_INVOKABLE void toggleZoom(QPointF at);
     // Toggles at the last pointer position over the stage, or the centre.
     Q_INVOKABLE void toggleZoomAtPointer();
+    // Whether the pointer was last seen over this stage.
+    Q_INVOKABLE bool hasPointer() const;
     Q_INVOKABLE void panBy(double dx, double dy);
     Q_INVOKABLE void resetZoom();
 
@@ -52,6 +60,7 @@ signals:
     void overlayChanged();
     void zoomChanged();
     void geometryUpdated();
+    void partnerChanged();
 
 protected:
     QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData*) override;
@@ -65,6 +74,9 @@ protected:
 private:
     double pixelScale() const;
     void layoutFit();
+    // The zoom and the pan of this stage alone, without its partner.
+    void toggleZoomHere(QPointF at);
+    void moveTo(QPointF offset);
 
     QImage image_;
     bool textureDirty_ = false;
@@ -76,6 +88,7 @@ private:
     QPointF dragStart_;
     QPointF offsetAtDragStart_;
     bool dragging_ = false;
+    QPointer<PreviewStageItem> partner_;
 };
 
 } // namespace kestrava

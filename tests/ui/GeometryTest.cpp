@@ -90,6 +90,36 @@ TEST(PreviewStage, fitsAndClampsThePicture)
     EXPECT_EQ(PreviewStageItem::clampOffset(QPointF(20, -5000), QSizeF(1000, 500), QSizeF(2000, 1000)), QPointF(0, -500));
 }
 
+TEST(PreviewStage, partnersZoomOnTheSameSpotAndPanTogetherUpToTheirEdges)
+{
+    // Two panes of different sizes, as when the window is not split evenly.
+    PreviewStageItem left;
+    PreviewStageItem right;
+    left.setSize(QSizeF(1000, 500));
+    right.setSize(QSizeF(800, 600));
+    QImage picture(2000, 1000, QImage::Format_RGB32);
+    picture.fill(Qt::gray);
+    left.setImage(picture);
+    right.setImage(picture);
+    left.setPartner(&right);
+    right.setPartner(&left);
+
+    // Picture pixel (1500, 250) is under the pointer in the left pane; the right pane puts the
+    // same pixel where its own fitted picture showed it, (600, 200).
+    const QPointF pixel(1500, 250);
+    left.toggleZoom(QPointF(750, 125));
+    ASSERT_TRUE(left.zoomed() && right.zoomed());
+    EXPECT_EQ(left.imageRect().topLeft() + pixel, QPointF(750, 125));
+    EXPECT_EQ(right.imageRect().topLeft() + pixel, QPointF(600, 200));
+
+    left.panBy(300, 100);
+    EXPECT_EQ(left.imageRect().topLeft(), QPointF(-450, -25));
+    EXPECT_EQ(right.imageRect().topLeft(), QPointF(-600, 0)) << "moved by as much, and stopped at its own top edge";
+
+    left.toggleZoom(QPointF(0, 0));
+    EXPECT_FALSE(left.zoomed() || right.zoomed());
+}
+
 TEST(PreviewStage, zoomKeepsThePointedPixelInPlaceAndResetsForTheNextPhoto)
 {
     PreviewStageItem stage;

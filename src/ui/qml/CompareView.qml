@@ -9,7 +9,8 @@ import Kestrava
 Rectangle {
     id: view
     color: DesignSystem.stage
-    function toggleZoom() { leftPane.toggleZoomAtPointer(); rightPane.toggleZoomAtPointer() }
+    // The pane under the pointer zooms at it; its partner follows on the same spot.
+    function toggleZoom() { (rightPane && rightPane.hasPointer() ? rightPane : leftPane).toggleZoomAtPointer() }
 
     ComparePreviewController {
         id: pictures
@@ -56,4 +57,7 @@ Rectangle {
     }
     property PreviewStageItem leftPane
     property PreviewStageItem rightPane
+    // Zoom and pan together.
+    onLeftPaneChanged: if (leftPane && rightPane) { leftPane.partner = rightPane; rightPane.partner = leftPane }
+    onRightPaneChanged: if (leftPane && rightPane) { leftPane.partner = rightPane; rightPane.partner = leftPane }
 }
