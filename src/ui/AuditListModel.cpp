@@ -43,7 +43,7 @@ QVariant AuditListModel::data(const QModelIndex& index, int role) const
     case DecisionRole: return row.decision ? rawValue(*row.decision) : QString();
     case ThumbnailUrlRole: return row.thumbnailUrl;
     case IsSavingRole: return !savingGroupId_.isEmpty() && row.groupId == savingGroupId_;
-    case SeriesTextRole: return viewModel_ ? viewModel_->series()->positionTextFor(visible_[index.row()]) : QString();
+    case SeriesTextRole: return seriesNote(visible_[index.row()]);
     case IsSharpestRole: return viewModel_ && viewModel_->series()->isSharpest(visible_[index.row()]);
     default: return {};
     }
@@ -101,6 +101,8 @@ QVariantList AuditListModel::filterOptions()
     QVariantList options{option(u"all"_s, u"Alle"_s), option(u"open"_s, u"Offen"_s)};
     for (PhotoDecision decision : {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del})
         options.append(option(rawValue(decision), decisionLabel(decision)));
+    // Bursts stay in review order, so each series reads as one block.
+    options.append(option(u"series"_s, u"Serien"_s));
     return options;
 }
 
@@ -289,9 +291,24 @@ void AuditListModel::refreshDecisions()
         applyVisible(computeVisible());
 }
 
-bool AuditListModel::accepts(const Row& row) const
+QString AuditListModel::seriesNote(int groupIndex) const
 {
-    if (filter_ == u"open"_s) {
+    if (!viewModel_)
+        return {};
+    const SeriesStage& series = *viewModel_->series();
+    const QString position = series.positionTextFor(groupIndex);
+    if (position.isEmpty() || !series.isSharpest(groupIndex))
+        return position;
+    return position + u" · "_s + SeriesStage::sharpestWording();
+}
+
+bool AuditListModel::accepts(int allIndex) const
+{
+    const Row& row = all_[allIndex];
+    if (filter_ == u"series"_s) {
+        if (seriesNote(allIndex).isEmpty())
+            return false;
+    } else if (filter_ == u"open"_s) {
         if (row.decision)
             return false;
     } else if (filter_ != u"all"_s && (!row.decision || rawValue(*row.decision) != filter_)) {
@@ -305,7 +322,7 @@ QList<int> AuditListModel::computeVisible() const
     QList<int> result;
     result.reserve(all_.size());
     for (qsizetype i = 0; i < all_.size(); ++i)
-        if (accepts(all_[i]))
+        if (accepts(int(i)))
             result.append(int(i));
     return result;
 }

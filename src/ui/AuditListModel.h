@@ -25,7 +25,7 @@ class AuditListModel : public QAbstractListModel {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
-    // "all", "open" (undecided), "keep", "maybe" or "delete".
+    // "all", "open" (undecided), "keep", "maybe", "delete" or "series" (groups in a burst).
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
     // The filter's choices in order, each {key, label}.
     Q_PROPERTY(QVariantList filterOptions READ filterOptions CONSTANT)
@@ -107,7 +107,9 @@ private:
     void rebuildAll();
     void refreshDecisions();
     void applyVisible(QList<int> next);
-    bool accepts(const Row& row) const;
+    bool accepts(int allIndex) const;
+    // "Serie 2 von 7", with the sharpest mark where it applies; empty outside a series.
+    QString seriesNote(int groupIndex) const;
     QList<int> computeVisible() const;
     int visiblePosition(int allIndex) const;
     void onCommittingChanged();

@@ -13,6 +13,7 @@ Rectangle {
     required property string groupId
     required property string fileName
     required property string formatText
+    required property string seriesText
     required property string fileCountText
     required property string sizeText
     required property string decision
@@ -54,6 +55,15 @@ Rectangle {
                 Layout.fillWidth: true
                 text: row.formatText + "  ·  " + row.fileCountText + "  ·  " + row.sizeText
                 color: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontCaption
+                elide: Text.ElideRight
+            }
+            Text {
+                objectName: "seriesNote"
+                Layout.fillWidth: true
+                visible: text.length > 0
+                text: row.seriesText
+                color: DesignSystem.accent
                 font.pixelSize: DesignSystem.fontCaption
                 elide: Text.ElideRight
             }
