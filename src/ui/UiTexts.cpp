@@ -53,11 +53,6 @@ QString UiTexts::verificationTitle(const QString& mode) const
     return kestrava::verificationModeLabel(enumFromRaw<VerificationMode>(mode).value_or(VerificationMode::fileSize));
 }
 
-QString UiTexts::inputGuardText(bool committing, bool previewReady, bool hasGroup) const
-{
-    return WindowWording::inputGuardText(committing, previewReady, hasGroup);
-}
-
 QString UiTexts::fileCountText(int count) const
 {
     return WindowWording::fileCountText(count);

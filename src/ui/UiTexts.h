@@ -26,7 +26,6 @@ public:
     Q_INVOKABLE QString operationModeTitle(const QString& mode) const;
     Q_INVOKABLE QString operationModeDescription(const QString& mode) const;
     Q_INVOKABLE QString verificationTitle(const QString& mode) const;
-    Q_INVOKABLE QString inputGuardText(bool committing, bool previewReady, bool hasGroup) const;
     Q_INVOKABLE QString fileCountText(int count) const;
     Q_INVOKABLE QString byteCount(double bytes) const;
     Q_INVOKABLE QString folderName(const QString& path) const;

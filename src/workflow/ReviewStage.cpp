@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+#include <utility>
+
 namespace kestrava {
 
 namespace {
@@ -55,6 +57,9 @@ ReviewStage::ReviewStage(WorkflowCore& core, KestravaViewModel& flow, DecisionJo
     });
     connect(&core_, &WorkflowCore::routeChanged, this, &ReviewStage::acceptsReviewShortcutsChanged);
     connect(flow_.audit(), &AuditStage::presentedChanged, this, &ReviewStage::acceptsReviewShortcutsChanged);
+    for (auto signal : {&ReviewStage::isPreviewReadyChanged, &ReviewStage::isCommittingDecisionChanged,
+                        &ReviewStage::currentIndexChanged})
+        connect(this, signal, this, &ReviewStage::inputGuardTextChanged);
     connect(&core_, &WorkflowCore::runReset, this, [this] {
         cancelTasks();
         for (auto signal : {&ReviewStage::currentIndexChanged, &ReviewStage::decisionCountsChanged,
@@ -107,8 +112,13 @@ void ReviewStage::classify(PhotoDecision decision)
     if (groupIndex < 0 || groupIndex >= run().reviewGroups.size())
         return;
     // A decision needs the picture on screen and the previous decision safely written.
-    if (run().isApplying || !run().isPreviewReady || run().isCommittingDecision)
+    if (run().isApplying || run().isCommittingDecision)
         return;
+    if (!run().isPreviewReady) {
+        if (!std::exchange(run().keyRefusedWhileLoading, true))
+            emit inputGuardTextChanged();
+        return;
+    }
     auto [entry, shouldPresentCompletion] = decideInPlace(groupIndex, decision);
     showFeedback(run().reviewGroups[groupIndex], decision);
 
@@ -276,7 +286,14 @@ void ReviewStage::setPreviewReady(bool ready, const QString& url)
     if (!previewCandidates().contains(url))
         return;
     run().previewReadyURL = url;
+    run().keyRefusedWhileLoading = false;
     setFlag(run().isPreviewReady, true, &ReviewStage::isPreviewReadyChanged);
+}
+
+QString ReviewStage::inputGuardText() const
+{
+    return WindowWording::inputGuardText(run().isCommittingDecision, run().isPreviewReady || !run().keyRefusedWhileLoading,
+                                         currentGroup().has_value());
 }
 
 // ---- Feedback ------------------------------------------------------------------------------

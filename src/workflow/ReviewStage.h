@@ -47,6 +47,10 @@ class ReviewStage : public QObject {
     Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
     Q_PROPERTY(QString accessibilityAnnouncement READ accessibilityAnnouncement NOTIFY accessibilityAnnouncementChanged)
+    // Why a decision key does nothing right now: "Entscheidung wird gesichert" while the last
+    // one is journaled, "Nächstes Foto wird geladen" once a key came before the picture; empty
+    // otherwise (a picture merely loading is said by the stage itself).
+    Q_PROPERTY(QString inputGuardText READ inputGuardText NOTIFY inputGuardTextChanged)
 
 public:
     ReviewStage(WorkflowCore& core, KestravaViewModel& flow, DecisionJournal& journal);
@@ -68,6 +72,7 @@ public:
     bool acceptsReviewShortcuts() const;
     // The text of the last decision's screen-reader announcement.
     const QString& accessibilityAnnouncement() const { return accessibilityAnnouncement_; }
+    QString inputGuardText() const;
 
     // ---- Derived (ReviewStageValues.cpp) ---------------------------------------------------
     // The stored groups, or, when none are stored but photos are, the groups built from them.
@@ -124,6 +129,7 @@ public:
 signals:
     void currentIndexChanged();
     void isPreviewReadyChanged();
+    void inputGuardTextChanged();
     void isCommittingDecisionChanged();
     void decisionFeedbackChanged();
     void feedbackIsExitingChanged();

@@ -48,6 +48,9 @@ struct RunState {
     bool isPreviewReady = false;
     // The URL whose preview was last reported visible.
     QString previewReadyURL;
+    // A decision key came while the picture was not on screen yet: the review says why it did
+    // nothing until the picture is there.
+    bool keyRefusedWhileLoading = false;
     bool isCommittingDecision = false;
     bool showReviewCompletion = false;
     std::optional<QUuid> reviewAuditRequestID;

@@ -26,16 +26,20 @@ struct Reviewing : ::testing::Test {
 
 TEST_F(Reviewing, decisionWaitsForVisiblePreviewAndIsIgnoredWhileApplying)
 {
+    // Nothing to explain before a key came; after one, the review says why it did nothing.
+    EXPECT_TRUE(vm().review()->inputGuardText().isEmpty());
     vm().review()->classify(PhotoDecision::keep);
     EXPECT_EQ(vm().review()->classifiedCount(), 0);
     EXPECT_TRUE(vm().review()->history().isEmpty());
     EXPECT_FALSE(vm().review()->decisionFeedback());
+    EXPECT_EQ(vm().review()->inputGuardText(), QStringLiteral("Nächstes Foto wird geladen"));
 
     // A late report for a file of another group does not unlock the decision either.
     vm().review()->setPreviewReady(true, vm().loading()->reviewGroups()[1].previewURL.path());
     EXPECT_FALSE(vm().review()->isPreviewReady());
 
     rig.markPreviewVisible();
+    EXPECT_TRUE(vm().review()->inputGuardText().isEmpty()) << "the picture is there";
     vm().execution()->setApplyingForTesting(true);
     vm().review()->classify(PhotoDecision::keep);
     EXPECT_TRUE(vm().review()->history().isEmpty());
@@ -46,8 +50,10 @@ TEST_F(Reviewing, decisionWaitsForVisiblePreviewAndIsIgnoredWhileApplying)
     EXPECT_EQ(vm().review()->currentIndex(), 1);
     // The next group's picture must load before the next decision.
     EXPECT_FALSE(vm().review()->isPreviewReady());
+    EXPECT_TRUE(vm().review()->inputGuardText().isEmpty()) << "a picture merely loading is no refusal";
     vm().review()->classify(PhotoDecision::keep);
     EXPECT_EQ(vm().review()->history().size(), 1);
+    EXPECT_EQ(vm().review()->inputGuardText(), QStringLiteral("Nächstes Foto wird geladen"));
 }
 
 TEST_F(Reviewing, countsArePerGroupAndFollowRedecisions)

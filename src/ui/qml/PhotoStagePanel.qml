@@ -44,12 +44,11 @@ Rectangle {
 
     // Why a key press does nothing right now.
     Rectangle {
-        readonly property string guard: Texts.inputGuardText(ViewModel.review.isCommittingDecision, ViewModel.review.isPreviewReady,
-                                                             (ViewModel.review.currentGroup.id ?? "").length > 0)
+        readonly property string guard: ViewModel.review.inputGuardText
         anchors.top: parent.top
         anchors.horizontalCenter: parent.horizontalCenter
         anchors.topMargin: DesignSystem.spacingM
-        visible: guard.length > 0 && (!panel.controller || panel.controller.hasImage || ViewModel.review.isCommittingDecision)
+        visible: guard.length > 0
         radius: 14
         color: Qt.rgba(0, 0, 0, 0.6)
         implicitWidth: guardText.implicitWidth + 24
