@@ -152,11 +152,9 @@ int timeline(int groups)
     return 0;
 }
 
-int audit(int groups)
+// Opens the audit window over the review and returns it once it is on screen (or null).
+QQuickWindow* openAuditWindow(App& app)
 {
-    QTemporaryDir destination;
-    App app(syntheticScan(groups));
-    app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
     app.viewModel->audit()->request();
     QQuickWindow* auditWindow = nullptr;
     waitFor([&] {
@@ -165,6 +163,15 @@ int audit(int groups)
                 auditWindow = qobject_cast<QQuickWindow*>(w);
         return auditWindow && auditWindow->isExposed();
     });
+    return auditWindow;
+}
+
+int audit(int groups)
+{
+    QTemporaryDir destination;
+    App app(syntheticScan(groups));
+    app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
+    QQuickWindow* auditWindow = openAuditWindow(app);
     QQuickItem* list = findItem(auditWindow->contentItem(), QStringLiteral("auditList"));
     if (!list) {
         std::printf("no audit list\n");
@@ -285,14 +292,7 @@ int keysWhileAuditScrolls(int shots, int rows, int intervalMs)
     services.timings.completionDelay = std::chrono::hours(1);
     App app(services);
     app.review(folder.path(), QStringLiteral("both"), destination.path());
-    app.viewModel->audit()->request();
-    QQuickWindow* auditWindow = nullptr;
-    waitFor([&] {
-        for (QWindow* w : QGuiApplication::topLevelWindows())
-            if (w != app.window && w->isVisible() && w->title() == QStringLiteral("Auswahl prüfen"))
-                auditWindow = qobject_cast<QQuickWindow*>(w);
-        return auditWindow && auditWindow->isExposed();
-    });
+    QQuickWindow* auditWindow = openAuditWindow(app);
     QQuickItem* list = auditWindow ? findItem(auditWindow->contentItem(), QStringLiteral("auditList")) : nullptr;
     if (!list) {
         std::printf("no audit list\n");

@@ -74,10 +74,10 @@ void ComparePreviewController::sync()
     show(*reference_, compare->referencePath());
     // A failed picture counts as shown, as in the single view: the frame must stay decidable.
     QPointer<CompareStage> stage = viewModel_->compare();
-    // The loader's first report only says "not yet"; the second is the picture or the failure.
-    auto reports = std::make_shared<int>(0);
-    show(*candidate_, compare->candidatePath(), [stage, reports](const FileUrl& url, bool) {
-        if (++*reports > 1 && stage)
+    // The loader also reports "not shown yet" when a load starts; only a finished load counts.
+    QPointer<PhotoPreviewLoader> loader = candidate_;
+    show(*candidate_, compare->candidatePath(), [stage, loader](const FileUrl& url, bool) {
+        if (stage && loader && !loader->isLoading())
             stage->setCandidateShown(url.path());
     });
     const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();

@@ -5,11 +5,15 @@
 // and a run started again over the same journal resumes from what it says.
 
 #include "ExecutionTestSupport.h"
+#include "PowerCutLoop.h"
 
 #include "model/PhotoModelJson.h"
 #include "platform/DurableFile.h"
 
 #include <QJsonDocument>
+
+#include <functional>
+#include <optional>
 
 namespace kestrava::test {
 
@@ -49,6 +53,31 @@ inline SortResult executeJournaled(const QList<PhotoItem>& items, const SortOpti
     Executor::ExecutionHandlers handlers;
     handlers.record = [&](const ExecutionRecord& record) { durableAppendLine(journal, journalLine(record), ops); };
     return Executor::executeSynchronously(plan, true, handlers, ops);
+}
+
+// The scenario of a journaled run under power cuts: a fresh `Run` for each cut, executed over
+// the cut file operations and, when the cut stopped it, resumed to its end as the next start
+// of the program would; `expect` then checks what must hold.
+template <class Run>
+PowerCutScenario resumedAfterEachCut(std::optional<Run>& run, SortOperationMode mode,
+                                     std::function<void(const Run&, const std::string& when)> expect)
+{
+    return {
+        [&run, mode](TempTree& tree) { run.emplace(tree, mode); },
+        [&run](TempTree&, FileOps& ops) {
+            const SortResult result = run->execute(ops);
+            EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
+        },
+        [&run, expect](TempTree&, const std::string& when, bool completed) {
+            if (!completed) {
+                // The process that held the result folder's lock died with the power.
+                QFile::remove(run->result + QStringLiteral("/.kestrava.lock"));
+                const SortResult resumed = run->execute(FileOps::system());
+                EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
+            }
+            expect(*run, when);
+        },
+    };
 }
 
 } // namespace kestrava::test

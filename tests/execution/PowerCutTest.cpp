@@ -74,22 +74,8 @@ struct Run {
 void cutAndResume(SortOperationMode mode)
 {
     std::optional<Run> run;
-    const PowerCutScenario scenario{
-        [&](TempTree& tree) { run.emplace(tree, mode); },
-        [&](TempTree&, FileOps& ops) {
-            const SortResult result = run->execute(ops);
-            EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
-        },
-        [&](TempTree&, const std::string& when, bool completed) {
-            if (!completed) {
-                // The process that held the result folder's lock died with the power.
-                QFile::remove(run->result + QStringLiteral("/.kestrava.lock"));
-                const SortResult resumed = run->execute(FileOps::system());
-                EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
-            }
-            run->expectEveryPhotoOnce(when);
-        },
-    };
+    const PowerCutScenario scenario = resumedAfterEachCut<Run>(
+        run, mode, [](const Run& done, const std::string& when) { done.expectEveryPhotoOnce(when); });
     using Loss = PowerCutFileOps::AppendLoss;
     const int steps = cutAtEveryStep(scenario, {{Loss::dropped, Loss::torn, Loss::zeroed}, true, maxCuts});
     std::printf("%s: %d steps\n", qPrintable(rawValue(mode)), steps);

@@ -104,22 +104,8 @@ struct Run {
 void cutAndResume(SortOperationMode mode)
 {
     std::optional<Run> run;
-    const PowerCutScenario scenario{
-        [&](TempTree& tree) { run.emplace(tree, mode); },
-        [&](TempTree&, FileOps& ops) {
-            const SortResult result = run->execute(ops);
-            EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
-        },
-        [&](TempTree&, const std::string& when, bool completed) {
-            if (!completed) {
-                // The process that held the result folder's lock died with the power.
-                QFile::remove(run->result + QStringLiteral("/.kestrava.lock"));
-                const SortResult resumed = run->execute(FileOps::system());
-                EXPECT_TRUE(resumed.errors.isEmpty()) << when << ": " << resumed.errors.join('\n').toStdString();
-            }
-            run->expectEverySidecarOnce(when);
-        },
-    };
+    const PowerCutScenario scenario = resumedAfterEachCut<Run>(
+        run, mode, [](const Run& done, const std::string& when) { done.expectEverySidecarOnce(when); });
     PowerCuts cuts;
     cuts.losses = {PowerCutFileOps::AppendLoss::dropped, PowerCutFileOps::AppendLoss::torn,
                    PowerCutFileOps::AppendLoss::zeroed};
