@@ -58,4 +58,14 @@ std::optional<QString> refusal(const FileUrl& file, const QString& sourceFolder)
     return std::nullopt;
 }
 
+QStringList refusals(const TrashPreparation& preparation, const QString& sourceFolder)
+{
+    QStringList refused;
+    for (const TrashEntry& entry : preparation.entries)
+        if (entry.state == TrashTransactionState::stagedVerified || entry.state == TrashTransactionState::deferred)
+            if (auto why = refusal(entry.sourceURL, sourceFolder))
+                refused.append(*why);
+    return refused;
+}
+
 } // namespace kestrava::TrashScope

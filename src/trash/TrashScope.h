@@ -4,8 +4,10 @@
 // file a person (or a program) can edit; its paths are checked against the disk before
 // anything is staged and again before anything is moved.
 
+#include "TrashTypes.h"
 #include "model/FileUrl.h"
 
+#include <QStringList>
 #include <optional>
 
 namespace kestrava::TrashScope {
@@ -15,5 +17,9 @@ namespace kestrava::TrashScope {
 // photo the scanner accepts or the XMP sidecar of one beside it. Otherwise the German reason,
 // naming the file.
 std::optional<QString> refusal(const FileUrl& file, const QString& sourceFolder);
+
+// The refusals for the entries of `preparation` still waiting for the move (staged or
+// deferred), in entry order.
+QStringList refusals(const TrashPreparation& preparation, const QString& sourceFolder);
 
 } // namespace kestrava::TrashScope

@@ -1,12 +1,12 @@
 #include "SessionStage.h"
 #include "WindowWording.h"
-#include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
 #include "platform/DurableFile.h"
 #include "session/RecoveryCsv.h"
 #include "session/SessionStore.h"
 #include "session/SessionStoreError.h"
+#include "trash/TrashScope.h"
 
 #include <QFileInfo>
 #include <QMap>
@@ -155,13 +155,18 @@ bool SessionStage::openSessionDocument(const QString& path)
         if (core_.services.sessionStore)
             session.lastEventSequence =
                 std::max(session.lastEventSequence, core_.services.sessionStore->lastLoggedSequence(session.id));
+        // Checked on the document as it was read: applying it reloads the entries from the
+        // trash journal, and that may already have happened when apply returns.
+        const QStringList refused = session.trashPreparation
+            ? TrashScope::refusals(*session.trashPreparation, session.sourceFolder.path())
+            : QStringList();
         if (!flow_.apply(session))
             return false;
         // The mode question of an older session is the more urgent message.
         if (!session.requiresModeSelection)
             core_.raiseAlert(QString::number(decidedFiles(session.photos))
                              + QStringLiteral(" gespeicherten Dateientscheidungen geladen."));
-        if (const QStringList refused = flow_.trash()->trashEntriesOutsideSession(); !refused.isEmpty())
+        if (!refused.isEmpty())
             core_.raiseAlert(refused.join(QLatin1Char('\n')));
         return true;
     } catch (const QException& error) {

@@ -10,7 +10,6 @@
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
 #include "trash/TrashJson.h"
-#include "trash/TrashScope.h"
 #include "trash/TrashTransactionCoordinator.h"
 #include "trash/TrashTransactionError.h"
 
@@ -418,19 +417,6 @@ QString TrashStage::trashConfirmationLead() const
         ? QStringLiteral("Die behaltenen Dateien sind bereits in den Zielordner verschoben. ")
         : QString();
     return kept + untouched + QStringLiteral(" Jetzt folgt deine zweite Bestätigung.");
-}
-
-QStringList TrashStage::trashEntriesOutsideSession() const
-{
-    QStringList refusals;
-    const std::optional<FileUrl>& sourceFolder = flow_.sourceFolder();
-    if (!run_.trashPreparation || !sourceFolder)
-        return refusals;
-    for (const TrashEntry& entry : run_.trashPreparation->entries)
-        if (entry.state == State::stagedVerified || entry.state == State::deferred)
-            if (auto why = TrashScope::refusal(entry.sourceURL, sourceFolder->path()))
-                refusals.append(*why);
-    return refusals;
 }
 
 void TrashStage::openSafetyFolder()

@@ -60,8 +60,6 @@ public:
     QString trashConfirmationLead() const;
     QString trashFilesTitle() const;
     QStringList trashFileNames() const;
-    // German refusals for waiting entries that are not photos of this session's source folder.
-    QStringList trashEntriesOutsideSession() const;
 
     Q_INVOKABLE void prepareTrashSort();
     Q_INVOKABLE void commitPreparedTrash();
