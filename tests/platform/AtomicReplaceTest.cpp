@@ -17,24 +17,18 @@ using kestrava::test::readFile;
 using kestrava::test::TempTree;
 using Op = FileOps::Op;
 
-TEST(AtomicReplace, createsAndReplacesWithoutLeftovers)
+TEST(AtomicReplace, createsAndReplacesWithoutLeftoversFlushingFileAndFolder)
 {
     TempTree tree;
     const QString path = tree.path("session.kestrava");
     atomicReplace(path, "old");
     EXPECT_EQ(readFile(path), "old");
-    atomicReplace(path, "new content");
-    EXPECT_EQ(readFile(path), "new content");
-    EXPECT_EQ(allNames(tree.root()), QStringList{"session.kestrava"});
-}
-
-TEST(AtomicReplace, flushesFileAndFolder)
-{
-    TempTree tree;
     FaultInjectingFileOps ops;
-    atomicReplace(tree.path("doc"), "x", ops);
+    atomicReplace(path, "new content", ops);
     EXPECT_EQ(ops.callCount(Op::fsync), 2);
     EXPECT_EQ(ops.callCount(Op::rename), 1);
+    EXPECT_EQ(readFile(path), "new content");
+    EXPECT_EQ(allNames(tree.root()), QStringList{"session.kestrava"});
 }
 
 TEST(AtomicReplace, replacesASymbolicLinkNotItsTarget)

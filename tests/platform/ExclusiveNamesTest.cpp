@@ -48,106 +48,98 @@ TEST(CreateExclusive, refusesSymbolicLinksEvenDanglingOnes)
     EXPECT_EQ(readFile(existingTarget), "keep");
 }
 
-TEST(RenameExclusive, movesWhenTheNameIsFree)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    renameExclusive(from, tree.path("b"));
-    EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
-    EXPECT_EQ(readFile(tree.path("b")), "photo");
-}
+// The file systems a rename meets: the kernel's no-replace rename; none (a hard link and an
+// unlink instead); and, as FAT and exFAT over FUSE, neither that nor hard links (EPERM), where
+// the name is reserved by an empty file first.
+enum class Support { noReplace, linkOnly, neither };
 
-TEST(RenameExclusive, neverReplacesAFileOrADanglingLink)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "new");
-    const QString occupied = tree.write("b", "old");
-    ASSERT_TRUE(QFile::link(tree.path("nowhere"), tree.path("c")));
-
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, occupied); }).errorNumber(), EEXIST);
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("c")); }).errorNumber(), EEXIST);
-    EXPECT_EQ(readFile(from), "new");
-    EXPECT_EQ(readFile(occupied), "old");
-    EXPECT_TRUE(QFileInfo(tree.path("c")).isSymLink());
-}
-
-TEST(RenameExclusiveFallback, usesLinkAndUnlinkWhereNoReplaceIsUnsupported)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    FaultInjectingFileOps ops;
-    ops.failAt(Op::renameNoReplace, 1, EINVAL, true);
-    renameExclusive(from, tree.path("b"), ops);
-    EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
-    EXPECT_EQ(ops.callCount(Op::link), 1);
-    EXPECT_EQ(ops.callCount(Op::rename), 0);
-}
-
-TEST(RenameExclusiveFallback, stillRefusesAnOccupiedName)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "new");
-    const QString occupied = tree.write("b", "old");
-    FaultInjectingFileOps ops;
-    ops.failAt(Op::renameNoReplace, 1, EINVAL, true);
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, occupied, ops); }).errorNumber(), EEXIST);
-    EXPECT_EQ(readFile(from), "new");
-    EXPECT_EQ(readFile(occupied), "old");
-    EXPECT_EQ(ops.callCount(Op::rename), 0);
-}
-
-// FAT and exFAT over FUSE: no RENAME_NOREPLACE (EINVAL) and no hard links (EPERM).
-class WithoutLinks : public FaultInjectingFileOps {
+class LimitedOps : public FaultInjectingFileOps {
 public:
-    WithoutLinks()
+    explicit LimitedOps(Support support)
     {
-        failAt(Op::renameNoReplace, 1, EINVAL, true);
-        failAt(Op::link, 1, EPERM, true);
+        if (support != Support::noReplace)
+            failAt(Op::renameNoReplace, 1, EINVAL, true);
+        if (support == Support::neither)
+            failAt(Op::link, 1, EPERM, true);
     }
 };
 
-TEST(RenameExclusiveWithoutLinks, movesOntoAReservationAndLeavesNothingElse)
+constexpr Support everySupport[] = {Support::noReplace, Support::linkOnly, Support::neither};
+
+TEST(RenameExclusive, movesWhenTheNameIsFreeAndLeavesNothingElse)
 {
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    WithoutLinks ops;
-    renameExclusive(from, tree.path("b"), ops);
-    EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
-    EXPECT_EQ(readFile(tree.path("b")), "photo");
+    for (const Support support : everySupport) {
+        SCOPED_TRACE(int(support));
+        TempTree tree;
+        const QString from = tree.write("a", "photo");
+        LimitedOps ops(support);
+        renameExclusive(from, tree.path("b"), ops);
+        EXPECT_EQ(allNames(tree.root()), QStringList{"b"});
+        EXPECT_EQ(readFile(tree.path("b")), "photo");
+        if (support == Support::linkOnly) {
+            EXPECT_EQ(ops.callCount(Op::link), 1);
+            EXPECT_EQ(ops.callCount(Op::rename), 0);
+        }
+    }
 }
 
-TEST(RenameExclusiveWithoutLinks, refusesOccupiedNamesOfEveryKind)
+TEST(RenameExclusive, neverReplacesAnOccupiedNameOfAnyKind)
 {
-    TempTree tree;
-    const QString from = tree.write("a", "new");
-    const QString occupied = tree.write("b", "old");
-    const QString empty = tree.write("e", "");
-    ASSERT_TRUE(QFile::link(tree.path("nowhere"), tree.path("c")));
-    tree.mkdir("d");
-    WithoutLinks ops;
-    for (const QString& name : {occupied, empty, tree.path("c"), tree.path("d")})
-        EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, name, ops); }).errorNumber(), EEXIST) << name.toStdString();
-    EXPECT_EQ(ops.callCount(Op::rename), 0);
-    EXPECT_EQ(readFile(from), "new");
-    EXPECT_EQ(readFile(occupied), "old");
-    EXPECT_EQ(readFile(empty), "");
-    EXPECT_FALSE(QFileInfo::exists(tree.path("nowhere")));
+    for (const Support support : everySupport) {
+        SCOPED_TRACE(int(support));
+        TempTree tree;
+        const QString from = tree.write("a", "new");
+        const QString occupied = tree.write("b", "old");
+        const QString empty = tree.write("e", "");
+        ASSERT_TRUE(QFile::link(tree.path("nowhere"), tree.path("c")));
+        tree.mkdir("d");
+        LimitedOps ops(support);
+        for (const QString& name : {occupied, empty, tree.path("c"), tree.path("d")})
+            EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, name, ops); }).errorNumber(), EEXIST) << name.toStdString();
+        EXPECT_EQ(ops.callCount(Op::rename), 0);
+        EXPECT_EQ(readFile(from), "new");
+        EXPECT_EQ(readFile(occupied), "old");
+        EXPECT_EQ(readFile(empty), "");
+        EXPECT_TRUE(QFileInfo(tree.path("c")).isSymLink());
+        EXPECT_FALSE(QFileInfo::exists(tree.path("nowhere")));
+    }
 }
 
-TEST(RenameExclusiveWithoutLinks, aFailedRenameTakesBackItsReservation)
+// A failure at any step leaves the photo under its old name only (a reservation is taken
+// back), and only a refused no-replace rename counts as missing support.
+TEST(RenameExclusive, aFailedStepLeavesOnlyTheOriginalName)
 {
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    WithoutLinks ops;
-    ops.failAt(Op::rename, 1, EIO);
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EIO);
-    EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
+    struct Case {
+        const char* what;
+        Support support;
+        Op op;
+        int errorNumber;
+    };
+    const Case cases[] = {
+        {"no-replace rename refused for another reason", Support::noReplace, Op::renameNoReplace, EXDEV},
+        {"hard link failing for another reason", Support::linkOnly, Op::link, EIO},
+        {"unlink of the old name failing", Support::linkOnly, Op::unlink, EIO},
+        {"rename onto the reservation failing", Support::neither, Op::rename, EIO},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TempTree tree;
+        const QString from = tree.write("a", "photo");
+        LimitedOps ops(c.support);
+        ops.failAt(c.op, 1, c.errorNumber);
+        EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), c.errorNumber);
+        EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
+        if (c.support != Support::neither)
+            EXPECT_EQ(ops.callCount(Op::rename), 0);
+        if (c.op == Op::renameNoReplace)
+            EXPECT_EQ(ops.callCount(Op::link), 0);
+    }
 }
 
 // Another writer puts its own file under the reserved name between reservation and rename.
-class ReservationTakenOver : public WithoutLinks {
+class ReservationTakenOver : public LimitedOps {
 public:
-    explicit ReservationTakenOver(QByteArray foreign) : foreign_(std::move(foreign)) {}
+    explicit ReservationTakenOver(QByteArray foreign) : LimitedOps(Support::neither), foreign_(std::move(foreign)) {}
     int lstat(const QByteArray& path, struct stat* info) override
     {
         if (!done_ && QFile::exists(QFile::decodeName(path))) {
@@ -157,7 +149,7 @@ public:
             kestrava::test::writeFile(other, foreign_);
             ::rename(QFile::encodeName(other).constData(), path.constData());
         }
-        return WithoutLinks::lstat(path, info);
+        return LimitedOps::lstat(path, info);
     }
 
 private:
@@ -177,39 +169,6 @@ TEST(RenameExclusiveWithoutLinks, neverReplacesWhatIsNoLongerItsReservation)
         EXPECT_EQ(readFile(from), "photo");
         EXPECT_EQ(readFile(tree.path("b")), foreign);
     }
-}
-
-TEST(RenameExclusiveFallback, aLinkFailureOtherThanMissingSupportIsAnError)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    FaultInjectingFileOps ops;
-    ops.failAt(Op::renameNoReplace, 1, EINVAL);
-    ops.failAt(Op::link, 1, EIO);
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EIO);
-    EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
-    EXPECT_EQ(ops.callCount(Op::rename), 0);
-}
-
-TEST(RenameExclusiveFallback, failedUnlinkLeavesOnlyTheOriginalName)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    FaultInjectingFileOps ops;
-    ops.failAt(Op::renameNoReplace, 1, EINVAL);
-    ops.failAt(Op::unlink, 1, EIO);
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EIO);
-    EXPECT_EQ(allNames(tree.root()), QStringList{"a"});
-}
-
-TEST(RenameExclusive, otherErrorsAreNotMistakenForMissingSupport)
-{
-    TempTree tree;
-    const QString from = tree.write("a", "photo");
-    FaultInjectingFileOps ops;
-    ops.failAt(Op::renameNoReplace, 1, EXDEV);
-    EXPECT_EQ(fileErrorThrownBy([&] { renameExclusive(from, tree.path("b"), ops); }).errorNumber(), EXDEV);
-    EXPECT_EQ(ops.callCount(Op::link), 0);
 }
 
 TEST(FaultInjection, countsFromTheRuleAndRepeatsOnlyWhenAsked)

@@ -11,58 +11,18 @@
 #include <unistd.h>
 
 using namespace kestrava;
+using kestrava::test::ScopedEnvironment;
 using kestrava::test::TempTree;
 
-TEST(ProcessProbe, ownProcessIsAliveAndAReapedChildIsNot)
+// A live process (this one, or init which belongs to another user unless we are root: EPERM
+// still means alive) owns its lock; a reaped child, a process group or an impossible id do not.
+TEST(ProcessProbe, onlyALiveProcessIsAnOwner)
 {
     EXPECT_TRUE(isProcessAlive(::getpid()));
-    EXPECT_FALSE(isProcessAlive(kestrava::test::pidOfReapedProcess()));
-}
-
-TEST(ProcessProbe, processGroupsAndImpossiblePidsAreNotOwners)
-{
-    EXPECT_FALSE(isProcessAlive(0));
-    EXPECT_FALSE(isProcessAlive(-1));
-    EXPECT_FALSE(isProcessAlive(qint64(1) << 40));
-    // init belongs to another user unless we are root; EPERM still means alive.
     EXPECT_TRUE(isProcessAlive(1));
+    for (const qint64 pid : {kestrava::test::pidOfReapedProcess(), qint64(0), qint64(-1), qint64(1) << 40})
+        EXPECT_FALSE(isProcessAlive(pid)) << pid;
 }
-
-namespace {
-
-// Sets environment variables for one test and restores them afterwards.
-class ScopedEnvironment {
-public:
-    void set(const char* name, const QByteArray& value)
-    {
-        saved_.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
-        qputenv(name, value);
-    }
-    void unset(const char* name)
-    {
-        saved_.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
-        qunsetenv(name);
-    }
-    ~ScopedEnvironment()
-    {
-        for (const Saved& s : saved_) {
-            if (s.wasSet)
-                qputenv(s.name, s.value);
-            else
-                qunsetenv(s.name);
-        }
-    }
-
-private:
-    struct Saved {
-        const char* name;
-        QByteArray value;
-        bool wasSet;
-    };
-    QList<Saved> saved_;
-};
-
-} // namespace
 
 TEST(AppPaths, honoursXdgFoldersAndCreatesThem)
 {

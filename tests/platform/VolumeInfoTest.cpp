@@ -154,24 +154,25 @@ QString fakeDisk(TempTree& tree, const QString& relative, const QByteArray& remo
 
 } // namespace
 
-TEST(RemovableMedia, flagOfTheDiskCountsForItsPartitions)
+// The disk's removable flag counts for its partitions; USB and card-reader buses count even
+// when the flag says no.
+TEST(RemovableMedia, flagOfTheDiskOrItsBusCountsForItsPartitions)
 {
+    struct Disk {
+        const char* path;
+        const char* flag;
+        bool removable;
+    };
+    const Disk disks[] = {{"devices/pci0/ata1/host0/block/sda", "1", true},
+                          {"devices/pci0/ata2/host1/block/sdc", "0", false},
+                          {"devices/pci0/usb2/2-1/2-1:1.0/host6/block/sdb", "0", true},
+                          {"devices/pci0/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0", "0", true}};
     TempTree tree;
-    const QString card = fakeDisk(tree, "devices/pci0/ata1/host0/block/sda", "1");
-    const QString internal = fakeDisk(tree, "devices/pci0/ata2/host1/block/sdc", "0");
-    EXPECT_TRUE(isRemovableSysfsFolder(card));
-    EXPECT_TRUE(isRemovableSysfsFolder(card + "/sda1"));
-    EXPECT_FALSE(isRemovableSysfsFolder(internal));
-    EXPECT_FALSE(isRemovableSysfsFolder(internal + "/sdc1"));
-}
-
-TEST(RemovableMedia, usbAndCardReaderBusesCountEvenWhenTheFlagSaysNo)
-{
-    TempTree tree;
-    const QString usbSsd = fakeDisk(tree, "devices/pci0/usb2/2-1/2-1:1.0/host6/block/sdb", "0");
-    const QString sdCard = fakeDisk(tree, "devices/pci0/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0", "0");
-    EXPECT_TRUE(isRemovableSysfsFolder(usbSsd + "/sdb1"));
-    EXPECT_TRUE(isRemovableSysfsFolder(sdCard));
+    for (const Disk& disk : disks) {
+        const QString folder = fakeDisk(tree, disk.path, disk.flag);
+        EXPECT_EQ(isRemovableSysfsFolder(folder), disk.removable) << disk.path;
+        EXPECT_EQ(isRemovableSysfsFolder(folder + "/" + QFileInfo(folder).fileName() + "1"), disk.removable) << disk.path;
+    }
 }
 
 TEST(RemovableMedia, encryptedVolumeInheritsFromTheDeviceBelow)

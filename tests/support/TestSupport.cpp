@@ -37,6 +37,29 @@ QString TempTree::mkdir(const QString& relative)
     return full;
 }
 
+void ScopedEnvironment::set(const char* name, const QByteArray& value)
+{
+    saved_.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
+    qputenv(name, value);
+}
+
+void ScopedEnvironment::unset(const char* name)
+{
+    saved_.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
+    qunsetenv(name);
+}
+
+ScopedEnvironment::~ScopedEnvironment()
+{
+    // Newest first, so a variable set twice ends as it was before the first.
+    for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) {
+        if (it->wasSet)
+            qputenv(it->name, it->value);
+        else
+            qunsetenv(it->name);
+    }
+}
+
 QStringList filesBelow(const QString& root)
 {
     QStringList result;

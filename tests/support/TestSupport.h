@@ -25,6 +25,25 @@ private:
     QTemporaryDir dir_;
 };
 
+// Sets or unsets environment variables for one test and restores them when it ends.
+class ScopedEnvironment {
+public:
+    ScopedEnvironment() = default;
+    ScopedEnvironment(const ScopedEnvironment&) = delete;
+    ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
+    ~ScopedEnvironment();
+    void set(const char* name, const QByteArray& value);
+    void unset(const char* name);
+
+private:
+    struct Saved {
+        const char* name;
+        QByteArray value;
+        bool wasSet;
+    };
+    QList<Saved> saved_;
+};
+
 QByteArray readFile(const QString& path);
 // Relative paths of every file below `root`, hidden ones included, sorted.
 // Files below `root` (hidden ones too, run-folder markers left out), relative, sorted.

@@ -9,20 +9,10 @@ namespace kestrava::test {
 
 TrashSandbox::TrashSandbox()
 {
-    hadDataHome_ = qEnvironmentVariableIsSet("XDG_DATA_HOME");
-    previousDataHome_ = qgetenv("XDG_DATA_HOME");
     tree.mkdir(QStringLiteral("photos"));
     tree.mkdir(QStringLiteral("result"));
     tree.mkdir(QStringLiteral("xdg"));
-    qputenv("XDG_DATA_HOME", dataHome().toUtf8());
-}
-
-TrashSandbox::~TrashSandbox()
-{
-    if (hadDataHome_)
-        qputenv("XDG_DATA_HOME", previousDataHome_);
-    else
-        qunsetenv("XDG_DATA_HOME");
+    environment_.set("XDG_DATA_HOME", dataHome().toUtf8());
 }
 
 QString TrashSandbox::addOriginal(const QString& name, const QByteArray& bytes)

@@ -21,7 +21,6 @@ namespace kestrava::test {
 class TrashSandbox {
 public:
     TrashSandbox();
-    ~TrashSandbox();
     TrashSandbox(const TrashSandbox&) = delete;
     TrashSandbox& operator=(const TrashSandbox&) = delete;
 
@@ -39,8 +38,7 @@ public:
     TempTree tree;
 
 private:
-    QByteArray previousDataHome_;
-    bool hadDataHome_ = false;
+    ScopedEnvironment environment_;
 };
 
 // A journal entry for the photo `name` below /fotos, with a made-up identity.
