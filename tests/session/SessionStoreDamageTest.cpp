@@ -7,6 +7,7 @@
 
 #include <QFile>
 #include <cerrno>
+#include <functional>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -70,40 +71,32 @@ TEST(SessionFileDamage, tornLastLineIsIgnoredAndNeverContinued)
     }
 }
 
-TEST(SessionFileDamage, editedEventRecordHidesTheSession)
+// An edited or foreign file hides its session, never the others, and is left as it is.
+TEST(SessionFileDamage, editedLogOrSnapshotHidesTheSession)
 {
-    TwoSessions fixture;
-    flipByte(fixture.store.eventLogPath(fixture.damaged.id), 0); // "{" becomes "z"
-    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
-}
-
-TEST(SessionFileDamage, eventLogThatIsNotUtf8HidesTheSession)
-{
-    TwoSessions fixture;
-    QFile log(fixture.store.eventLogPath(fixture.damaged.id));
-    ASSERT_TRUE(log.open(QIODevice::Append));
-    log.write("\xff\xfe\n");
-    log.close();
-    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
-}
-
-TEST(SessionFileDamage, editedOrTruncatedSnapshotHidesTheSession)
-{
-    TwoSessions fixture;
-    const QString snapshot = fixture.store.snapshotPath(fixture.damaged.id);
-    flipByte(snapshot, 0);
-    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
-    writeFile(snapshot, encodeSortSession(fixture.damaged).left(100));
-    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
-}
-
-TEST(SessionFileDamage, snapshotFromAFutureVersionIsNotOffered)
-{
-    TwoSessions fixture;
-    QJsonObject future = json::parseObject(encodeSortSession(fixture.damaged));
-    future.insert(u"version"_s, 4);
-    writeFile(fixture.store.snapshotPath(fixture.damaged.id), json::toCompactJson(future));
-    fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+    struct Damage {
+        const char* what;
+        std::function<void(const QString& snapshot, const QString& log)> apply;
+    };
+    const Damage damages[] = {
+        {"edited event record", [](const QString&, const QString& log) { flipByte(log, 0); }}, // "{" becomes "z"
+        {"event log that is not UTF-8",
+         [](const QString&, const QString& log) { writeFile(log, readFile(log) + "\xff\xfe\n"); }},
+        {"edited snapshot", [](const QString& snapshot, const QString&) { flipByte(snapshot, 0); }},
+        {"truncated snapshot", [](const QString& snapshot, const QString&) { writeFile(snapshot, readFile(snapshot).left(100)); }},
+        {"snapshot from a future version",
+         [](const QString& snapshot, const QString&) {
+             QJsonObject future = json::parseObject(readFile(snapshot));
+             future.insert(u"version"_s, 4);
+             writeFile(snapshot, json::toCompactJson(future));
+         }},
+    };
+    for (const Damage& damage : damages) {
+        SCOPED_TRACE(damage.what);
+        TwoSessions fixture;
+        damage.apply(fixture.store.snapshotPath(fixture.damaged.id), fixture.store.eventLogPath(fixture.damaged.id));
+        fixture.expectOnlyHealthyOfferedAndFilesUnchanged();
+    }
 }
 
 TEST(SessionFileDamage, swappedEventLinesStillReplayInFileOrder)

@@ -213,7 +213,8 @@ TEST(SessionStoreLoad, newestIncompleteSessionWinsAndCompletedOnesAreNeverOffere
     EXPECT_EQ(await(store.loadLatestIncomplete())->id, older.id);
 }
 
-TEST(SessionStoreExecutionLog, oneReadableLinePerRecord)
+// One readable line per record; a line cut short by a crash does not swallow the next record.
+TEST(SessionStoreExecutionLog, oneReadableLinePerRecordEvenAfterATornLine)
 {
     TempTree tree;
     SteppingClock clock(at(9, 30));
@@ -221,35 +222,26 @@ TEST(SessionStoreExecutionLog, oneReadableLinePerRecord)
     const QUuid id = QUuid::createUuid();
     await(store.appendExecution({u"/Fotos/A.JPG"_s, u"/Ziel/A.JPG"_s, ExecutionActionStatus::completed, 10, std::nullopt}, 0, id));
     await(store.appendExecution({u"/Fotos/B.JPG"_s, std::nullopt, ExecutionActionStatus::failed, 0, u"Zugriff verweigert"_s}, 0, id));
-    EXPECT_EQ(readFile(store.executionLogPath(id)),
-              QByteArray("2026-03-01T09:30:01Z [completed] /Fotos/A.JPG -> /Ziel/A.JPG\n"
-                         "2026-03-01T09:30:03Z [failed] /Fotos/B.JPG -> \xE2\x80\x93 \xC2\xB7 Zugriff verweigert\n"));
+    const QByteArray whole = "2026-03-01T09:30:01Z [completed] /Fotos/A.JPG -> /Ziel/A.JPG\n"
+                             "2026-03-01T09:30:03Z [failed] /Fotos/B.JPG -> \xE2\x80\x93 \xC2\xB7 Zugriff verweigert\n";
+    EXPECT_EQ(readFile(store.executionLogPath(id)), whole);
     const QList<QByteArray> events = logLines(store.eventLogPath(id));
     ASSERT_EQ(events.size(), 2);
     const SessionEvent first = decodeEventLine(events[0]);
     EXPECT_EQ(first.kind, SessionEventKind::execution);
     EXPECT_EQ(first.sourcePaths, QStringList{u"/Fotos/A.JPG"_s});
     EXPECT_EQ(first.timestamp, at(9, 30));
-}
 
-TEST(SessionStoreExecutionLog, aLineCutShortByACrashDoesNotSwallowTheNextRecord)
-{
-    TempTree tree;
-    SteppingClock clock(at(9, 30));
-    SessionStore store(tree.path(u"Sessions"_s), FileOps::system(), clock.function());
-    const QUuid id = QUuid::createUuid();
-    await(store.appendExecution({u"/Fotos/A.JPG"_s, u"/Ziel/A.JPG"_s, ExecutionActionStatus::completed, 10, std::nullopt}, 0, id));
     QFile log(store.executionLogPath(id));
     ASSERT_TRUE(log.open(QIODevice::Append));
-    log.write("2026-03-01T09:30:02Z [completed] /Fotos/B.JPG -> /Ziel/B.J");
+    log.write("2026-03-01T09:30:04Z [completed] /Fotos/C.JPG -> /Ziel/C.J");
     log.close();
-
-    await(store.appendExecution({u"/Fotos/C.JPG"_s, u"/Ziel/C.JPG"_s, ExecutionActionStatus::completed, 10, std::nullopt}, 0, id));
-    const QList<QByteArray> lines = readFile(store.executionLogPath(id)).split('\n');
-    ASSERT_EQ(lines.size(), 4);
-    EXPECT_EQ(lines[1], "2026-03-01T09:30:02Z [completed] /Fotos/B.JPG -> /Ziel/B.J");
-    EXPECT_TRUE(lines[2].endsWith(" [completed] /Fotos/C.JPG -> /Ziel/C.JPG")) << lines[2].constData();
-    EXPECT_TRUE(lines[3].isEmpty());
+    await(store.appendExecution({u"/Fotos/D.JPG"_s, u"/Ziel/D.JPG"_s, ExecutionActionStatus::completed, 10, std::nullopt}, 0, id));
+    const QList<QByteArray> lines = readFile(store.executionLogPath(id)).mid(whole.size()).split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines[0], "2026-03-01T09:30:04Z [completed] /Fotos/C.JPG -> /Ziel/C.J");
+    EXPECT_TRUE(lines[1].endsWith(" [completed] /Fotos/D.JPG -> /Ziel/D.JPG")) << lines[1].constData();
+    EXPECT_TRUE(lines[2].isEmpty());
 }
 
 TEST(SessionStoreDurability, eachEventCostsExactlyOneFileFlushOnceTheLogExists)
