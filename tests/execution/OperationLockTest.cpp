@@ -55,21 +55,6 @@ TEST(OperationLock, holdsThePidCreatesTheFolderAndReleasesOnce)
     EXPECT_TRUE(QFileInfo::exists(root + "/.kestrava.lock"));
 }
 
-TEST(OperationLock, destroyingTheLockReleasesIt)
-{
-    TempTree tree;
-    { OperationLock lock(FileUrl::fromLocalPath(tree.root())); }
-    EXPECT_FALSE(QFileInfo::exists(tree.path(".kestrava.lock")));
-}
-
-TEST(OperationLock, liveOwnerBlocks)
-{
-    TempTree tree;
-    tree.write(".kestrava.lock", " 1\n"); // init never goes away
-    EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
-    EXPECT_EQ(readFile(tree.path(".kestrava.lock")), " 1\n");
-}
-
 // A lock file naming this very process: held while a run of this process holds it (a second
 // window must wait), stale once that run is over but could not remove it (a folder turned
 // read-only), or the window retrying the run would be told forever that it is running.
@@ -81,24 +66,30 @@ TEST(OperationLock, thisProcessesLockBlocksOnlyWhileARunHoldsIt)
         OperationLock held(FileUrl::fromLocalPath(tree.root()));
         EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
     }
+    EXPECT_FALSE(QFileInfo::exists(lockPath)) << "destroying the lock releases it";
     tree.write(".kestrava.lock", QByteArray::number(QCoreApplication::applicationPid()));
     EXPECT_FALSE(blocksWithAlreadyRunning(tree.root()));
     EXPECT_FALSE(QFileInfo::exists(lockPath));
 }
 
-TEST(OperationLock, staleLockOfDeadProcessIsTakenOver)
+// A dead owner's lock is taken over; so is an empty one, which on FAT and exFAT a run killed
+// between reserving the lock's name and renaming its lock onto it leaves behind.
+TEST(OperationLock, staleOrEmptyLockIsTakenOver)
 {
-    TempTree tree;
     const qint64 dead = pidOfReapedProcess();
     ASSERT_GT(dead, 0);
-    tree.write(".kestrava.lock", QByteArray::number(dead) + "\n");
-    OperationLock lock(FileUrl::fromLocalPath(tree.root()));
-    EXPECT_EQ(readFile(tree.path(".kestrava.lock")), QByteArray::number(QCoreApplication::applicationPid()));
+    for (const QByteArray& content : {QByteArray::number(dead) + "\n", QByteArray()}) {
+        TempTree tree;
+        tree.write(".kestrava.lock", content);
+        OperationLock lock(FileUrl::fromLocalPath(tree.root()));
+        EXPECT_EQ(readFile(tree.path(".kestrava.lock")), QByteArray::number(QCoreApplication::applicationPid()));
+    }
 }
 
-TEST(OperationLock, unreadableOrGarbledLockBlocks)
+// A live owner (init never goes away), and whatever cannot be read or makes no sense, holds.
+TEST(OperationLock, liveUnreadableOrGarbledLockBlocks)
 {
-    for (const QByteArray& content : {QByteArray("garbage"), QByteArray("99999999999"), QByteArray("-5")}) {
+    for (const QByteArray& content : {QByteArray(" 1\n"), QByteArray("garbage"), QByteArray("99999999999"), QByteArray("-5")}) {
         TempTree tree;
         tree.write(".kestrava.lock", content);
         EXPECT_TRUE(blocksWithAlreadyRunning(tree.root())) << content.constData();
@@ -108,15 +99,6 @@ TEST(OperationLock, unreadableOrGarbledLockBlocks)
     TempTree tree;
     tree.mkdir(".kestrava.lock");
     EXPECT_TRUE(blocksWithAlreadyRunning(tree.root()));
-}
-
-// On FAT and exFAT a run killed between reserving the lock's name and renaming its lock onto
-// it leaves an empty lock: once it stays empty, it is taken over instead of blocking for good.
-TEST(OperationLock, emptyLockLeftByAKilledRunIsTakenOver)
-{
-    TempTree tree;
-    tree.write(".kestrava.lock", "");
-    EXPECT_FALSE(blocksWithAlreadyRunning(tree.root()));
 }
 
 TEST(OperationLock, failingRemovalOfStaleLockIsReported)

@@ -170,13 +170,6 @@ TEST_F(TrashCoordinatorTest, secondHardLinkGainedAfterPreparationIsRefused)
     ASSERT_EQ(::link(QFile::encodeName(original).constData(), QFile::encodeName(box.tree.path(QStringLiteral("b.jpg"))).constData()), 0);
     EXPECT_EQ(failure([&] { commit(prepared); }), Kind::multipleHardLinks);
     EXPECT_TRUE(QFile::exists(original));
-
-    const QString linked = box.addOriginal(QStringLiteral("c.jpg"), "c");
-    ASSERT_EQ(::link(QFile::encodeName(linked).constData(), QFile::encodeName(box.tree.path(QStringLiteral("d.jpg"))).constData()), 0);
-    const TrashPreparation refused = prepare(TrashSandbox::singleGroups({linked}));
-    ASSERT_EQ(refused.entries.size(), 1);
-    EXPECT_EQ(refused.entries[0].state, State::failed);
-    EXPECT_EQ(refused.entries[0].message, TrashTransactionError(Kind::multipleHardLinks, QStringLiteral("c.jpg")).description());
 }
 
 TEST_F(TrashCoordinatorTest, rerunPrepareReusesEntriesAndMatchingLeftoverCopies)
