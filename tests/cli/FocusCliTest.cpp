@@ -3,15 +3,13 @@
 // German messages for what cannot be measured.
 
 #include "CliTestSupport.h"
+#include "FocusImages.h"
 
 #include "scanning/generator/ShootImages.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QPainter>
-#include <QRandomGenerator>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -19,39 +17,13 @@ using namespace kestrava::test;
 
 namespace {
 
-QImage scene(quint32 seed)
-{
-    QImage image(900, 600, QImage::Format_RGB32);
-    image.fill(QColor(120, 120, 120));
-    QPainter painter(&image);
-    QRandomGenerator random(seed);
-    for (int i = 0; i < 6000; ++i) {
-        const int v = random.bounded(2) ? 20 : 235;
-        painter.fillRect(random.bounded(900), random.bounded(600), 1 + random.bounded(3), 1 + random.bounded(3), QColor(v, v, v));
-    }
-    return image;
-}
-
-QImage soft(const QImage& image)
-{
-    return image.scaled(image.size() / 4, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
-        .scaled(image.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-}
-
 // A JPEG captured at 10:00:00 plus `milliseconds`; a negative value writes no EXIF at all.
 void shoot(TempTree& tree, const QString& name, qint64 milliseconds, const QImage& picture)
 {
     const QDateTime at = QDateTime(QDate(2024, 6, 1), QTime(10, 0)).addMSecs(std::max<qint64>(0, milliseconds));
     const QDateTime second = at.addMSecs(-at.time().msec());
-    QByteArray bytes = shootgen::jpegWithExif(picture, 90, {"Kestrava", "Test", second, at.time().msec() / 10});
-    if (milliseconds < 0) {
-        QFile plain(tree.path(name));
-        QDir().mkpath(QFileInfo(plain).path());
-        ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-        ASSERT_TRUE(picture.save(&plain, "JPEG"));
-        return;
-    }
-    tree.write(name, bytes);
+    tree.write(name, milliseconds < 0 ? shootgen::encodeJpeg(picture, 90)
+                                      : shootgen::jpegWithExif(picture, 90, {"Kestrava", "Test", second, at.time().msec() / 10}));
 }
 
 QJsonArray jsonArray(const CliResult& result)
@@ -72,15 +44,15 @@ QStringList members(const QJsonValue& series)
 TEST(FocusCli, seriesFollowTheGapToTheSubsecondAndNameTheSharpestFrame)
 {
     TempTree tree;
-    const QImage picture = scene(3);
-    shoot(tree, "Shoot/IMG_1.JPG", 100, soft(picture));
+    const QImage picture = detailedScene({900, 600}, 3);
+    shoot(tree, "Shoot/IMG_1.JPG", 100, softened(picture, 4));
     shoot(tree, "Shoot/IMG_2.JPG", 600, picture); // the sharp one
-    shoot(tree, "Shoot/IMG_3.JPG", 1500, soft(picture));
+    shoot(tree, "Shoot/IMG_3.JPG", 1500, softened(picture, 4));
     shoot(tree, "Shoot/IMG_4.JPG", 2550, picture); // 1.05 s later: a new moment
     shoot(tree, "Shoot/IMG_5.JPG", 9000, picture);
     shoot(tree, "Shoot/IMG_6.JPG", -1, picture); // no capture time: never joins
     shoot(tree, "Shoot/IMG_7.JPG", 9200, picture);
-    shoot(tree, "Shoot/zweite/IMG_8.JPG", 9400, soft(picture));
+    shoot(tree, "Shoot/zweite/IMG_8.JPG", 9400, softened(picture, 4));
     shoot(tree, "Shoot/zweite/IMG_9.JPG", 9500, picture);
     const QProcessEnvironment environment = isolatedEnvironment(tree.path("home"));
 
@@ -114,9 +86,9 @@ TEST(FocusCli, seriesFollowTheGapToTheSubsecondAndNameTheSharpestFrame)
 TEST(FocusCli, sharpnessRanksCrispAboveSoftAndNamesWhatItCannotMeasure)
 {
     TempTree tree;
-    const QImage picture = scene(5);
+    const QImage picture = detailedScene({900, 600}, 5);
     shoot(tree, "Shoot/crisp.jpg", 0, picture);
-    shoot(tree, "Shoot/soft.jpg", 0, soft(picture));
+    shoot(tree, "Shoot/soft.jpg", 0, softened(picture, 4));
     const QString broken = tree.write("kaputt.jpg", QByteArray("\xff\xd8 nothing more", 15));
     const QProcessEnvironment environment = isolatedEnvironment(tree.path("home"));
 

@@ -34,48 +34,41 @@ QStringList groupIds(const QJsonArray& groups)
 
 } // namespace
 
-TEST(ScanCli, printsItemsCodedAsInTheSessionDocument)
+// The scan prints its items coded as the session document codes them, and awkward names come
+// back exactly (code unit for code unit: NFD stays NFD).
+TEST(ScanCli, printsItemsCodedAsInTheSessionDocumentWithAwkwardNamesIntact)
 {
     TempTree tree;
-    tree.write("Tag 1/IMG_2.JPG", "abc");
-    tree.write("Tag 1/IMG_2.CR3", "defg");
-    tree.write("Tag 1/IMG_10.jpg");
-    const CliResult result = runCli({"scan", tree.root()});
-    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QList<PhotoItem> expected = PhotoInventoryScanner::scan(FileUrl::fromLocalPath(tree.root()));
-    EXPECT_EQ(result.out.trimmed(), json::toCompactJson(toJson(expected)));
-    EXPECT_EQ(photoItemsFromJson(parseArray(result.out)), expected);
-}
-
-TEST(ScanCli, awkwardNamesRoundTripThroughTheJson)
-{
-    TempTree tree;
-    const QString nfdUmlaut = QStringLiteral("Mu\u0308ller a\u0300 la carte.jpg"); // decomposed accents
     const QString longName = QString(251, QLatin1Char('x')) + QStringLiteral(".jpg"); // 255 bytes
     const QStringList names{
+        QStringLiteral("Tag 1/IMG_2.JPG"),
+        QStringLiteral("Tag 1/IMG_2.CR3"),
         QStringLiteral("mit Leerzeichen/IMG 1.JPG"),
         QStringLiteral("Zeilen\numbruch.jpg"),
-        nfdUmlaut,
+        QStringLiteral("Mu\u0308ller a\u0300 la carte.jpg"), // decomposed accents
         QStringLiteral("Prozent %20 und #Raute?.NEF"),
         QStringLiteral("Anführungs\"zeichen\\.jpg"),
         longName,
     };
     for (const QString& name : names)
-        tree.write(name);
+        tree.write(name, name.toUtf8());
     ASSERT_EQ(QFile::encodeName(longName).size(), 255);
 
     const CliResult result = runCli({"scan", tree.root()});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QList<PhotoItem> expected = PhotoInventoryScanner::scan(FileUrl::fromLocalPath(tree.root()));
+    EXPECT_EQ(result.out.trimmed(), json::toCompactJson(toJson(expected)));
     const QList<PhotoItem> items = photoItemsFromJson(parseArray(result.out));
+    EXPECT_EQ(items, expected);
     QStringList found;
-    for (const PhotoItem& item : items)
+    for (const PhotoItem& item : items) {
         found.append(item.relativePath);
+        EXPECT_TRUE(QFileInfo::exists(item.sourceURL.path())) << item.sourceURL.path().toStdString();
+    }
     QStringList wanted = names;
     found.sort();
     wanted.sort();
-    EXPECT_EQ(found, wanted); // exact code units: NFD stays NFD
-    for (const PhotoItem& item : items)
-        EXPECT_TRUE(QFileInfo::exists(item.sourceURL.path())) << item.sourceURL.path().toStdString();
+    EXPECT_EQ(found, wanted);
 }
 
 TEST(ScanCli, undecodableNameIsReportedButDoesNotFailTheScan)
@@ -134,19 +127,16 @@ TEST(ScanCli, groupsPairOnlyWhenBothFormatsAreReviewed)
     EXPECT_EQ(groupIds(parseArray(runCli({"groups", tree.root(), "--choice", "jpeg"}).out)), (QStringList{jpeg, other}));
     EXPECT_EQ(groupIds(parseArray(runCli({"groups", tree.root(), "--choice", "raw"}).out)), QStringList{raw});
     EXPECT_EQ(groupIds(parseArray(runCli({"groups", tree.root(), "--choice", "both"}).out)), (QStringList{pairId, other}));
-}
 
-TEST(ScanCli, groupsOfASingleFormatFolderAreSinglesAndAnEmptyFolderHasNone)
-{
+    // A folder of one format is reviewed as singles; an empty one has no groups.
     TempTree onlyRaw;
     const QString a = onlyRaw.write("IMG_1.CR3");
     const QString b = onlyRaw.write("IMG_1.cr2");
     EXPECT_EQ(groupIds(parseArray(runCli({"groups", onlyRaw.root()}).out)), (QStringList{b, a}));
-
     TempTree empty;
-    const CliResult result = runCli({"groups", empty.root()});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.out.trimmed(), "[]");
+    const CliResult none = runCli({"groups", empty.root()});
+    EXPECT_EQ(none.exitCode, 0);
+    EXPECT_EQ(none.out.trimmed(), "[]");
 }
 
 TEST(ScanCli, generatedSummaryMatchesWhatScanAndGroupsFind)

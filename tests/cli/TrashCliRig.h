@@ -53,20 +53,13 @@ struct TrashRig {
     {
         return runCli({QStringLiteral("trash"), action, QStringLiteral("--store"), store}, environment);
     }
-    QList<QByteArray> rejectedDigests() const
+    QList<QByteArray> rejectedDigests() const { return digestsOf(true); }
+    QList<QByteArray> keptDigests() const { return digestsOf(false); }
+    QList<QByteArray> digestsOf(bool rejectedOnes) const
     {
         QList<QByteArray> digests;
         for (auto it = shoot.begin(); it != shoot.end(); ++it)
-            if (rejected.contains(it.value()))
-                digests.append(it.key());
-        std::sort(digests.begin(), digests.end());
-        return digests;
-    }
-    QList<QByteArray> keptDigests() const
-    {
-        QList<QByteArray> digests;
-        for (auto it = shoot.begin(); it != shoot.end(); ++it)
-            if (!rejected.contains(it.value()))
+            if (rejected.contains(it.value()) == rejectedOnes)
                 digests.append(it.key());
         std::sort(digests.begin(), digests.end());
         return digests;
