@@ -1,10 +1,13 @@
 #pragma once
 
-// JPEG files with hand-made EXIF blocks, so tests control orientation and the three date tags.
+// JPEG files whose EXIF holds exactly the tags a test names.
 
 #include <QByteArray>
 #include <QImage>
 #include <QString>
+
+#include <map>
+#include <string>
 
 namespace kestrava::test {
 
@@ -15,7 +18,10 @@ struct ExifTags {
     QByteArray dateTime;          // IFD0
 };
 
-// Baseline JPEG of `image` with an APP1 EXIF segment carrying `tags` (none when all empty).
+// Baseline JPEG of `image` with an EXIF block holding exactly `tags` (Exiv2 keys → values as
+// text), none when it is empty.
+QByteArray jpegWithExifTags(const QImage& image, const std::map<std::string, std::string>& tags, int quality = 90);
+// The same for an orientation and the three date tags.
 QByteArray jpegWithExif(const QImage& image, const ExifTags& tags = {}, int quality = 90);
 
 // An image whose left half is red and right half blue: after a turn, where red ended up

@@ -1,6 +1,7 @@
 // Capture times to the millisecond: each date takes the subsecond tag recorded beside it, and
 // generated shoots come back from the metadata pipeline with the times they were given.
 
+#include "TestJpegs.h"
 #include "TestSupport.h"
 
 #include "preview/DecodeSlots.h"
@@ -8,17 +9,11 @@
 #include "scanning/MetadataPipeline.h"
 #include "scanning/generator/ShootGenerator.h"
 
-#include <QBuffer>
 #include <QImage>
-#include <QImageWriter>
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-#include <exiv2/exiv2.hpp>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -27,25 +22,11 @@ namespace {
 
 QDateTime local(int h, int mi, int s, int ms = 0) { return QDateTime(QDate(2024, 6, 1), QTime(h, mi, s, ms)); }
 
-// A small JPEG whose EXIF holds exactly `tags` (Exiv2 keys → ASCII values).
 QByteArray jpegWithTags(const std::map<std::string, std::string>& tags)
 {
-    QByteArray plain;
-    QBuffer buffer(&plain);
-    buffer.open(QIODevice::WriteOnly);
     QImage picture(32, 24, QImage::Format_RGB32);
     picture.fill(Qt::gray);
-    QImageWriter(&buffer, "jpeg").write(picture);
-    auto image = Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte*>(plain.constData()), long(plain.size()));
-    Exiv2::ExifData exif;
-    for (const auto& [key, value] : tags)
-        exif[key] = value;
-    image->setExifData(exif);
-    image->writeMetadata();
-    Exiv2::BasicIo& io = image->io();
-    io.seek(0, Exiv2::BasicIo::beg);
-    const Exiv2::DataBuf data = io.read(long(io.size()));
-    return QByteArray(reinterpret_cast<const char*>(data.pData_), qsizetype(data.size_));
+    return jpegWithExifTags(picture, tags);
 }
 
 } // namespace
@@ -130,5 +111,3 @@ TEST(CaptureSubsecond, generatedShootComesBackToTheMillisecond)
         }
     }
 }
-
-#pragma GCC diagnostic pop
