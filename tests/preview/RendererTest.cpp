@@ -14,11 +14,14 @@ std::optional<PreviewPayload> renderFile(const QString& path, int size) { return
 
 } // namespace
 
+// Scaled to fit and never enlarged; the content decides, not the extension; a cancelled or
+// nonsense request gives nothing.
 TEST(Renderer, jpegIsScaledToFitAndNeverEnlarged)
 {
     TempTree tree;
     const QString large = tree.write("large.jpg", jpegWithExif(leftRedRightBlue(3000, 2000)));
     const QString small = tree.write("small.JPG", jpegWithExif(leftRedRightBlue(500, 300)));
+    const QString disguised = tree.write("DSC_0001.NEF", jpegWithExif(leftRedRightBlue(800, 600)));
 
     const auto scaled = renderFile(large, 1024);
     ASSERT_TRUE(scaled);
@@ -29,6 +32,14 @@ TEST(Renderer, jpegIsScaledToFitAndNeverEnlarged)
     const auto untouched = renderFile(small, 1024);
     ASSERT_TRUE(untouched);
     EXPECT_EQ(untouched->image.size(), QSize(500, 300));
+
+    const auto payload = renderFile(disguised, 1024);
+    ASSERT_TRUE(payload);
+    EXPECT_EQ(payload->source, PreviewSource::decoded);
+    EXPECT_EQ(payload->image.size(), QSize(800, 600));
+
+    EXPECT_FALSE(PreviewRenderer::render(small, 1024, [] { return true; }));
+    EXPECT_FALSE(PreviewRenderer::render(small, 0));
 }
 
 TEST(Renderer, exifOrientationIsApplied)
@@ -60,16 +71,6 @@ TEST(Renderer, exifOrientationIsApplied)
     }
 }
 
-TEST(Renderer, contentDecidesNotTheExtension)
-{
-    TempTree tree;
-    const QString disguised = tree.write("DSC_0001.NEF", jpegWithExif(leftRedRightBlue(800, 600)));
-    const auto payload = renderFile(disguised, 1024);
-    ASSERT_TRUE(payload);
-    EXPECT_EQ(payload->source, PreviewSource::decoded);
-    EXPECT_EQ(payload->image.size(), QSize(800, 600));
-}
-
 TEST(Renderer, damagedAndForeignFilesGiveNoImageAndNeverCrash)
 {
     TempTree tree;
@@ -97,12 +98,4 @@ TEST(Renderer, damagedAndForeignFilesGiveNoImageAndNeverCrash)
     if (const auto payload = renderFile(cut, 1024)) {
         EXPECT_EQ(payload->image.size(), QSize(1024, 682));
     }
-}
-
-TEST(Renderer, cancelledOrNonsenseRequestsGiveNothing)
-{
-    TempTree tree;
-    const QString path = tree.write("a.jpg", jpegWithExif(leftRedRightBlue(300, 200)));
-    EXPECT_FALSE(PreviewRenderer::render(path, 1024, [] { return true; }));
-    EXPECT_FALSE(PreviewRenderer::render(path, 0));
 }
