@@ -45,7 +45,7 @@ void ScopedEnvironment::set(const char* name, const QByteArray& value)
 
 void ScopedEnvironment::unset(const char* name)
 {
-    saved_.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
+    set(name, {});
     qunsetenv(name);
 }
 

@@ -45,7 +45,6 @@ private:
 };
 
 QByteArray readFile(const QString& path);
-// Relative paths of every file below `root`, hidden ones included, sorted.
 // Files below `root` (hidden ones too, run-folder markers left out), relative, sorted.
 QStringList filesBelow(const QString& root);
 void writeFile(const QString& path, const QByteArray& bytes);
