@@ -13,7 +13,8 @@ Item {
         name: "Confirmation"
         when: windowShown
 
-        function initTestCase() {
+        function init() {
+            Rig.renew()
             verify(Rig.loadShoot())
             Rig.configure("safeCopy")
             verify(Rig.startReview())
@@ -22,14 +23,18 @@ Item {
             tryCompare(ViewModel, "route", AppRoute.Confirmation, 60000)
             confirmation.active = true
         }
+        function cleanup() {
+            confirmation.active = false
+            trash.active = false
+        }
 
-        function test_1_executeFollowsCanExecute() {
+        function test_executeFollowsCanExecute() {
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sortierung ausführen")
             compare(execute.enabled, ViewModel.execution.canExecute && !ViewModel.execution.isApplying)
         }
 
-        function test_2_trashModeStagesFirst() {
+        function test_trashModeStagesFirst() {
             ViewModel.selectOperationMode("organizeAndTrash")
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sicherheitsablage vorbereiten")
@@ -38,12 +43,12 @@ Item {
             verify(!findChild(confirmation.item, "destructiveConfirmation").visible)
         }
 
-        function test_3_backToReview() {
+        function test_backToReview() {
             mouseClick(findChild(confirmation.item, "returnToReviewButton"))
             compare(ViewModel.route, AppRoute.Reviewing)
         }
 
-        function test_4_trashCommitStaysLockedUntilEverythingIsReady() {
+        function test_trashCommitStaysLockedUntilEverythingIsReady() {
             trash.active = true
             const commit = findChild(trash.item, "commitTrashButton")
             const box = findChild(trash.item, "trashCommitConfirmation")

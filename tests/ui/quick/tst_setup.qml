@@ -6,15 +6,20 @@ Item {
     width: 1240
     height: 800
 
-    SetupScreen { id: screen; anchors.fill: parent }
+    Loader { id: loader; anchors.fill: parent; active: false; sourceComponent: SetupScreen {} }
 
     TestCase {
         name: "Setup"
         when: windowShown
+        readonly property Item screen: loader.item
 
         function init() {
-            if (ViewModel.route !== AppRoute.Setup)
-                verify(Rig.loadShoot())
+            Rig.renew()
+            verify(Rig.loadShoot())
+            loader.active = true
+        }
+        function cleanup() {
+            loader.active = false
         }
 
         function test_startButtonWaitsForEveryChoice() {

@@ -6,11 +6,20 @@ Item {
     width: 1240
     height: 800
 
-    WelcomeScreen { id: screen; anchors.fill: parent }
+    Loader { id: loader; anchors.fill: parent; active: false; sourceComponent: WelcomeScreen {} }
 
     TestCase {
         name: "Welcome"
         when: windowShown
+        readonly property Item screen: loader.item
+
+        function init() {
+            Rig.renew()
+            loader.active = true
+        }
+        function cleanup() {
+            loader.active = false
+        }
 
         function test_noResumeCardWithoutASavedSession() {
             compare(ViewModel.route, AppRoute.Welcome)
