@@ -28,18 +28,14 @@ Item {
             trash.active = false
         }
 
-        function test_executeFollowsCanExecute() {
+        function test_trashModeStagesFirst() {
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sortierung ausführen")
-            compare(execute.enabled, ViewModel.execution.canExecute && !ViewModel.execution.isApplying)
-        }
-
-        function test_trashModeStagesFirst() {
             ViewModel.selectOperationMode("organizeAndTrash")
-            const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sicherheitsablage vorbereiten")
             verify(findChild(confirmation.item, "destructiveConfirmation").visible)
             ViewModel.selectOperationMode("safeCopy")
+            compare(execute.text, "Sortierung ausführen")
             verify(!findChild(confirmation.item, "destructiveConfirmation").visible)
         }
 
@@ -52,12 +48,11 @@ Item {
             trash.active = true
             const commit = findChild(trash.item, "commitTrashButton")
             const box = findChild(trash.item, "trashCommitConfirmation")
-            compare(commit.text, "Jetzt in den Papierkorb")
             compare(commit.enabled, false)
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, true)
-            // Ticking alone is not enough: the view model also wants every copy staged.
-            compare(commit.enabled, ViewModel.trash.canCommitTrash === true)
+            // Ticking alone is not enough: nothing is staged yet.
+            compare(commit.enabled, false)
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, false)
             compare(commit.enabled, false)
