@@ -142,6 +142,57 @@ TEST(SmallWindow, undoKeyAndOpenMenuDoNotLetArrowsDecide)
     EXPECT_TRUE(waitUntil([&] { return rig.viewModel->review()->currentIndex() == 1; })) << "arrows did not come back after the menu";
 }
 
+namespace {
+
+QQuickWindow* activeMainWindow(UiRig& rig)
+{
+    QQuickWindow* window = rig.openMainWindow();
+    if (!window)
+        return nullptr;
+    window->show();
+    window->requestActivate();
+    return QTest::qWaitForWindowActive(window) ? window : nullptr;
+}
+
+} // namespace
+
+TEST(SmallWindow, helpAndMenusAnswerTheKeyboardWithTheInspectorHidden)
+{
+    UiRig rig(2);
+    QQuickWindow* window = activeMainWindow(rig);
+    ASSERT_NE(window, nullptr);
+    rig.loadShoot();
+    rig.configure();
+    rig.startReview();
+    rig.viewModel->setInspectorVisible(false);
+
+    QObject* help = rig.find(u"keyboardHelp"_s);
+    ASSERT_NE(help, nullptr);
+    rig.press(window, Qt::Key_F1);
+    EXPECT_TRUE(waitUntil([&] { return help->property("opened").toBool(); })) << "F1 did not show the keys";
+    rig.press(window, Qt::Key_Escape);
+    ASSERT_TRUE(waitUntil([&] { return rig.shell->openOverlays() == 0; }));
+
+    // Alt with the underlined letter opens "Bearbeiten".
+    rig.press(window, Qt::Key_B, Qt::AltModifier);
+    EXPECT_TRUE(waitUntil([&] { return rig.shell->openOverlays() > 0; }, 5000)) << "Alt+B opened no menu";
+    rig.press(window, Qt::Key_Escape);
+    EXPECT_TRUE(waitUntil([&] { return rig.shell->openOverlays() == 0; }));
+}
+
+TEST(SmallWindow, ctrlQClosesTheWindow)
+{
+    // Quitting is the platform's standard key: Ctrl+Q on the Linux desktops, none on the
+    // offscreen platform the tests usually run on (it follows the Windows scheme).
+    if (!QKeySequence::keyBindings(QKeySequence::Quit).contains(QKeySequence(u"Ctrl+Q"_s)))
+        GTEST_SKIP() << "this platform binds no key to quitting";
+    UiRig rig(1);
+    QQuickWindow* window = activeMainWindow(rig);
+    ASSERT_NE(window, nullptr);
+    rig.press(window, Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_TRUE(waitUntil([&] { return !window->isVisible(); })) << "Ctrl+Q left the window open";
+}
+
 TEST(SmallWindow, editMenuCommandsDoNothingOutsideTheReview)
 {
     UiRig rig(2);
