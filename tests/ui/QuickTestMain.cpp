@@ -89,6 +89,14 @@ public:
         }
         return true;
     }
+    // Overwrites every file of the group at `index` with bytes no decoder takes; its id.
+    Q_INVOKABLE QString damageGroup(int index)
+    {
+        const ReviewGroup group = current().viewModel->review()->effectiveReviewGroups().value(index);
+        for (const FileUrl& member : group.memberURLs)
+            writeFile(member.path(), "kein Bild");
+        return group.id;
+    }
     Q_INVOKABLE bool waitForSettled(int timeoutMs)
     {
         return waitUntil([&] { return !current().viewModel->review()->isCommittingDecision(); }, timeoutMs);

@@ -15,10 +15,14 @@ Item {
 
         function init() {
             Rig.renew()
+        }
+        // Every shot decided the same way, then the confirmation on screen.
+        function openConfirmation(mode, review, decision) {
             verify(Rig.loadShoot())
-            Rig.configure("safeCopy")
+            Rig.configure(mode)
+            ViewModel.loading.chooseFormatReview(review)
             verify(Rig.startReview())
-            verify(Rig.decideAll("delete"))
+            verify(Rig.decideAll(decision))
             ViewModel.review.beginCompletionFlow()
             tryCompare(ViewModel, "route", AppRoute.Confirmation, 60000)
             confirmation.active = true
@@ -29,6 +33,7 @@ Item {
         }
 
         function test_trashModeStagesFirst() {
+            openConfirmation("safeCopy", "both", "delete")
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sortierung ausführen")
             ViewModel.selectOperationMode("organizeAndTrash")
@@ -40,11 +45,32 @@ Item {
         }
 
         function test_backToReview() {
+            openConfirmation("safeCopy", "both", "delete")
             mouseClick(findChild(confirmation.item, "returnToReviewButton"))
             compare(ViewModel.route, AppRoute.Reviewing)
         }
 
+        function test_enterActivatesTheFocusedButton() {
+            openConfirmation("safeCopy", "both", "delete")
+            findChild(confirmation.item, "returnToReviewButton").forceActiveFocus()
+            keyClick(Qt.Key_Return)
+            compare(ViewModel.route, AppRoute.Reviewing)
+        }
+
+        // Reviewing the JPEGs alone, the RAWs move too: the confirmation counts and names them.
+        function test_scopeNamesTheFilesCarriedWithoutAReview() {
+            openConfirmation("moveOriginals", "jpeg", "keep")
+            const lines = findChild(confirmation.item, "runScopeLines")
+            let shown = []
+            for (let i = 0; i < lines.count; ++i)
+                shown.push(lines.itemAt(i).text)
+            verify(shown[0].indexOf("6 JPEG") >= 0, shown[0])
+            verify(shown.some(line => line.indexOf("6 RAW") >= 0), shown.join(" | "))
+            compare(ViewModel.execution.runScopeText, "6 Motive · 12 Dateien")
+        }
+
         function test_trashCommitStaysLockedUntilEverythingIsReady() {
+            openConfirmation("safeCopy", "both", "delete")
             trash.active = true
             const commit = findChild(trash.item, "commitTrashButton")
             const box = findChild(trash.item, "trashCommitConfirmation")

@@ -82,6 +82,15 @@ Item {
             ViewModel.audit.setPresented(false)
         }
 
+        function test_aShotNoPictureCanShowIsDecidedWithTheKeys() {
+            const last = ViewModel.review.reviewGroupCount - 1
+            ViewModel.review.showGroupInMainReview(Rig.damageGroup(last))
+            compare(ViewModel.review.currentIndex, last)
+            tryCompare(findChild(loader.item, "previewStatus"), "text", "Keine Vorschau verfügbar", 60000)
+            decideWith(Qt.Key_Down)
+            compare(ViewModel.review.decisionCounts["delete"], 1)
+        }
+
         function test_enterAnswersAnAlert() {
             root.alertsAnswered = 0
             const alert = createTemporaryObject(alertComponent, root)
