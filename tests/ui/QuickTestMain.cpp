@@ -5,6 +5,7 @@
 // Screens that read the view model are made in init() (a Loader) and destroyed in cleanup().
 
 #include "UiRig.h"
+#include "preview/PreviewPipeline.h"
 #include "ui/UiEngine.h"
 
 #include <QCoreApplication>
@@ -132,7 +133,16 @@ public slots:
         quickRig.attach(engine);
         engine->rootContext()->setContextProperty(QStringLiteral("Rig"), &quickRig);
     }
-    void cleanupTestCase() { quickRig.release(); }
+    void cleanupTestCase()
+    {
+        quickRig.release();
+        // The process-wide preview pipeline is never destroyed, and prefetches a view model
+        // started may still be rendering: let them end before the process tears down the
+        // libraries they use.
+        PreviewPipeline& previews = PreviewPipeline::shared();
+        waitUntil([&] { return previews.snapshot().inFlightPriorities.isEmpty(); }, 60000);
+        previews.waitForDiskCache();
+    }
 
 private:
     QuickRig quickRig;
