@@ -10,7 +10,6 @@
 
 #include <QFile>
 #include <QPromise>
-#include <QSignalSpy>
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <future>
@@ -28,17 +27,6 @@ TEST(AppShell, quittingFlushesTheSessionExactlyOnce)
     rig.shell->flushBeforeQuit();
     rig.shell->flushBeforeQuit();
     EXPECT_EQ(rig.shell->flushCount(), 1);
-}
-
-TEST(AppShell, menuCommandsArriveAsSignalsEvenWithoutAFolder)
-{
-    UiRig rig(1);
-    QSignalSpy save(rig.shell.get(), &AppShell::saveSessionRequested);
-    QSignalSpy load(rig.shell.get(), &AppShell::loadSessionRequested);
-    rig.shell->requestSaveSession();
-    rig.shell->requestLoadSession();
-    EXPECT_EQ(save.count(), 1);
-    EXPECT_EQ(load.count(), 1);
 }
 
 TEST(AppShell, decisionExportWritesANewFileAndNeverReplacesOne)

@@ -18,8 +18,13 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+#include <QTemporaryDir>
+
 #include <algorithm>
 #include <fcntl.h>
+#include <filesystem>
+#include <map>
+#include <tuple>
 
 Q_IMPORT_QML_PLUGIN(KestravaPlugin)
 
@@ -76,6 +81,32 @@ int ThrottledFileOps::close(int fd)
     return FileOps::close(fd);
 }
 
+namespace {
+
+// Generating a shoot costs about a second on a loaded machine, and the Quick tests want a new
+// one for every test function. The generator is deterministic, so each distinct shoot is made
+// once per process and copied, modification times included (the scan reads them as dates).
+void makeShoot(const QString& folder, const shootgen::ShootOptions& options)
+{
+    namespace fs = std::filesystem;
+    static std::map<std::tuple<int, double, quint64, int, int, int, bool>, std::unique_ptr<QTemporaryDir>> made;
+    const auto key = std::make_tuple(options.shots, options.rawRatio, options.seed, options.imageSize.width(),
+                                     options.imageSize.height(), options.jpegQuality, options.distractors);
+    auto& source = made[key];
+    if (!source) {
+        source = std::make_unique<QTemporaryDir>();
+        shootgen::generateShoot(source->filePath(QStringLiteral("shoot")), options);
+    }
+    const fs::path from = QFile::encodeName(source->filePath(QStringLiteral("shoot"))).toStdString();
+    const fs::path to = QFile::encodeName(folder).toStdString();
+    fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    for (const auto& entry : fs::recursive_directory_iterator(from))
+        if (entry.is_regular_file())
+            fs::last_write_time(to / fs::relative(entry.path(), from), entry.last_write_time());
+}
+
+} // namespace
+
 QStringList photoFilesBelow(const QString& folder)
 {
     static const QStringList cameraSuffixes{QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("dng")};
@@ -104,7 +135,7 @@ UiRig::UiRig(int shots, bool withSessionStore, std::shared_ptr<MetadataEnriching
     options.rawRatio = 1.0;
     options.distractors = false;
     options.imageSize = QSize(1200, 800);
-    shootgen::generateShoot(shootFolder, options);
+    makeShoot(shootFolder, options);
 
     // The application's own desktop services, with the file manager replaced by a recorder.
     WorkflowServices services;

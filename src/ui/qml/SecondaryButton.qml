@@ -9,6 +9,9 @@ Button {
     leftPadding: 18
     rightPadding: 18
     Accessible.name: text
+    // Space presses a focused button in Qt Quick; desktop users expect Enter to as well.
+    Keys.onReturnPressed: control.clicked()
+    Keys.onEnterPressed: control.clicked()
     // Whole pixels: a width a fraction short of the text's own would wrap its last word.
     implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
                             Math.ceil(implicitContentWidth) + leftPadding + rightPadding)

@@ -13,46 +13,72 @@ Item {
         name: "Confirmation"
         when: windowShown
 
-        function initTestCase() {
+        function init() {
+            Rig.renew()
+        }
+        // Every shot decided the same way, then the confirmation on screen.
+        function openConfirmation(mode, review, decision) {
             verify(Rig.loadShoot())
-            Rig.configure("safeCopy")
+            Rig.configure(mode)
+            ViewModel.loading.chooseFormatReview(review)
             verify(Rig.startReview())
-            verify(Rig.decideAll("delete"))
+            verify(Rig.decideAll(decision))
             ViewModel.review.beginCompletionFlow()
             tryCompare(ViewModel, "route", AppRoute.Confirmation, 60000)
             confirmation.active = true
         }
-
-        function test_1_executeFollowsCanExecute() {
-            const execute = findChild(confirmation.item, "executeButton")
-            compare(execute.text, "Sortierung ausführen")
-            compare(execute.enabled, ViewModel.execution.canExecute && !ViewModel.execution.isApplying)
+        function cleanup() {
+            confirmation.active = false
+            trash.active = false
         }
 
-        function test_2_trashModeStagesFirst() {
-            ViewModel.selectOperationMode("organizeAndTrash")
+        function test_trashModeStagesFirst() {
+            openConfirmation("safeCopy", "both", "delete")
             const execute = findChild(confirmation.item, "executeButton")
+            compare(execute.text, "Sortierung ausführen")
+            ViewModel.selectOperationMode("organizeAndTrash")
             compare(execute.text, "Sicherheitsablage vorbereiten")
             verify(findChild(confirmation.item, "destructiveConfirmation").visible)
             ViewModel.selectOperationMode("safeCopy")
+            compare(execute.text, "Sortierung ausführen")
             verify(!findChild(confirmation.item, "destructiveConfirmation").visible)
         }
 
-        function test_3_backToReview() {
+        function test_backToReview() {
+            openConfirmation("safeCopy", "both", "delete")
             mouseClick(findChild(confirmation.item, "returnToReviewButton"))
             compare(ViewModel.route, AppRoute.Reviewing)
         }
 
-        function test_4_trashCommitStaysLockedUntilEverythingIsReady() {
+        function test_enterActivatesTheFocusedButton() {
+            openConfirmation("safeCopy", "both", "delete")
+            findChild(confirmation.item, "returnToReviewButton").forceActiveFocus()
+            keyClick(Qt.Key_Return)
+            compare(ViewModel.route, AppRoute.Reviewing)
+        }
+
+        // Reviewing the JPEGs alone, the RAWs move too: the confirmation counts and names them.
+        function test_scopeNamesTheFilesCarriedWithoutAReview() {
+            openConfirmation("moveOriginals", "jpeg", "keep")
+            const lines = findChild(confirmation.item, "runScopeLines")
+            let shown = []
+            for (let i = 0; i < lines.count; ++i)
+                shown.push(lines.itemAt(i).text)
+            verify(shown[0].indexOf("6 JPEG") >= 0, shown[0])
+            verify(shown.some(line => line.indexOf("6 RAW") >= 0), shown.join(" | "))
+            compare(ViewModel.execution.runScopeText, "6 Motive · 12 Dateien")
+        }
+
+        function test_trashCommitStaysLockedUntilEverythingIsReady() {
+            openConfirmation("safeCopy", "both", "delete")
             trash.active = true
             const commit = findChild(trash.item, "commitTrashButton")
             const box = findChild(trash.item, "trashCommitConfirmation")
-            compare(commit.text, "Jetzt in den Papierkorb")
             compare(commit.enabled, false)
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, true)
-            // Ticking alone is not enough: the view model also wants every copy staged.
-            compare(commit.enabled, ViewModel.trash.canCommitTrash === true)
+            // Ticking alone is not enough: nothing is staged yet.
+            compare(commit.enabled, false)
             mouseClick(box)
             compare(ViewModel.trashCommitConfirmationAccepted, false)
             compare(commit.enabled, false)

@@ -9,16 +9,22 @@ Item {
     width: 1024
     height: 380
 
-    SetupScreen { id: screen; anchors.fill: parent }
+    Loader { id: loader; anchors.fill: parent; active: false; sourceComponent: SetupScreen {} }
 
     TestCase {
         name: "FocusScroll"
         when: windowShown
+        readonly property Item screen: loader.item
 
-        function initTestCase() {
+        function init() {
+            Rig.renew()
             verify(Rig.loadShoot())
+            loader.active = true
             ViewModel.setup.advancedOptionsVisible = true
             waitForRendering(screen)
+        }
+        function cleanup() {
+            loader.active = false
         }
 
         function scrollArea(item) {
