@@ -47,7 +47,9 @@ Rectangle {
                     Text {
                         id: label
                         anchors.centerIn: parent
-                        text: side.index === 0 ? "Favorit · F übernimmt rechts" : "Kandidat · ↑ → ↓ entscheiden · Esc schließt"
+                        objectName: side.index === 0 ? "referenceCaption" : "candidateCaption"
+                        text: side.index === 0 ? ViewModel.compare.referenceCaption + " · F übernimmt rechts"
+                                               : ViewModel.compare.candidateCaption + " · ↑ → ↓ entscheiden · ← zurück · Esc schließt"
                         color: DesignSystem.textPrimary
                         font.pixelSize: DesignSystem.fontCaption
                     }
