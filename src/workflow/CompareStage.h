@@ -79,7 +79,8 @@ public:
     Q_INVOKABLE void takeCandidateAsReference();
     // Takes back the last decision made in this comparison, journaled like every undo, and
     // makes that group the candidate again; the single view's group stays where it is. Says
-    // so in the alert when this comparison decided nothing (left).
+    // so in the alert when nothing of this comparison is left to take back (decisions from
+    // before it, or a series decision, stay as they are).
     Q_INVOKABLE bool undo();
 
     static QString nothingToCompareWording();
