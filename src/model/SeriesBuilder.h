@@ -15,6 +15,10 @@
 namespace kestrava {
 
 inline constexpr std::chrono::milliseconds defaultSeriesGap{1000};
+// The gaps a person may choose: below a tenth of a second no camera shoots, above a minute
+// a "burst" is a whole scene.
+inline constexpr std::chrono::milliseconds minimumSeriesGap{100};
+inline constexpr std::chrono::milliseconds maximumSeriesGap{60'000};
 
 // One review group as the series see it: the folder of its preview file and the capture time
 // the camera recorded (with its subsecond), nullopt when the file recorded none. A file date

@@ -87,6 +87,8 @@ QJsonObject toJson(const SortSession& s)
     o.insert("ignoredPhotoCount"_L1, s.ignoredPhotoCount);
     if (s.skippedEntryCount != 0)
         o.insert("skippedEntryCount"_L1, s.skippedEntryCount);
+    if (s.seriesGapMilliseconds != defaultSeriesGap.count())
+        o.insert("seriesGapMilliseconds"_L1, s.seriesGapMilliseconds);
     json::putOptional(o, "selectedReviewChoice"_L1, s.selectedReviewChoice,
                       [](FormatReviewChoice c) { return rawValue(c); });
     o.insert("pairingWasTransferred"_L1, s.pairingWasTransferred);
@@ -143,6 +145,10 @@ SortSession sortSessionFromJson(const QJsonObject& o)
     s.eventName = json::optionalString(o, "eventName"_L1).value_or(QString());
     s.groupByDate = json::optionalBool(o, "groupByDate"_L1).value_or(true);
     s.verificationMode = json::optionalEnum<VerificationMode>(o, "verificationMode"_L1).value_or(VerificationMode::fileSize);
+    s.seriesGapMilliseconds = optionalIntField(o, "seriesGapMilliseconds"_L1, int(defaultSeriesGap.count()));
+    if (s.seriesGapMilliseconds < minimumSeriesGap.count() || s.seriesGapMilliseconds > maximumSeriesGap.count())
+        throw DecodingError(u"seriesGapMilliseconds: %1 liegt nicht zwischen %2 und %3"_s.arg(s.seriesGapMilliseconds)
+                                .arg(minimumSeriesGap.count()).arg(maximumSeriesGap.count()));
 
     if (o.contains("executionRecords"_L1) && !o.value("executionRecords"_L1).isNull()) {
         const QJsonObject records = json::requireObject(o, "executionRecords"_L1);

@@ -33,6 +33,8 @@
 //   operationMode           "safeCopy" | "moveOriginals" | "organizeAndTrash"
 //   requiresModeSelection   boolean
 //   verificationMode        "fileSize" | "sha256"
+//   seriesGapMilliseconds   integer 100...60000, the longest pause within a burst; left out
+//                           when it is the default 1000, which a document without it means
 //   executionRecords        object: source path → ExecutionRecord
 //   trashPreparation        object, left out when unset
 //   lastEventSequence       integer: last event folded into this document
@@ -52,6 +54,7 @@
 // "moveToTrash"), which are never written. A document either decodes completely or not at all.
 
 #include "model/PhotoModel.h"
+#include "model/SeriesBuilder.h"
 #include "model/SortOptions.h"
 #include "trash/TrashTypes.h"
 
@@ -107,6 +110,7 @@ struct SortSession {
     SortOperationMode operationMode = SortOperationMode::safeCopy;
     bool requiresModeSelection = false;
     VerificationMode verificationMode = VerificationMode::fileSize;
+    int seriesGapMilliseconds = int(defaultSeriesGap.count());
     // Keyed by the record's source path; one record per source file.
     QMap<QString, ExecutionRecord> executionRecords;
     // The staged trash transaction; its journal is the authority, this copy finds it again.

@@ -127,6 +127,10 @@ QByteArray encodeSortSession(const SortSession& s)
         w.key("selectedReviewChoice"_L1);
         w.string(rawValue(*s.selectedReviewChoice));
     }
+    if (s.seriesGapMilliseconds != defaultSeriesGap.count()) {
+        w.key("seriesGapMilliseconds"_L1);
+        w.integer(s.seriesGapMilliseconds);
+    }
     if (s.skippedEntryCount != 0) {
         w.key("skippedEntryCount"_L1);
         w.integer(s.skippedEntryCount);

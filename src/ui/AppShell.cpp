@@ -35,7 +35,12 @@ bool AppShell::reviewCommandsEnabled() const
 
 void AppShell::undoLastDecision()
 {
-    if (reviewCommandsEnabled())
+    if (!reviewCommandsEnabled())
+        return;
+    // While comparing, undo belongs to the comparison and keeps the single view's place.
+    if (viewModel_->compare()->active())
+        viewModel_->compare()->undo();
+    else
         viewModel_->review()->undoLastDecision();
 }
 

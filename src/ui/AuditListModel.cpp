@@ -82,6 +82,11 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
             if (!visible_.isEmpty())
                 emit dataChanged(index(0), index(int(visible_.size()) - 1), {SeriesTextRole, IsSharpestRole});
         });
+        // Dates read late or another gap: the bursts themselves moved, so does their filter.
+        viewModel_.follow(viewModel->series(), &SeriesStage::seriesChanged, this, [this] {
+            if (filter_ == u"series"_s)
+                applyVisible(computeVisible());
+        });
     }
     beginResetModel();
     all_.clear();

@@ -1,11 +1,14 @@
 #include "DemoShoot.h"
 
+#include "model/SeriesBuilder.h"
 #include "scanning/generator/ShootGenerator.h"
 #include "workflow/KestravaViewModel.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QImage>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -17,7 +20,72 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Hidden, so the scanner never offers it as a photo: one "<size>\t<relative path>" per line.
-const QString manifestName = u".kestrava-demo"_s;
+// Named anew whenever the demo's content changes, so an older demo is made again.
+const QString manifestName = u".kestrava-demo-2"_s;
+
+// The camera's EXIF segment (APP1 "Exif") of a JPEG with its marker; empty when it has none.
+QByteArray exifSegment(const QByteArray& jpeg)
+{
+    qsizetype at = 2; // after SOI
+    while (at + 4 <= jpeg.size() && uchar(jpeg[at]) == 0xFF) {
+        const uchar marker = uchar(jpeg[at + 1]);
+        const qsizetype length = (qsizetype(uchar(jpeg[at + 2])) << 8) | uchar(jpeg[at + 3]);
+        if (marker == 0xDA || length < 2)
+            break;
+        if (marker == 0xE1 && jpeg.mid(at + 4, 6) == QByteArray("Exif\0\0", 6))
+            return jpeg.mid(at, 2 + length);
+        at += 2 + length;
+    }
+    return {};
+}
+
+// Softens the picture as a missed focus would, keeping the camera's EXIF (the capture time
+// that makes the frame part of its burst).
+void soften(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw shootgen::ShootGeneratorError(shootgen::ShootGeneratorError::Kind::cannotWrite, path);
+    const QByteArray original = file.readAll();
+    file.close();
+    const QImage picture = QImage::fromData(original, "JPEG");
+    const QByteArray exif = exifSegment(original);
+    if (picture.isNull() || exif.isEmpty())
+        throw shootgen::ShootGeneratorError(shootgen::ShootGeneratorError::Kind::cannotWrite, path);
+    // Down to a sixth and up again: no edge of the scene or grain of its noise survives.
+    const QImage soft = picture.scaled(picture.size() / 6, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                            .scaled(picture.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QByteArray encoded;
+    QBuffer buffer(&encoded);
+    buffer.open(QIODevice::WriteOnly);
+    if (!soft.save(&buffer, "JPEG", 85) || encoded.size() < 2)
+        throw shootgen::ShootGeneratorError(shootgen::ShootGeneratorError::Kind::cannotWrite, path);
+    encoded.insert(2, exif);
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(encoded) != encoded.size() || !out.commit())
+        throw shootgen::ShootGeneratorError(shootgen::ShootGeneratorError::Kind::cannotWrite, path);
+}
+
+// In every burst of the generated shoot one frame stays as rendered and the others are
+// softened, so the series key and the sharpest mark have a frame worth finding.
+void softenBursts(const QString& root, const shootgen::ShootSummary& summary)
+{
+    QStringList jpegs;
+    QList<SeriesEntry> entries;
+    for (const shootgen::GeneratedPhoto& photo : summary.photos) {
+        if (photo.formatGroup != PhotoFormatGroup::jpeg)
+            continue;
+        jpegs.append(root + u'/' + photo.relativePath);
+        entries.append({FileUrl::fromLocalPath(QFileInfo(jpegs.last()).absolutePath()), photo.captureDate});
+    }
+    for (const Series& burst : findSeries(entries)) {
+        // Not always the first: the user should look through the burst to find it.
+        const qsizetype sharp = burst.first + (burst.length - 1) / 2 + (burst.first % 2);
+        for (qsizetype i = burst.first; i < burst.first + burst.length; ++i)
+            if (i != sharp)
+                soften(jpegs[i]);
+    }
+}
 
 } // namespace
 
@@ -65,7 +133,9 @@ QString create(int shots, const QString& folder)
     options.seed = 2026;
     options.imageSize = QSize(1600, 1067);
     options.distractors = false;
+    options.rapidBursts = true;
     const shootgen::ShootSummary summary = shootgen::generateShoot(fresh.path(), options);
+    softenBursts(fresh.path(), summary);
 
     QByteArray manifest;
     for (const shootgen::GeneratedPhoto& photo : summary.photos) {

@@ -1,7 +1,8 @@
 #pragma once
 
 // The first-run demo: a generated shoot of JPEG+RAW pairs, so a newcomer sees the whole flow
-// without choosing a folder of their own. One demo lives in the user's cache and is reused by
+// without choosing a folder of their own. In each burst one JPEG is crisp and its neighbours
+// are soft, so the sharpest mark and the series key show what they are for. One demo lives in the user's cache and is reused by
 // every start; only files that are missing or changed (a run that moved the originals away)
 // are generated again.
 

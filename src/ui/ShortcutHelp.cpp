@@ -66,7 +66,7 @@ QVariantList ShortcutHelp::shortcuts()
                  key(u"← oder Strg+Z"_s, u"Letzte Entscheidung zurücknehmen"_s),
                  key(u"Z"_s, u"Zwischen Einpassen und 100 % wechseln"_s),
                  key(u"S"_s, u"Serie entscheiden: schärfste Aufnahme behalten, offene andere aussortieren"_s),
-                 key(u"C"_s, u"Vergleich: Favorit links, nächste offene Aufnahme rechts; Pfeiltasten entscheiden rechts"_s),
+                 key(u"C"_s, u"Vergleich: Favorit links, nächste offene Aufnahme rechts; Pfeiltasten entscheiden rechts, ← nimmt dort zurück"_s),
                  key(u"F"_s, u"Im Vergleich: rechte Aufnahme wird Favorit"_s),
                  key(u"Esc"_s, u"Vergleich schließen"_s),
                  key(u"P"_s, u"Scharfe Kanten hervorheben (Fokus-Peaking) ein oder aus"_s),

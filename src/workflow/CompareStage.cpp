@@ -1,6 +1,10 @@
 #include "CompareStage.h"
 
 #include "KestravaViewModel.h"
+#include "WindowWording.h"
+#include "model/Text.h"
+
+#include <QFileInfo>
 
 namespace kestrava {
 
@@ -12,17 +16,80 @@ CompareStage::CompareStage(KestravaViewModel& viewModel, QObject* parent) : QObj
         if (viewModel_.route() != AppRoute::reviewing)
             close();
     });
+    connect(this, &CompareStage::changed, this, &CompareStage::textsChanged);
+    connect(this, &CompareStage::changed, this, &CompareStage::candidateShownChanged);
+    // Scores arrive one by one in the background; only the texts follow them, not the panes.
+    connect(viewModel_.series(), &SeriesStage::changed, this, [this] {
+        if (active_)
+            emit textsChanged();
+    });
 }
 
 void CompareStage::setCandidateShown(const QString& previewPath)
 {
     shownPath_ = previewPath;
+    emit candidateShownChanged();
 }
 
 QString CompareStage::previewPath(int index) const
 {
     const QList<ReviewGroup> groups = viewModel_.review()->effectiveReviewGroups();
     return index >= 0 && index < groups.size() ? groups[index].previewURL.path() : QString();
+}
+
+std::optional<ReviewGroup> CompareStage::group(int index) const
+{
+    if (!active_)
+        return std::nullopt;
+    const QList<ReviewGroup> groups = viewModel_.review()->effectiveReviewGroups();
+    return index >= 0 && index < groups.size() ? std::optional(groups[index]) : std::nullopt;
+}
+
+QString CompareStage::shotName(int index) const
+{
+    const auto shot = group(index);
+    return shot ? QFileInfo(shot->previewURL.fileName()).completeBaseName() : QString();
+}
+
+QString CompareStage::candidateFileName() const
+{
+    const auto shot = group(candidate_);
+    return shot ? shot->previewURL.fileName() : QString();
+}
+
+QString CompareStage::candidatePositionText() const
+{
+    return active_ ? positionWording(candidate_, viewModel_.review()->reviewGroupCount()) : QString();
+}
+
+QString CompareStage::candidateDetailsText() const
+{
+    const auto shot = group(candidate_);
+    if (!shot)
+        return {};
+    qint64 bytes = 0;
+    for (const PhotoItem& photo : viewModel_.loading()->photos())
+        if (shot->memberURLs.contains(photo.sourceURL))
+            bytes += photo.fileSize;
+    const QString separator = QStringLiteral("  ·  ");
+    return shot->previewURL.parent().path() + separator + text::formatByteCount(bytes) + separator
+        + WindowWording::fileCountText(shot->memberURLs.size());
+}
+
+QString CompareStage::candidateSeriesText() const
+{
+    return active_ ? viewModel_.series()->positionTextFor(candidate_) : QString();
+}
+
+QString CompareStage::candidateSharpestText() const
+{
+    return active_ && viewModel_.series()->isSharpest(candidate_) ? SeriesStage::sharpestWording() : QString();
+}
+
+QString CompareStage::candidateScoreText() const
+{
+    const std::optional<float> score = active_ ? viewModel_.series()->score(candidate_) : std::nullopt;
+    return score ? SeriesStage::scoreWording(*score) : QString();
 }
 
 int CompareStage::nextOpen(int after) const
@@ -66,6 +133,7 @@ void CompareStage::close()
         return;
     active_ = false;
     reference_ = candidate_ = -1;
+    decidedHere_.clear();
     emit changed();
 }
 
@@ -82,6 +150,7 @@ bool CompareStage::decide(PhotoDecision decision)
     // Applied at once and journaled behind it; a refused or failed write leaves it as it was.
     if (review.decision(group) != decision)
         return false;
+    decidedHere_.append(group.id);
     const int next = nextOpen(candidate_);
     if (next < 0) {
         close();
@@ -106,6 +175,55 @@ void CompareStage::takeCandidateAsReference()
     }
     candidate_ = next;
     emit changed();
+}
+
+bool CompareStage::undo()
+{
+    ReviewStage& review = *viewModel_.review();
+    if (!active_ || review.isCommittingDecision())
+        return false;
+    // Only while the last decision of the history is still this comparison's own.
+    const QList<HistoryEntry>& history = review.history();
+    if (decidedHere_.isEmpty() || history.isEmpty() || history.last().batch != 0
+        || history.last().groupID != decidedHere_.last()) {
+        decidedHere_.clear();
+        viewModel_.raiseAlert(nothingToUndoWording());
+        return false;
+    }
+    const QString groupID = decidedHere_.takeLast();
+    if (!review.undoLastDecisionInPlace())
+        return false;
+    // The pane still reported the frame that was candidate before this one came back; the
+    // change below announces it.
+    shownPath_.clear();
+    const QList<ReviewGroup> groups = review.effectiveReviewGroups();
+    for (int i = 0; i < groups.size(); ++i) {
+        if (groups[i].id == groupID) {
+            candidate_ = i;
+            break;
+        }
+    }
+    emit changed();
+    return true;
+}
+
+QString CompareStage::nothingToUndoWording()
+{
+    return QStringLiteral("In diesem Vergleich ist noch nichts entschieden, das sich zurücknehmen ließe.");
+}
+
+QString CompareStage::positionWording(int index, int count)
+{
+    if (count <= 0 || index < 0)
+        return {};
+    return QStringLiteral("Motiv %1 von %2").arg(qMin(index, count - 1) + 1).arg(count);
+}
+
+QString CompareStage::captionWording(bool reference, const QString& shotName)
+{
+    if (shotName.isEmpty())
+        return {};
+    return (reference ? QStringLiteral("Favorit: ") : QStringLiteral("Kandidat: ")) + shotName;
 }
 
 QString CompareStage::nothingToCompareWording()

@@ -25,6 +25,23 @@ class CompareStage : public QObject {
     // Preview files of the two panes, empty without a group.
     Q_PROPERTY(QString referencePath READ referencePath NOTIFY changed)
     Q_PROPERTY(QString candidatePath READ candidatePath NOTIFY changed)
+    // Whether the candidate's picture (or the failure of every try) is on screen: decisions
+    // wait for it.
+    Q_PROPERTY(bool candidateShown READ candidateShown NOTIFY candidateShownChanged)
+    // What the top line and the inspector say while comparing: the candidate, the frame the
+    // keys decide. Empty while the view is closed.
+    Q_PROPERTY(QString candidateFileName READ candidateFileName NOTIFY textsChanged)
+    // "Motiv 12 von 120"
+    Q_PROPERTY(QString candidatePositionText READ candidatePositionText NOTIFY textsChanged)
+    // Folder, size and file count of the candidate's group.
+    Q_PROPERTY(QString candidateDetailsText READ candidateDetailsText NOTIFY textsChanged)
+    // "Serie 2 von 7", the sharpest mark and the focus score, as the series stage words them.
+    Q_PROPERTY(QString candidateSeriesText READ candidateSeriesText NOTIFY textsChanged)
+    Q_PROPERTY(QString candidateSharpestText READ candidateSharpestText NOTIFY textsChanged)
+    Q_PROPERTY(QString candidateScoreText READ candidateScoreText NOTIFY textsChanged)
+    // Above each pane: "Favorit: IMG_0012", "Kandidat: IMG_0015".
+    Q_PROPERTY(QString referenceCaption READ referenceCaption NOTIFY textsChanged)
+    Q_PROPERTY(QString candidateCaption READ candidateCaption NOTIFY textsChanged)
 
 public:
     explicit CompareStage(KestravaViewModel& viewModel, QObject* parent = nullptr);
@@ -34,6 +51,14 @@ public:
     int candidateIndex() const { return candidate_; }
     QString referencePath() const { return previewPath(reference_); }
     QString candidatePath() const { return previewPath(candidate_); }
+    QString candidateFileName() const;
+    QString candidatePositionText() const;
+    QString candidateDetailsText() const;
+    QString candidateSeriesText() const;
+    QString candidateSharpestText() const;
+    QString candidateScoreText() const;
+    QString referenceCaption() const { return captionWording(true, shotName(reference_)); }
+    QString candidateCaption() const { return captionWording(false, shotName(candidate_)); }
     // The open groups after `after` in review order, at most `count`: the candidates to come,
     // for prefetching.
     QList<int> nextCandidates(int after, int count) const;
@@ -52,14 +77,30 @@ public:
     bool decide(PhotoDecision decision);
     // The candidate becomes the reference; the next open group after it the candidate.
     Q_INVOKABLE void takeCandidateAsReference();
+    // Takes back the last decision made in this comparison, journaled like every undo, and
+    // makes that group the candidate again; the single view's group stays where it is. Says
+    // so in the alert when nothing of this comparison is left to take back (decisions from
+    // before it, or a series decision, stay as they are).
+    Q_INVOKABLE bool undo();
 
     static QString nothingToCompareWording();
+    static QString nothingToUndoWording();
+    // "Motiv 12 von 120" for the zero-based `index` of `count` groups.
+    static QString positionWording(int index, int count);
+    // "Favorit: IMG_0012" / "Kandidat: IMG_0015"; empty without a name.
+    static QString captionWording(bool reference, const QString& shotName);
 
 signals:
     void changed();
+    // The texts above: with `changed`, and when a score or a series arrives.
+    void textsChanged();
+    void candidateShownChanged();
 
 private:
     QString previewPath(int index) const;
+    std::optional<ReviewGroup> group(int index) const;
+    // The shot's name as photographers say it: the preview file without its extension.
+    QString shotName(int index) const;
     // The first open group after `after` other than the reference; -1 when there is none.
     int nextOpen(int after) const;
 
@@ -68,6 +109,8 @@ private:
     int reference_ = -1;
     int candidate_ = -1;
     QString shownPath_;
+    // Groups decided in this comparison, oldest first: what its undo may take back.
+    QStringList decidedHere_;
 };
 
 } // namespace kestrava

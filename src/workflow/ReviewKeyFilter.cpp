@@ -113,7 +113,11 @@ bool ReviewKeyFilter::eventFilter(QObject* watched, QEvent* event)
         break;
     }
     case Action::undo:
-        review->undoLastDecision();
+        // The compare view takes back its own decisions and keeps the single view's place.
+        if (comparing)
+            compare_->undo();
+        else
+            review->undoLastDecision();
         break;
     case Action::togglePeaking:
         if (series_)

@@ -201,8 +201,22 @@ void ReviewStage::finishDecisionCommit(int nextIndex, int previousIndex, bool sh
 
 void ReviewStage::undoLastDecision()
 {
+    undoLast(true);
+}
+
+bool ReviewStage::undoLastDecisionInPlace()
+{
+    return undoLast(false);
+}
+
+bool ReviewStage::undoLast(bool movesReview)
+{
     if (run().isCommittingDecision)
-        return;
+        return false;
+    // In place, only a single decision is taken back: a batch spans groups the caller did not
+    // decide, and an empty history has nothing to step back to without moving.
+    if (!movesReview && (run().history.isEmpty() || run().history.last().batch != 0))
+        return false;
     // Taking back the last decision also withdraws the pending move to the confirmation
     // screen and any request to open the audit list.
     reviewCompletionTimer_.stop();
@@ -211,16 +225,16 @@ void ReviewStage::undoLastDecision()
 
     if (run().history.isEmpty()) {
         previousPhoto();
-        return;
+        return true;
     }
     if (run().history.last().batch != 0) {
         undoBatch();
-        return;
+        return true;
     }
     const HistoryEntry entry = run().history.takeLast();
     const qsizetype groupIndex = run().index.groupIndex(entry.groupID);
     if (groupIndex < 0)
-        return;
+        return false;
 
     QList<std::pair<FileUrl, std::optional<PhotoDecision>>> undone;
     for (const auto& [url, previous] : entry.previous) {
@@ -229,12 +243,14 @@ void ReviewStage::undoLastDecision()
     }
     applyDecisionToGroup(groupIndex, entry.previous);
     recalculateCounts();
-    setCurrentIndex(int(groupIndex));
-    withdrawPreview();
+    if (movesReview) {
+        setCurrentIndex(int(groupIndex));
+        withdrawPreview();
+    }
 
     if (!journal_.isOpen()) {
         emit decisionCommitted(entry.groupID);
-        return;
+        return true;
     }
     // No undo event kind exists: the restored values are journaled as an ordinary decision,
     // so replaying the log arrives at the restored state.
@@ -255,7 +271,7 @@ void ReviewStage::undoLastDecision()
         setCommitting(false);
         core_.raiseAlert(reason);
     };
-    journal_.append(SessionEventKind::decision, urls, restored, std::nullopt, int(groupIndex))
+    journal_.append(SessionEventKind::decision, urls, restored, std::nullopt, run().currentIndex)
         .then(this,
               [this, generation, groupID = entry.groupID](qint64) {
                   if (generation != core_.generation())
@@ -265,6 +281,7 @@ void ReviewStage::undoLastDecision()
               })
         .onFailed(this, [rollback](const QException& error) { rollback(failureText(error)); })
         .onFailed(this, [rollback] { rollback(unknownFailureText()); });
+    return true;
 }
 
 void ReviewStage::previousPhoto()

@@ -102,6 +102,9 @@ public:
     }
     void reclassify(PhotoDecision decision, const QString& groupID);
     Q_INVOKABLE void undoLastDecision();
+    // Takes back the last single decision like undo, but the review stays where it stands (the
+    // compare view brings the group back as its candidate). False when nothing was taken back.
+    bool undoLastDecisionInPlace();
     // One action over several groups (ReviewStageSeries.cpp): `keep` kept (when given) and
     // `reject` rejected, every group only if still undecided; journaled per decision, taken
     // back by one undo. Then the review stands at `nextIndex`. False when the guards refuse.
@@ -159,6 +162,7 @@ private:
     void showFeedback(const ReviewGroup& group, PhotoDecision decision);
     void advanceFeedback();
     void cancelTasks();
+    bool undoLast(bool movesReview);
     // ReviewStageSeries.cpp: takes back the batch at the end of the history.
     void undoBatch();
 

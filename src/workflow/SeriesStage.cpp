@@ -33,14 +33,37 @@ void SeriesStage::setScorer(Scorer scorer)
     requestScores();
 }
 
-void SeriesStage::setGap(std::chrono::milliseconds gap)
+bool SeriesStage::setGap(std::chrono::milliseconds gap)
 {
+    gap = std::clamp(gap, minimumSeriesGap, maximumSeriesGap);
     if (gap_ == gap)
-        return;
+        return false;
     gap_ = gap;
     series_ = findSeries(entries_, gap_);
     places_ = seriesPlaces(series_, entries_.size());
+    emit gapChanged();
+    emit seriesChanged();
     emit changed();
+    return true;
+}
+
+void SeriesStage::setGapMilliseconds(int milliseconds)
+{
+    if (setGap(std::chrono::milliseconds(milliseconds)))
+        viewModel_.saveSessionSnapshot();
+}
+
+QList<int> SeriesStage::gapChoices()
+{
+    return {300, 500, int(defaultSeriesGap.count()), 2000};
+}
+
+QStringList SeriesStage::gapChoiceTitles()
+{
+    QStringList titles;
+    for (int milliseconds : gapChoices())
+        titles.append(gapChoiceWording(milliseconds));
+    return titles;
 }
 
 void SeriesStage::setPeaking(bool on)
@@ -101,6 +124,7 @@ void SeriesStage::rebuild()
     series_ = findSeries(entries_, gap_);
     places_ = seriesPlaces(series_, entries_.size());
     requestScores();
+    emit seriesChanged();
     emit changed();
 }
 
@@ -225,6 +249,16 @@ QString SeriesStage::notInSeriesWording()
 QString SeriesStage::stillMeasuringWording()
 {
     return QStringLiteral("Die Schärfe dieser Serie wird noch gemessen. Bitte versuche es gleich noch einmal.");
+}
+
+QString SeriesStage::gapWording()
+{
+    return QStringLiteral("Größte Pause zwischen zwei Aufnahmen einer Serie");
+}
+
+QString SeriesStage::gapChoiceWording(int milliseconds)
+{
+    return QLocale(QLocale::German).toString(milliseconds / 1000.0, 'g', 3) + QStringLiteral(" s");
 }
 
 QString SeriesStage::scoreWording(float score)

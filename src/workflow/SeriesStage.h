@@ -38,6 +38,12 @@ class SeriesStage : public QObject {
     Q_PROPERTY(QList<int> seriesStarts READ seriesStarts NOTIFY changed)
     // Focus peaking: the in-focus edges of the shown preview drawn over it in a strong colour.
     Q_PROPERTY(bool peaking READ peaking WRITE setPeaking NOTIFY peakingChanged)
+    // The longest pause between two frames of one series, an advanced option of the setup
+    // screen, offered as `gapChoices` (milliseconds) with their `gapChoiceTitles`.
+    Q_PROPERTY(int gapMilliseconds READ gapMilliseconds WRITE setGapMilliseconds NOTIFY gapChanged)
+    Q_PROPERTY(QList<int> gapChoices READ gapChoices CONSTANT)
+    Q_PROPERTY(QStringList gapChoiceTitles READ gapChoiceTitles CONSTANT)
+    Q_PROPERTY(QString gapLabel READ gapWording CONSTANT)
 
 public:
     // The focus score of a preview file, nullopt when none could be measured. Runs in the
@@ -52,7 +58,15 @@ public:
     // None (the default) measures nothing: no group is ever marked the sharpest.
     void setScorer(Scorer scorer);
     bool hasScorer() const { return bool(scorer_); }
-    void setGap(std::chrono::milliseconds gap);
+    // Rebuilds the series with the new gap; a gap outside 0.1 to 60 s is brought into that
+    // range. True when it changed.
+    bool setGap(std::chrono::milliseconds gap);
+    std::chrono::milliseconds gap() const { return gap_; }
+    int gapMilliseconds() const { return int(gap_.count()); }
+    // The person's choice: also kept in the session document at once.
+    void setGapMilliseconds(int milliseconds);
+    static QList<int> gapChoices();
+    static QStringList gapChoiceTitles();
     bool peaking() const { return peaking_; }
     void setPeaking(bool on);
     Q_INVOKABLE void togglePeaking() { setPeaking(!peaking_); }
@@ -84,11 +98,17 @@ public:
     static QString scoreWording(float score);
     static QString notInSeriesWording();
     static QString stillMeasuringWording();
+    static QString gapWording();
+    // "0,5 s"
+    static QString gapChoiceWording(int milliseconds);
 
 signals:
     // Series, scores or the current group changed.
     void changed();
+    // The series themselves changed (other groups, capture times or gap); with `changed`.
+    void seriesChanged();
     void peakingChanged();
+    void gapChanged();
 
 private:
     void rebuild();

@@ -82,6 +82,7 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     // restored with the mode unset (see apply).
     snapshot.operationMode = core_.run.selectedOperationMode.value_or(session_->operationMode);
     snapshot.verificationMode = setup_.verificationMode();
+    snapshot.seriesGapMilliseconds = series_.gapMilliseconds();
     return snapshot;
 }
 
@@ -135,6 +136,7 @@ bool KestravaViewModel::apply(const SortSession& session)
     setup_.updateEventName(session.eventName);
     setup_.updateGroupByDate(session.groupByDate);
     setup_.updateVerificationMode(session.verificationMode);
+    series_.setGap(std::chrono::milliseconds(session.seriesGapMilliseconds));
     // A session still in setup never had its mode confirmed; an older ambiguous one must be
     // asked again.
     const bool modeChosen = !session.requiresModeSelection

@@ -141,3 +141,67 @@ TEST(AuditRequest, theWindowAcknowledgesEachRequestAndComesBackForTheNext)
     audit.request();
     EXPECT_TRUE(waitUntil([&] { return rig.auditWindow() != nullptr; })) << "the window must open again";
 }
+
+namespace {
+
+// Camera capture times for the rig's eight shots in review order (both files of a shot alike;
+// the rig puts four shots in each of two day folders): shots 1–3 and 5–6 are bursts a fraction
+// of a second apart, the others stand alone minutes apart.
+struct BurstDates : MetadataEnriching {
+    static QString shotOf(const PhotoItem& photo)
+    {
+        const QFileInfo file(photo.sourceURL.path());
+        return file.path() + u'/' + file.completeBaseName();
+    }
+    QFuture<QList<PhotoItem>> enrich(QList<PhotoItem> photos) override
+    {
+        QStringList shots;
+        for (const PhotoItem& photo : std::as_const(photos))
+            shots.append(shotOf(photo));
+        shots.removeDuplicates();
+        const qint64 offsets[] = {0, 120'000, 120'300, 120'600, 240'000, 360'000, 360'200, 480'000};
+        const QDateTime start(QDate(2026, 6, 1), QTime(9, 0), Qt::UTC);
+        for (PhotoItem& photo : photos) {
+            const qsizetype shot = shots.indexOf(shotOf(photo));
+            if (shot >= qsizetype(std::size(offsets)))
+                continue;
+            photo.captureDate = start.addMSecs(offsets[shot]);
+            photo.captureDateOrigin = CaptureDateOrigin::exif;
+        }
+        return QtFuture::makeReadyFuture(photos);
+    }
+};
+
+} // namespace
+
+TEST(AuditSeriesFilter, listsEachBurstAsOneBlockInReviewOrder)
+{
+    UiRig rig(8, true, std::make_shared<BurstDates>());
+    rig.loadShoot();
+    rig.configure();
+    rig.startReview();
+    ASSERT_TRUE(waitUntil([&] { return rig.viewModel->series()->series().size() == 2; }));
+    AuditListModel model;
+    model.setViewModel(rig.viewModel.get());
+    // A decision inside a burst keeps its row there: the filter is about bursts, not decisions.
+    model.decide(2, u"delete"_s);
+    ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
+
+    model.setFilter(u"series"_s);
+    const QList<ReviewGroup> groups = rig.viewModel->review()->effectiveReviewGroups();
+    const QList<int> expected{1, 2, 3, 5, 6};
+    ASSERT_EQ(model.rowCount(), expected.size());
+    const QStringList positions{u"Serie 1 von 3"_s, u"Serie 2 von 3"_s, u"Serie 3 von 3"_s, u"Serie 1 von 2"_s,
+                                u"Serie 2 von 2"_s};
+    for (int row = 0; row < model.rowCount(); ++row) {
+        EXPECT_EQ(roleText(model, row, AuditListModel::GroupIdRole), groups[expected[row]].id) << row;
+        EXPECT_EQ(roleText(model, row, AuditListModel::SeriesTextRole), positions[row]) << row;
+    }
+    EXPECT_EQ(roleText(model, 1, AuditListModel::DecisionRole), u"delete"_s);
+
+    // A burst that falls apart with a shorter gap leaves the filter.
+    rig.viewModel->series()->setGapMilliseconds(250);
+    ASSERT_EQ(model.rowCount(), 2);
+    EXPECT_EQ(roleText(model, 0, AuditListModel::GroupIdRole), groups[5].id);
+    EXPECT_EQ(roleText(model, 1, AuditListModel::GroupIdRole), groups[6].id);
+}

@@ -2,11 +2,17 @@
 // which never takes the place of a saved session's offer the user has not answered yet.
 
 #include "UiRig.h"
+#include "model/SeriesBuilder.h"
+#include "preview/ExifDates.h"
+#include "preview/FocusMeasure.h"
 #include "ui/DemoShoot.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QImage>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <sys/stat.h>
 
 using namespace kestrava;
@@ -94,4 +100,40 @@ TEST(DemoShoot, aSavedSessionsOfferIsAnsweredBeforeTheDemoOpens)
     ASSERT_TRUE(waitUntil([&] { return viewModel->route() == AppRoute::setup; }));
     QCoreApplication::processEvents();
     EXPECT_EQ(viewModel->sourceFolderPath(), rig.shootFolder);
+}
+
+TEST(DemoShoot, eachBurstHasOneFrameFarSharperThanTheOthers)
+{
+    TempTree tree;
+    const QString demo = DemoShoot::create(24, tree.path(u"Demo"_s));
+    struct Frame {
+        QString path;
+        QDateTime captured;
+    };
+    QList<Frame> frames;
+    for (const QString& relative : photoFilesBelow(demo)) {
+        if (!relative.endsWith(u".jpg"_s, Qt::CaseInsensitive) && !relative.endsWith(u".jpeg"_s, Qt::CaseInsensitive))
+            continue;
+        const QString path = demo + u'/' + relative;
+        const std::optional<QDateTime> captured = readCaptureDate(path);
+        // A softened frame keeps the camera's time, or it would drop out of its burst.
+        ASSERT_TRUE(captured) << relative.toStdString();
+        frames.append({path, *captured});
+    }
+    std::sort(frames.begin(), frames.end(), [](const Frame& a, const Frame& b) {
+        const QString folderA = QFileInfo(a.path).path(), folderB = QFileInfo(b.path).path();
+        return folderA != folderB ? folderA < folderB : a.captured < b.captured;
+    });
+    QList<SeriesEntry> entries;
+    for (const Frame& frame : std::as_const(frames))
+        entries.append({FileUrl::fromLocalPath(QFileInfo(frame.path).path()), frame.captured});
+    const QList<Series> bursts = findSeries(entries);
+    ASSERT_FALSE(bursts.isEmpty()) << "the demo should hold at least one burst";
+    for (const Series& burst : bursts) {
+        QList<float> scores;
+        for (qsizetype i = burst.first; i < burst.first + burst.length; ++i)
+            scores.append(measureFocus(QImage(frames[i].path)).score);
+        std::sort(scores.begin(), scores.end(), std::greater<>());
+        EXPECT_GT(scores[0], 3 * scores[1]) << "burst at " << burst.first;
+    }
 }

@@ -28,6 +28,21 @@ QList<PhotoItem> burstShoot(const QString& folder)
     return items;
 }
 
+// Four lone JPEGs 0.4 s, 1.1 s and 0.7 s apart: two series at the default gap of 1 s, one
+// pair at 0.5 s, one series of four at 2 s.
+QList<PhotoItem> unevenShoot(const QString& folder)
+{
+    QList<PhotoItem> items = photosNamed(folder, {QStringLiteral("D1.JPG"), QStringLiteral("D2.JPG"),
+                                                  QStringLiteral("D3.JPG"), QStringLiteral("D4.JPG")});
+    const QDateTime start(QDate(2026, 5, 2), QTime(15, 0), Qt::UTC);
+    const qint64 offsets[] = {0, 400, 1500, 2200};
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        items[i].captureDate = start.addMSecs(offsets[i]);
+        items[i].captureDateOrigin = CaptureDateOrigin::exif;
+    }
+    return items;
+}
+
 // Answers scores when the test says so, and records the order they were asked for.
 struct ManualScorer {
     QStringList asked;
@@ -221,4 +236,54 @@ TEST_F(JournaledSeries, outsideASeriesNothingIsDecided)
     EXPECT_FALSE(series().decideSeries());
     EXPECT_EQ(rig.vm().alertText(), SeriesStage::notInSeriesWording());
     EXPECT_EQ(review().classifiedCount(), 3);
+}
+
+TEST(SeriesGap, theChosenGapShapesTheSeriesAndTravelsWithTheSession)
+{
+    WorkflowRig rig;
+    rig.load(unevenShoot(rig.photoFolder));
+    rig.startReview();
+    SeriesStage* series = rig.vm().series();
+    EXPECT_EQ(series->gapMilliseconds(), 1000);
+    EXPECT_EQ(series->series(), QList<Series>({{0, 2}, {2, 2}}));
+
+    series->setGapMilliseconds(500);
+    EXPECT_EQ(series->series(), QList<Series>({{0, 2}}));
+    EXPECT_FALSE(series->placeOf(2).inSeries());
+    series->setGapMilliseconds(2000);
+    EXPECT_EQ(series->series(), QList<Series>({{0, 4}}));
+    EXPECT_EQ(series->positionTextFor(3), QStringLiteral("Serie 4 von 4"));
+    rig.settle();
+
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
+    series = rig.vm().series();
+    EXPECT_EQ(series->gapMilliseconds(), 2000);
+    EXPECT_EQ(series->series(), QList<Series>({{0, 4}}));
+}
+
+TEST(SeriesGap, aDocumentWithoutTheGapOpensWithTheDefault)
+{
+    WorkflowRig rig;
+    rig.load(unevenShoot(rig.photoFolder));
+    rig.startReview();
+    rig.vm().series()->setGapMilliseconds(2000);
+    rig.settle();
+    const std::optional<SortSession> saved = rig.vm().makeSessionSnapshot();
+    ASSERT_TRUE(saved);
+    QJsonObject document = toJson(*saved);
+    ASSERT_EQ(document.value(QStringLiteral("seriesGapMilliseconds")).toInt(), 2000);
+    EXPECT_EQ(decodeSortSession(encodeSortSession(*saved)).seriesGapMilliseconds, 2000);
+
+    document.remove(QStringLiteral("seriesGapMilliseconds"));
+    const SortSession older = sortSessionFromJson(document);
+    EXPECT_EQ(older.seriesGapMilliseconds, 1000);
+    ASSERT_TRUE(rig.vm().apply(older));
+    EXPECT_EQ(rig.vm().series()->gapMilliseconds(), 1000);
+    EXPECT_EQ(rig.vm().series()->series(), QList<Series>({{0, 2}, {2, 2}}));
+
+    // A gap nobody could have chosen means the document was damaged.
+    document.insert(QStringLiteral("seriesGapMilliseconds"), 0);
+    EXPECT_THROW(sortSessionFromJson(document), DecodingError);
 }

@@ -143,13 +143,21 @@ ShootSummary generateShoot(const QString& directory, const ShootOptions& options
         const int shotsToday = summary.shots / days + (day < summary.shots % days ? 1 : 0);
         QDateTime clock(firstDay.addDays(day), QTime(8, 0).addSecs(random.between(0, 7200)), Qt::LocalTime);
         int number = random.between(1, 9);
+        QDateTime previous;
         for (int i = 0; i < shotsToday; ++i, ++shot) {
             // Bursts of a second or two, then pauses of up to a few minutes.
-            clock = clock.addSecs(random.chance(0.3) ? random.between(1, 2) : random.between(5, 240));
+            const bool burst = random.chance(0.3);
+            clock = clock.addSecs(burst ? random.between(1, 2) : random.between(5, 240));
             number += random.chance(0.1) ? random.between(2, 4) : 1; // shots deleted in camera
             const QString base = QLatin1String(camera.prefix) + QString::number(number);
-            const CameraTags tags{QLatin1String(camera.make), QLatin1String(camera.model), clock, random.between(0, 99)};
+            CameraTags tags{QLatin1String(camera.make), QLatin1String(camera.model), clock, random.between(0, 99)};
+            if (options.rapidBursts && burst && previous.isValid()) {
+                const QDateTime next = previous.addMSecs(qint64(random.between(20, 70)) * 10);
+                tags.captureDate = clock = next.addMSecs(-next.time().msec());
+                tags.subSecond = next.time().msec() / 10;
+            }
             const QDateTime captured = clock.addMSecs(qint64(tags.subSecond) * 10);
+            previous = captured;
 
             const QString jpegName = folder + QLatin1Char('/') + base + QLatin1Char('.')
                 + QLatin1String(random.pick(jpegExtensionSpellings));

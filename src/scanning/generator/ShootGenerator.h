@@ -40,6 +40,9 @@ struct ShootOptions {
     int jpegQuality = 85;
     // Hidden files, HEIC/PNG, text notes, result and working folders.
     bool distractors = true;
+    // Bursts as cameras shoot them, 0.2 to 0.7 s from frame to frame, instead of a second or
+    // two apart; off keeps every shoot generated so far as it was.
+    bool rapidBursts = false;
 };
 
 struct GeneratedPhoto {

@@ -3,7 +3,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
-// Date folders, event name, the verification method and rating sidecars, behind one toggle.
+// Date folders, event name, the verification method, the pause that ends a burst and rating
+// sidecars, behind one toggle.
 ColumnLayout {
     spacing: DesignSystem.spacingM
     SecondaryButton {
@@ -58,6 +59,25 @@ ColumnLayout {
                     text: modelData.title
                     checked: ViewModel.setup.verificationMode === modelData.name
                     onClicked: ViewModel.setup.updateVerificationMode(modelData.name)
+                }
+            }
+            Text {
+                text: ViewModel.series.gapLabel
+                color: DesignSystem.textSecondary
+                font.pixelSize: DesignSystem.fontCaption
+            }
+            RowLayout {
+                spacing: DesignSystem.spacingM
+                Repeater {
+                    model: ViewModel.series.gapChoices
+                    DarkRadioButton {
+                        required property int index
+                        required property int modelData
+                        objectName: "seriesGap" + modelData
+                        text: ViewModel.series.gapChoiceTitles[index]
+                        checked: ViewModel.series.gapMilliseconds === modelData
+                        onClicked: ViewModel.series.gapMilliseconds = modelData
+                    }
                 }
             }
             DarkCheckBox {

@@ -42,12 +42,23 @@ Rectangle {
                     anchors.margins: DesignSystem.spacingM
                     radius: 12
                     color: Qt.rgba(0, 0, 0, 0.6)
-                    implicitWidth: label.implicitWidth + 20
+                    // A narrow pane keeps the shot's name and cuts the key hints after it.
+                    // Measured from the whole text: an elided Text reports its elided width.
+                    width: Math.min(Math.ceil(labelMetrics.advanceWidth) + 20, side.width - 2 * DesignSystem.spacingM)
                     implicitHeight: 24
+                    TextMetrics {
+                        id: labelMetrics
+                        font: label.font
+                        text: label.text
+                    }
                     Text {
                         id: label
                         anchors.centerIn: parent
-                        text: side.index === 0 ? "Favorit · F übernimmt rechts" : "Kandidat · ↑ → ↓ entscheiden · Esc schließt"
+                        width: parent.width - 20
+                        elide: Text.ElideRight
+                        objectName: side.index === 0 ? "referenceCaption" : "candidateCaption"
+                        text: side.index === 0 ? ViewModel.compare.referenceCaption + " · F übernimmt rechts"
+                                               : ViewModel.compare.candidateCaption + " · ↑ → ↓ entscheiden · ← zurück · Esc schließt"
                         color: DesignSystem.textPrimary
                         font.pixelSize: DesignSystem.fontCaption
                     }

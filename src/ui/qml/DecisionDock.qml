@@ -25,7 +25,7 @@ Rectangle {
             enabled: !ViewModel.review.isCommittingDecision
             ToolTip.visible: hovered
             ToolTip.text: "Letzte Entscheidung zurück · ←"
-            onClicked: ViewModel.review.undoLastDecision()
+            onClicked: ViewModel.compare.active ? ViewModel.compare.undo() : ViewModel.review.undoLastDecision()
         }
         Item { Layout.preferredWidth: DesignSystem.spacingL; Layout.minimumWidth: 0; Layout.fillWidth: true; Layout.maximumWidth: DesignSystem.spacingL }
         DecisionButton {

@@ -3,13 +3,22 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
-// Capture facts of the photo on screen, read in the background.
+// Capture facts of the photo on screen, read in the background; while comparing, of the
+// candidate, the frame the keys decide.
 Rectangle {
-    property alias path: inspector.path
+    id: panel
+    property string path
+    readonly property bool comparing: ViewModel.compare.active
+    readonly property string scoreText: comparing ? ViewModel.compare.candidateScoreText : ViewModel.series.scoreText
+    readonly property string sharpestText: comparing ? ViewModel.compare.candidateSharpestText : ViewModel.series.sharpestText
     color: DesignSystem.surface
     Rectangle { width: 1; height: parent.height; color: DesignSystem.border }
 
-    PhotoDetails { id: inspector }
+    PhotoDetails {
+        id: inspector
+        objectName: "inspectorDetails"
+        path: panel.comparing ? ViewModel.compare.candidatePath : panel.path
+    }
 
     // A low window scrolls the facts rather than letting them run over the controls below.
     Flickable {
@@ -56,7 +65,7 @@ Rectangle {
                 objectName: "focusScore"
                 Layout.fillWidth: true
                 spacing: 2
-                visible: ViewModel.series.scoreText.length > 0
+                visible: panel.scoreText.length > 0
                 Text {
                     text: "Schärfe"
                     color: DesignSystem.textMuted
@@ -64,8 +73,7 @@ Rectangle {
                 }
                 Text {
                     Layout.fillWidth: true
-                    text: ViewModel.series.scoreText
-                          + (ViewModel.series.sharpestText.length > 0 ? " · " + ViewModel.series.sharpestText : "")
+                    text: panel.scoreText + (panel.sharpestText.length > 0 ? " · " + panel.sharpestText : "")
                     color: DesignSystem.textPrimary
                     font.pixelSize: DesignSystem.fontBody
                     wrapMode: Text.WordWrap

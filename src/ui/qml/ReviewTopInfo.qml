@@ -3,12 +3,14 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Kestrava
 
-// What the current group is and how far the review has come.
+// What the current group is and how far the review has come; while comparing, the candidate.
 Rectangle {
     id: bar
     signal openAudit()
     readonly property var group: ViewModel.review.currentGroup
-    readonly property string decision: group.decision ?? ""
+    readonly property bool comparing: ViewModel.compare.active
+    // The candidate is always still open: no decision badge while comparing.
+    readonly property string decision: comparing ? "" : (group.decision ?? "")
     implicitHeight: 76
     color: DesignSystem.surface
 
@@ -39,7 +41,7 @@ Rectangle {
                 Layout.fillWidth: true
                 Layout.preferredWidth: Math.ceil(nameMetrics.advanceWidth) + 1
                 Layout.maximumWidth: Math.ceil(nameMetrics.advanceWidth) + 1
-                text: bar.group.fileName ?? ""
+                text: bar.comparing ? ViewModel.compare.candidateFileName : (bar.group.fileName ?? "")
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontHeading + 1
                 font.weight: Font.DemiBold
@@ -63,7 +65,7 @@ Rectangle {
             Text {
                 objectName: "seriesPosition"
                 visible: text.length > 0
-                text: ViewModel.series.positionText
+                text: bar.comparing ? ViewModel.compare.candidateSeriesText : ViewModel.series.positionText
                 color: DesignSystem.accent
                 font.pixelSize: DesignSystem.fontCaption
                 font.weight: Font.DemiBold
@@ -71,7 +73,7 @@ Rectangle {
             Text {
                 objectName: "seriesSharpest"
                 visible: text.length > 0
-                text: ViewModel.series.sharpestText
+                text: bar.comparing ? ViewModel.compare.candidateSharpestText : ViewModel.series.sharpestText
                 color: DesignSystem.keep
                 font.pixelSize: DesignSystem.fontCaption
             }
@@ -102,7 +104,8 @@ Rectangle {
 
         Text {
             Layout.fillWidth: true
-            text: (bar.group.folder ?? "") + (bar.group.totalBytes !== undefined ? "  ·  " + Texts.byteCount(bar.group.totalBytes) : "")
+            text: bar.comparing ? ViewModel.compare.candidateDetailsText
+                  : (bar.group.folder ?? "") + (bar.group.totalBytes !== undefined ? "  ·  " + Texts.byteCount(bar.group.totalBytes) : "")
                   + ((bar.group.memberPaths ?? []).length > 0 ? "  ·  " + Texts.fileCountText(bar.group.memberPaths.length) : "")
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontCaption
@@ -112,7 +115,9 @@ Rectangle {
             Layout.alignment: Qt.AlignRight
             spacing: DesignSystem.spacingM
             Text {
-                text: Texts.positionText(ViewModel.review.currentIndex, ViewModel.review.reviewGroupCount)
+                objectName: "positionText"
+                text: bar.comparing ? ViewModel.compare.candidatePositionText
+                      : Texts.positionText(ViewModel.review.currentIndex, ViewModel.review.reviewGroupCount)
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontCaption
             }
