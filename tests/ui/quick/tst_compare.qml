@@ -16,6 +16,15 @@ Item {
         name: "Compare"
         when: windowShown
 
+        function init() {
+            Rig.renew()
+            verify(Rig.loadShoot())
+            Rig.configure("safeCopy")
+            verify(Rig.startReview())
+            loader.active = true
+            Shell.mainContentShown()
+            verify(Rig.waitForPreview(60000), "the first picture never reached the screen")
+        }
         function cleanup() {
             Shell.mainContentHidden()
             loader.active = false
@@ -26,15 +35,7 @@ Item {
             return pane !== null && pane.visible && pane.imageRect.width > 0
         }
 
-        // One path from a fresh shoot: the file's rig is shared, so this function makes all the
-        // state it looks at.
         function test_comparingDecidesTheCandidateAndClosesWithEscape() {
-            verify(Rig.loadShoot())
-            Rig.configure("safeCopy")
-            verify(Rig.startReview())
-            loader.active = true
-            Shell.mainContentShown()
-            verify(Rig.waitForPreview(60000), "the first picture never reached the screen")
             const current = ViewModel.review.currentIndex
 
             keyClick(Qt.Key_C)
