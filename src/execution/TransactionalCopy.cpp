@@ -27,8 +27,8 @@ namespace {
 
 using Op = FileSystemError::Operation;
 
-// Three chunk buffers: one being hashed, one being written, one being read into. 12 MiB per
-// copy whatever the file size.
+// Three chunk buffers while a second thread hashes: one being hashed, one being written, one
+// being read into. 12 MiB per copy whatever the file size; one buffer without that thread.
 constexpr int bufferCount = 3;
 
 struct Buffers {
@@ -94,15 +94,18 @@ bool worthASecondThread(qint64 size)
 // previous one is hashed.
 QByteArray hashOpenFile(int fd, qint64 size, const QString& pathForErrors, FileOps& ops, const ChunkProgress& progress)
 {
-    Buffers buffers(bufferCount);
-    BackgroundHasher hasher(worthASecondThread(size));
+    // Hashed on this thread, a chunk is done with before the next read: one buffer does.
+    const bool threaded = worthASecondThread(size);
+    Buffers buffers(threaded ? bufferCount : 1);
+    BackgroundHasher hasher(threaded);
     for (qint64 index = 0;; ++index) {
-        if (index >= bufferCount)
+        const qint64 slot = threaded ? index : 0;
+        if (threaded && index >= bufferCount)
             hasher.waitUntilHashed(index - bufferCount);
-        const qint64 got = readChunk(fd, buffers[index], pathForErrors, ops);
+        const qint64 got = readChunk(fd, buffers[slot], pathForErrors, ops);
         if (got == 0)
             break;
-        hasher.submit(buffers[index], size_t(got));
+        hasher.submit(buffers[slot], size_t(got));
         if (progress)
             progress(SortPhase::verifying, got);
     }
@@ -289,13 +292,14 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         // The source is read once: with sha256 the bytes just read are hashed (on a second
         // thread for large files) while they are written, so the source digest describes
         // exactly what was copied.
-        Buffers buffers(hashing ? bufferCount : copiedByKernel ? 0 : 1);
+        const bool threaded = hashing && worthASecondThread(qint64(sourceInfo.st_size));
+        Buffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);
         std::optional<BackgroundHasher> sourceHasher;
         if (hashing)
-            sourceHasher.emplace(worthASecondThread(qint64(sourceInfo.st_size)));
+            sourceHasher.emplace(threaded);
         for (qint64 index = 0; !copiedByKernel; ++index) {
-            const qint64 slot = hashing ? index : 0;
-            if (hashing && index >= bufferCount)
+            const qint64 slot = threaded ? index : 0;
+            if (threaded && index >= bufferCount)
                 sourceHasher->waitUntilHashed(index - bufferCount);
             const qint64 got = readChunk(input.get(), buffers[slot], source, ops);
             if (got == 0)
