@@ -33,7 +33,10 @@ public:
     void add(std::shared_future<ExecutionRecord> copy) { running_.push_back(std::move(copy)); }
     // The copy added last while it is still finishing, to wait for before anything of a copy
     // that must come after it (a sidecar after its photo) becomes visible.
-    std::shared_future<ExecutionRecord> newest() const { return running_.empty() ? std::shared_future<ExecutionRecord>() : running_.back(); }
+    std::shared_future<ExecutionRecord> newest() const
+    {
+        return running_.empty() ? std::shared_future<ExecutionRecord>() : running_.back();
+    }
     // Hands over the oldest outcomes until there is room for one more copy.
     void makeRoom()
     {

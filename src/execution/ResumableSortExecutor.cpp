@@ -465,8 +465,8 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
     }
     settle();
 
-    // A copy's new name is left to its folder's next flush (see finishCopy). Before the run
-    // reports its end, each result folder is flushed once: a power cut just after "Fertig"
+    // A move within one volume leaves its new name to its folder's next flush (a copy flushes
+    // its own, see finishCopy). Before the run reports its end, each result folder is flushed once: a power cut just after "Fertig"
     // must not take back results the user now relies on, perhaps formatting the card.
     QSet<QString> resultFolders;
     for (const ExecutionRecord& record : std::as_const(result.records))
