@@ -7,6 +7,9 @@
 
 #include <QRegularExpression>
 
+#include <condition_variable>
+#include <mutex>
+
 #include <sys/stat.h>
 
 using namespace kestrava;
@@ -373,4 +376,36 @@ TEST(SortExecutor, sidecarIsJournaledOnItsOwnButCountsAsPartOfItsPhoto)
     EXPECT_EQ(log.bySource.value(f.src + "/a.xmp").status, ExecutionActionStatus::completed);
     EXPECT_EQ(filesBelow(f.out), (QStringList{"RAW/Behalten/a.CR3", "RAW/Behalten/a.xmp"}));
     EXPECT_TRUE(filesBelow(f.src).isEmpty());
+}
+
+// Copies finish side by side, and a small sidecar would be done long before its large photo:
+// yet it must never stand under its name before the photo does, or a run cut off in between
+// leaves it beside whatever later takes the photo's name. The photo's rename holds on until
+// the sidecar's could have overtaken it.
+TEST(SortExecutor, sidecarAppearsOnlyAfterItsPhoto)
+{
+    Fixture f;
+    f.add("a.CR3", QByteArray(300000, 'r'));
+    f.tree.write("src/a.xmp", "<rating 5>");
+    struct RecordsRenames : FileOps {
+        std::mutex mutex;
+        std::condition_variable changed;
+        QStringList renamed;
+        int renameNoReplace(const QByteArray& from, const QByteArray& to) override
+        {
+            const QString name = QFileInfo(QFile::decodeName(to)).fileName();
+            std::unique_lock lock(mutex);
+            if (name == "a.CR3")
+                changed.wait_for(lock, std::chrono::milliseconds(300), [&] { return renamed.contains("a.xmp"); });
+            const int result = FileOps::renameNoReplace(from, to);
+            if (!name.startsWith('.')) // the run's locks
+                renamed.append(name);
+            changed.notify_all();
+            return result;
+        }
+    } ops;
+    RecordLog log;
+    const SortResult result = Executor::executeSynchronously(f.plan(), true, log.handlers(), ops);
+    EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join(' ').toStdString();
+    EXPECT_EQ(ops.renamed, (QStringList{"a.CR3", "a.xmp"}));
 }
