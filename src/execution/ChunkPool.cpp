@@ -3,11 +3,15 @@
 #include "TransactionalCopy.h"
 
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace kestrava::ChunkPool {
 
 namespace {
+
+// Reads past the cache need buffers aligned to the storage's blocks.
+constexpr std::align_val_t alignment{4096};
 
 std::mutex mutex;
 std::vector<char*>& spare()
@@ -27,7 +31,7 @@ void Release::operator()(char* chunk) const
             return;
         }
     }
-    delete[] chunk;
+    ::operator delete[](chunk, alignment);
 }
 
 Chunk acquire()
@@ -41,7 +45,7 @@ Chunk acquire()
         }
     }
     // Not value-initialised: zeroing 4 MiB that a read overwrites anyway costs as much as the read.
-    return Chunk(new char[size_t(ResumableSortExecutor::chunkSize)]);
+    return Chunk(static_cast<char*>(::operator new[](size_t(ResumableSortExecutor::chunkSize), alignment)));
 }
 
 void trim()
@@ -52,7 +56,7 @@ void trim()
         chunks.swap(spare());
     }
     for (char* chunk : chunks)
-        delete[] chunk;
+        ::operator delete[](chunk, alignment);
 }
 
 } // namespace kestrava::ChunkPool

@@ -4,7 +4,7 @@
 // a page fault (and a page of zeroes) per 4 KiB the first time it is filled: for a run of many
 // files that is one fault for every page copied or read back. Reusing a few buffers keeps that
 // cost to the first file, and memory stays bounded: what is in use (three chunks for a copy,
-// three for a read-back) plus at most `maxSpare` idle ones.
+// three for each read-back under way) plus at most `maxSpare` idle ones.
 
 #include <QtGlobal>
 
@@ -12,7 +12,8 @@
 
 namespace kestrava::ChunkPool {
 
-constexpr int maxSpare = 6;
+// One copy and four read-backs, each on a second hashing thread.
+constexpr int maxSpare = 15;
 
 struct Release {
     void operator()(char* chunk) const;

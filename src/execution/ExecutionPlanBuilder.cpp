@@ -235,6 +235,10 @@ SortExecutionPlan buildPlan(const QList<PhotoItem>& items, const SortOptions& op
         action.id = entry.item.sourceURL.path();
         action.item = entry.item;
         action.kind = kind;
+        // A sidecar not yet in place follows its photo: when a stranger took the name promised
+        // to the photo, the sidecar's promise beside that name is dropped with it.
+        if (entry.photoIndex >= 0 && reuse[index] == Reuse::sameName && reuse[entry.photoIndex] == Reuse::none)
+            reuse[index] = Reuse::none;
         if (reuse[index] != Reuse::none) {
             action.destinationURL = FileUrl::fromLocalPath(recordedPath[index]);
             action.shouldSkip = reuse[index] == Reuse::skip;

@@ -1,6 +1,7 @@
 #include "ResumableSortExecutor.h"
 
 #include "ChunkPool.h"
+#include "FinishingCopies.h"
 #include "RatingSidecar.h"
 #include "ResultPermissions.h"
 #include "ResumableSortError.h"
@@ -264,9 +265,13 @@ struct Runner {
         }
     }
 
-    std::future<ExecutionRecord> finishInBackground(UnfinishedCopy copy, ExecutionRecord record)
+    // `after`, when valid, is a copy that must stand under its name first.
+    std::shared_future<ExecutionRecord> finishInBackground(UnfinishedCopy copy, ExecutionRecord record,
+                                                           std::shared_future<ExecutionRecord> after)
     {
-        return std::async(std::launch::async, [this, copy = std::move(copy), record]() mutable {
+        return std::async(std::launch::async, [this, copy = std::move(copy), record, after]() mutable {
+            if (after.valid())
+                after.wait();
             try {
                 record.verifiedSize = finishCopy(std::move(copy), chunkProgress());
                 record.status = ExecutionActionStatus::completed;
@@ -379,17 +384,8 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         }
         runner.report();
     };
-    // A copy whose second half (flush, read-back, rename) runs on its own thread while the
-    // next file is copied. It is settled before anything of a later file can become visible,
-    // so records arrive in plan order and each before the next file's outcome exists.
-    std::optional<std::future<ExecutionRecord>> inFlight;
-    const auto settle = [&] {
-        if (!inFlight)
-            return;
-        std::future<ExecutionRecord> finished = std::move(*inFlight);
-        inFlight.reset();
-        deliver(finished.get(), false);
-    };
+    FinishingCopies finishing([&](const ExecutionRecord& record) { deliver(record, false); });
+    const auto settle = [&] { finishing.settle(); };
     const auto isCanceled = [&] { return handlers.isCanceled && handlers.isCanceled(); };
     // Rating sidecars come first in the plan, so that their promise is journaled before any
     // photo's, and are written last, once the photos they belong with are in place.
@@ -444,24 +440,33 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
         }
         ExecutionRecord record = Runner::recordFor(action);
         std::optional<UnfinishedCopy> copy = runner.startCopying(action, record);
-        settle();
-        // Asked again: the previous file's record may be what the caller waited for, or it
-        // found the disk full. This copy is dropped unfinished (its temporary file removed)
-        // and stays pending.
+        // A failed first half has its record at once, so it must wait for the earlier ones.
+        if (copy)
+            finishing.makeRoom();
+        else
+            settle();
+        // Asked again: an earlier file's record may be what the caller waited for, or it found
+        // the disk full. This copy is dropped unfinished (its temporary file removed) and stays
+        // pending; those still finishing end as they end and are reported first.
         if (isCanceled() || outOfSpace()) {
             copy.reset();
+            settle();
             stopAt(index, outOfSpace() ? ResumableSortError::destinationFull().description() : cancellationMessage());
             break;
         }
+        // A sidecar appears only after its photo did: a run cut off in between must not leave
+        // it under a name whose photo may yet go elsewhere (a stranger took the photo's name).
         if (copy)
-            inFlight = runner.finishInBackground(std::move(*copy), record);
+            finishing.add(runner.finishInBackground(std::move(*copy), record,
+                                                    isPartOfPhoto(action.id) ? finishing.newest()
+                                                                             : std::shared_future<ExecutionRecord>()));
         else
             deliver(record, false);
     }
     settle();
 
-    // A copy's new name is left to its folder's next flush (see finishCopy). Before the run
-    // reports its end, each result folder is flushed once: a power cut just after "Fertig"
+    // A move within one volume leaves its new name to its folder's next flush (a copy flushes
+    // its own, see finishCopy). Before the run reports its end, each result folder is flushed once: a power cut just after "Fertig"
     // must not take back results the user now relies on, perhaps formatting the card.
     QSet<QString> resultFolders;
     for (const ExecutionRecord& record : std::as_const(result.records))

@@ -8,18 +8,19 @@
 // Driving it from a view model:
 //   auto cancel = std::make_shared<CancellationFlag>();
 //   QFuture<SortResult> run = ResumableSortExecutor::execute(plan, onProgress, onRecord, cancel);
-//   … cancel->cancel();   // the run stops before the next file and still delivers its SortResult
-// `onRecord` runs on the worker thread, synchronously, before the next file is touched: journal
+//   … cancel->cancel();   // the run starts no further file and still delivers its SortResult
+// `onRecord` runs on the worker thread, synchronously, in plan order: journal
 // the record there (blocking) and throw if that fails, which stops the run; the future then
 // carries the exception. It may skip journaling a record equal to the one already stored
 // (files validated on resume are reported again unchanged). `onProgress` runs on a worker
-// thread (the run's, or the one finishing the previous copy), never two at once, at most ten
+// thread (the run's, or one finishing an earlier copy), never two at once, at most ten
 // times a second, and must hop to the main thread itself.
 //
-// While one copy is flushed, read back and renamed on a second thread, the next file is
-// already being written to its hidden temporary; its outcome still waits for the previous
-// record, so records arrive in plan order and nothing of a file is visible under its name
-// before the previous file's record was handed over.
+// While a few copies are flushed, read back and renamed on threads of their own, the next
+// file is already being written to its hidden temporary (see FinishingCopies.h). Records still
+// arrive in plan order, and each only once its file is proven and its name durable; a later
+// file of that window may stand under its name before an earlier record is handed over.
+// Cancelled, the run starts no further file and reports the few still finishing as they end.
 
 #include "ProgressThrottle.h"
 #include "SortExecutionPlan.h"

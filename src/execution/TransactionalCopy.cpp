@@ -27,8 +27,8 @@ namespace {
 
 using Op = FileSystemError::Operation;
 
-// Three chunk buffers: one being hashed, one being written, one being read into. 12 MiB per
-// copy whatever the file size.
+// Three chunk buffers while a second thread hashes: one being hashed, one being written, one
+// being read into. 12 MiB per copy whatever the file size; one buffer without that thread.
 constexpr int bufferCount = 3;
 
 struct Buffers {
@@ -57,11 +57,13 @@ bool isKnown(const QDateTime& date)
     return date.isValid() && date != distantPast();
 }
 
-// Reads up to a whole chunk (a short read is not the end of the file; only 0 is).
-qint64 readChunk(int fd, char* buffer, const QString& pathForErrors, FileOps& ops)
+// Reads up to a whole chunk (a short read is not the end of the file; only 0 is). Reading
+// past the cache (`direct`), only the file's end gives a short read, and reading on from its
+// unaligned end would be refused: the chunk ends there.
+qint64 readChunk(int fd, char* buffer, const QString& pathForErrors, FileOps& ops, bool direct = false)
 {
     qint64 filled = 0;
-    while (filled < chunkSize) {
+    while (filled < chunkSize && !(direct && filled > 0)) {
         const ssize_t got = ops.read(fd, buffer + filled, size_t(chunkSize - filled));
         if (got < 0) {
             if (errno == EINTR)
@@ -92,19 +94,25 @@ bool worthASecondThread(qint64 size)
 
 // Streams an open file through a background hasher: the next chunk is read while the
 // previous one is hashed.
-QByteArray hashOpenFile(int fd, qint64 size, const QString& pathForErrors, FileOps& ops, const ChunkProgress& progress)
+QByteArray hashOpenFile(int fd, qint64 size, const QString& pathForErrors, FileOps& ops, const ChunkProgress& progress,
+                        bool direct = false)
 {
-    Buffers buffers(bufferCount);
-    BackgroundHasher hasher(worthASecondThread(size));
+    // Hashed on this thread, a chunk is done with before the next read: one buffer does.
+    const bool threaded = worthASecondThread(size);
+    Buffers buffers(threaded ? bufferCount : 1);
+    BackgroundHasher hasher(threaded);
     for (qint64 index = 0;; ++index) {
-        if (index >= bufferCount)
+        const qint64 slot = threaded ? index : 0;
+        if (threaded && index >= bufferCount)
             hasher.waitUntilHashed(index - bufferCount);
-        const qint64 got = readChunk(fd, buffers[index], pathForErrors, ops);
+        const qint64 got = readChunk(fd, buffers[slot], pathForErrors, ops, direct);
         if (got == 0)
             break;
-        hasher.submit(buffers[index], size_t(got));
+        hasher.submit(buffers[slot], size_t(got));
         if (progress)
             progress(SortPhase::verifying, got);
+        if (got < chunkSize)
+            break; // the end of the file: a whole chunk is read unless it ends
     }
     return hasher.finalize();
 }
@@ -134,6 +142,22 @@ qint64 fileSize(const FileUrl& url, FileOps& ops)
 
 QByteArray sha256(const FileUrl& url, FileOps& ops, const ChunkProgress& progress)
 {
+    // Straight from the medium where the file system reads past its cache: nothing is copied
+    // through the cache or dropped from it, which on a busy machine was most of the read-back's
+    // processor time. A file system that refuses is read through the cache below.
+    if (const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC | O_DIRECT); fd >= 0) {
+        UniqueFd file(fd, ops);
+        struct stat info {};
+        const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
+        try {
+            const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress, true);
+            file.close(url.path());
+            return digest;
+        } catch (const FileSystemError& error) {
+            if (error.errorNumber() != EINVAL)
+                throw;
+        }
+    }
     const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         throw FileSystemError(Op::open, url.path(), errno);
@@ -289,13 +313,14 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         // The source is read once: with sha256 the bytes just read are hashed (on a second
         // thread for large files) while they are written, so the source digest describes
         // exactly what was copied.
-        Buffers buffers(hashing ? bufferCount : copiedByKernel ? 0 : 1);
+        const bool threaded = hashing && worthASecondThread(qint64(sourceInfo.st_size));
+        Buffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);
         std::optional<BackgroundHasher> sourceHasher;
         if (hashing)
-            sourceHasher.emplace(worthASecondThread(qint64(sourceInfo.st_size)));
+            sourceHasher.emplace(threaded);
         for (qint64 index = 0; !copiedByKernel; ++index) {
-            const qint64 slot = hashing ? index : 0;
-            if (hashing && index >= bufferCount)
+            const qint64 slot = threaded ? index : 0;
+            if (threaded && index >= bufferCount)
                 sourceHasher->waitUntilHashed(index - bufferCount);
             const qint64 got = readChunk(input.get(), buffers[slot], source, ops);
             if (got == 0)

@@ -47,6 +47,12 @@ public:
         QMutexLocker lock(&mutex_);
         return steps_;
     }
+    // True from the cut on: every call fails with EIO.
+    bool isPowerOut() const
+    {
+        QMutexLocker lock(&mutex_);
+        return dead_;
+    }
     // What a cut does to data appended to a file since its last flush: drops it all; keeps
     // the first half of it (a write that got part-way to the disk); or keeps its length with
     // NUL bytes (the size reached the disk, the blocks did not).

@@ -7,6 +7,9 @@
 
 #include <QRegularExpression>
 
+#include <condition_variable>
+#include <mutex>
+
 #include <sys/stat.h>
 
 using namespace kestrava;
@@ -39,6 +42,23 @@ struct Fixture {
     {
         return Executor::buildPlan(items, optionsFor(out, mode, verification), records);
     }
+};
+
+// Fails the flush of a temporary copy holding `content` once armed: copies are flushed on
+// threads of their own, in no fixed order, so the file is picked by what it holds.
+struct FlushFailsForContent : FaultInjectingFileOps {
+    explicit FlushFailsForContent(QByteArray content) : content(std::move(content)) {}
+    int fsync(int fd) override
+    {
+        const QString path = QFile::symLinkTarget(QString("/proc/self/fd/%1").arg(fd));
+        if (armed && path.endsWith(".partial") && readFile(path) == content) {
+            errno = EIO;
+            return -1;
+        }
+        return FaultInjectingFileOps::fsync(fd);
+    }
+    const QByteArray content;
+    std::atomic<bool> armed{false};
 };
 
 ino_t inodeOf(const QString& path)
@@ -109,25 +129,17 @@ TEST(SortExecutor, injectedWriteOrFlushFailureFailsOnlyThatFileAndLeavesNothingV
         f.add("1.jpg", "one");
         f.add("2.jpg", "two");
         f.add("3.jpg", "three");
-        FaultInjectingFileOps ops;
-        // The two lock files' writes (source, result folder) come first, then one per file.
-        // Any error but a full disk, which stops the whole run instead.
-        const int nth = op == FileOps::Op::write ? 4 : 0;
+        FlushFailsForContent ops("two");
+        // The two lock files' writes (source, result folder) come first, then one per file,
+        // all on the run's thread. Any error but a full disk, which stops the whole run instead.
         if (op == FileOps::Op::write)
-            ops.failAt(op, nth, EIO);
+            ops.failAt(op, 4, EIO);
+        else
+            ops.armed = true; // 2.jpg's flush fails, on whichever thread finishes it
         RecordLog log;
-        auto handlers = log.handlers();
-        if (op == FileOps::Op::fsync) {
-            // Arm the flush fault once 1.jpg is done, so that 2.jpg's file flush fails.
-            handlers.record = [&](const ExecutionRecord& record) {
-                log.inOrder.append(record);
-                log.bySource.insert(record.sourcePath, record);
-                if (record.sourcePath.endsWith("1.jpg"))
-                    ops.failAt(FileOps::Op::fsync, 1, EIO);
-            };
-        }
-        const SortResult result = Executor::executeSynchronously(f.plan(), true, handlers, ops);
+        const SortResult result = Executor::executeSynchronously(f.plan(), true, log.handlers(), ops);
         ops.clearFaults();
+        ops.armed = false;
 
         EXPECT_EQ(result.organizedCount, 2) << int(op);
         ASSERT_EQ(result.errors.size(), 1);
@@ -209,7 +221,10 @@ TEST(SortExecutor, resumeKeepsNamesSkipsFinishedWorkAndRejectsWrongResults)
     const auto first = f.plan();
     log.addPending(first);
     auto cancelAfterFirst = log.handlers();
-    cancelAfterFirst.isCanceled = [&] { return !log.inOrder.isEmpty(); };
+    // Asked before the first file and once its copy is under way; from the next file on, the
+    // user has cancelled.
+    int asked = 0;
+    cancelAfterFirst.isCanceled = [&] { return asked++ >= 2; };
     const SortResult stopped = Executor::executeSynchronously(first, true, cancelAfterFirst);
     EXPECT_TRUE(stopped.cancelled);
     EXPECT_EQ(stopped.pendingCount, 2);
@@ -291,32 +306,51 @@ TEST(SortExecutor, lockHeldByAnotherRunStopsBeforeAnythingIsTouched)
     EXPECT_EQ(filesBelow(f.out), QStringList{".kestrava.lock"});
 }
 
-TEST(SortExecutor, backgroundRunDeliversRecordsBeforeTheNextFileAndKeepsResultWhenCancelled)
+TEST(SortExecutor, backgroundRunHandsOverRecordsInOrderAfterTheirFilesAndKeepsResultWhenCancelled)
 {
     Fixture f;
-    for (int i = 0; i < 5; ++i)
-        f.add(QString("%1.jpg").arg(i), QByteArray(100, char('a' + i)));
+    constexpr int count = 12;
+    for (int i = 0; i < count; ++i)
+        f.add(QString("%1.jpg").arg(i, 2, 10, QLatin1Char('0')), QByteArray(100, char('a' + i)));
     auto cancel = std::make_shared<CancellationFlag>();
-    QList<QStringList> seenAtRecord;
+    QList<ExecutionRecord> handedOver;
+    QList<QStringList> visibleAtRecord;
     const QString keep = f.keep;
-    QFuture<SortResult> run = Executor::execute(f.plan(), {}, [&](const ExecutionRecord&) {
-        // The next file may already be under way in a hidden temporary, never under its name.
-        seenAtRecord.append(filesBelow(keep).filter(QRegularExpression("^(?!\\.kestrava-.*\\.partial$)")));
-        if (seenAtRecord.size() == 3)
+    QFuture<SortResult> run = Executor::execute(f.plan(), {}, [&](const ExecutionRecord& record) {
+        handedOver.append(record);
+        // Later files may be under way in hidden temporaries, or already finished.
+        visibleAtRecord.append(filesBelow(keep).filter(QRegularExpression("^(?!\\.kestrava-.*\\.partial$)")));
+        if (handedOver.size() == 3)
             cancel->cancel();
     }, cancel);
     run.waitForFinished();
     const SortResult result = run.result();
     EXPECT_TRUE(result.cancelled);
-    EXPECT_EQ(result.organizedCount, 3);
-    EXPECT_EQ(result.pendingCount, 2);
-    ASSERT_EQ(seenAtRecord.size(), 3);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(seenAtRecord[i].size(), i + 1); // nothing of the next file was visible yet
-    EXPECT_EQ(result.records.size(), 5);
-    // The file that was under way when the run stopped left no temporary behind.
-    EXPECT_EQ(filesBelow(keep), (QStringList{"0.jpg", "1.jpg", "2.jpg"}));
-    EXPECT_EQ(result.records[4].status, ExecutionActionStatus::pending);
+    // The copies already finishing when the cancel came end as they end; no further one starts.
+    EXPECT_GE(result.organizedCount, 3);
+    EXPECT_LT(result.organizedCount, count);
+    EXPECT_EQ(result.pendingCount, count - result.organizedCount);
+    ASSERT_EQ(result.records.size(), count);
+    QStringList completed;
+    for (int i = 0; i < count; ++i) {
+        const ExecutionRecord& record = result.records[i];
+        const QString name = QFileInfo(record.sourcePath).fileName();
+        EXPECT_EQ(name, QString("%1.jpg").arg(i, 2, 10, QLatin1Char('0')));
+        EXPECT_EQ(record.status, i < result.organizedCount ? ExecutionActionStatus::completed : ExecutionActionStatus::pending)
+            << name.toStdString();
+        if (record.status == ExecutionActionStatus::completed)
+            completed.append(name);
+    }
+    // Records come in plan order, each only once its file and every earlier one stand under
+    // their names.
+    ASSERT_EQ(handedOver.size(), result.organizedCount);
+    for (int i = 0; i < handedOver.size(); ++i) {
+        EXPECT_EQ(handedOver[i].sourcePath, result.records[i].sourcePath);
+        for (int earlier = 0; earlier <= i; ++earlier)
+            EXPECT_TRUE(visibleAtRecord[i].contains(completed[earlier])) << i << ": " << earlier;
+    }
+    // The files dropped unfinished left no temporary behind.
+    EXPECT_EQ(filesBelow(keep), completed);
 }
 
 // A sidecar goes along as a file of its own, verified and journaled, but the counts the user
@@ -342,4 +376,36 @@ TEST(SortExecutor, sidecarIsJournaledOnItsOwnButCountsAsPartOfItsPhoto)
     EXPECT_EQ(log.bySource.value(f.src + "/a.xmp").status, ExecutionActionStatus::completed);
     EXPECT_EQ(filesBelow(f.out), (QStringList{"RAW/Behalten/a.CR3", "RAW/Behalten/a.xmp"}));
     EXPECT_TRUE(filesBelow(f.src).isEmpty());
+}
+
+// Copies finish side by side, and a small sidecar would be done long before its large photo:
+// yet it must never stand under its name before the photo does, or a run cut off in between
+// leaves it beside whatever later takes the photo's name. The photo's rename holds on until
+// the sidecar's could have overtaken it.
+TEST(SortExecutor, sidecarAppearsOnlyAfterItsPhoto)
+{
+    Fixture f;
+    f.add("a.CR3", QByteArray(300000, 'r'));
+    f.tree.write("src/a.xmp", "<rating 5>");
+    struct RecordsRenames : FileOps {
+        std::mutex mutex;
+        std::condition_variable changed;
+        QStringList renamed;
+        int renameNoReplace(const QByteArray& from, const QByteArray& to) override
+        {
+            const QString name = QFileInfo(QFile::decodeName(to)).fileName();
+            std::unique_lock lock(mutex);
+            if (name == "a.CR3")
+                changed.wait_for(lock, std::chrono::milliseconds(300), [&] { return renamed.contains("a.xmp"); });
+            const int result = FileOps::renameNoReplace(from, to);
+            if (!name.startsWith('.')) // the run's locks
+                renamed.append(name);
+            changed.notify_all();
+            return result;
+        }
+    } ops;
+    RecordLog log;
+    const SortResult result = Executor::executeSynchronously(f.plan(), true, log.handlers(), ops);
+    EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join(' ').toStdString();
+    EXPECT_EQ(ops.renamed, (QStringList{"a.CR3", "a.xmp"}));
 }

@@ -160,4 +160,15 @@ TEST(ExecutionPlan, sidecarsTravelWithTheirPhotoUnderThePhotosName)
     EXPECT_EQ(plan.actions[1].kind, PlannedActionKind::move);
     EXPECT_EQ(plan.actions[1].item.fileSize, QByteArray("IMG_1.xmp").size());
     EXPECT_EQ(plan.actions[1].item.decision, PhotoDecision::keep);
+
+    // A run stopped before either of IMG_3's files was in place; meanwhile a stranger took the
+    // photo's promised name. The photo takes a new one, and its sidecar goes along with it.
+    QMap<QString, ExecutionRecord> records;
+    for (const auto& action : plan.actions)
+        records.insert(action.id, ExecutionRecord{action.id, action.destinationURL.path(), ExecutionActionStatus::pending,
+                                                  0, std::nullopt});
+    tree.write("out/JPEG/Behalten/IMG_3.JPG", "a stranger");
+    const auto resumed = Executor::buildPlan(items, optionsFor(out, SortOperationMode::moveOriginals), records);
+    EXPECT_EQ(destinationNames(resumed, out).mid(5, 2),
+              (QStringList{"JPEG/Behalten/IMG_3 2.JPG", "JPEG/Behalten/IMG_3 2.xmp"}));
 }

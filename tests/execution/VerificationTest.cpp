@@ -8,6 +8,10 @@
 
 #include "platform/Sha256.h"
 
+#include <QCryptographicHash>
+
+#include <fcntl.h>
+
 using namespace kestrava;
 using namespace kestrava::test;
 namespace Executor = kestrava::ResumableSortExecutor;
@@ -113,4 +117,48 @@ TEST(Verification, existingDestinationNeedsTheExpectedSize)
                                                     VerificationMode::sha256),
               4);
     EXPECT_EQ(Executor::fileSize(FileUrl::fromLocalPath(tree.path("dst/none.jpg"))), -1);
+}
+
+// The read-back reads past the cache in whole aligned chunks where the file system allows it,
+// and through the cache where it refuses: either way the digest covers every byte exactly once,
+// whether the file ends inside a block, on a block or chunk boundary, or is hashed on a second
+// thread. A read refused past the cache falls back to the cached one.
+TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
+{
+    TempTree tree;
+    const qint64 chunk = Executor::chunkSize;
+    class RefusesReadsPastTheCache : public FileOps {
+    public:
+        ssize_t read(int fd, void* buffer, size_t count) override
+        {
+            if (::fcntl(fd, F_GETFL) & O_DIRECT) {
+                errno = EINVAL;
+                return -1;
+            }
+            return FileOps::read(fd, buffer, count);
+        }
+    } refusing;
+    // Past the cache, nothing is read that the storage would refuse (such as on from the
+    // unaligned end of the file), which would silently cost the cached reading.
+    class CountsRefusals : public FileOps {
+    public:
+        ssize_t read(int fd, void* buffer, size_t count) override
+        {
+            const ssize_t got = FileOps::read(fd, buffer, count);
+            if (got < 0 && errno == EINVAL)
+                ++refusals;
+            return got;
+        }
+        int refusals = 0;
+    } counting;
+    for (const qint64 size : {qint64(0), qint64(1), qint64(4095), qint64(4096), chunk - 1, chunk, chunk + 1, 3 * chunk + 5}) {
+        QByteArray bytes(size, Qt::Uninitialized);
+        for (qint64 i = 0; i < size; ++i)
+            bytes[i] = char((i * 131 + size) % 251);
+        const QString path = tree.write(QString("f%1.bin").arg(size), bytes);
+        const QByteArray expected = QCryptographicHash::hash(bytes, QCryptographicHash::Sha256);
+        EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), counting), expected) << size;
+        EXPECT_EQ(counting.refusals, 0) << size;
+        EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), refusing), expected) << size;
+    }
 }
