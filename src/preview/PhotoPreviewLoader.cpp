@@ -35,8 +35,11 @@ void PhotoPreviewLoader::load(const FileUrl& url, ReadyCallback onReady)
     setImage({});
     setDidFail(false);
     setLoading(true);
-    report(onReady, url, false);
+    if (onReady)
+        onReady(url, PreviewLoadState::loading);
 
+    if (showsThumbnails_)
+        startThumbnail(url, size);
     auto* watcher = new QFutureWatcher<PreviewResult>(this);
     loadTask_ = watcher;
     connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, url, onReady] {
@@ -50,21 +53,41 @@ void PhotoPreviewLoader::load(const FileUrl& url, ReadyCallback onReady)
     watcher->setFuture(pipeline_.preview(url, size, foregroundPriority));
 }
 
+void PhotoPreviewLoader::startThumbnail(const FileUrl& url, int size)
+{
+    auto* watcher = new QFutureWatcher<QImage>(this);
+    thumbnailTask_ = watcher;
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        if (thumbnailTask_ != watcher)
+            return;
+        thumbnailTask_ = nullptr;
+        const QFuture<QImage> future = watcher->future();
+        // Only into a blank stage: never over the preview, never over a failure.
+        if (!isLoading_ || !image_.isNull() || future.isCanceled() || future.resultCount() == 0 || future.result().isNull())
+            return;
+        showsThumbnail_ = true;
+        setImage(future.result());
+    });
+    watcher->setFuture(pipeline_.thumbnail(url, size, foregroundPriority));
+}
+
 void PhotoPreviewLoader::finishLoad(const FileUrl& url, const PreviewResult& result, const ReadyCallback& onReady)
 {
     // A result for a photo the user has already left changes nothing.
     if (requestedURL_ != url)
         return;
     setLoading(false);
+    showsThumbnail_ = false;
     if (result) {
         setImage(result->image);
         setDidFail(false);
-        report(onReady, url, true);
     } else {
         setImage({});
         setDidFail(true);
-        report(onReady, url, false);
     }
+    if (onReady)
+        onReady(url, result ? PreviewLoadState::shown : PreviewLoadState::failed);
 }
 
 void PhotoPreviewLoader::prefetch(const QList<FileUrl>& urls)
@@ -104,13 +127,14 @@ void PhotoPreviewLoader::cancelLoad()
         loadTask_->deleteLater();
         loadTask_ = nullptr;
     }
-}
-
-void PhotoPreviewLoader::report(const ReadyCallback& onReady, const FileUrl& url, bool success)
-{
-    if (onReady)
-        onReady(url, success);
-    emit previewReady(QUrl::fromLocalFile(url.path()), success);
+    if (thumbnailTask_) {
+        // A thumbnail still waiting for its slot is not read at all.
+        thumbnailTask_->future().cancel();
+        thumbnailTask_->disconnect(this);
+        thumbnailTask_->deleteLater();
+        thumbnailTask_ = nullptr;
+    }
+    showsThumbnail_ = false;
 }
 
 void PhotoPreviewLoader::setImage(QImage image)

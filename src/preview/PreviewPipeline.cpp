@@ -135,6 +135,33 @@ QFuture<PreviewResult> PreviewPipeline::preview(const FileUrl& url, int maxPixel
     return future;
 }
 
+QFuture<QImage> PreviewPipeline::thumbnail(const FileUrl& url, int previewPixelSize, int priority)
+{
+    auto promise = std::make_shared<QPromise<QImage>>();
+    promise->start();
+    QFuture<QImage> future = promise->future();
+    actor_.start([this, path = url.path(), previewPixelSize, priority, promise] {
+        if (closing_ || promise->isCanceled() || memory_.find(previewCacheKey(path, previewPixelSize)))
+            return resolve(promise, QImage());
+        DecodeSlots::Request request = slots_->acquire(priority, decodeConcurrency(path));
+        request.granted.then(&workers_, [this, path, priority, promise](bool granted) {
+            QImage image;
+            if (granted) {
+                DecodeSlotGuard slot(*slots_, priority);
+                if (!promise->isCanceled()) {
+                    try {
+                        image = options_.thumbnailer(path, thumbnailPixelSize);
+                    } catch (...) {
+                        image = QImage(); // no thumbnail is only a blank stage for a moment
+                    }
+                }
+            }
+            resolve(promise, std::move(image));
+        });
+    });
+    return future;
+}
+
 void PreviewPipeline::prefetch(const QList<FileUrl>& urls, int maxPixelSize)
 {
     for (qsizetype i = 0; i < std::min<qsizetype>(urls.size(), prefetchCount); ++i)

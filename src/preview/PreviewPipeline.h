@@ -17,6 +17,7 @@
 // screen out of the memory cache.
 
 #include "DecodeSlots.h"
+#include "EmbeddedThumbnail.h"
 #include "PreviewCaches.h"
 #include "PreviewPayload.h"
 #include "PreviewRenderer.h"
@@ -47,6 +48,7 @@ public:
     struct Options {
         QString cacheFolder;                                  // empty: no disk cache
         Renderer renderer = &PreviewRenderer::render;
+        std::function<QImage(const QString& path, int maxPixelSize)> thumbnailer = &preview::embeddedThumbnail;
         qint64 memoryByteLimit = 268435456;                  // 256 MiB of bitmap bytes
         int memoryCountLimit = 32;
         qint64 diskByteLimit = DiskPreviewCache::defaultByteLimit;
@@ -59,6 +61,9 @@ public:
     static constexpr int prefetchCount = 5;
     static constexpr int prefetchTopPriority = 50;
     static constexpr int backgroundPriority = -10;
+    // Thumbnails stand in for a moment and are drawn scaled up anyway; a larger embedded
+    // preview is decoded down to this in the DCT, at a fraction of the cost.
+    static constexpr int thumbnailPixelSize = 512;
 
     explicit PreviewPipeline(Options options);
     // Cancels running renders and waits for the workers to wind down.
@@ -73,6 +78,12 @@ public:
     // rendered, or when a more urgent request for the same preview superseded this one while
     // it still waited for a decode slot. A render already decoding is joined, never restarted.
     QFuture<PreviewResult> preview(const FileUrl& url, int maxPixelSize, int priority);
+    // The file's embedded thumbnail (see embeddedThumbnail), read in a decode slot at
+    // `priority`, to show while its preview renders. Null when the preview of `previewPixelSize`
+    // is in memory (it is about to be shown anyway), when the file has none, or when the future
+    // was cancelled before the read began. Ask before `preview` of the same file: the read then
+    // queues for its slot ahead of the render.
+    QFuture<QImage> thumbnail(const FileUrl& url, int previewPixelSize, int priority);
     // Starts renders for the first five URLs at priorities 50 down to 46; returns at once.
     void prefetch(const QList<FileUrl>& urls, int maxPixelSize);
     // Cancels and forgets the render for this preview, if one is running: the user moved on.
