@@ -32,8 +32,27 @@ void PhotoPreviewLoader::load(const FileUrl& url, ReadyCallback onReady)
         pipeline_.dropInFlight(*requestedURL_, requestedSize_);
     requestedURL_ = url;
     requestedSize_ = size;
-    setImage({});
     setDidFail(false);
+    if (PreviewResult prepared = pipeline_.cachedPreview(url, size)) {
+        // Prepared in advance: on screen with the very frame that shows the move to this photo.
+        // The picture is set before anyone hears of the load, so that no one takes the previous
+        // picture for this photo's.
+        setImage(prepared->image);
+        setLoading(false);
+        if (onReady)
+            onReady(url, PreviewLoadState::loading);
+        // Never from inside load(): a caller that moves on and then withdraws the previous
+        // readiness would otherwise withdraw this one.
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation = loadGeneration_, url, onReady] {
+                if (generation == loadGeneration_ && onReady)
+                    onReady(url, PreviewLoadState::shown);
+            },
+            Qt::QueuedConnection);
+        return;
+    }
+    setImage({});
     setLoading(true);
     if (onReady)
         onReady(url, PreviewLoadState::loading);
@@ -122,6 +141,7 @@ void PhotoPreviewLoader::prefetch(const QList<QUrl>& urls)
 
 void PhotoPreviewLoader::cancelLoad()
 {
+    ++loadGeneration_;
     if (loadTask_) {
         loadTask_->disconnect(this);
         loadTask_->deleteLater();

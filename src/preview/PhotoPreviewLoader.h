@@ -56,9 +56,10 @@ public:
     // Tests and benchmarks pin the size instead of asking the screen.
     void setTargetPixelSizeOverride(std::optional<int> size) { targetOverride_ = size; }
 
-    // Shows `url` next. `onReady(url, loading)` is called at once; later exactly one more call
-    // for this URL, `shown` or `failed`, unless another load or clear() came first, in which
-    // case nothing more.
+    // Shows `url` next. `onReady(url, loading)` is called at once; later, never from inside
+    // load(), exactly one more call for this URL, `shown` or `failed`, unless another load or
+    // clear() came first, in which case nothing more. A preview in memory is on show when load()
+    // returns (not loading any more), its `shown` follows through the event loop.
     void load(const FileUrl& url, ReadyCallback onReady = {});
     void prefetch(const QList<FileUrl>& urls);
     // Forgets everything: back to idle, no image.
@@ -90,6 +91,8 @@ private:
     int requestedSize_ = 0;
     QPointer<QFutureWatcher<PreviewResult>> loadTask_;
     QPointer<QFutureWatcher<QImage>> thumbnailTask_;
+    // Counts loads and clears, so that a report queued for a load that was replaced is dropped.
+    quint64 loadGeneration_ = 0;
     bool showsThumbnails_ = false;
     bool showsThumbnail_ = false;
     std::optional<int> targetOverride_;

@@ -126,6 +126,19 @@ PreviewPipeline& PreviewPipeline::shared()
     return *instance;
 }
 
+PreviewResult PreviewPipeline::findInMemory(const QString& key)
+{
+    QMutexLocker lock(&memoryMutex_);
+    return memory_.find(key);
+}
+
+PreviewResult PreviewPipeline::cachedPreview(const FileUrl& url, int maxPixelSize)
+{
+    if (closing_)
+        return std::nullopt;
+    return findInMemory(previewCacheKey(url.path(), maxPixelSize));
+}
+
 QFuture<PreviewResult> PreviewPipeline::preview(const FileUrl& url, int maxPixelSize, int priority)
 {
     auto promise = std::make_shared<QPromise<PreviewResult>>();
@@ -141,7 +154,7 @@ QFuture<QImage> PreviewPipeline::thumbnail(const FileUrl& url, int previewPixelS
     promise->start();
     QFuture<QImage> future = promise->future();
     actor_.start([this, path = url.path(), previewPixelSize, priority, promise] {
-        if (closing_ || promise->isCanceled() || memory_.find(previewCacheKey(path, previewPixelSize)))
+        if (closing_ || promise->isCanceled() || findInMemory(previewCacheKey(path, previewPixelSize)))
             return resolve(promise, QImage());
         DecodeSlots::Request request = slots_->acquire(priority, decodeConcurrency(path));
         request.granted.then(&workers_, [this, path, priority, promise](bool granted) {
@@ -184,7 +197,7 @@ void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int p
     if (closing_)
         return resolve<PreviewResult>(promise, std::nullopt);
     const QString key = previewCacheKey(path, maxPixelSize);
-    if (PreviewResult hit = memory_.find(key))
+    if (PreviewResult hit = findInMemory(key))
         return resolve(promise, std::move(hit));
 
     auto it = inFlight_.find(key);
@@ -290,8 +303,10 @@ void PreviewPipeline::completeRender(const QString& key, const QUuid& id, int re
         inFlight_.erase(it);
     }
     if (outcome.payload) {
-        if (priority >= 0)
+        if (priority >= 0) {
+            QMutexLocker lock(&memoryMutex_);
             memory_.insert(key, *outcome.payload);
+        }
         if (!outcome.fromDisk && disk_.enabled() && !closing_)
             scheduleDiskSave(key, *outcome.payload);
     }
@@ -347,6 +362,7 @@ PreviewPipeline::Snapshot PreviewPipeline::snapshot()
         Snapshot s;
         for (auto it = inFlight_.cbegin(); it != inFlight_.cend(); ++it)
             s.inFlightPriorities.insert(it.key(), it->priority);
+        QMutexLocker lock(&memoryMutex_);
         s.memoryCount = memory_.count();
         s.memoryCost = memory_.totalCost();
         return s;

@@ -4,8 +4,9 @@
 // decode slots that keep the disk from being flooded.
 //
 // A serial actor: its caches and the table of running renders are touched only on its own
-// one-thread executor; callers get QFutures. Renders run on a small worker pool, each holding
-// one decode slot across exactly one renderer call. Disk-cache writes and pruning run on a
+// one-thread executor (the memory cache, behind a lock, also answers the screen directly);
+// callers get QFutures. Renders run on a small worker pool, each holding one decode slot
+// across exactly one renderer call. Disk-cache writes and pruning run on a
 // third, one-thread executor that owns the disk-size estimate, so encoding a JPEG never delays
 // the answer to the next key press.
 //
@@ -84,6 +85,9 @@ public:
     // was cancelled before the read began. Ask before `preview` of the same file: the read then
     // queues for its slot ahead of the render.
     QFuture<QImage> thumbnail(const FileUrl& url, int previewPixelSize, int priority);
+    // The preview when the memory cache holds it, answered on the calling thread at once: a
+    // photo prepared in advance reaches the screen without a trip through the pipeline's threads.
+    PreviewResult cachedPreview(const FileUrl& url, int maxPixelSize);
     // Starts renders for the first five URLs at priorities 50 down to 46; returns at once.
     void prefetch(const QList<FileUrl>& urls, int maxPixelSize);
     // Cancels and forgets the render for this preview, if one is running: the user moved on.
@@ -130,6 +134,7 @@ private:
     // `renderPriority` is the priority the render started with.
     void completeRender(const QString& key, const QUuid& id, int renderPriority, const Outcome& outcome);
     void scheduleDiskSave(const QString& key, const PreviewPayload& payload);
+    PreviewResult findInMemory(const QString& key);
     // Stops the render and answers its waiters with no image.
     void abandon(InFlight& entry);
 
@@ -143,7 +148,8 @@ private:
     std::atomic<bool> closing_{false};
     std::atomic<int> pendingDiskSaves_{0};
 
-    // Actor state.
+    // Actor state, except the memory cache: callers on other threads look into it too.
+    QMutex memoryMutex_;
     MemoryPreviewCache memory_;
     QHash<QString, InFlight> inFlight_;
 

@@ -241,6 +241,33 @@ TEST(PhotoPreviewLoader, aThumbnailLaterThanThePreviewOrForAPreviewInMemoryIsNev
     EXPECT_FALSE(QTest::qWaitFor([&] { return f.thumbnails.called().size() > 2; }, 200)) << "a thumbnail read for a photo in memory";
 }
 
+TEST(PhotoPreviewLoader, aPreviewInMemoryIsOnShowAtOnceAndReportedOnlyAfterLoadReturns)
+{
+    LoaderFixture f;
+    const FileUrl a = f.file("a.jpg");
+    f.loader->load(a, f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    f.loader->load(f.file("b.jpg"), f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    f.reports.clear();
+
+    f.loader->load(a, f.recorder());
+    EXPECT_FALSE(f.loader->isLoading());
+    EXPECT_EQ(f.loader->image().width(), 1024);
+    // A caller that withdraws readiness right after moving on must not lose this one.
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"a.jpg", PreviewLoadState::loading}}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.reports.size() == 2; }, patienceMs));
+    EXPECT_EQ(f.reports.last(), (QPair<QString, PreviewLoadState>{"a.jpg", PreviewLoadState::shown}));
+
+    // Moving on before that report arrives drops it.
+    f.reports.clear();
+    f.loader->load(f.file("b.jpg"), f.recorder());
+    f.loader->clear();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"b.jpg", PreviewLoadState::loading}}));
+    EXPECT_EQ(f.renderer.calls(), (QStringList{"a.jpg", "b.jpg"}));
+}
+
 TEST(PhotoPreviewLoader, targetSizeFollowsTheScreenWithinBounds)
 {
     EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({1440, 900}, 2), 2048);
