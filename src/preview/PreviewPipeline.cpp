@@ -153,24 +153,27 @@ QFuture<QImage> PreviewPipeline::thumbnail(const FileUrl& url, int previewPixelS
     auto promise = std::make_shared<QPromise<QImage>>();
     promise->start();
     QFuture<QImage> future = promise->future();
-    actor_.start([this, path = url.path(), previewPixelSize, priority, promise] {
-        if (closing_ || promise->isCanceled() || findInMemory(previewCacheKey(path, previewPixelSize)))
-            return resolve(promise, QImage());
-        DecodeSlots::Request request = slots_->acquire(priority, decodeConcurrency(path));
-        request.granted.then(&workers_, [this, path, priority, promise](bool granted) {
-            QImage image;
-            if (granted) {
-                DecodeSlotGuard slot(*slots_, priority);
-                if (!promise->isCanceled()) {
-                    try {
-                        image = options_.thumbnailer(path, thumbnailPixelSize);
-                    } catch (...) {
-                        image = QImage(); // no thumbnail is only a blank stage for a moment
-                    }
+    const QString path = url.path();
+    // Asked for on the caller's thread, not the actor's: one hop fewer before the stage has a
+    // picture, and the slot is still requested before the render's, which the actor asks for.
+    if (closing_ || findInMemory(previewCacheKey(path, previewPixelSize))) {
+        resolve(promise, QImage());
+        return future;
+    }
+    DecodeSlots::Request request = slots_->acquire(priority, decodeConcurrency(path));
+    request.granted.then(&workers_, [this, path, priority, promise](bool granted) {
+        QImage image;
+        if (granted) {
+            DecodeSlotGuard slot(*slots_, priority);
+            if (!promise->isCanceled()) {
+                try {
+                    image = options_.thumbnailer(path, thumbnailPixelSize);
+                } catch (...) {
+                    image = QImage(); // no thumbnail is only a blank stage for a moment
                 }
             }
-            resolve(promise, std::move(image));
-        });
+        }
+        resolve(promise, std::move(image));
     });
     return future;
 }

@@ -82,8 +82,8 @@ public:
     // The file's embedded thumbnail (see embeddedThumbnail), read in a decode slot at
     // `priority`, to show while its preview renders. Null when the preview of `previewPixelSize`
     // is in memory (it is about to be shown anyway), when the file has none, or when the future
-    // was cancelled before the read began. Ask before `preview` of the same file: the read then
-    // queues for its slot ahead of the render.
+    // was cancelled before the read began. Ask before `preview` of the same file, on the same
+    // thread: the read then queues for its slot ahead of the render.
     QFuture<QImage> thumbnail(const FileUrl& url, int previewPixelSize, int priority);
     // The preview when the memory cache holds it, answered on the calling thread at once: a
     // photo prepared in advance reaches the screen without a trip through the pipeline's threads.
