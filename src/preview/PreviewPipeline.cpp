@@ -97,6 +97,15 @@ PreviewPipeline::PreviewPipeline(Options options)
 PreviewPipeline::~PreviewPipeline()
 {
     closing_ = true;
+    // A read still waiting for its slot is answered now, while the workers its answer runs on
+    // still exist.
+    QSet<quint64> waiting;
+    {
+        QMutexLocker lock(&thumbnailMutex_);
+        waiting.swap(waitingThumbnails_);
+    }
+    for (const quint64 ticket : std::as_const(waiting))
+        slots_->withdraw(ticket);
     runAndWait(actor_, [this] {
         for (InFlight& entry : inFlight_)
             abandon(entry);
@@ -161,7 +170,15 @@ QFuture<QImage> PreviewPipeline::thumbnail(const FileUrl& url, int previewPixelS
         return future;
     }
     DecodeSlots::Request request = slots_->acquire(priority, decodeConcurrency(path));
-    request.granted.then(&workers_, [this, path, priority, promise](bool granted) {
+    if (request.ticket) {
+        QMutexLocker lock(&thumbnailMutex_);
+        waitingThumbnails_.insert(request.ticket);
+    }
+    request.granted.then(&workers_, [this, path, priority, promise, ticket = request.ticket](bool granted) {
+        if (ticket) {
+            QMutexLocker lock(&thumbnailMutex_);
+            waitingThumbnails_.remove(ticket);
+        }
         QImage image;
         if (granted) {
             DecodeSlotGuard slot(*slots_, priority);

@@ -29,6 +29,7 @@
 #include <QHash>
 #include <QList>
 #include <QMutex>
+#include <QSet>
 #include <QThreadPool>
 #include <QUuid>
 
@@ -156,6 +157,9 @@ private:
     // Disk executor state.
     bool didPruneDiskCache_ = false;
     qint64 diskCacheBytes_ = 0;
+
+    QMutex thumbnailMutex_;
+    QSet<quint64> waitingThumbnails_; // decode-slot tickets of thumbnail reads not granted yet
 
     QMutex concurrencyMutex_;
     QHash<quint64, int> concurrencyByDevice_;
