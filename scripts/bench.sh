@@ -38,9 +38,9 @@ mkdir -p "$raw"
 cli="$build/bin/kestrava-cli"
 
 if [ "$quick" -eq 1 ]; then
-  scan_files=20000 scan_runs=3 min_time=0.5 copy_mb=300 copy_files=60 culling_shots=150 key_shots=40 open_shots=20000 audit_rows=5000
+  scan_files=20000 scan_runs=3 min_time=0.5 copy_mb=300 copy_files=60 culling_shots=150 key_shots=40 jump_shots=60 open_shots=20000 audit_rows=5000
 else
-  scan_files=100000 scan_runs=7 min_time=3 copy_mb=1000 copy_files=200 culling_shots=500 key_shots=120 open_shots=20000 audit_rows=5000
+  scan_files=100000 scan_runs=7 min_time=3 copy_mb=1000 copy_files=200 culling_shots=500 key_shots=120 jump_shots=180 open_shots=20000 audit_rows=5000
 fi
 step() { echo "bench: $*" >&2; }
 
@@ -72,6 +72,9 @@ step "opening $open_shots shots to the first picture"
 
 step "key press to the next picture on the window"
 "$build/bench/ui_frame_bench" keys "$key_shots" 150 >"$raw/keys.txt" 2>/dev/null
+
+step "a click far along the timeline to a shot not prepared ($jump_shots shots)"
+"$build/bench/ui_frame_bench" coldjump "$jump_shots" >"$raw/coldjump.txt" 2>/dev/null
 
 step "key press to the next picture while the audit list scrolls through $audit_rows rows"
 "$build/bench/ui_frame_bench" keys-audit "$key_shots" "$audit_rows" 150 >"$raw/keys-audit.txt" 2>/dev/null

@@ -156,8 +156,8 @@ int main(int argc, char** argv)
         clock.start();
         bool ready = false, failed = false;
         QEventLoop loop;
-        loader.load(previews[i], [&](const FileUrl&, bool success) {
-            if (success) {
+        loader.load(previews[i], [&](const FileUrl&, PreviewLoadState state) {
+            if (state == PreviewLoadState::shown) {
                 ready = true;
                 loop.quit();
             }

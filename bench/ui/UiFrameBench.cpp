@@ -5,31 +5,24 @@
 //   ui_frame_bench keys-audit [shots] [rows] [ms]
 //                                     the same while the audit list scrolls through `rows` rows
 //                                     (5,000 by default) of real thumbnails
+//   ui_frame_bench coldjump [shots]  clicks far along the timeline to shots not prepared: click to
+//                                     the first picture (a thumbnail) and to the full preview
 //   ui_frame_bench open [shots]       a folder of JPEG + RAW pairs (20,000 by default), warm cache:
 //                                     opening it to the first picture on screen, and peak memory
 // Each prints count, p50, p95 and max in milliseconds; `open` prints one line of figures.
 
-#include "ui/AppShell.h"
+#include "FrameBench.h"
+
 #include "ui/ReviewPreviewController.h"
-#include "ui/UiEngine.h"
 #include "scanning/PhotoInventoryScanner.h"
-#include "scanning/generator/ShootGenerator.h"
-#include "workflow/KestravaViewModel.h"
 
 #include <QDir>
 #include <QDirIterator>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QGuiApplication>
-#include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
-#include <QQuickItem>
-#include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
-#include <algorithm>
-#include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -39,81 +32,7 @@ using namespace kestrava;
 
 namespace {
 
-void waitFor(const std::function<bool()>& condition, int timeoutMs = 60000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition() && timer.elapsed() < timeoutMs)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-}
-
-void report(const char* name, QList<double> samples)
-{
-    if (samples.isEmpty()) {
-        std::printf("%s: no samples\n", name);
-        return;
-    }
-    std::sort(samples.begin(), samples.end());
-    auto at = [&](double q) { return samples[qMin(samples.size() - 1, qsizetype(q * samples.size()))]; };
-    std::printf("%s: n=%lld p50=%.2f ms p95=%.2f ms max=%.2f ms over16=%lld\n", name, static_cast<long long>(samples.size()),
-                at(0.5), at(0.95), samples.last(),
-                static_cast<long long>(std::count_if(samples.begin(), samples.end(), [](double v) { return v > 16.0; })));
-    std::fflush(stdout);
-}
-
-// Waits for the next frame on screen and returns when it was swapped.
-qint64 nextFrame(QQuickWindow* window, QElapsedTimer& clock)
-{
-    qint64 swapped = -1;
-    auto connection = QObject::connect(window, &QQuickWindow::frameSwapped, window, [&] { swapped = clock.nsecsElapsed(); });
-    window->update();
-    waitFor([&] { return swapped >= 0; }, 2000);
-    QObject::disconnect(connection);
-    return swapped;
-}
-
-QQuickItem* findItem(QQuickItem* root, const QString& objectName)
-{
-    if (root->objectName() == objectName)
-        return root;
-    for (QQuickItem* child : root->childItems())
-        if (QQuickItem* found = findItem(child, objectName))
-            return found;
-    return nullptr;
-}
-
-struct App {
-    std::unique_ptr<KestravaViewModel> viewModel;
-    std::unique_ptr<AppShell> shell;
-    std::unique_ptr<QQmlApplicationEngine> engine;
-    QQuickWindow* window = nullptr;
-
-    explicit App(WorkflowServices services)
-    {
-        viewModel = std::make_unique<KestravaViewModel>(services);
-        shell = std::make_unique<AppShell>(viewModel.get(), false);
-        shell->setReducedMotion(true);
-        engine = std::make_unique<QQmlApplicationEngine>();
-        configureEngine(*engine, viewModel.get(), shell.get());
-        engine->load(mainWindowUrl());
-        window = qobject_cast<QQuickWindow*>(engine->rootObjects().first());
-        window->show();
-        shell->mainContentShown();
-        waitFor([&] { return window->isExposed(); });
-    }
-
-    void review(const QString& folder, const QString& choice, const QString& destination)
-    {
-        viewModel->loading()->load(folder);
-        waitFor([&] { return viewModel->route() == AppRoute::setup; });
-        viewModel->loading()->chooseFormatReview(choice);
-        viewModel->selectOperationMode(QStringLiteral("safeCopy"));
-        viewModel->setDestinationBaseFolder(destination);
-        viewModel->updateRunFolderName(QStringLiteral("Bench"));
-        viewModel->loading()->startReviewing();
-        waitFor([&] { return viewModel->route() == AppRoute::reviewing; });
-    }
-};
+using namespace kestrava::bench;
 
 // Many groups of files that need not exist: the scan is replaced.
 WorkflowServices syntheticScan(int groups)
@@ -197,19 +116,6 @@ int audit(int groups)
     return 0;
 }
 
-QString generateKeyShots(const QString& folder, int shots)
-{
-    shootgen::ShootOptions options;
-    options.shots = shots;
-    options.rawRatio = 1.0;
-    options.distractors = false;
-    options.imageSize = QSize(3000, 2000);
-    std::printf("generating %d shots …\n", shots);
-    std::fflush(stdout);
-    shootgen::generateShoot(folder, options);
-    return folder;
-}
-
 // Presses the arrow key every `intervalMs` through the first `count` groups and returns key
 // press to the next picture's frame, in milliseconds.
 QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
@@ -221,11 +127,18 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
     QElapsedTimer clock;
     clock.start();
     QList<double> samples;
+    // Where the time goes: until the decision is written and the review moves on, until the
+    // next picture is handed to the stage, until the frame with it is on screen.
+    QList<double> written, pictured, framed;
     for (int i = 0; i + 1 < std::min(count, app.viewModel->review()->reviewGroupCount()); ++i) {
         // A key every 150 ms by default, as a brisk photographer presses them.
         const qint64 due = clock.nsecsElapsed() + qint64(intervalMs) * 1'000'000;
         const int before = app.viewModel->review()->currentIndex();
-        qint64 imageAt = -1, shownAt = -1;
+        qint64 movedAt = -1, imageAt = -1, shownAt = -1;
+        auto moveConnection = QObject::connect(app.viewModel->review(), &ReviewStage::currentIndexChanged, app.window, [&] {
+            if (movedAt < 0)
+                movedAt = clock.nsecsElapsed();
+        });
         auto imageConnection = QObject::connect(controller, &ReviewPreviewController::imageChanged, app.window, [&] {
             if (controller->hasImage())
                 imageAt = clock.nsecsElapsed();
@@ -239,12 +152,23 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
         if (app.viewModel->review()->currentIndex() == before)
             ++*refused;
         waitFor([&] { return shownAt >= 0; }, 5000);
+        QObject::disconnect(moveConnection);
         QObject::disconnect(imageConnection);
         QObject::disconnect(frameConnection);
-        if (shownAt >= 0)
+        if (shownAt >= 0) {
             samples.append((shownAt - pressed) / 1e6);
+            if (movedAt >= 0) {
+                written.append((movedAt - pressed) / 1e6);
+                // A prepared picture is handed over while the move itself is announced.
+                pictured.append(std::max<qint64>(0, imageAt - movedAt) / 1e6);
+                framed.append((shownAt - imageAt) / 1e6);
+            }
+        }
         waitFor([&] { return clock.nsecsElapsed() >= due; }, 1000);
     }
+    report("  of which the decision written", written);
+    report("  of which the picture handed to the stage", pictured);
+    report("  of which the frame on screen", framed);
     return samples;
 }
 
@@ -437,8 +361,10 @@ int main(int argc, char** argv)
     if (mode == QStringLiteral("keys-audit"))
         return keysWhileAuditScrolls(count > 0 ? count : 60, args.value(3).toInt() > 0 ? args.value(3).toInt() : 5000,
                                      args.value(4).toInt() > 0 ? args.value(4).toInt() : 150);
+    if (mode == QStringLiteral("coldjump"))
+        return coldJump(count > 0 ? count : 120);
     if (mode == QStringLiteral("open"))
         return open(count > 0 ? count : 20000);
-    std::fputs("usage: ui_frame_bench timeline|audit|keys|keys-audit|open [count]\n", stderr);
+    std::fputs("usage: ui_frame_bench timeline|audit|keys|keys-audit|coldjump|open [count]\n", stderr);
     return 2;
 }

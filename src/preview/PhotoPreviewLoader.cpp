@@ -32,11 +32,33 @@ void PhotoPreviewLoader::load(const FileUrl& url, ReadyCallback onReady)
         pipeline_.dropInFlight(*requestedURL_, requestedSize_);
     requestedURL_ = url;
     requestedSize_ = size;
-    setImage({});
     setDidFail(false);
+    if (PreviewResult prepared = pipeline_.cachedPreview(url, size)) {
+        // Prepared in advance: on screen with the very frame that shows the move to this photo.
+        // The picture is set before anyone hears of the load, so that no one takes the previous
+        // picture for this photo's.
+        setImage(prepared->image);
+        setLoading(false);
+        if (onReady)
+            onReady(url, PreviewLoadState::loading);
+        // Never from inside load(): a caller that moves on and then withdraws the previous
+        // readiness would otherwise withdraw this one.
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation = loadGeneration_, url, onReady] {
+                if (generation == loadGeneration_ && onReady)
+                    onReady(url, PreviewLoadState::shown);
+            },
+            Qt::QueuedConnection);
+        return;
+    }
+    setImage({});
     setLoading(true);
-    report(onReady, url, false);
+    if (onReady)
+        onReady(url, PreviewLoadState::loading);
 
+    if (showsThumbnails_)
+        startThumbnail(url, size);
     auto* watcher = new QFutureWatcher<PreviewResult>(this);
     loadTask_ = watcher;
     connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, url, onReady] {
@@ -50,21 +72,41 @@ void PhotoPreviewLoader::load(const FileUrl& url, ReadyCallback onReady)
     watcher->setFuture(pipeline_.preview(url, size, foregroundPriority));
 }
 
+void PhotoPreviewLoader::startThumbnail(const FileUrl& url, int size)
+{
+    auto* watcher = new QFutureWatcher<QImage>(this);
+    thumbnailTask_ = watcher;
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        if (thumbnailTask_ != watcher)
+            return;
+        thumbnailTask_ = nullptr;
+        const QFuture<QImage> future = watcher->future();
+        // Only into a blank stage: never over the preview, never over a failure.
+        if (!isLoading_ || !image_.isNull() || future.isCanceled() || future.resultCount() == 0 || future.result().isNull())
+            return;
+        showsThumbnail_ = true;
+        setImage(future.result());
+    });
+    watcher->setFuture(pipeline_.thumbnail(url, size, foregroundPriority));
+}
+
 void PhotoPreviewLoader::finishLoad(const FileUrl& url, const PreviewResult& result, const ReadyCallback& onReady)
 {
     // A result for a photo the user has already left changes nothing.
     if (requestedURL_ != url)
         return;
     setLoading(false);
+    showsThumbnail_ = false;
     if (result) {
         setImage(result->image);
         setDidFail(false);
-        report(onReady, url, true);
     } else {
         setImage({});
         setDidFail(true);
-        report(onReady, url, false);
     }
+    if (onReady)
+        onReady(url, result ? PreviewLoadState::shown : PreviewLoadState::failed);
 }
 
 void PhotoPreviewLoader::prefetch(const QList<FileUrl>& urls)
@@ -99,18 +141,20 @@ void PhotoPreviewLoader::prefetch(const QList<QUrl>& urls)
 
 void PhotoPreviewLoader::cancelLoad()
 {
+    ++loadGeneration_;
     if (loadTask_) {
         loadTask_->disconnect(this);
         loadTask_->deleteLater();
         loadTask_ = nullptr;
     }
-}
-
-void PhotoPreviewLoader::report(const ReadyCallback& onReady, const FileUrl& url, bool success)
-{
-    if (onReady)
-        onReady(url, success);
-    emit previewReady(QUrl::fromLocalFile(url.path()), success);
+    if (thumbnailTask_) {
+        // A thumbnail still waiting for its slot is not read at all.
+        thumbnailTask_->future().cancel();
+        thumbnailTask_->disconnect(this);
+        thumbnailTask_->deleteLater();
+        thumbnailTask_ = nullptr;
+    }
+    showsThumbnail_ = false;
 }
 
 void PhotoPreviewLoader::setImage(QImage image)

@@ -19,6 +19,9 @@
 
 namespace kestrava {
 
+// What a load has come to: still on its way, its picture on screen, or no picture to be had.
+enum class PreviewLoadState { loading, shown, failed };
+
 class PhotoPreviewLoader : public QObject {
     Q_OBJECT
     Q_PROPERTY(QImage image READ image NOTIFY imageChanged)
@@ -31,7 +34,7 @@ public:
     static constexpr int smallestTarget = 1024;
     static constexpr int largestTarget = 2048;
 
-    using ReadyCallback = std::function<void(const FileUrl& url, bool success)>;
+    using ReadyCallback = std::function<void(const FileUrl& url, PreviewLoadState state)>;
 
     explicit PhotoPreviewLoader(PreviewPipeline& pipeline = PreviewPipeline::shared(), QObject* parent = nullptr);
 
@@ -44,17 +47,25 @@ public:
     // 1024…2048; 2048 without a screen. Evaluated on each use (screens come and go).
     int targetPixelSize() const;
     static int targetPixelSizeFor(QSizeF visibleFrame, qreal scale);
+    // With thumbnails on, a load whose preview is not in memory first shows the file's embedded
+    // thumbnail, so that a jump far away does not leave the stage blank while the preview
+    // renders. The state stays `loading` until the preview itself is there.
+    void setShowsThumbnails(bool on) { showsThumbnails_ = on; }
+    // The image is the stand-in thumbnail, not the preview.
+    bool showsThumbnail() const { return showsThumbnail_; }
     // Tests and benchmarks pin the size instead of asking the screen.
     void setTargetPixelSizeOverride(std::optional<int> size) { targetOverride_ = size; }
 
-    // Shows `url` next. `onReady(url, false)` is called at once; later exactly one more call
-    // for this URL, unless another load or clear() came first, in which case nothing more.
+    // Shows `url` next. `onReady(url, loading)` is called at once; later, never from inside
+    // load(), exactly one more call for this URL, `shown` or `failed`, unless another load or
+    // clear() came first, in which case nothing more. A preview in memory is on show when load()
+    // returns (not loading any more), its `shown` follows through the event loop.
     void load(const FileUrl& url, ReadyCallback onReady = {});
     void prefetch(const QList<FileUrl>& urls);
     // Forgets everything: back to idle, no image.
     Q_INVOKABLE void clear();
 
-    // The same for QML; readiness arrives as `previewReady`.
+    // The same for QML, which follows `isLoading` and `didFail`.
     Q_INVOKABLE void load(const QUrl& url);
     Q_INVOKABLE void prefetch(const QList<QUrl>& urls);
 
@@ -62,15 +73,15 @@ signals:
     void imageChanged();
     void isLoadingChanged();
     void didFailChanged();
-    void previewReady(const QUrl& url, bool success);
 
 private:
     void finishLoad(const FileUrl& url, const PreviewResult& result, const ReadyCallback& onReady);
+    void startThumbnail(const FileUrl& url, int size);
     void cancelLoad();
     void setImage(QImage image);
     void setLoading(bool loading);
     void setDidFail(bool failed);
-    void report(const ReadyCallback& onReady, const FileUrl& url, bool success);
+
 
     PreviewPipeline& pipeline_;
     QImage image_;
@@ -79,6 +90,11 @@ private:
     std::optional<FileUrl> requestedURL_;
     int requestedSize_ = 0;
     QPointer<QFutureWatcher<PreviewResult>> loadTask_;
+    QPointer<QFutureWatcher<QImage>> thumbnailTask_;
+    // Counts loads and clears, so that a report queued for a load that was replaced is dropped.
+    quint64 loadGeneration_ = 0;
+    bool showsThumbnails_ = false;
+    bool showsThumbnail_ = false;
     std::optional<int> targetOverride_;
 };
 

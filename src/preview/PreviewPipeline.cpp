@@ -97,6 +97,15 @@ PreviewPipeline::PreviewPipeline(Options options)
 PreviewPipeline::~PreviewPipeline()
 {
     closing_ = true;
+    // A read still waiting for its slot is answered now, while the workers its answer runs on
+    // still exist.
+    QSet<quint64> waiting;
+    {
+        QMutexLocker lock(&thumbnailMutex_);
+        waiting.swap(waitingThumbnails_);
+    }
+    for (const quint64 ticket : std::as_const(waiting))
+        slots_->withdraw(ticket);
     runAndWait(actor_, [this] {
         for (InFlight& entry : inFlight_)
             abandon(entry);
@@ -126,12 +135,63 @@ PreviewPipeline& PreviewPipeline::shared()
     return *instance;
 }
 
+PreviewResult PreviewPipeline::findInMemory(const QString& key)
+{
+    QMutexLocker lock(&memoryMutex_);
+    return memory_.find(key);
+}
+
+PreviewResult PreviewPipeline::cachedPreview(const FileUrl& url, int maxPixelSize)
+{
+    if (closing_)
+        return std::nullopt;
+    return findInMemory(previewCacheKey(url.path(), maxPixelSize));
+}
+
 QFuture<PreviewResult> PreviewPipeline::preview(const FileUrl& url, int maxPixelSize, int priority)
 {
     auto promise = std::make_shared<QPromise<PreviewResult>>();
     promise->start();
     QFuture<PreviewResult> future = promise->future();
     actor_.start([this, path = url.path(), maxPixelSize, priority, promise] { handleRequest(path, maxPixelSize, priority, promise); });
+    return future;
+}
+
+QFuture<QImage> PreviewPipeline::thumbnail(const FileUrl& url, int previewPixelSize, int priority)
+{
+    auto promise = std::make_shared<QPromise<QImage>>();
+    promise->start();
+    QFuture<QImage> future = promise->future();
+    const QString path = url.path();
+    // Asked for on the caller's thread, not the actor's: one hop fewer before the stage has a
+    // picture, and the slot is still requested before the render's, which the actor asks for.
+    if (closing_ || findInMemory(previewCacheKey(path, previewPixelSize))) {
+        resolve(promise, QImage());
+        return future;
+    }
+    DecodeSlots::Request request = slots_->acquire(priority, decodeConcurrency(path));
+    if (request.ticket) {
+        QMutexLocker lock(&thumbnailMutex_);
+        waitingThumbnails_.insert(request.ticket);
+    }
+    request.granted.then(&workers_, [this, path, priority, promise, ticket = request.ticket](bool granted) {
+        if (ticket) {
+            QMutexLocker lock(&thumbnailMutex_);
+            waitingThumbnails_.remove(ticket);
+        }
+        QImage image;
+        if (granted) {
+            DecodeSlotGuard slot(*slots_, priority);
+            if (!promise->isCanceled()) {
+                try {
+                    image = options_.thumbnailer(path, thumbnailPixelSize);
+                } catch (...) {
+                    image = QImage(); // no thumbnail is only a blank stage for a moment
+                }
+            }
+        }
+        resolve(promise, std::move(image));
+    });
     return future;
 }
 
@@ -157,7 +217,7 @@ void PreviewPipeline::handleRequest(const QString& path, int maxPixelSize, int p
     if (closing_)
         return resolve<PreviewResult>(promise, std::nullopt);
     const QString key = previewCacheKey(path, maxPixelSize);
-    if (PreviewResult hit = memory_.find(key))
+    if (PreviewResult hit = findInMemory(key))
         return resolve(promise, std::move(hit));
 
     auto it = inFlight_.find(key);
@@ -263,8 +323,10 @@ void PreviewPipeline::completeRender(const QString& key, const QUuid& id, int re
         inFlight_.erase(it);
     }
     if (outcome.payload) {
-        if (priority >= 0)
+        if (priority >= 0) {
+            QMutexLocker lock(&memoryMutex_);
             memory_.insert(key, *outcome.payload);
+        }
         if (!outcome.fromDisk && disk_.enabled() && !closing_)
             scheduleDiskSave(key, *outcome.payload);
     }
@@ -320,6 +382,7 @@ PreviewPipeline::Snapshot PreviewPipeline::snapshot()
         Snapshot s;
         for (auto it = inFlight_.cbegin(); it != inFlight_.cend(); ++it)
             s.inFlightPriorities.insert(it.key(), it->priority);
+        QMutexLocker lock(&memoryMutex_);
         s.memoryCount = memory_.count();
         s.memoryCost = memory_.totalCost();
         return s;

@@ -4,8 +4,9 @@
 // decode slots that keep the disk from being flooded.
 //
 // A serial actor: its caches and the table of running renders are touched only on its own
-// one-thread executor; callers get QFutures. Renders run on a small worker pool, each holding
-// one decode slot across exactly one renderer call. Disk-cache writes and pruning run on a
+// one-thread executor (the memory cache, behind a lock, also answers the screen directly);
+// callers get QFutures. Renders run on a small worker pool, each holding one decode slot
+// across exactly one renderer call. Disk-cache writes and pruning run on a
 // third, one-thread executor that owns the disk-size estimate, so encoding a JPEG never delays
 // the answer to the next key press.
 //
@@ -17,6 +18,7 @@
 // screen out of the memory cache.
 
 #include "DecodeSlots.h"
+#include "EmbeddedThumbnail.h"
 #include "PreviewCaches.h"
 #include "PreviewPayload.h"
 #include "PreviewRenderer.h"
@@ -27,6 +29,7 @@
 #include <QHash>
 #include <QList>
 #include <QMutex>
+#include <QSet>
 #include <QThreadPool>
 #include <QUuid>
 
@@ -47,6 +50,7 @@ public:
     struct Options {
         QString cacheFolder;                                  // empty: no disk cache
         Renderer renderer = &PreviewRenderer::render;
+        std::function<QImage(const QString& path, int maxPixelSize)> thumbnailer = &preview::embeddedThumbnail;
         qint64 memoryByteLimit = 268435456;                  // 256 MiB of bitmap bytes
         int memoryCountLimit = 32;
         qint64 diskByteLimit = DiskPreviewCache::defaultByteLimit;
@@ -59,6 +63,9 @@ public:
     static constexpr int prefetchCount = 5;
     static constexpr int prefetchTopPriority = 50;
     static constexpr int backgroundPriority = -10;
+    // Thumbnails stand in for a moment and are drawn scaled up anyway; a larger embedded
+    // preview is decoded down to this in the DCT, at a fraction of the cost.
+    static constexpr int thumbnailPixelSize = 512;
 
     explicit PreviewPipeline(Options options);
     // Cancels running renders and waits for the workers to wind down.
@@ -73,6 +80,15 @@ public:
     // rendered, or when a more urgent request for the same preview superseded this one while
     // it still waited for a decode slot. A render already decoding is joined, never restarted.
     QFuture<PreviewResult> preview(const FileUrl& url, int maxPixelSize, int priority);
+    // The file's embedded thumbnail (see embeddedThumbnail), read in a decode slot at
+    // `priority`, to show while its preview renders. Null when the preview of `previewPixelSize`
+    // is in memory (it is about to be shown anyway), when the file has none, or when the future
+    // was cancelled before the read began. Ask before `preview` of the same file, on the same
+    // thread: the read then queues for its slot ahead of the render.
+    QFuture<QImage> thumbnail(const FileUrl& url, int previewPixelSize, int priority);
+    // The preview when the memory cache holds it, answered on the calling thread at once: a
+    // photo prepared in advance reaches the screen without a trip through the pipeline's threads.
+    PreviewResult cachedPreview(const FileUrl& url, int maxPixelSize);
     // Starts renders for the first five URLs at priorities 50 down to 46; returns at once.
     void prefetch(const QList<FileUrl>& urls, int maxPixelSize);
     // Cancels and forgets the render for this preview, if one is running: the user moved on.
@@ -119,6 +135,7 @@ private:
     // `renderPriority` is the priority the render started with.
     void completeRender(const QString& key, const QUuid& id, int renderPriority, const Outcome& outcome);
     void scheduleDiskSave(const QString& key, const PreviewPayload& payload);
+    PreviewResult findInMemory(const QString& key);
     // Stops the render and answers its waiters with no image.
     void abandon(InFlight& entry);
 
@@ -132,13 +149,17 @@ private:
     std::atomic<bool> closing_{false};
     std::atomic<int> pendingDiskSaves_{0};
 
-    // Actor state.
+    // Actor state, except the memory cache: callers on other threads look into it too.
+    QMutex memoryMutex_;
     MemoryPreviewCache memory_;
     QHash<QString, InFlight> inFlight_;
 
     // Disk executor state.
     bool didPruneDiskCache_ = false;
     qint64 diskCacheBytes_ = 0;
+
+    QMutex thumbnailMutex_;
+    QSet<quint64> waitingThumbnails_; // decode-slot tickets of thumbnail reads not granted yet
 
     QMutex concurrencyMutex_;
     QHash<quint64, int> concurrencyByDevice_;

@@ -1,5 +1,6 @@
 #include "PreviewRenderer.h"
 
+#include "EmbeddedThumbnail.h"
 #include "RawSources.h"
 #include "RegularFile.h"
 #include "ScaledDecode.h"
@@ -13,10 +14,6 @@ namespace kestrava::PreviewRenderer {
 namespace {
 
 using namespace kestrava::preview;
-
-// Previews smaller than this on their longer side are placeholders (some cameras embed 8×8
-// dummies); even as a last resort they would only hide the other files of a group.
-constexpr int smallestUsefulSide = 100;
 
 QImage decodeEmbedded(const EmbeddedJpeg& jpeg, int maxPixelSize)
 {
@@ -58,6 +55,7 @@ std::optional<PreviewPayload> renderRaw(const QString& path, int maxPixelSize, c
             const QSize decoded = image.size();
             if (!isFarSmaller(decoded, maxPixelSize))
                 return PreviewPayload::of(std::move(image), PreviewSource::embedded);
+            // Even as a last resort, a placeholder would only hide the other files of a group.
             if (std::max(decoded.width(), decoded.height()) >= smallestUsefulSide)
                 fallback = std::move(image);
         }

@@ -28,15 +28,6 @@ int exifOrientationFromFlip(int flip)
     }
 }
 
-int exifOrientationOf(const Exiv2::ExifData& exif)
-{
-    const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
-    if (it == exif.end() || it->count() == 0)
-        return 1;
-    const long value = it->toLong();
-    return value >= 1 && value <= 8 ? int(value) : 1;
-}
-
 // The smallest candidate whose longer side covers `maxPixelSize`, else the largest.
 bool servesBetter(QSize candidate, QSize best, int maxPixelSize)
 {
@@ -86,6 +77,15 @@ std::unique_ptr<LibRaw> openWithLibRaw(const QString& path)
 }
 
 } // namespace
+
+int exifOrientationOf(const Exiv2::ExifData& exif)
+{
+    const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
+    if (it == exif.end() || it->count() == 0)
+        return 1;
+    const long value = it->toLong();
+    return value >= 1 && value <= 8 ? int(value) : 1;
+}
 
 std::optional<EmbeddedJpeg> libRawEmbeddedJpeg(const QString& path, bool* openedByLibRaw)
 {

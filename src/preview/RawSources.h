@@ -11,7 +11,14 @@
 #include <QSize>
 #include <optional>
 
+namespace Exiv2 {
+class ExifData;
+}
+
 namespace kestrava::preview {
+
+// The EXIF orientation (1 to 8) the metadata records; 1 when it records none or nonsense.
+int exifOrientationOf(const Exiv2::ExifData& exif);
 
 struct EmbeddedJpeg {
     QByteArray bytes;

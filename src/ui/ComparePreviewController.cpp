@@ -74,10 +74,8 @@ void ComparePreviewController::sync()
     show(*reference_, compare->referencePath());
     // A failed picture counts as shown, as in the single view: the frame must stay decidable.
     QPointer<CompareStage> stage = viewModel_->compare();
-    // The loader also reports "not shown yet" when a load starts; only a finished load counts.
-    QPointer<PhotoPreviewLoader> loader = candidate_;
-    show(*candidate_, compare->candidatePath(), [stage, loader](const FileUrl& url, bool) {
-        if (stage && loader && !loader->isLoading())
+    show(*candidate_, compare->candidatePath(), [stage](const FileUrl& url, PreviewLoadState state) {
+        if (stage && state != PreviewLoadState::loading)
             stage->setCandidateShown(url.path());
     });
     const QList<ReviewGroup> groups = viewModel_->review()->effectiveReviewGroups();

@@ -15,6 +15,7 @@ ReviewPreviewController::ReviewPreviewController(PhotoPreviewLoader* loader, QOb
     : QObject(parent), loader_(loader ? loader : new PhotoPreviewLoader(PreviewPipeline::shared(), this)),
       sharedPipeline_(!loader)
 {
+    loader_->setShowsThumbnails(true);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::updatePeaking);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::imageChanged);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::statusChanged);
@@ -104,17 +105,14 @@ void ReviewPreviewController::sync()
 void ReviewPreviewController::loadCandidate()
 {
     QPointer<KestravaViewModel> viewModel = viewModel_.get();
-    QPointer<PhotoPreviewLoader> loader = loader_;
     const bool lastCandidate = candidateIndex_ + 1 >= candidates_.size();
     loader_->load(FileUrl::fromLocalPath(candidates_[candidateIndex_]),
-                  [viewModel, loader, lastCandidate](const FileUrl& url, bool success) {
+                  [viewModel, lastCandidate](const FileUrl& url, PreviewLoadState state) {
                       // When no file of the shot yields a picture, "no preview" is what the user
                       // sees of it, and they must still be able to decide it (mostly to reject it).
-                      // The loader also reports "not shown" when a load starts: only a finished
-                      // load of the last file is that final state, never one still rendering.
-                      const bool failedForGood = lastCandidate && loader && !loader->isLoading();
+                      const bool failedForGood = lastCandidate && state == PreviewLoadState::failed;
                       if (viewModel)
-                          viewModel->review()->setPreviewReady(success || failedForGood, url.path());
+                          viewModel->review()->setPreviewReady(state == PreviewLoadState::shown || failedForGood, url.path());
                   });
 }
 
@@ -142,7 +140,8 @@ void ReviewPreviewController::updatePeaking()
     setPeakingImage({});
     const QImage shown = loader_->image();
     const std::optional<FileUrl> url = loader_->requestedURL();
-    if (!viewModel_ || !viewModel_->series()->peaking() || shown.isNull() || !url)
+    // A stand-in thumbnail has no focus worth showing, and its overlay would be cached as the photo's.
+    if (!viewModel_ || !viewModel_->series()->peaking() || !hasImage() || !url)
         return;
     const qint64 key = shown.cacheKey();
     FocusPipeline::shared().peaking(shown, *url, loader_->targetPixelSize()).then(this, [this, key](const QImage& overlay) {

@@ -1,7 +1,7 @@
 #pragma once
 
 // Drives the preview loader for the review screen: when the current group changes it loads
-// the group's preferred file, falls back to the group's other files when that one yields no
+// the group's preferred file (its embedded thumbnail stands in until the preview is there), falls back to the group's other files when that one yields no
 // picture, reports readiness to the view model (decisions wait for a visible picture, or for
 // every file of the group to have failed) and
 // prefetches the next four groups. Inactive (outside review) it forgets everything.
@@ -21,8 +21,6 @@
 #include <QtQml/qqmlregistration.h>
 
 namespace kestrava {
-
-
 
 class ReviewPreviewController : public QObject {
     Q_OBJECT
@@ -52,7 +50,8 @@ public:
     bool active() const { return active_; }
     void setActive(bool active);
     QImage image() const { return loader_->image(); }
-    bool hasImage() const { return !loader_->image().isNull(); }
+    // The preview itself is on screen: a stand-in thumbnail is not the picture a decision needs.
+    bool hasImage() const { return !loader_->image().isNull() && !loader_->showsThumbnail(); }
     bool isLoading() const { return loader_->isLoading(); }
     bool didFail() const { return loader_->didFail(); }
     QString statusText() const;

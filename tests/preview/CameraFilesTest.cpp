@@ -1,8 +1,10 @@
 // The real camera files: every file with a usable embedded preview (or a JPEG body) yields an
-// image, and no file, whole or cut short, crashes or hangs the renderer.
+// image, its thumbnail is found and turned, and no file, whole or cut short, crashes or hangs
+// the renderer or the thumbnail reader.
 
 #include "TestSupport.h"
 
+#include "preview/EmbeddedThumbnail.h"
 #include "preview/PreviewRenderer.h"
 
 #include <QDir>
@@ -115,6 +117,30 @@ TEST(CameraFiles, filesCutShortNeverCrashOrHang)
             if (payload) {
                 EXPECT_LE(std::max(payload->image.width(), payload->image.height()), 1024);
             }
+            const QImage thumbnail = preview::embeddedThumbnail(cut, 512);
+            EXPECT_LE(std::max(thumbnail.width(), thumbnail.height()), 512);
         }
+    }
+}
+
+// The thumbnail stands in for the preview for a moment: turned as the camera was held, never
+// a placeholder stretched over the stage, nothing at all where the file has none.
+TEST(CameraFiles, thumbnailsAreTurnedAsTheCameraWasHeldAndPlaceholdersAreSkipped)
+{
+    const QString folder = cameraTestData();
+    if (folder.isEmpty())
+        GTEST_SKIP() << "camera test data not present";
+    const QList<QPair<QString, QSize>> expected = {
+        {"Apple iPhone 5.jpg", {160, 120}},    // orientation 3: half a turn, same shape
+        {"Canon EOS 20D (2).jpg", {120, 80}},  // stored 80 × 120, orientation 6
+        {"Nikon D40.jpg", {120, 160}},         // orientation 6, beside a larger preview
+        {"FujiFilm.raf", {160, 120}},          // an 8 × 8 placeholder comes first
+        {"Issue 247-1.nef", {106, 160}},       // the smaller of two previews
+        {"Panasonic.rw2", {}},                 // nothing but an 8 × 8 placeholder
+        {"Android Depth Map.jpg", {}},         // no thumbnail at all
+    };
+    for (const auto& [file, size] : expected) {
+        SCOPED_TRACE(file.toStdString());
+        EXPECT_EQ(preview::embeddedThumbnail(folder + '/' + file, 512).size(), size.isEmpty() ? QSize(0, 0) : size);
     }
 }

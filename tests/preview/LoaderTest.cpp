@@ -4,8 +4,12 @@
 #include "preview/PhotoPreviewLoader.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTest>
 #include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -15,18 +19,61 @@ namespace {
 // The limit only stops a hang; a loaded machine may need many seconds.
 constexpr int patienceMs = 60000;
 
+// Stands in for the files' embedded thumbnails: a small picture per call, held while asked to.
+struct FakeThumbnails {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool holding = false;
+    QStringList calls;
+    int finished = 0;
+
+    std::function<QImage(const QString&, int)> function()
+    {
+        return [this](const QString& path, int) {
+            std::unique_lock lock(mutex);
+            calls.append(QFileInfo(path).fileName());
+            changed.wait(lock, [this] { return !holding; });
+            ++finished;
+            QImage image(160, 120, QImage::Format_RGB32);
+            image.fill(Qt::darkGray);
+            return image;
+        };
+    }
+    void release()
+    {
+        {
+            std::lock_guard lock(mutex);
+            holding = false;
+        }
+        changed.notify_all();
+    }
+    int finishedCount()
+    {
+        std::lock_guard lock(mutex);
+        return finished;
+    }
+    QStringList called()
+    {
+        std::lock_guard lock(mutex);
+        return calls;
+    }
+};
+
 struct LoaderFixture {
     TempTree tree;
     FakeRenderer renderer;
+    FakeThumbnails thumbnails;
+    int concurrency = 1;
     std::unique_ptr<PreviewPipeline> pipeline;
     std::unique_ptr<PhotoPreviewLoader> loader;
-    QList<QPair<QString, bool>> reports;
+    QList<QPair<QString, PreviewLoadState>> reports;
 
     LoaderFixture()
     {
         PreviewPipeline::Options options;
         options.renderer = renderer.function();
-        options.decodeConcurrency = [](const QString&) { return 1; };
+        options.decodeConcurrency = [this](const QString&) { return concurrency; };
+        options.thumbnailer = thumbnails.function();
         pipeline = std::make_unique<PreviewPipeline>(std::move(options));
         loader = std::make_unique<PhotoPreviewLoader>(*pipeline);
         loader->setTargetPixelSizeOverride(1024);
@@ -34,13 +81,14 @@ struct LoaderFixture {
     ~LoaderFixture()
     {
         renderer.letAllFinish();
+        thumbnails.release();
         loader.reset();
         pipeline.reset();
     }
     FileUrl file(const QString& name) { return FileUrl::fromLocalPath(tree.write(name, name.toUtf8())); }
     PhotoPreviewLoader::ReadyCallback recorder()
     {
-        return [this](const FileUrl& url, bool ok) { reports.append({url.fileName(), ok}); };
+        return [this](const FileUrl& url, PreviewLoadState state) { reports.append({url.fileName(), state}); };
     }
     bool waitUntilNotLoading()
     {
@@ -61,7 +109,7 @@ TEST(PhotoPreviewLoader, showsTheImageAndReportsReadiness)
     EXPECT_FALSE(f.loader->image().isNull());
     EXPECT_EQ(f.loader->image().width(), 1024);
     EXPECT_FALSE(f.loader->didFail());
-    EXPECT_EQ(f.reports, (QList<QPair<QString, bool>>{{"a.jpg", false}, {"a.jpg", true}}));
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"a.jpg", PreviewLoadState::loading}, {"a.jpg", PreviewLoadState::shown}}));
 }
 
 TEST(PhotoPreviewLoader, failureSetsDidFailAndClearForgetsEverything)
@@ -72,7 +120,7 @@ TEST(PhotoPreviewLoader, failureSetsDidFailAndClearForgetsEverything)
     ASSERT_TRUE(f.waitUntilNotLoading());
     EXPECT_TRUE(f.loader->didFail());
     EXPECT_TRUE(f.loader->image().isNull());
-    EXPECT_EQ(f.reports.last(), (QPair<QString, bool>{"bad.jpg", false}));
+    EXPECT_EQ(f.reports.last(), (QPair<QString, PreviewLoadState>{"bad.jpg", PreviewLoadState::failed}));
 
     f.loader->clear();
     EXPECT_FALSE(f.loader->didFail());
@@ -106,11 +154,11 @@ TEST(PhotoPreviewLoader, fastKeyPressesOnlyTheLastPhotoReports)
     // Let any stale result that is still on its way arrive, then check it changed nothing.
     f.pipeline->snapshot();
     QCoreApplication::processEvents();
-    QList<QPair<QString, bool>> successes;
+    QList<QPair<QString, PreviewLoadState>> finished;
     for (const auto& report : f.reports)
-        if (report.second)
-            successes.append(report);
-    EXPECT_EQ(successes, (QList<QPair<QString, bool>>{{"p4.jpg", true}}));
+        if (report.second != PreviewLoadState::loading)
+            finished.append(report);
+    EXPECT_EQ(finished, (QList<QPair<QString, PreviewLoadState>>{{"p4.jpg", PreviewLoadState::shown}}));
     EXPECT_EQ(f.loader->requestedURL(), photos.last());
     EXPECT_FALSE(f.loader->image().isNull());
     // The abandoned decode was stopped rather than run to the end, and the photos passed over
@@ -134,7 +182,90 @@ TEST(PhotoPreviewLoader, lateResultForALeftPhotoIsDropped)
     QCoreApplication::processEvents();
     EXPECT_TRUE(f.loader->image().isNull());
     EXPECT_FALSE(f.loader->isLoading());
-    EXPECT_EQ(f.reports, (QList<QPair<QString, bool>>{{"first.jpg", false}}));
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"first.jpg", PreviewLoadState::loading}}));
+}
+
+TEST(PhotoPreviewLoader, aThumbnailStandsInWhileThePreviewRendersAndAFailureClearsIt)
+{
+    LoaderFixture f;
+    f.loader->setShowsThumbnails(true);
+    f.renderer.holding = true;
+    f.renderer.failing = {"bad.jpg"};
+    f.loader->load(f.file("a.jpg"), f.recorder());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !f.loader->image().isNull(); }, patienceMs));
+    EXPECT_TRUE(f.loader->showsThumbnail());
+    EXPECT_TRUE(f.loader->isLoading());
+    EXPECT_EQ(f.loader->image().width(), 160);
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"a.jpg", PreviewLoadState::loading}}));
+
+    f.renderer.letAllFinish();
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    EXPECT_FALSE(f.loader->showsThumbnail());
+    EXPECT_EQ(f.loader->image().width(), 1024);
+    EXPECT_EQ(f.reports.last(), (QPair<QString, PreviewLoadState>{"a.jpg", PreviewLoadState::shown}));
+
+    // A file whose preview cannot be rendered shows no picture at all, its thumbnail neither.
+    f.renderer.holding = true;
+    f.loader->load(f.file("bad.jpg"), f.recorder());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.loader->showsThumbnail(); }, patienceMs));
+    f.renderer.letAllFinish();
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    EXPECT_TRUE(f.loader->didFail());
+    EXPECT_TRUE(f.loader->image().isNull());
+    EXPECT_FALSE(f.loader->showsThumbnail());
+}
+
+TEST(PhotoPreviewLoader, aThumbnailLaterThanThePreviewOrForAPreviewInMemoryIsNeverShown)
+{
+    LoaderFixture f;
+    f.concurrency = 2; // the thumbnail and the render each in a slot of their own
+    f.loader->setShowsThumbnails(true);
+    f.thumbnails.holding = true;
+    const FileUrl a = f.file("a.jpg");
+    f.loader->load(a, f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    f.thumbnails.release();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.thumbnails.finishedCount() == 1; }, patienceMs));
+    QTest::qWait(20); // the thumbnail's answer, had it been taken, arrives by now
+    EXPECT_FALSE(f.loader->showsThumbnail());
+    EXPECT_EQ(f.loader->image().width(), 1024);
+
+    // Back to a photo whose preview is in memory: it is shown at once, nothing stands in.
+    f.loader->load(f.file("b.jpg"), f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.thumbnails.finishedCount() == 2; }, patienceMs));
+    f.loader->load(a, f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    EXPECT_FALSE(f.loader->showsThumbnail());
+    EXPECT_EQ(f.loader->image().width(), 1024);
+    EXPECT_FALSE(QTest::qWaitFor([&] { return f.thumbnails.called().size() > 2; }, 200)) << "a thumbnail read for a photo in memory";
+}
+
+TEST(PhotoPreviewLoader, aPreviewInMemoryIsOnShowAtOnceAndReportedOnlyAfterLoadReturns)
+{
+    LoaderFixture f;
+    const FileUrl a = f.file("a.jpg");
+    f.loader->load(a, f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    f.loader->load(f.file("b.jpg"), f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    f.reports.clear();
+
+    f.loader->load(a, f.recorder());
+    EXPECT_FALSE(f.loader->isLoading());
+    EXPECT_EQ(f.loader->image().width(), 1024);
+    // A caller that withdraws readiness right after moving on must not lose this one.
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"a.jpg", PreviewLoadState::loading}}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.reports.size() == 2; }, patienceMs));
+    EXPECT_EQ(f.reports.last(), (QPair<QString, PreviewLoadState>{"a.jpg", PreviewLoadState::shown}));
+
+    // Moving on before that report arrives drops it.
+    f.reports.clear();
+    f.loader->load(f.file("b.jpg"), f.recorder());
+    f.loader->clear();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"b.jpg", PreviewLoadState::loading}}));
+    EXPECT_EQ(f.renderer.calls(), (QStringList{"a.jpg", "b.jpg"}));
 }
 
 TEST(PhotoPreviewLoader, targetSizeFollowsTheScreenWithinBounds)

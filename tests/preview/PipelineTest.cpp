@@ -317,3 +317,26 @@ TEST(PreviewPipeline, teardownWithRendersInProgressEndsEveryRequest)
         EXPECT_FALSE(resultOf(future));
     }
 }
+
+TEST(PreviewPipeline, teardownAnswersAThumbnailStillWaitingForASharedSlot)
+{
+    TempTree tree;
+    DecodeSlots shared;
+    // Another pipeline's picture holds the only slot, and the one for the screen.
+    DecodeSlots::Request held = shared.acquire(DecodeSlots::screenPriority, 1);
+    ASSERT_TRUE(held.granted.result());
+    QFuture<QImage> thumbnail;
+    {
+        PreviewPipeline::Options options;
+        options.decodeSlots = &shared;
+        options.thumbnailer = [](const QString&, int) { return QImage(160, 120, QImage::Format_RGB32); };
+        PreviewPipeline pipeline(std::move(options));
+        thumbnail = pipeline.thumbnail(FileUrl::fromLocalPath(tree.write("a.jpg", "a")), size, DecodeSlots::screenPriority);
+        ASSERT_EQ(shared.waiterCount(), 1);
+    }
+    // Granted after the pipeline is gone, the read would run on workers that no longer exist.
+    EXPECT_EQ(shared.waiterCount(), 0);
+    ASSERT_TRUE(thumbnail.isFinished());
+    EXPECT_TRUE(thumbnail.result().isNull());
+    shared.release(DecodeSlots::screenPriority);
+}

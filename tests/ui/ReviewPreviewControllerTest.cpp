@@ -183,6 +183,7 @@ void expectKeysLockedWhileRendering(ControllerFixture& f)
     f.renderer.hold();
     f.start();
     ASSERT_TRUE(waitUntil([&] { return f.controller->isLoading(); }));
+    EXPECT_FALSE(f.controller->hasImage());
     f.vm().review()->classify(PhotoDecision::keep);
     EXPECT_EQ(f.vm().review()->decisionCount(PhotoDecision::keep), 0);
     EXPECT_FALSE(f.vm().review()->isPreviewReady());
@@ -205,6 +206,57 @@ TEST_F(SingleFileControllerFixture, aPreviewStillRenderingKeepsTheKeysLockedWhen
 TEST_F(ControllerFixture, aPreviewStillRenderingKeepsTheKeysLocked)
 {
     expectKeysLockedWhileRendering(*this);
+}
+
+// The thumbnail the camera stored spares the user a blank stage on a jump to a photo not
+// prepared yet, but it is not the picture a decision is taken on.
+TEST_F(ControllerFixture, aThumbnailFillsTheStageWhileThePreviewRendersButDecidesNothing)
+{
+    renderer.hold();
+    start();
+    ASSERT_TRUE(waitUntil([&] { return !controller->image().isNull(); }));
+    EXPECT_LE(std::max(controller->image().width(), controller->image().height()), PreviewPipeline::thumbnailPixelSize);
+    EXPECT_FALSE(controller->hasImage());
+    EXPECT_EQ(controller->statusText(), u"Vorschau wird geladen …"_s);
+    vm().review()->classify(PhotoDecision::keep);
+    EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::keep), 0);
+    EXPECT_FALSE(vm().review()->isPreviewReady());
+
+    renderer.release();
+    ASSERT_TRUE(pictureReady());
+    EXPECT_TRUE(controller->hasImage());
+    EXPECT_EQ(std::max(controller->image().width(), controller->image().height()), 1024);
+    EXPECT_EQ(controller->statusText(), QString());
+}
+
+struct NoThumbnailControllerFixture : ControllerFixture {
+    void SetUp() override
+    {
+        ControllerFixture::SetUp();
+        loader.reset();
+        PreviewPipeline::Options options;
+        options.renderer = renderer.function();
+        options.thumbnailer = [](const QString&, int) { return QImage(); };
+        pipeline = std::make_unique<PreviewPipeline>(std::move(options));
+        loader = std::make_unique<PhotoPreviewLoader>(*pipeline);
+        loader->setTargetPixelSizeOverride(1024);
+    }
+};
+
+TEST_F(NoThumbnailControllerFixture, aPhotoWithoutAThumbnailKeepsTheStageBlankUntilItsPreview)
+{
+    expectKeysLockedWhileRendering(*this);
+    ASSERT_TRUE(pictureReady());
+    // Nothing ever stood in: every picture the stage was given was the preview.
+    renderer.hold();
+    QList<QImage> shown;
+    QObject::connect(controller.get(), &ReviewPreviewController::imageChanged, controller.get(), [&] { shown.append(controller->image()); });
+    vm().review()->showGroupInMainReview(vm().review()->effectiveReviewGroups().last().id);
+    ASSERT_TRUE(waitUntil([&] { return controller->isLoading(); }));
+    renderer.release();
+    ASSERT_TRUE(pictureReady());
+    for (const QImage& image : shown)
+        EXPECT_TRUE(image.isNull() || std::max(image.width(), image.height()) == 1024);
 }
 
 TEST_F(ControllerFixture, takingBackTheDecisionOnTheGroupOnScreenKeepsItDecidable)

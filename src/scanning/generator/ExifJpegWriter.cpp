@@ -47,6 +47,12 @@ QByteArray jpegWithExif(const QImage& picture, int quality, const CameraTags& ta
         exif["Exif.Photo.SubSecTime"] = subSecond;
         exif["Exif.Photo.PixelXDimension"] = uint32_t(picture.width());
         exif["Exif.Photo.PixelYDimension"] = uint32_t(picture.height());
+        // As a camera does: a small copy of the picture beside it, the EXIF thumbnail.
+        constexpr int thumbnailWidth = 160, thumbnailHeight = 120;
+        if (picture.width() > thumbnailWidth && picture.height() > thumbnailHeight) {
+            const QByteArray thumbnail = encodeJpeg(picture.scaled(thumbnailWidth, thumbnailHeight, Qt::KeepAspectRatio), 75);
+            Exiv2::ExifThumb(exif).setJpegThumbnail(reinterpret_cast<const Exiv2::byte*>(thumbnail.constData()), long(thumbnail.size()));
+        }
         image->setExifData(exif);
         image->writeMetadata();
         Exiv2::BasicIo& io = image->io();
