@@ -2,6 +2,7 @@
 #include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
+#include "platform/DeliveredLater.h"
 #include "scanning/FormatPreselection.h"
 #include "scanning/PhotoScannerError.h"
 
@@ -123,7 +124,7 @@ void LoadingStage::load(const FileUrl& folder)
         core_.setRoute(AppRoute::welcome);
         core_.raiseAlert(message);
     };
-    scanTask_
+    deliveredLater(scanTask_, this)
         .then(this,
               [this, generation](const FolderScan& scanned) {
                   if (generation != core_.generation())
@@ -322,7 +323,7 @@ void LoadingStage::startMetadataEnrichment()
     const quint64 generation = core_.generation();
     // The files carried along unreviewed are sorted into date folders too.
     metadataTask_ = core_.services.metadata->enrich(run().photos + run().passThroughPhotos);
-    metadataTask_
+    deliveredLater(metadataTask_, this)
         .then(this,
               [this, generation](const QList<PhotoItem>& enriched) {
                   if (generation != core_.generation())
