@@ -161,7 +161,10 @@ bool ExecutionStage::canExecute() const
 
 RunScope ExecutionStage::runScope() const
 {
-    return RunScope::of(run_.photos, run_.passThroughPhotos, flow_.review()->reviewGroupCount(), run_.skippedEntryCount);
+    RunScope scope = RunScope::of(run_.photos, run_.passThroughPhotos, flow_.review()->reviewGroupCount(), run_.skippedEntryCount);
+    scope.unsupportedFiles = run_.unsupportedFileCount;
+    scope.unsupportedExamples = run_.unsupportedFileExamples;
+    return scope;
 }
 
 QString ExecutionStage::runScopeText() const

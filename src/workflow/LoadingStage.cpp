@@ -134,6 +134,8 @@ void LoadingStage::load(const FileUrl& folder)
                   if (!flow_.destinationBaseFolder())
                       flow_.setDestinationBase(scanned.proposedDestinationBase);
                   takeInventory(items, scanned.outcome.skippedEntryCount());
+                  run().unsupportedFileCount = scanned.outcome.unsupportedFiles;
+                  run().unsupportedFileExamples = scanned.outcome.unsupportedExamples;
                   setFlag(isLoading_, false, &LoadingStage::isLoadingChanged);
                   if (items.isEmpty()) {
                       // Nothing to sort, so no session is opened that would later be offered
