@@ -1,6 +1,7 @@
 #include "PhotoInventoryScanner.h"
 
 #include "model/RunFolderMarker.h"
+#include "model/Text.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -193,7 +194,12 @@ public:
         for (const Worker& worker : workers_) {
             outcome.skippedUndecodableNames += worker.undecodable;
             outcome.skippedUnreadableFolders += worker.unreadable;
+            outcome.unsupportedFiles += worker.unsupported;
+            outcome.unsupportedExamples.append(worker.unsupportedExamples);
         }
+        std::sort(outcome.unsupportedExamples.begin(), outcome.unsupportedExamples.end(),
+                  [](const QString& a, const QString& b) { return text::compareNatural(a, b) < 0; });
+        outcome.unsupportedExamples = outcome.unsupportedExamples.mid(0, PhotoScanOutcome::maxUnsupportedExamples);
         return outcome;
     }
 
@@ -204,6 +210,8 @@ private:
         std::vector<QByteArray> foundFolders;
         int undecodable = 0;
         int unreadable = 0;
+        int unsupported = 0;
+        QStringList unsupportedExamples;
     };
 
     void work(Worker& worker, const PhotoInventoryScanner::CancelCheck* isCanceled)
@@ -303,8 +311,13 @@ private:
         if (type != DT_REG)
             return;
         const PhotoFormatGroup group = extensionTable().classify(name, length);
-        if (group == PhotoFormatGroup::other)
+        if (group == PhotoFormatGroup::other) {
+            // Counted only: a name is built for the first few, which is all a message shows.
+            if (++worker.unsupported <= PhotoScanOutcome::maxUnsupportedExamples
+                && isValidUtf8(reinterpret_cast<const unsigned char*>(name), std::size_t(length)))
+                worker.unsupportedExamples.append(QString::fromUtf8(name, length));
             return;
+        }
         if (!isValidUtf8(reinterpret_cast<const unsigned char*>(name), std::size_t(length))) {
             ++worker.undecodable;
             return;

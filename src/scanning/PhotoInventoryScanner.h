@@ -12,6 +12,7 @@
 //   "Kestrava-Ergebnis" (earlier results) or ".kestrava" (working folders) are not descended,
 //   nor sub-folders holding the run-folder marker: a result folder placed inside the source
 //   would otherwise be offered for review again. The chosen folder itself is always read.
+// - Files of other formats are counted, and the first few named, but not stat'ed.
 // - Unreadable sub-folders are passed over and counted; only the chosen folder itself can
 //   fail the scan.
 // - Names that are not valid UTF-8 cannot be represented in a session document: they are left
@@ -25,6 +26,7 @@
 #include "model/FileUrl.h"
 #include "model/PhotoModel.h"
 
+#include <QStringList>
 #include <functional>
 
 namespace kestrava {
@@ -43,6 +45,11 @@ struct PhotoScanOutcome {
     // Entries whose files are not part of the sort and stay where they are, whatever the run
     // does with the rest; the user must be told.
     int skippedEntryCount() const { return skippedUndecodableNames + skippedUnreadableFolders; }
+    // Regular, not hidden files of formats the review does not take (videos, sidecars, RAW
+    // formats without support): they stay in place too. A few names, enough to recognise them.
+    int unsupportedFiles = 0;
+    QStringList unsupportedExamples; // names of the first few met, in file-browser order
+    static constexpr int maxUnsupportedExamples = 3;
     // True when the cancellation check answered true; `items` is then empty.
     bool canceled = false;
 };

@@ -9,13 +9,15 @@
 #include <QHash>
 #include <QMutex>
 #include <QThreadPool>
-#include <QtConcurrent/QtConcurrentRun>
+#include <QPromise>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <limits>
+#include <memory>
+#include <type_traits>
 
 namespace kestrava {
 
@@ -25,6 +27,31 @@ namespace {
 
 // Larger than any session we could produce; a bigger file is not ours and is not read whole.
 constexpr qint64 maxSessionFileBytes = qint64(1) << 31;
+
+// Queues `work` on the store's one thread. Not through QtConcurrent::run: a thread that waits
+// on such a future (waitForFinished, result) takes the task out of the queue if it has not
+// started and runs it itself, beside the store's thread, out of order and on the state only
+// that thread may touch. A promise gives waiters nothing to take.
+template <typename Work>
+QFuture<std::invoke_result_t<Work>> onStoreThread(QThreadPool& pool, Work work)
+{
+    using Result = std::invoke_result_t<Work>;
+    auto promise = std::make_shared<QPromise<Result>>();
+    QFuture<Result> future = promise->future();
+    promise->start();
+    pool.start([promise, work = std::move(work)]() mutable {
+        try {
+            if constexpr (std::is_void_v<Result>)
+                work();
+            else
+                promise->addResult(work());
+        } catch (...) {
+            promise->setException(std::current_exception());
+        }
+        promise->finish();
+    });
+    return future;
+}
 
 QString executionLogLine(const QDateTime& now, const ExecutionRecord& record)
 {
@@ -326,7 +353,7 @@ qint64 SessionStore::lastLoggedSequence(const QUuid& sessionID) const
 QFuture<void> SessionStore::saveSnapshot(SortSession session)
 {
     State* s = state_.get();
-    return QtConcurrent::run(&s->pool, [s, session = std::move(session)] {
+    return onStoreThread(s->pool, [s, session = std::move(session)] {
         s->lock(session.id);
         const auto last = s->snapshotDates.constFind(session.id);
         const QDateTime lastWritten = last != s->snapshotDates.constEnd() ? *last : distantPast();
@@ -347,7 +374,7 @@ QFuture<qint64> SessionStore::append(SessionEventKind kind, QStringList sourcePa
     event.category = std::move(category);
     event.currentIndex = currentIndex;
     State* s = state_.get();
-    return QtConcurrent::run(&s->pool, [s, event = std::move(event), after, sessionID] {
+    return onStoreThread(s->pool, [s, event = std::move(event), after, sessionID] {
         return s->appendEvent(event, after, sessionID);
     });
 }
@@ -360,7 +387,7 @@ QFuture<qint64> SessionStore::appendExecution(ExecutionRecord record, qint64 aft
     event.currentIndex = 0;
     event.executionRecord = std::move(record);
     State* s = state_.get();
-    return QtConcurrent::run(&s->pool, [s, event = std::move(event), after, sessionID] {
+    return onStoreThread(s->pool, [s, event = std::move(event), after, sessionID] {
         const qint64 sequence = s->appendEvent(event, after, sessionID);
         // The text log is for people and is never replayed: a line of a failed append may stay.
         s->appendExecutionLogLine(sessionID, *event.executionRecord);
@@ -371,7 +398,7 @@ QFuture<qint64> SessionStore::appendExecution(ExecutionRecord record, qint64 aft
 QFuture<std::optional<SortSession>> SessionStore::loadLatestIncomplete()
 {
     State* s = state_.get();
-    return QtConcurrent::run(&s->pool, [s]() -> std::optional<SortSession> {
+    return onStoreThread(s->pool, [s]() -> std::optional<SortSession> {
         s->ensureBase();
         // Name order makes "the first met wins" on equal dates the same on every run.
         const QFileInfoList entries = QDir(s->baseDirectory)
@@ -396,7 +423,7 @@ QFuture<std::optional<SortSession>> SessionStore::loadLatestIncomplete()
 QFuture<SortSession> SessionStore::loadSession(QUuid sessionID)
 {
     State* s = state_.get();
-    return QtConcurrent::run(&s->pool, [s, sessionID] {
+    return onStoreThread(s->pool, [s, sessionID] {
         s->ensureBase();
         return s->loadFile(s->fileOf(sessionID, ".session.json"_L1));
     });

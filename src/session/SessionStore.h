@@ -16,8 +16,10 @@
 // offered by loadLatestIncomplete().
 //
 // Serial actor: every operation is queued on the store's own single thread and runs after
-// all operations queued before it; the returned QFuture finishes there. Continue on the GUI
-// thread with `.then(this, …)` and catch `.onFailed(this, [](const SessionStoreError&) …)` or
+// all operations queued before it; the returned QFuture finishes there, and waiting on it
+// never runs the operation on the waiting thread. Continue on the GUI thread with
+// `deliveredLater(future, this).then(this, …)` (platform/DeliveredLater.h: a plain then may
+// run at once or twice) and catch `.onFailed(this, [](const SessionStoreError&) …)` or
 // FileSystemError (file system failures arrive unchanged, with the path and errno). Each
 // operation first creates `baseDirectory()` (with parents) if needed; the constructor creates
 // nothing.

@@ -1,4 +1,5 @@
 #include "ComparePreviewController.h"
+#include "platform/DeliveredLater.h"
 
 #include "preview/FocusPipeline.h"
 #include "workflow/KestravaViewModel.h"
@@ -33,7 +34,7 @@ void ComparePreviewController::updatePeaking()
             continue;
         const qint64 key = shown.cacheKey();
         PhotoPreviewLoader* loader = loaders[pane];
-        FocusPipeline::shared().peaking(shown, *url, loader->targetPixelSize()).then(this, [this, pane, key, loader](const QImage& overlay) {
+        deliveredLater(FocusPipeline::shared().peaking(shown, *url, loader->targetPixelSize()), this).then(this, [this, pane, key, loader](const QImage& overlay) {
             if (loader->image().cacheKey() != key || !viewModel_ || !viewModel_->series()->peaking())
                 return;
             peaking_[pane] = overlay;

@@ -1,6 +1,7 @@
 #include "PhotoDetails.h"
 
 #include "PhotoMetadata.h"
+#include "platform/DeliveredLater.h"
 #include "preview/PreviewPipeline.h"
 
 #include <QThreadPool>
@@ -51,7 +52,7 @@ void PhotoDetails::setPath(const QString& path)
         return;
     }
     setReading(true);
-    QtConcurrent::run(&metadataPool(),
+    deliveredLater(QtConcurrent::run(&metadataPool(),
                       [path, generation, current = generation_, reading = reading_]() -> std::optional<QList<PhotoMetadata::Line>> {
                           const auto outdated = [&] { return current->load() != generation; };
                           DecodeSlots& decodeSlots = *reading.decodeSlots;
@@ -63,7 +64,7 @@ void PhotoDetails::setPath(const QString& path)
                           if (reading.onRead)
                               reading.onRead(path);
                           return PhotoMetadata::lines(PhotoMetadata::read(path));
-                      })
+                      }), this)
         .then(this, [this, path](const std::optional<QList<PhotoMetadata::Line>>& result) {
             if (path != path_ || !result)
                 return;

@@ -1,4 +1,5 @@
 #include "ReviewPreviewController.h"
+#include "platform/DeliveredLater.h"
 
 #include "workflow/WindowWording.h"
 #include "preview/FocusPipeline.h"
@@ -46,8 +47,9 @@ void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
         if (sharedPipeline_ && !viewModel_->series()->hasScorer()) {
             // Measured at the size the screen shows, so each measure finds its preview cached.
             const int size = loader_->targetPixelSize();
-            viewModel_->series()->setScorer([size](const FileUrl& file) {
-                return FocusPipeline::shared().focus(file, size).then([](const FocusResult& map) {
+            SeriesStage* series = viewModel_->series();
+            viewModel_->series()->setScorer([size, series](const FileUrl& file) {
+                return deliveredLater(FocusPipeline::shared().focus(file, size), series).then(series, [](const FocusResult& map) {
                     return map ? std::optional(map->score) : std::nullopt;
                 });
             });
@@ -144,7 +146,7 @@ void ReviewPreviewController::updatePeaking()
     if (!viewModel_ || !viewModel_->series()->peaking() || !hasImage() || !url)
         return;
     const qint64 key = shown.cacheKey();
-    FocusPipeline::shared().peaking(shown, *url, loader_->targetPixelSize()).then(this, [this, key](const QImage& overlay) {
+    deliveredLater(FocusPipeline::shared().peaking(shown, *url, loader_->targetPixelSize()), this).then(this, [this, key](const QImage& overlay) {
         if (loader_->image().cacheKey() == key && viewModel_ && viewModel_->series()->peaking())
             setPeakingImage(overlay);
     });

@@ -1,4 +1,5 @@
 #include "ThumbnailProvider.h"
+#include "platform/DeliveredLater.h"
 
 #include <QUrl>
 
@@ -14,7 +15,7 @@ public:
         // The continuation runs on this object's thread; the response lives until the
         // engine has taken the picture. A dropped request is answered with no image, which
         // also gives the engine the finished() it waits for after cancel().
-        pipeline_->preview(url_, size_, ThumbnailProvider::thumbnailPriority)
+        deliveredLater(pipeline_->preview(url_, size_, ThumbnailProvider::thumbnailPriority), this)
             .then(this, [this](const PreviewResult& result) {
                 if (result)
                     image_ = result->image;

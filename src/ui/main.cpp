@@ -9,6 +9,7 @@
 #include "UiEngine.h"
 #include "WindowPlacement.h"
 #include "model/KestravaError.h"
+#include "platform/DeliveredLater.h"
 #include "session/SessionStore.h"
 #include "workflow/KestravaViewModel.h"
 
@@ -35,19 +36,21 @@ namespace {
 void startDemo(KestravaViewModel& viewModel, AppShell& shell, SessionStore& store)
 {
     QFuture<std::optional<SortSession>> discovered = store.loadLatestIncomplete();
-    QtConcurrent::run([]() -> std::pair<QString, QString> {
+    deliveredLater(QtConcurrent::run([]() -> std::pair<QString, QString> {
         try {
             return {DemoShoot::create(), QString()};
         } catch (const KestravaError& error) {
             return {QString(), error.description()};
         }
-    }).then(&viewModel, [&viewModel, &shell, discovered](const std::pair<QString, QString>& outcome) mutable {
+    }), &viewModel).then(&viewModel, [&viewModel, &shell, discovered](const std::pair<QString, QString>& outcome) mutable {
         if (outcome.first.isEmpty()) {
             shell.showAlert(outcome.second);
             return;
         }
         const QString folder = outcome.first;
-        discovered.then(&viewModel, [&viewModel, folder](const std::optional<SortSession>&) {
+        // Through the event loop: the view model's own look for a saved session (queued on
+        // the same store before this one) has then been answered, so its offer is on screen.
+        deliveredLater(discovered, &viewModel).then(&viewModel, [&viewModel, folder](const std::optional<SortSession>&) {
             DemoShoot::openWhenFree(viewModel, folder);
         }).onFailed(&viewModel, [&viewModel, folder] { DemoShoot::openWhenFree(viewModel, folder); });
     });

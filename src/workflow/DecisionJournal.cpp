@@ -1,5 +1,6 @@
 #include "DecisionJournal.h"
 #include "KestravaViewModel.h"
+#include "platform/DeliveredLater.h"
 #include "session/SessionStore.h"
 
 namespace kestrava {
@@ -19,8 +20,9 @@ QFuture<qint64> DecisionJournal::append(SessionEventKind kind, const QList<FileU
         paths.append(url.path());
     const QUuid id = session_->id;
     const quint64 generation = core_.generation();
-    return core_.services.sessionStore
-        ->append(kind, paths, decision, std::move(category), nextIndex, session_->lastEventSequence, id)
+    return deliveredLater(core_.services.sessionStore->append(kind, paths, decision, std::move(category), nextIndex,
+                                                              session_->lastEventSequence, id),
+                          &flow_)
         .then(&flow_, [this, id, generation, nextIndex](qint64 sequence) {
             if (generation != core_.generation() || !session_ || session_->id != id)
                 return sequence;

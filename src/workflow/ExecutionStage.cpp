@@ -7,6 +7,7 @@
 #include "ExecutionStage.h"
 #include "KestravaViewModel.h"
 #include "WindowWording.h"
+#include "platform/DeliveredLater.h"
 #include "session/SessionStore.h"
 
 #include <QtConcurrent/QtConcurrentRun>
@@ -160,7 +161,10 @@ bool ExecutionStage::canExecute() const
 
 RunScope ExecutionStage::runScope() const
 {
-    return RunScope::of(run_.photos, run_.passThroughPhotos, flow_.review()->reviewGroupCount(), run_.skippedEntryCount);
+    RunScope scope = RunScope::of(run_.photos, run_.passThroughPhotos, flow_.review()->reviewGroupCount(), run_.skippedEntryCount);
+    scope.unsupportedFiles = run_.unsupportedFileCount;
+    scope.unsupportedExamples = run_.unsupportedFileExamples;
+    return scope;
 }
 
 QString ExecutionStage::runScopeText() const
@@ -215,7 +219,7 @@ void ExecutionStage::refreshStorageEstimate()
     const QMap<QString, ExecutionRecord> records = session_ ? session_->executionRecords : QMap<QString, ExecutionRecord>{};
     const quint64 generation = ++storageGeneration_;
     setCheckingStorage(true);
-    QtConcurrent::run([items, options, records] { return StoragePreflight::estimate(items, options, records); })
+    deliveredLater(QtConcurrent::run([items, options, records] { return StoragePreflight::estimate(items, options, records); }), this)
         .then(this, [this, generation](const StorageEstimate& estimate) {
             // Only the newest request publishes; an older one finishing late is stale.
             if (generation != storageGeneration_)
@@ -356,9 +360,11 @@ void ExecutionStage::startExecution(bool stageTrash, std::function<void(const Ex
                 recordExecutionOutcome(record, sequence);
         }, Qt::QueuedConnection);
     };
-    task_ = QtConcurrent::run(&pool_, [request, progress, records, cancel] {
+    // Delivered from the event loop, so the outcome comes after the progress and records the
+    // run posted, even when the run finished before the continuation was attached.
+    task_ = deliveredLater(QtConcurrent::run(&pool_, [request, progress, records, cancel] {
                          return ExecutionRun::run(request, progress, records, cancel);
-                     })
+                     }), this)
                          .then(this, [this, generation, then = std::move(then)](const ExecutionOutcome& outcome) {
                              if (generation != core_.generation())
                                  return;

@@ -49,6 +49,14 @@ QStringList runScopeLines(const RunScope& scope)
                      + (scope.skippedEntries == 1 ? u"1 nicht lesbarer Eintrag"_s
                                                   : QString::number(scope.skippedEntries) + u" nicht lesbare Einträge"_s)
                      + u" – bleibt unverändert im Quellordner"_s);
+    if (scope.unsupportedFiles > 0) {
+        QString line = u"Nicht Teil der Sortierung: "_s
+            + (scope.unsupportedFiles == 1 ? u"1 Datei in einem nicht unterstützten Format"_s
+                                           : QString::number(scope.unsupportedFiles) + u" Dateien in nicht unterstützten Formaten"_s);
+        if (!scope.unsupportedExamples.isEmpty())
+            line += (scope.unsupportedFiles == 1 ? u" ("_s : u" (z. B. "_s) + scope.unsupportedExamples.first() + u")"_s;
+        lines.append(line);
+    }
     return lines;
 }
 

@@ -2,6 +2,7 @@
 #include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
+#include "platform/DeliveredLater.h"
 #include "scanning/FormatPreselection.h"
 #include "scanning/PhotoScannerError.h"
 
@@ -123,7 +124,7 @@ void LoadingStage::load(const FileUrl& folder)
         core_.setRoute(AppRoute::welcome);
         core_.raiseAlert(message);
     };
-    scanTask_
+    deliveredLater(scanTask_, this)
         .then(this,
               [this, generation](const FolderScan& scanned) {
                   if (generation != core_.generation())
@@ -133,6 +134,8 @@ void LoadingStage::load(const FileUrl& folder)
                   if (!flow_.destinationBaseFolder())
                       flow_.setDestinationBase(scanned.proposedDestinationBase);
                   takeInventory(items, scanned.outcome.skippedEntryCount());
+                  run().unsupportedFileCount = scanned.outcome.unsupportedFiles;
+                  run().unsupportedFileExamples = scanned.outcome.unsupportedExamples;
                   setFlag(isLoading_, false, &LoadingStage::isLoadingChanged);
                   if (items.isEmpty()) {
                       // Nothing to sort, so no session is opened that would later be offered
@@ -322,7 +325,7 @@ void LoadingStage::startMetadataEnrichment()
     const quint64 generation = core_.generation();
     // The files carried along unreviewed are sorted into date folders too.
     metadataTask_ = core_.services.metadata->enrich(run().photos + run().passThroughPhotos);
-    metadataTask_
+    deliveredLater(metadataTask_, this)
         .then(this,
               [this, generation](const QList<PhotoItem>& enriched) {
                   if (generation != core_.generation())

@@ -8,6 +8,7 @@
 #include "model/PhotoModel.h"
 
 #include <QList>
+#include <QStringList>
 #include <array>
 
 namespace kestrava {
@@ -22,6 +23,9 @@ struct RunScope {
     int undecided = 0;
     // Entries the scan could not take (unreadable folders, undecodable names): left in place.
     int skippedEntries = 0;
+    // Files of formats the scan does not take, and a few of their names: left in place too.
+    int unsupportedFiles = 0;
+    QStringList unsupportedExamples;
 
     int reviewedFiles(PhotoDecision decision) const;
     int carriedFiles() const;

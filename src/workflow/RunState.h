@@ -17,6 +17,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QUuid>
 #include <optional>
 
@@ -33,6 +34,9 @@ struct RunState {
     int rawAvailableCount = 0;
     int ignoredPhotoCount = 0;
     int skippedEntryCount = 0;
+    // Files of formats the scan does not take, with a few of their names; left in place.
+    int unsupportedFileCount = 0;
+    QStringList unsupportedFileExamples;
     std::optional<FormatReviewChoice> selectedReviewChoice;
     bool showFormatChoice = false;
     bool showPairingChoice = false;

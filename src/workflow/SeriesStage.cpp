@@ -1,6 +1,7 @@
 #include "SeriesStage.h"
 
 #include "KestravaViewModel.h"
+#include "platform/DeliveredLater.h"
 
 #include <QLocale>
 
@@ -162,7 +163,7 @@ void SeriesStage::request(const FileUrl& file)
         return;
     requested_.insert(file);
     const quint64 generation = generation_;
-    scorer_(file).then(this, [this, file, generation](std::optional<float> score) {
+    deliveredLater(scorer_(file), this).then(this, [this, file, generation](std::optional<float> score) {
         if (generation != generation_)
             return;
         scores_.insert(file, score);

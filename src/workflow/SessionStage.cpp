@@ -2,6 +2,7 @@
 #include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
+#include "platform/DeliveredLater.h"
 #include "platform/DurableFile.h"
 #include "session/RecoveryCsv.h"
 #include "session/SessionStore.h"
@@ -90,7 +91,7 @@ void SessionStage::discoverResumable()
 {
     if (!core_.services.sessionStore)
         return;
-    core_.services.sessionStore->loadLatestIncomplete()
+    deliveredLater(core_.services.sessionStore->loadLatestIncomplete(), this)
         .then(this, [this](const std::optional<SortSession>& found) { offerResumable(found); })
         .onFailed(this, [] {});
 }
@@ -181,12 +182,13 @@ void SessionStage::importRecoveryCsv(const QString& csvPath, const QString& fold
         return;
     const FileUrl folder = FileUrl::fromLocalPath(folderPath);
     // Parsing first: a broken list fails before the folder is read at all.
-    QtConcurrent::run([csvPath, folder, services = core_.services] {
-        RecoveryInput input;
-        input.rows = RecoveryCSVImporter::parse(readWholeFile(csvPath));
-        input.scanned = LoadingStage::scanFolder(services, folder);
-        return input;
-    })
+    deliveredLater(QtConcurrent::run([csvPath, folder, services = core_.services] {
+                       RecoveryInput input;
+                       input.rows = RecoveryCSVImporter::parse(readWholeFile(csvPath));
+                       input.scanned = LoadingStage::scanFolder(services, folder);
+                       return input;
+                   }),
+                   this)
         .then(this,
               [this, folder](const RecoveryInput& input) {
                   try {

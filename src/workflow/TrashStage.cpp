@@ -7,6 +7,7 @@
 #include "KestravaViewModel.h"
 #include "TrashStage.h"
 #include "execution/ResumableSortExecutor.h"
+#include "platform/DeliveredLater.h"
 #include "session/SessionStore.h"
 #include "trash/FreedesktopTrash.h"
 #include "trash/TrashJson.h"
@@ -233,7 +234,9 @@ void TrashStage::runTrashOperation(std::function<TrashPreparation()> operation,
 {
     const quint64 generation = core_.generation();
     execution_.setApplying(true);
-    execution_.adoptTask(QtConcurrent::run(execution_.executionThread(), [operation = std::move(operation)] {
+    // Delivered from the event loop: the progress the operation posted comes first, and a
+    // caller never sees the outcome applied before it returns.
+    execution_.adoptTask(deliveredLater(QtConcurrent::run(execution_.executionThread(), [operation = std::move(operation)] {
                          TrashOperationResult result;
                          try {
                              result.preparation = operation();
@@ -243,7 +246,7 @@ void TrashStage::runTrashOperation(std::function<TrashPreparation()> operation,
                              result.failure = unknownFailureText();
                          }
                          return result;
-                     })
+                     }), this)
                          .then(this, [this, generation, succeeded = std::move(succeeded),
                                       failed = std::move(failed)](const TrashOperationResult& result) {
                              if (generation != core_.generation())

@@ -4,6 +4,7 @@
 #include "WindowWording.h"
 #include "KestravaViewModel.h"
 #include "model/DestinationPlanner.h"
+#include "platform/DeliveredLater.h"
 #include "platform/DurableFile.h"
 #include "scanning/FormatPreselection.h"
 #include "scanning/PhotoInventoryScanner.h"
@@ -100,8 +101,7 @@ QFuture<void> KestravaViewModel::saveSessionSnapshot(std::optional<SortSessionSt
     // The caller gets the store's own future so it can wait on it from this thread; the
     // bookkeeping runs in a separate continuation.
     const QUuid id = snapshot->id;
-    QFuture<void> tracked = written;
-    tracked
+    deliveredLater(written, this)
         .then(this,
               [this, id] {
                   if (session_ && session_->id == id)

@@ -35,17 +35,26 @@ TEST(ScannerSelection, keepsJpegAndRawInAnyCaseAndNothingElse)
     TempTree tree;
     for (const char* name : {"photo.JPG", "photo.CR3", "b.jpeg", "c.JPE", "d.nef", "e.Rw2", "f.x3f"})
         tree.write(QString::fromLatin1(name));
-    for (const char* name : {"photo.xmp", "photo.heic", "photo.png", "photo.MOV", "jpg", "noext", "trailing.",
-                             "photo.jpg.txt", "photo.jpgx"})
-        tree.write(QString::fromLatin1(name));
+    const QStringList others{"photo.xmp", "photo.heic", "photo.png", "photo.MOV", "jpg", "noext", "trailing.",
+                             "photo.jpg.txt", "Tag 1/photo.jpgx"};
+    for (const QString& name : others)
+        tree.write(name);
+    tree.write(".hidden.txt");
 
-    const QList<PhotoItem> items = scanTree(tree);
+    const PhotoScanOutcome outcome = PhotoInventoryScanner::scanDetailed(FileUrl::fromLocalPath(tree.root()));
+    const QList<PhotoItem>& items = outcome.items;
     QStringList found = relativePaths(items);
     found.sort();
     EXPECT_EQ(found, (QStringList{"b.jpeg", "c.JPE", "d.nef", "e.Rw2", "f.x3f", "photo.CR3", "photo.JPG"}));
     EXPECT_EQ(find(items, "photo.JPG")->formatGroup, PhotoFormatGroup::jpeg);
     EXPECT_EQ(find(items, "photo.CR3")->formatGroup, PhotoFormatGroup::raw);
     EXPECT_EQ(find(items, "c.JPE")->formatGroup, PhotoFormatGroup::jpeg);
+
+    // The rest stays out but is counted (hidden files are not), and a few are named.
+    EXPECT_EQ(outcome.unsupportedFiles, others.size());
+    ASSERT_EQ(outcome.unsupportedExamples.size(), PhotoScanOutcome::maxUnsupportedExamples);
+    for (const QString& name : outcome.unsupportedExamples)
+        EXPECT_TRUE(others.contains(name) || name == QStringLiteral("photo.jpgx")) << name.toStdString();
 }
 
 TEST(ScannerSelection, fillsEveryFieldFromTheFile)

@@ -5,6 +5,10 @@
 #include "session/SessionStoreError.h"
 
 #include <QFile>
+#include <condition_variable>
+#include <mutex>
+#include <set>
+#include <thread>
 #include <gtest/gtest.h>
 
 using namespace kestrava;
@@ -94,6 +98,51 @@ TEST(SessionStoreSequence, concurrentCallersGetDistinctNumbersAndWholeLines)
     EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), 50);
     for (const QByteArray& line : logLines(store.eventLogPath(session.id)))
         EXPECT_NO_THROW(decodeEventLine(line));
+}
+
+TEST(SessionStoreSequence, aCallerWaitingOnAQueuedOperationNeverRunsItBesideTheStoreThread)
+{
+    // Holds the store's thread inside the first snapshot write and notes where each write runs.
+    struct HeldFirstSnapshot final : FileOps {
+        int open(const QByteArray& path, int flags, mode_t mode) override
+        {
+            std::unique_lock lock(mutex);
+            threads.insert(std::this_thread::get_id());
+            if (path.contains(".session.json") && !held) {
+                held = true;
+                changed.notify_all();
+                changed.wait(lock, [this] { return released; });
+            }
+            lock.unlock();
+            return FileOps::open(path, flags, mode);
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::set<std::thread::id> threads;
+        bool held = false;
+        bool released = false;
+    } ops;
+    TempTree tree;
+    SessionStore store(tree.path(u"Sessions"_s), ops);
+    const SortSession session = makeSession(2);
+    QFuture<void> first = store.saveSnapshot(session);
+    {
+        std::unique_lock lock(ops.mutex);
+        ops.changed.wait(lock, [&] { return ops.held; });
+    }
+    QFuture<qint64> second = store.append(SessionEventKind::decision, {session.photos[0].sourceURL.path()},
+                                          PhotoDecision::keep, std::nullopt, 0, 0, session.id);
+    std::thread releaser([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        std::lock_guard lock(ops.mutex);
+        ops.released = true;
+        ops.changed.notify_all();
+    });
+    // The queued append waits for the held snapshot; it is not taken over by this thread.
+    EXPECT_EQ(second.result(), 1);
+    releaser.join();
+    first.waitForFinished();
+    EXPECT_EQ(ops.threads.size(), 1u) << "store work ran on a waiting thread";
 }
 
 TEST(SessionStoreSnapshot, olderStateNeverReplacesANewerSnapshotButAnEqualOneIsRewritten)

@@ -163,6 +163,8 @@ TEST(ExecutionFlow, movingStartsOnlyAfterTheTickAndAnotherModeTakesItBack)
 TEST(ExecutionFlow, confirmationNamesEveryFileTheMoveTakesAndWhatStaysOut)
 {
     WorkflowRig rig;
+    rig.scanResult.unsupportedFiles = 3;
+    rig.scanResult.unsupportedExamples = {QStringLiteral("IMG_0001.CRW"), QStringLiteral("IMG_0002.CRW")};
     rig.load(realShoot(rig.photoFolder, 2, 1), 1);
     rig.vm().loading()->chooseFormatReview(FormatReviewChoice::jpeg);
     rig.startReview(SortOperationMode::moveOriginals);
@@ -174,7 +176,8 @@ TEST(ExecutionFlow, confirmationNamesEveryFileTheMoveTakesAndWhatStaysOut)
     EXPECT_EQ(execution.runScopeLines(),
               (QStringList{QStringLiteral("Behalten: 2 JPEG"), QStringLiteral("Aussortiert: 1 JPEG"),
                            QStringLiteral("Ohne eigene Bewertung: 2 RAW – werden automatisch als „Behalten“ einsortiert"),
-                           QStringLiteral("Nicht Teil der Sortierung: 1 nicht lesbarer Eintrag – bleibt unverändert im Quellordner")}));
+                           QStringLiteral("Nicht Teil der Sortierung: 1 nicht lesbarer Eintrag – bleibt unverändert im Quellordner"),
+                           QStringLiteral("Nicht Teil der Sortierung: 3 Dateien in nicht unterstützten Formaten (z. B. IMG_0001.CRW)")}));
 
     rig.vm().setDestructiveConfirmationAccepted(true);
     ASSERT_TRUE(waitFor([&] { return execution.canExecute(); }));

@@ -87,7 +87,8 @@ bool waitFor(const std::function<bool()>& condition, int timeoutMs)
 
 void WorkflowRig::load(const QList<PhotoItem>& items, int unreadableFolders)
 {
-    scanResult = items;
+    // What else a test set on the scan (files it does not take) stays.
+    scanResult.items = items;
     scanResult.skippedUnreadableFolders = unreadableFolders;
     vm().loading()->load(photoFolder);
     ASSERT_TRUE(waitFor([&] { return !vm().loading()->isLoading(); }));
