@@ -40,7 +40,7 @@ QVariant AuditListModel::data(const QModelIndex& index, int role) const
     case FormatTextRole: return row.formatText;
     case FileCountTextRole: return row.fileCountText;
     case SizeTextRole: return row.sizeText;
-    case DecisionRole: return row.decision ? rawValue(*row.decision) : QString();
+    case DecisionRole: return choiceNumber(row.decision);
     case ThumbnailUrlRole: return row.thumbnailUrl;
     case IsSavingRole: return !savingGroupId_.isEmpty() && row.groupId == savingGroupId_;
     case SeriesTextRole: return seriesNote(visible_[index.row()]);
@@ -141,14 +141,13 @@ QString AuditListModel::saveStateText() const
     return WindowWording::auditSaveState(viewModel_->review()->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
 }
 
-void AuditListModel::decide(int row, const QString& decision)
+void AuditListModel::decide(int row, PhotoDecision decision)
 {
-    const auto value = enumFromRaw<PhotoDecision>(decision);
-    if (!value || !viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
+    if (!viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
         return;
     const QString groupId = all_[visible_[row]].groupId;
     savingGroupId_ = groupId;
-    viewModel_->review()->reclassify(*value, groupId);
+    viewModel_->review()->reclassify(decision, groupId);
     if (!viewModel_->review()->isCommittingDecision()) {
         // Refused or finished at once (no journal): nothing is being saved.
         savingGroupId_.clear();
@@ -174,13 +173,13 @@ bool AuditListModel::pressKey(int row, int key)
         return false;
     switch (*action) {
     case ReviewKeyFilter::AuditAction::keep:
-        decide(row, rawValue(PhotoDecision::keep));
+        decide(row, PhotoDecision::keep);
         break;
     case ReviewKeyFilter::AuditAction::maybe:
-        decide(row, rawValue(PhotoDecision::maybe));
+        decide(row, PhotoDecision::maybe);
         break;
     case ReviewKeyFilter::AuditAction::del:
-        decide(row, rawValue(PhotoDecision::del));
+        decide(row, PhotoDecision::del);
         break;
     case ReviewKeyFilter::AuditAction::showLarge:
         showLarge(row);

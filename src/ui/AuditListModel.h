@@ -73,7 +73,8 @@ public:
 
     // Row actions: a decision goes through the view model and is journaled there; while a
     // change is being journaled further decisions are ignored.
-    Q_INVOKABLE void decide(int row, const QString& decision);
+    Q_INVOKABLE void decide(int row, kestrava::Decision::Value decision) { decide(row, Decision::toModel(decision)); }
+    void decide(int row, PhotoDecision decision);
     Q_INVOKABLE void showLarge(int row);
     // A key pressed in the list with `row` selected, by the window's key table; true when the
     // key was one of the list's own (it is consumed then, even if the row refuses it).

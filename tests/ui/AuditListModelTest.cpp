@@ -49,7 +49,7 @@ TEST_F(AuditFixture, rowsDescribeEachPairInReviewOrder)
         EXPECT_EQ(roleText(model, row, AuditListModel::FileCountTextRole), u"2 Dateien"_s);
         EXPECT_TRUE(roleText(model, row, AuditListModel::ThumbnailUrlRole).startsWith(u"image://kestrava-thumb/"_s));
         EXPECT_FALSE(roleText(model, row, AuditListModel::SizeTextRole).isEmpty());
-        EXPECT_EQ(roleText(model, row, AuditListModel::DecisionRole), QString());
+        EXPECT_EQ(model.data(model.index(row), AuditListModel::DecisionRole).toInt(), -1);
     }
     EXPECT_EQ(model.saveStateText(), rig.viewModel->sessionStage()->savedStatusText());
 }
@@ -61,7 +61,7 @@ TEST_F(AuditFixture, filterWithoutMatchesIsEmptyAndClearingItShowsAllAgain)
     model.setFilter(u"all"_s);
     EXPECT_EQ(model.rowCount(), 8);
 
-    model.decide(2, u"delete"_s);
+    model.decide(2, PhotoDecision::del);
     settle();
     model.setFilter(u"delete"_s);
     ASSERT_EQ(model.rowCount(), 1);
@@ -86,7 +86,7 @@ TEST_F(AuditFixture, aDecisionChangesOneRowWithoutReset)
 {
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
     QSignalSpy changes(&model, &QAbstractItemModel::dataChanged);
-    model.decide(4, u"maybe"_s);
+    model.decide(4, PhotoDecision::maybe);
     settle();
     EXPECT_EQ(resets.count(), 0);
     bool sawDecision = false;
@@ -99,21 +99,21 @@ TEST_F(AuditFixture, aDecisionChangesOneRowWithoutReset)
         }
     }
     EXPECT_TRUE(sawDecision);
-    EXPECT_EQ(roleText(model, 4, AuditListModel::DecisionRole), u"maybe"_s);
+    EXPECT_EQ(model.data(model.index(4), AuditListModel::DecisionRole).toInt(), int(PhotoDecision::maybe));
     EXPECT_EQ(rig.viewModel->review()->decisionCount(PhotoDecision::maybe), 1);
 }
 
 TEST_F(AuditFixture, underAFilterAChangedRowLeavesTheListAlone)
 {
-    model.decide(1, u"keep"_s);
+    model.decide(1, PhotoDecision::keep);
     settle();
-    model.decide(5, u"keep"_s);
+    model.decide(5, PhotoDecision::keep);
     settle();
     model.setFilter(u"keep"_s);
     ASSERT_EQ(model.rowCount(), 2);
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
-    model.decide(0, u"delete"_s);
+    model.decide(0, PhotoDecision::del);
     settle();
     EXPECT_EQ(resets.count(), 0);
     ASSERT_EQ(removed.count(), 1);
@@ -123,16 +123,16 @@ TEST_F(AuditFixture, underAFilterAChangedRowLeavesTheListAlone)
 
 TEST_F(AuditFixture, whileAChangeIsJournaledOtherRowsAreRefused)
 {
-    model.decide(0, u"keep"_s);
+    model.decide(0, PhotoDecision::keep);
     ASSERT_TRUE(rig.viewModel->review()->isCommittingDecision()) << "the journal write should still be running";
     EXPECT_TRUE(model.controlsDisabled());
     EXPECT_TRUE(model.data(model.index(0), AuditListModel::IsSavingRole).toBool());
     EXPECT_FALSE(model.data(model.index(1), AuditListModel::IsSavingRole).toBool());
     EXPECT_EQ(model.saveStateText(), u"Änderung wird gesichert"_s);
-    model.decide(1, u"delete"_s);
+    model.decide(1, PhotoDecision::del);
     settle();
-    EXPECT_EQ(roleText(model, 0, AuditListModel::DecisionRole), u"keep"_s);
-    EXPECT_EQ(roleText(model, 1, AuditListModel::DecisionRole), QString());
+    EXPECT_EQ(model.data(model.index(0), AuditListModel::DecisionRole).toInt(), int(PhotoDecision::keep));
+    EXPECT_EQ(model.data(model.index(1), AuditListModel::DecisionRole).toInt(), -1);
     EXPECT_FALSE(model.data(model.index(0), AuditListModel::IsSavingRole).toBool());
     EXPECT_FALSE(model.controlsDisabled());
 }

@@ -4,12 +4,12 @@ import Kestrava
 
 Button {
     id: control
-    property string decision
+    property int decision: -1
     property bool selected: false
     property bool isSaving: false
     focusPolicy: Qt.NoFocus
-    text: Texts.decisionLabel(decision)
-    Accessible.name: Texts.decisionAccessibleLabel(decision, selected)
+    text: ViewModel.review.decisionLabels[decision] ?? ""
+    Accessible.name: (selected ? ViewModel.review.selectedDecisionLabels[decision] : text) ?? ""
     contentItem: Text {
         text: control.text
         color: control.selected ? "#101114" : DesignSystem.textPrimary

@@ -41,9 +41,9 @@ Rectangle {
             Layout.fillWidth: true
             spacing: DesignSystem.spacingM
             Repeater {
-                model: ["keep", "maybe", "delete"]
+                model: [Decision.Keep, Decision.Maybe, Decision.Delete]
                 AuditCount {
-                    required property string modelData
+                    required property int modelData
                     decision: modelData
                     count: ViewModel.review.decisionCounts[modelData] ?? 0
                 }

@@ -7,10 +7,10 @@ import Kestrava
 Item {
     id: screen
     FocusScroller { flickable: scroll.contentItem }
-    readonly property string mode: ViewModel.selectedOperationMode
-    readonly property bool trashMode: mode === "organizeAndTrash"
+    readonly property int mode: ViewModel.selectedOperationMode
+    readonly property bool trashMode: mode === OperationMode.OrganizeAndTrash
     // Moving and trashing touch the originals: both start only after the tick.
-    readonly property bool needsTick: mode === "moveOriginals" || trashMode
+    readonly property bool needsTick: mode === OperationMode.MoveOriginals || trashMode
 
     ScrollView {
         id: scroll

@@ -16,7 +16,7 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: zoomed ? 0 : DesignSystem.spacingL
         Accessible.role: Accessible.Graphic
-        Accessible.name: ViewModel.review.currentGroup.fileName ?? ""
+        Accessible.name: ViewModel.review.currentGroup.fileName
     }
 
     Binding {

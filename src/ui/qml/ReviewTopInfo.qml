@@ -8,7 +8,7 @@ Rectangle {
     id: bar
     signal openAudit()
     readonly property var group: ViewModel.review.currentGroup
-    readonly property string decision: group.decision ?? ""
+    readonly property int decision: group.decision
     implicitHeight: 76
     color: DesignSystem.surface
 
@@ -39,14 +39,14 @@ Rectangle {
                 Layout.fillWidth: true
                 Layout.preferredWidth: Math.ceil(nameMetrics.advanceWidth) + 1
                 Layout.maximumWidth: Math.ceil(nameMetrics.advanceWidth) + 1
-                text: bar.group.fileName ?? ""
+                text: bar.group.fileName
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontHeading + 1
                 font.weight: Font.DemiBold
                 elide: Text.ElideMiddle
             }
             Rectangle {
-                visible: bar.decision.length > 0
+                visible: bar.decision >= 0
                 radius: 10
                 color: DesignSystem.decisionColor(bar.decision)
                 implicitWidth: badge.implicitWidth + 16
@@ -54,7 +54,7 @@ Rectangle {
                 Text {
                     id: badge
                     anchors.centerIn: parent
-                    text: Texts.decisionLabel(bar.decision)
+                    text: bar.group.decisionLabel
                     color: "#101114"
                     font.pixelSize: DesignSystem.fontCaption
                     font.weight: Font.DemiBold
@@ -102,8 +102,7 @@ Rectangle {
 
         Text {
             Layout.fillWidth: true
-            text: (bar.group.folder ?? "") + (bar.group.totalBytes !== undefined ? "  ·  " + Texts.byteCount(bar.group.totalBytes) : "")
-                  + ((bar.group.memberPaths ?? []).length > 0 ? "  ·  " + Texts.fileCountText(bar.group.memberPaths.length) : "")
+            text: bar.group.detailText
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideLeft
@@ -112,19 +111,19 @@ Rectangle {
             Layout.alignment: Qt.AlignRight
             spacing: DesignSystem.spacingM
             Text {
-                text: Texts.positionText(ViewModel.review.currentIndex, ViewModel.review.reviewGroupCount)
+                text: ViewModel.review.positionText
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontCaption
             }
             Repeater {
-                model: ["keep", "maybe", "delete"]
+                model: [Decision.Keep, Decision.Maybe, Decision.Delete]
                 RowLayout {
                     id: count
-                    required property string modelData
+                    required property int modelData
                     spacing: 5
                     Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(count.modelData) }
                     Text {
-                        text: (ViewModel.review.decisionCounts[count.modelData] ?? 0) + " " + Texts.decisionLabel(count.modelData)
+                        text: (ViewModel.review.decisionCounts[count.modelData] ?? 0) + " " + ViewModel.review.decisionLabels[count.modelData]
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontCaption
                     }

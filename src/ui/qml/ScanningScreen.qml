@@ -15,7 +15,7 @@ Item {
         }
         Text {
             Layout.alignment: Qt.AlignHCenter
-            text: Texts.folderName(ViewModel.sourceFolder)
+            text: ViewModel.sourceFolderName
             color: DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontTitle
             font.weight: Font.DemiBold

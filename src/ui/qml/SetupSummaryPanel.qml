@@ -17,10 +17,10 @@ Card {
         }
         Repeater {
             model: [
-                { label: "Ordner", value: Texts.folderName(ViewModel.sourceFolder) },
-                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.loading.selectedReviewChoice) },
-                { label: "Modus", value: Texts.operationModeTitle(ViewModel.selectedOperationMode) },
-                { label: "Zielbasis", value: Texts.folderName(ViewModel.destinationBaseFolder) },
+                { label: "Ordner", value: ViewModel.sourceFolderName },
+                { label: "Ansicht", value: ViewModel.loading.selectedReviewChoiceTitle },
+                { label: "Modus", value: ViewModel.execution.modeTitle },
+                { label: "Zielbasis", value: ViewModel.destinationBaseFolderName },
                 { label: "Ergebnisordner", value: ViewModel.runFolderName }
             ]
             ColumnLayout {

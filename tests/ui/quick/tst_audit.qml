@@ -47,8 +47,8 @@ Item {
             list.currentIndex = 2
             Rig.pressIn(root.audit, Qt.Key_3)
             verify(Rig.waitForSettled(60000))
-            compare(ViewModel.review.decisionCounts["delete"], 1)
-            compare(list.currentItem.decision, "delete")
+            compare(ViewModel.review.decisionCounts[Decision.Delete], 1)
+            compare(list.currentItem.decision, Decision.Delete)
         }
 
         function test_3_filterWithoutMatchesShowsTheEmptyState() {
@@ -92,7 +92,7 @@ Item {
         function test_5_headerCountsFollowChanges() {
             compare(findChild(root.audit.contentItem, "auditSummary").text, "6 Motive · 12 Dateien")
             verify(Rig.decideAll("keep"))
-            compare(ViewModel.review.decisionCounts.keep, 6)
+            compare(ViewModel.review.decisionCounts[Decision.Keep], 6)
             verify(findChild(root.audit.contentItem, "confirmSelectionButton").enabled)
         }
 

@@ -30,11 +30,11 @@ Item {
         }
 
         function test_2_trashModeStagesFirst() {
-            ViewModel.selectOperationMode("organizeAndTrash")
+            ViewModel.selectOperationMode(OperationMode.OrganizeAndTrash)
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sicherheitsablage vorbereiten")
             verify(findChild(confirmation.item, "destructiveConfirmation").visible)
-            ViewModel.selectOperationMode("safeCopy")
+            ViewModel.selectOperationMode(OperationMode.SafeCopy)
             verify(!findChild(confirmation.item, "destructiveConfirmation").visible)
         }
 

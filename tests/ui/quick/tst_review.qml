@@ -36,12 +36,12 @@ Item {
         function test_1_arrowKeysDecideAndLeftTakesBack() {
             compare(ViewModel.review.currentIndex, 0)
             decideWith(Qt.Key_Up)
-            compare(ViewModel.review.decisionCounts.keep, 1)
+            compare(ViewModel.review.decisionCounts[Decision.Keep], 1)
             compare(ViewModel.review.currentIndex, 1)
             decideWith(Qt.Key_Down)
-            compare(ViewModel.review.decisionCounts["delete"], 1)
+            compare(ViewModel.review.decisionCounts[Decision.Delete], 1)
             decideWith(Qt.Key_Left)
-            compare(ViewModel.review.decisionCounts["delete"], 0)
+            compare(ViewModel.review.decisionCounts[Decision.Delete], 0)
             compare(ViewModel.review.currentIndex, 1)
         }
 
@@ -68,10 +68,10 @@ Item {
 
         function test_4_dockButtonsDecideLikeTheKeys() {
             verify(Rig.waitForPreview(60000))
-            const before = ViewModel.review.decisionCounts.maybe
+            const before = ViewModel.review.decisionCounts[Decision.Maybe]
             mouseClick(findChild(loader.item, "maybeButton"))
             verify(Rig.waitForSettled(60000))
-            compare(ViewModel.review.decisionCounts.maybe, before + 1)
+            compare(ViewModel.review.decisionCounts[Decision.Maybe], before + 1)
             const label = findChild(loader.item, "maybeButton").Accessible.name
             verify(label === "Vielleicht" || label === "Vielleicht, ausgewählt")
         }

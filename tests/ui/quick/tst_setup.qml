@@ -22,8 +22,8 @@ Item {
             verify(start)
             ViewModel.updateRunFolderName("")
             compare(start.enabled, false)
-            ViewModel.loading.chooseFormatReview("both")
-            ViewModel.selectOperationMode("safeCopy")
+            ViewModel.loading.chooseFormatReview(ReviewChoice.Both)
+            ViewModel.selectOperationMode(OperationMode.SafeCopy)
             compare(start.enabled, false, "no destination yet")
             ViewModel.setDestinationBaseFolder(Rig.destinationBase())
             compare(start.enabled, false, "no result folder name yet")
@@ -36,7 +36,7 @@ Item {
         function test_cardsShowTheChoiceAndTheClickReachesTheViewModel() {
             const move = findChild(screen, "mode_moveOriginals")
             mouseClick(move)
-            compare(ViewModel.selectedOperationMode, "moveOriginals")
+            compare(ViewModel.selectedOperationMode, OperationMode.MoveOriginals)
             compare(move.selected, true)
             compare(findChild(screen, "mode_safeCopy").selected, false)
             // Every shot has a RAW: all three views are possible.
@@ -73,16 +73,16 @@ Item {
 
         function test_verificationChoiceNamesItsModeAndReachesTheSetup() {
             ViewModel.setup.advancedOptionsVisible = true
-            ViewModel.setup.updateVerificationMode("fileSize")
+            ViewModel.setup.updateVerificationMode(Verification.FileSize)
             const sha = findChild(screen, "verification_sha256")
             verify(sha)
             verify(sha.text.length > 0)
             compare(sha.checked, false)
             sha.clicked()
-            compare(ViewModel.setup.verificationMode, "sha256")
+            compare(ViewModel.setup.verificationMode, Verification.Sha256)
             compare(sha.checked, true)
             compare(findChild(screen, "verification_fileSize").checked, false)
-            ViewModel.setup.updateVerificationMode("fileSize")
+            ViewModel.setup.updateVerificationMode(Verification.FileSize)
         }
 
         function test_ratingSwitchAndStarsReachTheSetup() {
