@@ -19,10 +19,9 @@ Rectangle {
         anchors.centerIn: parent
         spacing: 6
         Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(chip.decision) }
-        Text {
+        Body {
             text: chip.count + " " + chip.label
             color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontBody
         }
     }
 }

@@ -10,10 +10,9 @@ Button {
     focusPolicy: Qt.NoFocus
     text: ViewModel.review.decisionLabels[decision] ?? ""
     Accessible.name: (selected ? ViewModel.review.selectedDecisionLabels[decision] : text) ?? ""
-    contentItem: Text {
+    contentItem: Body {
         text: control.text
         color: control.selected ? "#101114" : DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontBody
         font.weight: control.selected ? Font.DemiBold : Font.Normal
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter

@@ -51,28 +51,24 @@ Rectangle {
                 font.weight: Font.DemiBold
                 elide: Text.ElideMiddle
             }
-            Text {
+            Caption {
                 Layout.fillWidth: true
                 text: row.formatText + "  ·  " + row.fileCountText + "  ·  " + row.sizeText
                 color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontCaption
                 elide: Text.ElideRight
             }
-            Text {
+            Caption {
                 objectName: "seriesNote"
                 Layout.fillWidth: true
                 visible: text.length > 0
                 text: row.seriesText
                 color: DesignSystem.accent
-                font.pixelSize: DesignSystem.fontCaption
                 elide: Text.ElideRight
             }
         }
-        Text {
+        Caption {
             visible: row.isSaving
             text: "Wird gesichert …"
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
         }
         Row {
             spacing: DesignSystem.spacingS

@@ -23,11 +23,10 @@ Button {
             font.pixelSize: DesignSystem.fontBody + 1
             font.weight: Font.DemiBold
         }
-        Text {
+        Caption {
             Layout.alignment: Qt.AlignHCenter
             text: control.keyHint
             color: control.selected ? "#101114" : DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
         }
     }
     background: Rectangle {

@@ -17,13 +17,10 @@ Rectangle {
     border.width: 2
     implicitWidth: label.implicitWidth + 40
     implicitHeight: 44
-    Text {
+    Heading {
         id: label
         objectName: "feedbackTitle"
         anchors.centerIn: parent
         text: ViewModel.review.decisionFeedback.title
-        color: DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontHeading
-        font.weight: Font.DemiBold
     }
 }

@@ -27,22 +27,17 @@ Item {
 
                 ColumnLayout {
                     spacing: DesignSystem.spacingS
-                    Text {
+                    Heading {
+                        level: 1
                         text: "Sortierung einrichten"
-                        color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontTitle + 4
-                        font.weight: Font.Bold
                     }
-                    Text {
+                    Lead {
                         text: "Einmal festlegen. Danach zählt nur dein Blick."
                         color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontHeading
                     }
-                    Text {
+                    Body {
                         Layout.fillWidth: true
                         text: "Wir haben die technischen Optionen auf drei verständliche Entscheidungen reduziert."
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                 }
