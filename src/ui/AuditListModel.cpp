@@ -93,16 +93,13 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
     emit saveStateTextChanged();
 }
 
-QVariantList AuditListModel::filterOptions()
+QList<AuditFilterOption> AuditListModel::filterOptions()
 {
-    const auto option = [](const QString& key, const QString& label) {
-        return QVariantMap{{u"key"_s, key}, {u"label"_s, label}};
-    };
-    QVariantList options{option(u"all"_s, u"Alle"_s), option(u"open"_s, u"Offen"_s)};
+    QList<AuditFilterOption> options{{u"all"_s, u"Alle"_s}, {u"open"_s, u"Offen"_s}};
     for (PhotoDecision decision : {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del})
-        options.append(option(rawValue(decision), decisionLabel(decision)));
+        options.append({rawValue(decision), decisionLabel(decision)});
     // Bursts stay in review order, so each series reads as one block.
-    options.append(option(u"series"_s, u"Serien"_s));
+    options.append({u"series"_s, u"Serien"_s});
     return options;
 }
 
