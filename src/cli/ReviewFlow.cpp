@@ -120,7 +120,7 @@ std::optional<QString> runReviewFlow(KestravaViewModel& viewModel, const ReviewR
         viewModel.loading()->chooseFormatReview(*request.choice);
     viewModel.selectOperationMode(request.mode);
     if (request.verification)
-        viewModel.setup()->updateVerificationMode(rawValue(*request.verification));
+        viewModel.setup()->updateVerificationMode(*request.verification);
     viewModel.setup()->updateGroupByDate(request.groupByDate);
     if (request.runFolderName)
         viewModel.updateRunFolderName(*request.runFolderName);

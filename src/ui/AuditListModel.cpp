@@ -40,7 +40,7 @@ QVariant AuditListModel::data(const QModelIndex& index, int role) const
     case FormatTextRole: return row.formatText;
     case FileCountTextRole: return row.fileCountText;
     case SizeTextRole: return row.sizeText;
-    case DecisionRole: return row.decision ? rawValue(*row.decision) : QString();
+    case DecisionRole: return choiceNumber(row.decision);
     case ThumbnailUrlRole: return row.thumbnailUrl;
     case IsSavingRole: return !savingGroupId_.isEmpty() && row.groupId == savingGroupId_;
     case SeriesTextRole: return seriesNote(visible_[index.row()]);
@@ -98,16 +98,13 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
     emit saveStateTextChanged();
 }
 
-QVariantList AuditListModel::filterOptions()
+QList<AuditFilterOption> AuditListModel::filterOptions()
 {
-    const auto option = [](const QString& key, const QString& label) {
-        return QVariantMap{{u"key"_s, key}, {u"label"_s, label}};
-    };
-    QVariantList options{option(u"all"_s, u"Alle"_s), option(u"open"_s, u"Offen"_s)};
+    QList<AuditFilterOption> options{{u"all"_s, u"Alle"_s}, {u"open"_s, u"Offen"_s}};
     for (PhotoDecision decision : {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del})
-        options.append(option(rawValue(decision), decisionLabel(decision)));
+        options.append({rawValue(decision), decisionLabel(decision)});
     // Bursts stay in review order, so each series reads as one block.
-    options.append(option(u"series"_s, u"Serien"_s));
+    options.append({u"series"_s, u"Serien"_s});
     return options;
 }
 
@@ -146,14 +143,13 @@ QString AuditListModel::saveStateText() const
     return WindowWording::auditSaveState(viewModel_->review()->isCommittingDecision(), viewModel_->sessionStage()->savedStatusText());
 }
 
-void AuditListModel::decide(int row, const QString& decision)
+void AuditListModel::decide(int row, PhotoDecision decision)
 {
-    const auto value = enumFromRaw<PhotoDecision>(decision);
-    if (!value || !viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
+    if (!viewModel_ || row < 0 || row >= visible_.size() || controlsDisabled())
         return;
     const QString groupId = all_[visible_[row]].groupId;
     savingGroupId_ = groupId;
-    viewModel_->review()->reclassify(*value, groupId);
+    viewModel_->review()->reclassify(decision, groupId);
     if (!viewModel_->review()->isCommittingDecision()) {
         // Refused or finished at once (no journal): nothing is being saved.
         savingGroupId_.clear();
@@ -179,13 +175,13 @@ bool AuditListModel::pressKey(int row, int key)
         return false;
     switch (*action) {
     case ReviewKeyFilter::AuditAction::keep:
-        decide(row, rawValue(PhotoDecision::keep));
+        decide(row, PhotoDecision::keep);
         break;
     case ReviewKeyFilter::AuditAction::maybe:
-        decide(row, rawValue(PhotoDecision::maybe));
+        decide(row, PhotoDecision::maybe);
         break;
     case ReviewKeyFilter::AuditAction::del:
-        decide(row, rawValue(PhotoDecision::del));
+        decide(row, PhotoDecision::del);
         break;
     case ReviewKeyFilter::AuditAction::showLarge:
         showLarge(row);

@@ -19,7 +19,17 @@
 
 namespace kestrava {
 
+// One choice of the filter: the key `filter` takes and its German label.
+struct AuditFilterOption {
+    Q_GADGET
+    Q_PROPERTY(QString key MEMBER key)
+    Q_PROPERTY(QString label MEMBER label)
 
+public:
+    QString key;
+    QString label;
+    friend bool operator==(const AuditFilterOption&, const AuditFilterOption&) = default;
+};
 
 class AuditListModel : public QAbstractListModel {
     Q_OBJECT
@@ -27,8 +37,8 @@ class AuditListModel : public QAbstractListModel {
     Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
     // "all", "open" (undecided), "keep", "maybe", "delete" or "series" (groups in a burst).
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
-    // The filter's choices in order, each {key, label}.
-    Q_PROPERTY(QVariantList filterOptions READ filterOptions CONSTANT)
+    // The filter's choices in order.
+    Q_PROPERTY(QList<kestrava::AuditFilterOption> filterOptions READ filterOptions CONSTANT)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
     Q_PROPERTY(int count READ rowCountValue NOTIFY countChanged)
     Q_PROPERTY(QString summaryText READ summaryText NOTIFY summaryChanged)
@@ -63,7 +73,7 @@ public:
     void setViewModelObject(QObject* viewModel);
     const QString& filter() const { return filter_; }
     void setFilter(const QString& filter);
-    static QVariantList filterOptions();
+    static QList<AuditFilterOption> filterOptions();
     const QString& searchText() const { return searchText_; }
     void setSearchText(const QString& text);
     int rowCountValue() const { return int(visible_.size()); }
@@ -73,7 +83,8 @@ public:
 
     // Row actions: a decision goes through the view model and is journaled there; while a
     // change is being journaled further decisions are ignored.
-    Q_INVOKABLE void decide(int row, const QString& decision);
+    Q_INVOKABLE void decide(int row, kestrava::Decision::Value decision) { decide(row, Decision::toModel(decision)); }
+    void decide(int row, PhotoDecision decision);
     Q_INVOKABLE void showLarge(int row);
     // A key pressed in the list with `row` selected, by the window's key table; true when the
     // key was one of the list's own (it is consumed then, even if the row refuses it).

@@ -5,6 +5,7 @@
 // screen that silently never shows. The values are the model's own, so the two cannot drift.
 
 #include "model/PhotoModel.h"
+#include "workflow/ChoiceValues.h"
 #include "workflow/DecisionValue.h"
 
 #include <QObject>
@@ -29,8 +30,9 @@ Q_ENUM_NS(Route)
 
 } // namespace kestrava::QmlAppRoute
 
-// The review's intents take kestrava::Decision::Value; Qt 6.4's type registrar cannot export a
-// namespace of another library, so QML's `Decision` repeats its values here.
+// The intents take kestrava::Decision::Value and the choices of workflow/ChoiceValues.h; Qt 6.4's
+// type registrar cannot export a namespace of another library, so QML's enums repeat their
+// values here.
 namespace kestrava::QmlDecision {
 Q_NAMESPACE
 QML_NAMED_ELEMENT(Decision)
@@ -43,3 +45,41 @@ enum Value {
 Q_ENUM_NS(Value)
 
 } // namespace kestrava::QmlDecision
+
+namespace kestrava::QmlOperationMode {
+Q_NAMESPACE
+QML_NAMED_ELEMENT(OperationMode)
+
+enum Value {
+    SafeCopy = OperationMode::SafeCopy,
+    MoveOriginals = OperationMode::MoveOriginals,
+    OrganizeAndTrash = OperationMode::OrganizeAndTrash,
+};
+Q_ENUM_NS(Value)
+
+} // namespace kestrava::QmlOperationMode
+
+namespace kestrava::QmlVerification {
+Q_NAMESPACE
+QML_NAMED_ELEMENT(Verification)
+
+enum Value {
+    FileSize = Verification::FileSize,
+    Sha256 = Verification::Sha256,
+};
+Q_ENUM_NS(Value)
+
+} // namespace kestrava::QmlVerification
+
+namespace kestrava::QmlReviewChoice {
+Q_NAMESPACE
+QML_NAMED_ELEMENT(ReviewChoice)
+
+enum Value {
+    Jpeg = ReviewChoice::Jpeg,
+    Raw = ReviewChoice::Raw,
+    Both = ReviewChoice::Both,
+};
+Q_ENUM_NS(Value)
+
+} // namespace kestrava::QmlReviewChoice

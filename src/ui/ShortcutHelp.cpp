@@ -4,7 +4,6 @@
 #include "model/Wording.h"
 
 #include <QKeySequence>
-#include <QVariantMap>
 
 using namespace Qt::StringLiterals;
 
@@ -12,14 +11,14 @@ namespace kestrava {
 
 namespace {
 
-QVariantMap key(const QString& keys, const QString& action)
+ShortcutKey key(const QString& keys, const QString& action)
 {
-    return {{u"keys"_s, keys}, {u"action"_s, action}};
+    return {keys, action};
 }
 
-QVariantMap section(const QString& title, const QVariantList& keys)
+ShortcutSection section(const QString& title, const QList<ShortcutKey>& keys)
 {
-    return {{u"title"_s, title}, {u"keys"_s, keys}};
+    return {title, keys};
 }
 
 } // namespace
@@ -55,7 +54,7 @@ QString ShortcutHelp::shortcutText(const QVariant& sequence)
     return keys.toString(QKeySequence::NativeText);
 }
 
-QVariantList ShortcutHelp::shortcuts()
+QList<ShortcutSection> ShortcutHelp::shortcuts()
 {
     const auto decisionLabel = [](PhotoDecision decision) { return kestrava::decisionLabel(decision); };
     return {

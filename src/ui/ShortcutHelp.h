@@ -5,10 +5,34 @@
 // bind; a key added to a screen belongs in `shortcuts()` as well.
 
 #include <QObject>
-#include <QVariantList>
+#include <QList>
 #include <QtQml/qqmlregistration.h>
 
 namespace kestrava {
+
+// One key of the keyboard help and what it does.
+struct ShortcutKey {
+    Q_GADGET
+    Q_PROPERTY(QString keys MEMBER keys)
+    Q_PROPERTY(QString action MEMBER action)
+
+public:
+    QString keys;
+    QString action;
+    friend bool operator==(const ShortcutKey&, const ShortcutKey&) = default;
+};
+
+// One section of the keyboard help: where the keys apply, then the keys.
+struct ShortcutSection {
+    Q_GADGET
+    Q_PROPERTY(QString title MEMBER title)
+    Q_PROPERTY(QList<kestrava::ShortcutKey> keys MEMBER keys)
+
+public:
+    QString title;
+    QList<ShortcutKey> keys;
+    friend bool operator==(const ShortcutSection&, const ShortcutSection&) = default;
+};
 
 class ShortcutHelp : public QObject {
     Q_OBJECT
@@ -25,7 +49,7 @@ class ShortcutHelp : public QObject {
     Q_PROPERTY(QString aboutTitle READ aboutTitle CONSTANT)
     Q_PROPERTY(QString aboutDescription READ aboutDescription CONSTANT)
     Q_PROPERTY(QString closeText READ closeText CONSTANT)
-    Q_PROPERTY(QVariantList shortcuts READ shortcuts CONSTANT)
+    Q_PROPERTY(QList<kestrava::ShortcutSection> shortcuts READ shortcuts CONSTANT)
 
 public:
     using QObject::QObject;
@@ -41,9 +65,8 @@ public:
     static QString aboutTitle();
     static QString aboutDescription();
     static QString closeText();
-    // Sections of the keyboard help: maps {title, keys: [{keys, action}]}, in the order a
-    // photographer meets them.
-    static QVariantList shortcuts();
+    // Sections of the keyboard help, in the order a photographer meets them.
+    static QList<ShortcutSection> shortcuts();
     // A menu action's key as the desktop writes it ("Strg+Z" with the German Qt translations
     // loaded); `sequence` is an Action's `shortcut`: a StandardKey or a text. Empty for none.
     Q_INVOKABLE static QString shortcutText(const QVariant& sequence);

@@ -119,12 +119,6 @@ void KestravaViewModel::updateRunFolderName(const QString& name)
     emit runFolderNameChanged();
 }
 
-void KestravaViewModel::selectOperationMode(const QString& mode)
-{
-    if (const auto value = enumFromRaw<SortOperationMode>(mode))
-        selectOperationMode(*value);
-}
-
 void KestravaViewModel::selectOperationMode(SortOperationMode mode)
 {
     setOperationMode(mode);
@@ -146,11 +140,6 @@ void KestravaViewModel::setTrashCommitConfirmationAccepted(bool accepted)
 void KestravaViewModel::setInspectorVisible(bool visible)
 {
     setFlag(inspectorVisible_, visible, &KestravaViewModel::inspectorVisibleChanged);
-}
-
-QString KestravaViewModel::selectedOperationModeName() const
-{
-    return core_.run.selectedOperationMode ? rawValue(*core_.run.selectedOperationMode) : QString();
 }
 
 namespace {

@@ -51,10 +51,12 @@ class KestravaViewModel : public QObject {
     Q_PROPERTY(int route READ routeNumber NOTIFY routeChanged)
     Q_PROPERTY(QString alertMessage READ alertText NOTIFY alertMessageChanged)
     Q_PROPERTY(QString sourceFolder READ sourceFolderPath NOTIFY sourceFolderChanged)
+    Q_PROPERTY(QString sourceFolderName READ sourceFolderName NOTIFY sourceFolderChanged)
+    Q_PROPERTY(QString destinationBaseFolderName READ destinationBaseFolderName NOTIFY destinationBaseFolderChanged)
     Q_PROPERTY(QString destinationBaseFolder READ destinationBaseFolderPath WRITE setDestinationBaseFolder NOTIFY destinationBaseFolderChanged)
     Q_PROPERTY(QString destinationFolder READ destinationFolderPath NOTIFY destinationFolderChanged)
     Q_PROPERTY(QString runFolderName READ runFolderName WRITE updateRunFolderName NOTIFY runFolderNameChanged)
-    Q_PROPERTY(QString selectedOperationMode READ selectedOperationModeName WRITE selectOperationMode NOTIFY selectedOperationModeChanged)
+    Q_PROPERTY(int selectedOperationMode READ selectedOperationModeNumber NOTIFY selectedOperationModeChanged)
     Q_PROPERTY(bool destructiveConfirmationAccepted READ destructiveConfirmationAccepted WRITE setDestructiveConfirmationAccepted NOTIFY destructiveConfirmationAcceptedChanged)
     Q_PROPERTY(bool trashCommitConfirmationAccepted READ trashCommitConfirmationAccepted WRITE setTrashCommitConfirmationAccepted NOTIFY trashCommitConfirmationAcceptedChanged)
     Q_PROPERTY(bool inspectorVisible READ inspectorVisible WRITE setInspectorVisible NOTIFY inspectorVisibleChanged)
@@ -97,10 +99,12 @@ public:
     const std::optional<FileUrl>& destinationFolder() const { return core_.run.destinationFolder; }
     QString sourceFolderPath() const { return sourceFolder_ ? sourceFolder_->path() : QString(); }
     QString destinationBaseFolderPath() const { return destinationBaseFolder_ ? destinationBaseFolder_->path() : QString(); }
+    QString sourceFolderName() const { return sourceFolder_ ? sourceFolder_->fileName() : QString(); }
+    QString destinationBaseFolderName() const { return destinationBaseFolder_ ? destinationBaseFolder_->fileName() : QString(); }
     QString destinationFolderPath() const { return destinationFolder() ? destinationFolder()->path() : QString(); }
     const QString& runFolderName() const { return runFolderName_; }
     std::optional<SortOperationMode> selectedOperationMode() const { return core_.run.selectedOperationMode; }
-    QString selectedOperationModeName() const;
+    int selectedOperationModeNumber() const { return choiceNumber(core_.run.selectedOperationMode); }
     bool destructiveConfirmationAccepted() const { return core_.run.destructiveConfirmationAccepted; }
     bool trashCommitConfirmationAccepted() const { return core_.run.trashCommitConfirmationAccepted; }
     bool inspectorVisible() const { return inspectorVisible_; }
@@ -111,7 +115,7 @@ public:
     Q_INVOKABLE void setDestinationBaseFolder(const QString& path);
     void setDestinationFolder(std::optional<FileUrl> folder);
     Q_INVOKABLE void updateRunFolderName(const QString& name);
-    Q_INVOKABLE void selectOperationMode(const QString& mode);
+    Q_INVOKABLE void selectOperationMode(kestrava::OperationMode::Value mode) { selectOperationMode(OperationMode::toModel(mode)); }
     void selectOperationMode(SortOperationMode mode);
     void setDestructiveConfirmationAccepted(bool accepted);
     void setTrashCommitConfirmationAccepted(bool accepted);

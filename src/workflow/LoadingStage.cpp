@@ -79,9 +79,20 @@ void LoadingStage::setSelectedReviewChoice(std::optional<FormatReviewChoice> cho
     emit selectedReviewChoiceChanged();
 }
 
-QString LoadingStage::selectedReviewChoiceName() const
+QString LoadingStage::selectedReviewChoiceTitle() const
 {
-    return run().selectedReviewChoice ? rawValue(*run().selectedReviewChoice) : QString();
+    return run().selectedReviewChoice ? WindowWording::reviewChoiceTitle(*run().selectedReviewChoice) : QString();
+}
+
+QList<SetupChoice> LoadingStage::reviewChoices() const
+{
+    QList<SetupChoice> choices;
+    for (const FormatReviewChoice choice : {FormatReviewChoice::both, FormatReviewChoice::jpeg, FormatReviewChoice::raw})
+        choices.append({.value = int(choice), .name = rawValue(choice), .title = WindowWording::reviewChoiceTitle(choice),
+                        .description = WindowWording::reviewChoiceDescription(choice),
+                        .available = WindowWording::reviewChoiceAvailable(choice, run().jpegAvailableCount,
+                                                                          run().rawAvailableCount)});
+    return choices;
 }
 
 QString LoadingStage::skippedEntriesNoteText() const
@@ -225,12 +236,6 @@ void LoadingStage::restore(const SortSession& session)
             &LoadingStage::showFormatChoiceChanged);
     setFlag(run().pairingWasTransferred, session.pairingWasTransferred, &LoadingStage::pairingWasTransferredChanged);
     emit photosChanged();
-}
-
-void LoadingStage::chooseFormatReview(const QString& choice)
-{
-    if (const auto value = enumFromRaw<FormatReviewChoice>(choice))
-        chooseFormatReview(*value);
 }
 
 void LoadingStage::chooseFormatReview(FormatReviewChoice choice)

@@ -13,6 +13,7 @@
 // - A run sorts by capture date only once every item it sorts had its dates read (or the
 //   reading gave up); until then `isWaitingForCaptureDates` holds the run back.
 
+#include "ChoiceValues.h"
 #include "WorkflowCore.h"
 #include "scanning/PhotoInventoryScanner.h"
 #include "session/SortSession.h"
@@ -38,7 +39,9 @@ class LoadingStage : public QObject {
     Q_PROPERTY(int jpegAvailableCount READ jpegAvailableCount NOTIFY formatCountsChanged)
     Q_PROPERTY(int rawAvailableCount READ rawAvailableCount NOTIFY formatCountsChanged)
     Q_PROPERTY(int ignoredPhotoCount READ ignoredPhotoCount NOTIFY formatCountsChanged)
-    Q_PROPERTY(QString selectedReviewChoice READ selectedReviewChoiceName NOTIFY selectedReviewChoiceChanged)
+    Q_PROPERTY(int selectedReviewChoice READ selectedReviewChoiceNumber NOTIFY selectedReviewChoiceChanged)
+    Q_PROPERTY(QString selectedReviewChoiceTitle READ selectedReviewChoiceTitle NOTIFY selectedReviewChoiceChanged)
+    Q_PROPERTY(QList<kestrava::SetupChoice> reviewChoices READ reviewChoices NOTIFY formatCountsChanged)
     Q_PROPERTY(bool showFormatChoice READ showFormatChoice NOTIFY showFormatChoiceChanged)
     Q_PROPERTY(bool showPairingChoice READ showPairingChoice NOTIFY showPairingChoiceChanged)
     Q_PROPERTY(bool pairingWasTransferred READ pairingWasTransferred NOTIFY pairingWasTransferredChanged)
@@ -62,7 +65,10 @@ public:
     int rawAvailableCount() const { return run().rawAvailableCount; }
     int ignoredPhotoCount() const { return run().ignoredPhotoCount; }
     std::optional<FormatReviewChoice> selectedReviewChoice() const { return run().selectedReviewChoice; }
-    QString selectedReviewChoiceName() const;
+    int selectedReviewChoiceNumber() const { return choiceNumber(run().selectedReviewChoice); }
+    QString selectedReviewChoiceTitle() const;
+    // Both, JPEG, RAW in the order offered; a choice whose formats the folder lacks is unavailable.
+    QList<SetupChoice> reviewChoices() const;
     bool showFormatChoice() const { return run().showFormatChoice; }
     bool showPairingChoice() const { return run().showPairingChoice; }
     bool pairingWasTransferred() const { return run().pairingWasTransferred; }
@@ -79,7 +85,10 @@ public:
     // Scans the folder off the GUI thread and prepares the setup screen.
     Q_INVOKABLE void load(const QString& folderPath);
     void load(const FileUrl& folder);
-    Q_INVOKABLE void chooseFormatReview(const QString& choice);
+    Q_INVOKABLE void chooseFormatReview(kestrava::ReviewChoice::Value choice)
+    {
+        chooseFormatReview(ReviewChoice::toModel(choice));
+    }
     void chooseFormatReview(FormatReviewChoice choice);
     Q_INVOKABLE void startReviewing();
 

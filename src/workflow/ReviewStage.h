@@ -19,12 +19,13 @@
 #include "DecisionJournal.h"
 #include "DecisionValue.h"
 #include "ReviewIndex.h"
+#include "ReviewValues.h"
 #include "WorkflowCore.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
-#include <QVariantMap>
+#include <QStringList>
 
 namespace kestrava {
 
@@ -36,13 +37,19 @@ class ReviewStage : public QObject {
     Q_PROPERTY(int currentIndex READ currentIndex NOTIFY currentIndexChanged)
     Q_PROPERTY(bool isPreviewReady READ isPreviewReady NOTIFY isPreviewReadyChanged)
     Q_PROPERTY(bool isCommittingDecision READ isCommittingDecision NOTIFY isCommittingDecisionChanged)
-    Q_PROPERTY(QVariantMap decisionFeedback READ decisionFeedbackMap NOTIFY decisionFeedbackChanged)
+    Q_PROPERTY(kestrava::FeedbackValue decisionFeedback READ decisionFeedbackValue NOTIFY decisionFeedbackChanged)
     Q_PROPERTY(bool feedbackIsExiting READ feedbackIsExiting NOTIFY feedbackIsExitingChanged)
-    Q_PROPERTY(QVariantMap decisionCounts READ decisionCountsMap NOTIFY decisionCountsChanged)
+    // Indexed by `Decision`, like the labels.
+    Q_PROPERTY(QList<int> decisionCounts READ decisionCountList NOTIFY decisionCountsChanged)
+    Q_PROPERTY(QStringList decisionLabels READ decisionLabels CONSTANT)
+    // What a screen reader says for a decision's button once it is the group's decision.
+    Q_PROPERTY(QStringList selectedDecisionLabels READ selectedDecisionLabels CONSTANT)
     Q_PROPERTY(bool showReviewCompletion READ showReviewCompletion NOTIFY showReviewCompletionChanged)
     Q_PROPERTY(QString pendingDecisionGroupID READ pendingDecisionGroupIDText WRITE setPendingDecisionGroupID NOTIFY pendingDecisionGroupIDChanged)
     Q_PROPERTY(int reviewGroupCount READ reviewGroupCount NOTIFY reviewStateChanged)
-    Q_PROPERTY(QVariantMap currentGroup READ currentGroupMap NOTIFY reviewStateChanged)
+    Q_PROPERTY(kestrava::CurrentGroup currentGroup READ currentGroupValue NOTIFY reviewStateChanged)
+    // "3 / 120"; empty without groups.
+    Q_PROPERTY(QString positionText READ positionText NOTIFY reviewStateChanged)
     Q_PROPERTY(int classifiedCount READ classifiedCount NOTIFY reviewStateChanged)
     Q_PROPERTY(QStringList previewCandidates READ previewCandidates NOTIFY reviewStateChanged)
     Q_PROPERTY(bool acceptsReviewShortcuts READ acceptsReviewShortcuts NOTIFY acceptsReviewShortcutsChanged)
@@ -60,10 +67,12 @@ public:
     bool isPreviewReady() const { return run().isPreviewReady; }
     bool isCommittingDecision() const { return run().isCommittingDecision; }
     const std::optional<DecisionFeedback>& decisionFeedback() const { return run().decisionFeedback; }
-    QVariantMap decisionFeedbackMap() const;
+    FeedbackValue decisionFeedbackValue() const;
     bool feedbackIsExiting() const { return run().feedbackIsExiting; }
     int decisionCount(PhotoDecision decision) const { return run().tally.count(decision); }
-    QVariantMap decisionCountsMap() const;
+    QList<int> decisionCountList() const;
+    static QStringList decisionLabels();
+    static QStringList selectedDecisionLabels();
     bool showReviewCompletion() const { return run().showReviewCompletion; }
     const std::optional<QString>& pendingDecisionGroupID() const { return run().pendingDecisionGroupID; }
     QString pendingDecisionGroupIDText() const { return run().pendingDecisionGroupID.value_or(QString()); }
@@ -79,16 +88,14 @@ public:
     QList<ReviewGroup> effectiveReviewGroups() const;
     int reviewGroupCount() const;
     std::optional<ReviewGroup> currentGroup() const;
-    QVariantMap currentGroupMap() const;
+    CurrentGroup currentGroupValue() const;
+    QString positionText() const;
     int classifiedCount() const { return run().tally.classified(); }
     int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }
     // The decision of the group's first member among the photos.
     std::optional<PhotoDecision> decision(const ReviewGroup& group) const;
-    Q_INVOKABLE QString decisionNameForGroup(const QString& groupID) const;
     // One entry per effective group in review order: what the timeline colours.
     QList<std::optional<PhotoDecision>> decisionTimeline() const;
-    // The same for QML: raw decision names, empty for undecided groups.
-    Q_INVOKABLE QStringList decisionTimelineNames() const;
     std::optional<PhotoItem> photo(const ReviewGroup& group) const;
     // The current group's preview file first, then its other members; empty without a group.
     QStringList previewCandidates() const;

@@ -2,6 +2,7 @@
 // QML forms.
 
 #include "ReviewStage.h"
+#include "WindowWording.h"
 #include "model/Json.h"
 
 namespace kestrava {
@@ -95,15 +96,6 @@ std::optional<PhotoDecision> ReviewStage::decision(const ReviewGroup& group) con
     return run().index.decision(group, run().photos);
 }
 
-QString ReviewStage::decisionNameForGroup(const QString& groupID) const
-{
-    const qsizetype i = run().index.groupIndex(groupID);
-    if (i < 0 || i >= run().reviewGroups.size())
-        return {};
-    const auto value = decision(run().reviewGroups[i]);
-    return value ? rawValue(*value) : QString();
-}
-
 QList<std::optional<PhotoDecision>> ReviewStage::decisionTimeline() const
 {
     QList<std::optional<PhotoDecision>> timeline;
@@ -112,14 +104,6 @@ QList<std::optional<PhotoDecision>> ReviewStage::decisionTimeline() const
     for (const ReviewGroup& group : groups)
         timeline.append(decision(group));
     return timeline;
-}
-
-QStringList ReviewStage::decisionTimelineNames() const
-{
-    QStringList names;
-    for (const auto& value : decisionTimeline())
-        names.append(value ? rawValue(*value) : QString());
-    return names;
 }
 
 std::optional<PhotoItem> ReviewStage::photo(const ReviewGroup& group) const
@@ -144,49 +128,62 @@ QStringList ReviewStage::previewCandidates() const
     return candidates;
 }
 
-QVariantMap ReviewStage::currentGroupMap() const
+CurrentGroup ReviewStage::currentGroupValue() const
 {
     const auto group = currentGroup();
     if (!group)
         return {};
-    QStringList members;
-    for (const FileUrl& member : group->memberURLs)
-        members.append(member.path());
-    QVariantMap map{{QStringLiteral("id"), group->id},
-                    {QStringLiteral("memberPaths"), members},
-                    {QStringLiteral("previewPath"), group->previewURL.path()},
-                    {QStringLiteral("fileName"), group->previewURL.fileName()},
-                    {QStringLiteral("folder"), group->previewURL.parent().path()}};
-    const auto value = decision(*group);
-    map.insert(QStringLiteral("decision"), value ? rawValue(*value) : QString());
-    if (const auto item = photo(*group)) {
-        qint64 bytes = 0;
+    CurrentGroup value{.id = group->id, .fileName = group->previewURL.fileName(), .previewPath = group->previewURL.path()};
+    if (const auto decided = decision(*group)) {
+        value.decision = int(*decided);
+        value.decisionLabel = decisionLabel(*decided);
+    }
+    std::optional<qint64> bytes;
+    if (photo(*group)) {
+        bytes = 0;
         for (const FileUrl& member : group->memberURLs)
             if (const qsizetype i = run().index.photoIndex(member); i >= 0)
-                bytes += run().photos[i].fileSize;
-        map.insert(QStringLiteral("totalBytes"), bytes);
-        map.insert(QStringLiteral("captureDate"), item->captureDate);
+                *bytes += run().photos[i].fileSize;
     }
-    return map;
+    value.detailText = WindowWording::groupDetailText(group->previewURL.parent().path(), bytes, group->memberURLs.size());
+    return value;
 }
 
-QVariantMap ReviewStage::decisionCountsMap() const
+QString ReviewStage::positionText() const
 {
-    QVariantMap map;
+    return WindowWording::positionText(currentIndex(), reviewGroupCount());
+}
+
+QList<int> ReviewStage::decisionCountList() const
+{
+    QList<int> counts;
     for (PhotoDecision d : allCases<PhotoDecision>())
-        map.insert(rawValue(d), run().tally.count(d));
-    return map;
+        counts.append(run().tally.count(d));
+    return counts;
 }
 
-QVariantMap ReviewStage::decisionFeedbackMap() const
+QStringList ReviewStage::decisionLabels()
 {
-    if (!run().decisionFeedback)
+    QStringList labels;
+    for (PhotoDecision d : allCases<PhotoDecision>())
+        labels.append(decisionLabel(d));
+    return labels;
+}
+
+QStringList ReviewStage::selectedDecisionLabels()
+{
+    QStringList labels;
+    for (PhotoDecision d : allCases<PhotoDecision>())
+        labels.append(WindowWording::decisionAccessibleLabel(d, true));
+    return labels;
+}
+
+FeedbackValue ReviewStage::decisionFeedbackValue() const
+{
+    const auto& feedback = run().decisionFeedback;
+    if (!feedback)
         return {};
-    return {{QStringLiteral("id"), json::encodeUuid(run().decisionFeedback->id)},
-            {QStringLiteral("decision"), rawValue(run().decisionFeedback->decision)},
-            {QStringLiteral("scopeTitle"), run().decisionFeedback->scopeTitle},
-            {QStringLiteral("fileCount"), run().decisionFeedback->fileCount},
-            {QStringLiteral("title"), run().decisionFeedback->title()}};
+    return {.id = json::encodeUuid(feedback->id), .decision = int(feedback->decision), .title = feedback->title()};
 }
 
 } // namespace kestrava

@@ -8,7 +8,17 @@ QList<SetupChoice> SetupStage::verificationChoices()
 {
     QList<SetupChoice> choices;
     for (const VerificationMode mode : {VerificationMode::fileSize, VerificationMode::sha256})
-        choices.append({rawValue(mode), verificationModeLabel(mode)});
+        choices.append({.value = int(mode), .name = rawValue(mode), .title = verificationModeLabel(mode),
+                        .description = {}, .available = true});
+    return choices;
+}
+
+QList<SetupChoice> SetupStage::operationModeChoices()
+{
+    QList<SetupChoice> choices;
+    for (const SortOperationMode mode : allCases<SortOperationMode>())
+        choices.append({.value = int(mode), .name = rawValue(mode), .title = operationModeTitle(mode),
+                        .description = operationModeDescription(mode), .available = true});
     return choices;
 }
 
@@ -28,12 +38,6 @@ void SetupStage::updateGroupByDate(bool enabled)
         return;
     groupByDate_ = enabled;
     emit groupByDateChanged();
-}
-
-void SetupStage::updateVerificationMode(const QString& mode)
-{
-    if (const auto value = enumFromRaw<VerificationMode>(mode))
-        updateVerificationMode(*value);
 }
 
 void SetupStage::updateVerificationMode(VerificationMode mode)

@@ -9,6 +9,7 @@
 // Contract: GUI thread only. Every setter is idempotent: it announces nothing when the value
 // does not change.
 
+#include "ChoiceValues.h"
 #include "WorkflowCore.h"
 #include "model/SortOptions.h"
 
@@ -16,25 +17,13 @@
 
 namespace kestrava {
 
-// One option of a choice the setup screen offers: its raw value, what the stage is told back,
-// and its title.
-struct SetupChoice {
-    Q_GADGET
-    Q_PROPERTY(QString name MEMBER name)
-    Q_PROPERTY(QString title MEMBER title)
-
-public:
-    QString name;
-    QString title;
-    friend bool operator==(const SetupChoice&, const SetupChoice&) = default;
-};
-
 class SetupStage : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString eventName READ eventName WRITE updateEventName NOTIFY eventNameChanged)
     Q_PROPERTY(bool groupByDate READ groupByDate WRITE updateGroupByDate NOTIFY groupByDateChanged)
-    Q_PROPERTY(QString verificationMode READ verificationModeName WRITE updateVerificationMode NOTIFY verificationModeChanged)
-    Q_PROPERTY(QList<SetupChoice> verificationChoices READ verificationChoices CONSTANT)
+    Q_PROPERTY(int verificationMode READ verificationModeNumber NOTIFY verificationModeChanged)
+    Q_PROPERTY(QList<kestrava::SetupChoice> verificationChoices READ verificationChoices CONSTANT)
+    Q_PROPERTY(QList<kestrava::SetupChoice> operationModeChoices READ operationModeChoices CONSTANT)
     Q_PROPERTY(bool advancedOptionsVisible READ advancedOptionsVisible WRITE setAdvancedOptionsVisible NOTIFY advancedOptionsVisibleChanged)
     Q_PROPERTY(bool writeRatingSidecars READ writeRatingSidecars WRITE setWriteRatingSidecars NOTIFY ratingSidecarsChanged)
     Q_PROPERTY(int keepRatingStars READ keepRatingStars WRITE setKeepRatingStars NOTIFY ratingSidecarsChanged)
@@ -49,9 +38,11 @@ public:
     const QString& eventName() const { return eventName_; }
     bool groupByDate() const { return groupByDate_; }
     VerificationMode verificationMode() const { return verificationMode_; }
-    QString verificationModeName() const { return rawValue(verificationMode_); }
+    int verificationModeNumber() const { return int(verificationMode_); }
     // Every verification mode in the order offered, with its title.
     static QList<SetupChoice> verificationChoices();
+    // Every operation mode in the order offered, with its title and what it does.
+    static QList<SetupChoice> operationModeChoices();
     bool advancedOptionsVisible() const { return advancedOptionsVisible_; }
     // XMP sidecars with the decisions beside the results (SortOptions::writeRatingSidecars).
     bool writeRatingSidecars() const { return writeRatingSidecars_; }
@@ -63,8 +54,10 @@ public:
 
     Q_INVOKABLE void updateEventName(const QString& name);
     Q_INVOKABLE void updateGroupByDate(bool enabled);
-    // An unknown name changes nothing.
-    Q_INVOKABLE void updateVerificationMode(const QString& mode);
+    Q_INVOKABLE void updateVerificationMode(kestrava::Verification::Value mode)
+    {
+        updateVerificationMode(Verification::toModel(mode));
+    }
     void updateVerificationMode(VerificationMode mode);
     void setAdvancedOptionsVisible(bool visible);
     // Stars outside 1 to 5 are brought into that range.

@@ -1,6 +1,7 @@
 // Counts, setup, review and failures; the run's words are in ExecutionWording.cpp.
 
 #include "WindowWording.h"
+#include "model/Text.h"
 
 
 namespace kestrava {
@@ -44,6 +45,16 @@ QString shotsAndFilesText(qsizetype shots, qsizetype files)
 QString positionText(int index, int count)
 {
     return count > 0 ? QString::number(qBound(0, index, count - 1) + 1) + u" / "_s + QString::number(count) : QString();
+}
+
+QString groupDetailText(const QString& folder, std::optional<qint64> bytes, qsizetype fileCount)
+{
+    QString line = folder;
+    if (bytes)
+        line += u"  ·  "_s + text::formatByteCount(*bytes);
+    if (fileCount > 0)
+        line += u"  ·  "_s + fileCountText(fileCount);
+    return line;
 }
 
 QString decisionAnnouncement(PhotoDecision decision, const QString& scopeTitle, qsizetype memberCount,

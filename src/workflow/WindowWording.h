@@ -5,9 +5,12 @@
 // Where words live:
 // - A text the command line shows too (decision names, the pair's name "JPEG + RAW", the time
 //   left) is in model/Wording.h, once; nothing here repeats its rules.
-// - A text only the window shows is here. When it follows the state, the stage that owns the
-//   state publishes it as a property (`ViewModel.execution.timeLeftText`, …), so QML binds a
-//   property and never chooses a text itself.
+// - A text only the window shows is here.
+// - State-dependent texts are stage properties; fixed labels may stay in QML. The stage that
+//   owns the state publishes its text (`ViewModel.execution.timeLeftText`,
+//   `ViewModel.review.positionText`, …), so QML binds a property and never chooses a text
+//   itself; a choice the screen offers comes as a list of SetupChoice with its words, and the
+//   decisions' labels as `ViewModel.review.decisionLabels`, indexed by `Decision`.
 // - A fixed label (a heading, a button's caption) may stay in its QML file.
 // The definitions are split by concern: WindowWording.cpp (counts, setup, review, failures)
 // and ExecutionWording.cpp (confirmation, execution, Trash, completion).
@@ -23,6 +26,8 @@
 #include <QMetaType>
 #include <QString>
 #include <QStringList>
+
+#include <optional>
 
 namespace kestrava {
 
@@ -60,6 +65,8 @@ QString shotCountText(qsizetype count);
 QString shotsAndFilesText(qsizetype shots, qsizetype files);
 // "3 / 12": the review's position; empty without groups.
 QString positionText(int index, int count);
+// "<folder>  ·  1,6 MB  ·  2 Dateien": where a group lies, its size when known and its files.
+QString groupDetailText(const QString& folder, std::optional<qint64> bytes, qsizetype fileCount);
 
 // ---- Audit list ------------------------------------------------------------------------------
 // "Änderung wird gesichert" while a change is journaled, else the session's saved status.

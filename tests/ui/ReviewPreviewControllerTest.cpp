@@ -66,7 +66,7 @@ struct ControllerFixture : ::testing::Test {
     std::unique_ptr<PhotoPreviewLoader> loader;
     std::unique_ptr<ReviewPreviewController> controller;
     // "jpeg" reviews one file per shot: the file being rendered is the group's only candidate.
-    QString reviewChoice = QStringLiteral("both");
+    FormatReviewChoice reviewChoice = FormatReviewChoice::both;
 
     void SetUp() override
     {
@@ -195,7 +195,7 @@ void expectKeysLockedWhileRendering(ControllerFixture& f)
 }
 
 struct SingleFileControllerFixture : ControllerFixture {
-    SingleFileControllerFixture() { reviewChoice = QStringLiteral("jpeg"); }
+    SingleFileControllerFixture() { reviewChoice = FormatReviewChoice::jpeg; }
 };
 
 TEST_F(SingleFileControllerFixture, aPreviewStillRenderingKeepsTheKeysLockedWhenItIsTheOnlyFile)

@@ -80,7 +80,7 @@ TEST(Screenshots, everyScreenOfTheFlow)
     rig.viewModel->review()->beginCompletionFlow();
     ASSERT_TRUE(waitUntil([&] { return rig.viewModel->route() == AppRoute::confirmation; }));
     expectPainted(rig.screenshot(window, u"06-confirmation-safeCopy"_s));
-    rig.viewModel->selectOperationMode(u"organizeAndTrash"_s);
+    rig.viewModel->selectOperationMode(SortOperationMode::organizeAndTrash);
     rig.viewModel->setDestructiveConfirmationAccepted(true);
     expectPainted(rig.screenshot(window, u"06-confirmation-organizeAndTrash"_s));
 

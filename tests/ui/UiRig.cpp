@@ -197,8 +197,9 @@ void UiRig::loadShoot()
 
 void UiRig::configure(const QString& mode)
 {
-    viewModel->loading()->chooseFormatReview(QStringLiteral("both"));
-    viewModel->selectOperationMode(mode);
+    viewModel->loading()->chooseFormatReview(FormatReviewChoice::both);
+    if (const auto value = enumFromRaw<SortOperationMode>(mode))
+        viewModel->selectOperationMode(*value);
     viewModel->setDestinationBaseFolder(destinationBase);
     viewModel->updateRunFolderName(QStringLiteral("Testlauf"));
 }

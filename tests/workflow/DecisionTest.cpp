@@ -74,7 +74,7 @@ TEST_F(Reviewing, countsArePerGroupAndFollowRedecisions)
     EXPECT_EQ(vm().review()->decisionCount(PhotoDecision::maybe), 1);
     EXPECT_EQ(vm().review()->classifiedCount(), 2);
     EXPECT_EQ(vm().review()->currentIndex(), 2);
-    EXPECT_EQ(vm().review()->decisionCountsMap().value(QStringLiteral("maybe")).toInt(), 1);
+    EXPECT_EQ(vm().review()->decisionCountList().value(Decision::Maybe), 1);
     const auto timeline = vm().review()->decisionTimeline();
     ASSERT_EQ(timeline.size(), 3);
     EXPECT_EQ(timeline[0], PhotoDecision::maybe);
@@ -93,8 +93,7 @@ TEST_F(Reviewing, feedbackTitlesAndAnnouncements)
     EXPECT_EQ(vm().review()->decisionFeedback()->title(), QStringLiteral("Aussortiert · 1 Datei · 1 Datei"));
     EXPECT_EQ(vm().review()->accessibilityAnnouncement(),
               QStringLiteral("Aussortiert, 1 Datei, 1 Dateien. Auswahl vollständig. Prüfliste wird geöffnet."));
-    EXPECT_EQ(vm().review()->decisionFeedbackMap().value(QStringLiteral("title")).toString(),
-              QStringLiteral("Aussortiert · 1 Datei · 1 Datei"));
+    EXPECT_EQ(vm().review()->decisionFeedbackValue().decision, Decision::Delete);
 }
 
 TEST(Feedback, newerDecisionTakesOverAndOldTimerNeverClearsIt)
@@ -229,6 +228,24 @@ TEST_F(Reviewing, undoRestoresAndEmptyHistoryStepsBack)
     EXPECT_EQ(vm().review()->classifiedCount(), 0);
     vm().review()->previousPhoto();
     EXPECT_EQ(vm().review()->currentIndex(), 0);
+}
+
+TEST_F(Reviewing, currentGroupCarriesItsDecisionPlaceAndFiles)
+{
+    CurrentGroup group = vm().review()->currentGroupValue();
+    EXPECT_EQ(group.decision, -1);
+    EXPECT_TRUE(group.decisionLabel.isEmpty());
+    EXPECT_TRUE(group.detailText.startsWith(rig.photoFolder));
+    EXPECT_TRUE(group.detailText.endsWith(QStringLiteral("  ·  2 Dateien")));
+    EXPECT_EQ(vm().review()->positionText(), QStringLiteral("1 / 3"));
+
+    rig.decide(PhotoDecision::maybe);
+    EXPECT_EQ(vm().review()->positionText(), QStringLiteral("2 / 3"));
+    vm().review()->previousPhoto();
+    group = vm().review()->currentGroupValue();
+    EXPECT_EQ(group.decision, Decision::Maybe);
+    EXPECT_EQ(group.decisionLabel, vm().review()->decisionLabels().value(Decision::Maybe));
+    EXPECT_EQ(vm().review()->decisionCountList(), (QList<int>{0, 1, 0}));
 }
 
 TEST_F(Reviewing, previewCandidatesStartWithThePreviewFile)

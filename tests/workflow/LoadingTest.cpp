@@ -19,6 +19,12 @@ TEST(Loading, jpegOnlyFolderReviewsSinglesWithoutChoice)
     EXPECT_FALSE(rig.vm().loading()->showFormatChoice());
     EXPECT_EQ(rig.vm().loading()->jpegAvailableCount(), 3);
     EXPECT_EQ(rig.vm().loading()->rawAvailableCount(), 0);
+    // Only the JPEG view is offered: the other two need RAW files.
+    QStringList available;
+    for (const SetupChoice& choice : rig.vm().loading()->reviewChoices())
+        if (choice.available)
+            available << choice.name;
+    EXPECT_EQ(available, QStringList{QStringLiteral("jpeg")});
     EXPECT_EQ(rig.vm().review()->reviewGroupCount(), 3);
     EXPECT_TRUE(rig.vm().loading()->passThroughPhotos().isEmpty());
     // The run's session exists from here on and was written once.
@@ -124,7 +130,7 @@ TEST(Loading, newSortClearsTheRunButKeepsSettings)
     WorkflowRig rig;
     rig.vm().setup()->updateEventName(QStringLiteral("Hochzeit"));
     rig.vm().setup()->updateGroupByDate(false);
-    rig.vm().setup()->updateVerificationMode(QStringLiteral("sha256"));
+    rig.vm().setup()->updateVerificationMode(VerificationMode::sha256);
     rig.load(shoot(rig.photoFolder, 3));
     rig.startReview();
     rig.decide(PhotoDecision::keep);

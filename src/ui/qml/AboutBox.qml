@@ -28,11 +28,9 @@ Dialog {
             font.pixelSize: DesignSystem.fontHeading + 2
             font.weight: Font.DemiBold
         }
-        Text {
+        Body {
             Layout.fillWidth: true
             text: Help.aboutDescription
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontBody
             wrapMode: Text.WordWrap
         }
         PrimaryButton {

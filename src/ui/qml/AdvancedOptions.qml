@@ -57,8 +57,8 @@ ColumnLayout {
                     required property var modelData
                     objectName: "verification_" + modelData.name
                     text: modelData.title
-                    checked: ViewModel.setup.verificationMode === modelData.name
-                    onClicked: ViewModel.setup.updateVerificationMode(modelData.name)
+                    checked: ViewModel.setup.verificationMode === modelData.value
+                    onClicked: ViewModel.setup.updateVerificationMode(modelData.value)
                 }
             }
             Text {

@@ -4,7 +4,7 @@ import Kestrava
 
 Rectangle {
     id: chip
-    property string decision
+    property int decision: -1
     property int count
     radius: 15
     color: DesignSystem.card
@@ -12,16 +12,16 @@ Rectangle {
     implicitWidth: row.implicitWidth + 24
     implicitHeight: 30
     Accessible.role: Accessible.StaticText
-    Accessible.name: Texts.decisionLabel(decision) + ": " + count
+    readonly property string label: ViewModel.review.decisionLabels[decision] ?? ""
+    Accessible.name: label + ": " + count
     RowLayout {
         id: row
         anchors.centerIn: parent
         spacing: 6
         Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(chip.decision) }
-        Text {
-            text: chip.count + " " + Texts.decisionLabel(chip.decision)
+        Body {
+            text: chip.count + " " + chip.label
             color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontBody
         }
     }
 }

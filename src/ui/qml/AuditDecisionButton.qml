@@ -4,16 +4,15 @@ import Kestrava
 
 Button {
     id: control
-    property string decision
+    property int decision: -1
     property bool selected: false
     property bool isSaving: false
     focusPolicy: Qt.NoFocus
-    text: Texts.decisionLabel(decision)
-    Accessible.name: Texts.decisionAccessibleLabel(decision, selected)
-    contentItem: Text {
+    text: ViewModel.review.decisionLabels[decision] ?? ""
+    Accessible.name: (selected ? ViewModel.review.selectedDecisionLabels[decision] : text) ?? ""
+    contentItem: Body {
         text: control.text
         color: control.selected ? "#101114" : DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontBody
         font.weight: control.selected ? Font.DemiBold : Font.Normal
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter

@@ -23,37 +23,32 @@ Rectangle {
         RowLayout {
             Layout.fillWidth: true
             spacing: DesignSystem.spacingM
-            Text {
+            Lead {
                 Layout.fillWidth: true
                 text: "Kontrolliere deine Entscheidungen. Noch wurde keine Datei verschoben oder kopiert."
                 color: DesignSystem.textPrimary
-                font.pixelSize: DesignSystem.fontHeading
                 wrapMode: Text.WordWrap
             }
-            Text {
+            Caption {
                 objectName: "auditSaveState"
                 text: header.model ? header.model.saveStateText : ""
-                color: DesignSystem.textMuted
-                font.pixelSize: DesignSystem.fontCaption
             }
         }
         RowLayout {
             Layout.fillWidth: true
             spacing: DesignSystem.spacingM
             Repeater {
-                model: ["keep", "maybe", "delete"]
+                model: [Decision.Keep, Decision.Maybe, Decision.Delete]
                 AuditCount {
-                    required property string modelData
+                    required property int modelData
                     decision: modelData
                     count: ViewModel.review.decisionCounts[modelData] ?? 0
                 }
             }
-            Text {
+            Body {
                 objectName: "auditSummary"
                 Layout.fillWidth: true
                 text: header.model ? header.model.summaryText : ""
-                color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontBody
             }
         }
         RowLayout {
@@ -76,10 +71,9 @@ Rectangle {
                         onClicked: header.model.filter = modelData.key // qmllint disable unqualified
                         Accessible.role: Accessible.RadioButton
                         Accessible.checked: selected
-                        contentItem: Text {
+                        contentItem: Body {
                             text: segment.text
                             color: segment.selected ? DesignSystem.textOnAccent : DesignSystem.textPrimary
-                            font.pixelSize: DesignSystem.fontBody
                             horizontalAlignment: Text.AlignHCenter
                             verticalAlignment: Text.AlignVCenter
                         }

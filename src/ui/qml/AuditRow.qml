@@ -16,12 +16,12 @@ Rectangle {
     required property string seriesText
     required property string fileCountText
     required property string sizeText
-    required property string decision
+    required property int decision
     required property string thumbnailUrl
     required property bool isSaving
     property bool controlsDisabled: false
     property bool current: false
-    signal decide(string decision)
+    signal decide(int decision)
     signal showLarge()
 
     implicitHeight: 72
@@ -51,35 +51,31 @@ Rectangle {
                 font.weight: Font.DemiBold
                 elide: Text.ElideMiddle
             }
-            Text {
+            Caption {
                 Layout.fillWidth: true
                 text: row.formatText + "  ·  " + row.fileCountText + "  ·  " + row.sizeText
                 color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontCaption
                 elide: Text.ElideRight
             }
-            Text {
+            Caption {
                 objectName: "seriesNote"
                 Layout.fillWidth: true
                 visible: text.length > 0
                 text: row.seriesText
                 color: DesignSystem.accent
-                font.pixelSize: DesignSystem.fontCaption
                 elide: Text.ElideRight
             }
         }
-        Text {
+        Caption {
             visible: row.isSaving
             text: "Wird gesichert …"
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
         }
         Row {
             spacing: DesignSystem.spacingS
             Repeater {
-                model: ["keep", "maybe", "delete"]
+                model: [Decision.Keep, Decision.Maybe, Decision.Delete]
                 AuditDecisionButton {
-                    required property string modelData
+                    required property int modelData
                     decision: modelData
                     selected: row.decision === modelData // qmllint disable unqualified
                     isSaving: row.isSaving // qmllint disable unqualified

@@ -100,19 +100,14 @@ Window {
                 anchors.centerIn: parent
                 visible: rows.count === 0
                 spacing: DesignSystem.spacingS
-                Text {
+                Heading {
                     objectName: "auditEmptyTitle"
                     Layout.alignment: Qt.AlignHCenter
                     text: "Keine Motive gefunden"
-                    color: DesignSystem.textPrimary
-                    font.pixelSize: DesignSystem.fontHeading
-                    font.weight: Font.DemiBold
                 }
-                Text {
+                Body {
                     Layout.alignment: Qt.AlignHCenter
                     text: "Passe Suche oder Filter an."
-                    color: DesignSystem.textSecondary
-                    font.pixelSize: DesignSystem.fontBody
                 }
             }
         }
@@ -126,11 +121,9 @@ Window {
                 anchors.fill: parent
                 anchors.leftMargin: DesignSystem.spacingL
                 anchors.rightMargin: DesignSystem.spacingL
-                Text {
+                Caption {
                     Layout.fillWidth: true
                     text: "↑ ↓ Zeile wählen · 1 Behalten · 2 Vielleicht · 3 Aussortiert · ⏎ Vorschau"
-                    color: DesignSystem.textMuted
-                    font.pixelSize: DesignSystem.fontCaption
                 }
                 PrimaryButton {
                     objectName: "confirmSelectionButton"

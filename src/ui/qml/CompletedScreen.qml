@@ -25,10 +25,8 @@ Item {
             width: Math.min(scroll.availableWidth - 2 * DesignSystem.spacingL, 820)
             spacing: DesignSystem.spacingL
             Item { Layout.preferredHeight: DesignSystem.spacingM }
-            Text {
+            Lead {
                 text: "Sortierung abgeschlossen"
-                color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontHeading
             }
             Text {
                 objectName: "completedHeadline"
@@ -60,12 +58,11 @@ Item {
                 visible: screen.pending > 0
                 Layout.fillWidth: true
                 spacing: DesignSystem.spacingM
-                Text {
+                Body {
                     objectName: "pendingText"
                     Layout.fillWidth: true
                     text: ViewModel.execution.pendingText
                     color: DesignSystem.maybe
-                    font.pixelSize: DesignSystem.fontBody
                     wrapMode: Text.WordWrap
                 }
                 PrimaryButton {
@@ -89,11 +86,9 @@ Item {
                 selectionColor: DesignSystem.textSecondary
                 font.pixelSize: DesignSystem.fontBody
             }
-            Text {
+            Body {
                 visible: screen.hasResult
                 text: "Weitere Details stehen im vollständigen Log."
-                color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontBody
             }
             RowLayout {
                 Layout.fillWidth: true

@@ -9,24 +9,19 @@ Card {
         id: column
         width: parent.width
         spacing: DesignSystem.spacingS
-        Text {
+        Caption {
             text: "GEWÄHLTER MODUS"
             color: DesignSystem.accent
-            font.pixelSize: DesignSystem.fontCaption
             font.weight: Font.DemiBold
             font.letterSpacing: 1.2
         }
-        Text {
+        Heading {
+            level: 2
             text: ViewModel.execution.modeTitle
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontTitle
-            font.weight: Font.DemiBold
         }
-        Text {
+        Body {
             Layout.fillWidth: true
             text: ViewModel.execution.modeDescription
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontBody
             wrapMode: Text.WordWrap
         }
     }

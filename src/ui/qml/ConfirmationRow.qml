@@ -7,17 +7,14 @@ RowLayout {
     property string label
     property string value
     spacing: DesignSystem.spacingM
-    Text {
+    Body {
         Layout.preferredWidth: 220
         text: confirmationRow.label
-        color: DesignSystem.textSecondary
-        font.pixelSize: DesignSystem.fontBody
     }
-    Text {
+    Body {
         Layout.fillWidth: true
         text: confirmationRow.value
         color: DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontBody
         elide: Text.ElideMiddle
     }
 }

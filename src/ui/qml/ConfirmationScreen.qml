@@ -7,10 +7,10 @@ import Kestrava
 Item {
     id: screen
     FocusScroller { flickable: scroll.contentItem }
-    readonly property string mode: ViewModel.selectedOperationMode
-    readonly property bool trashMode: mode === "organizeAndTrash"
+    readonly property int mode: ViewModel.selectedOperationMode
+    readonly property bool trashMode: mode === OperationMode.OrganizeAndTrash
     // Moving and trashing touch the originals: both start only after the tick.
-    readonly property bool needsTick: mode === "moveOriginals" || trashMode
+    readonly property bool needsTick: mode === OperationMode.MoveOriginals || trashMode
 
     ScrollView {
         id: scroll
@@ -21,17 +21,13 @@ Item {
             width: Math.min(scroll.availableWidth - 2 * DesignSystem.spacingL, 760)
             spacing: DesignSystem.spacingL
             Item { Layout.preferredHeight: DesignSystem.spacingS }
-            Text {
+            Heading {
+                level: 1
                 text: "Sortierung prüfen"
-                color: DesignSystem.textPrimary
-                font.pixelSize: DesignSystem.fontTitle + 4
-                font.weight: Font.Bold
             }
-            Text {
+            Lead {
                 Layout.fillWidth: true
                 text: "Hier siehst du Ziel, Umfang und Wirkung noch einmal in Klartext."
-                color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontHeading
                 wrapMode: Text.WordWrap
             }
             ConfirmationHeroCard { Layout.fillWidth: true }
@@ -68,12 +64,10 @@ Item {
                             id: scopeLines
                             objectName: "runScopeLines"
                             model: ViewModel.execution.runScopeLines
-                            Text {
+                            Body {
                                 required property string modelData
                                 Layout.fillWidth: true
                                 text: modelData
-                                color: DesignSystem.textSecondary
-                                font.pixelSize: DesignSystem.fontBody
                                 wrapMode: Text.WordWrap
                             }
                         }
@@ -98,26 +92,19 @@ Item {
                     id: note
                     width: parent.width
                     spacing: DesignSystem.spacingS
-                    Text {
+                    Heading {
                         text: "Bevor etwas passiert"
-                        color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontHeading
-                        font.weight: Font.DemiBold
                     }
-                    Text {
+                    Body {
                         Layout.fillWidth: true
                         text: ViewModel.execution.storageCheckText
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
-                    Text {
+                    Body {
                         objectName: "executionWaitText"
                         Layout.fillWidth: true
                         visible: text.length > 0
                         text: ViewModel.loading.executionWaitText
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Text {
@@ -128,12 +115,10 @@ Item {
                         font.pixelSize: DesignSystem.fontBody + 1
                         font.weight: Font.DemiBold
                     }
-                    Text {
+                    Body {
                         Layout.fillWidth: true
                         visible: screen.trashMode
                         text: ViewModel.trash.stagingLead
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     DarkCheckBox {
@@ -144,11 +129,10 @@ Item {
                         checked: ViewModel.destructiveConfirmationAccepted
                         onToggled: ViewModel.destructiveConfirmationAccepted = checked
                         text: "Ich habe Ziel und Wirkung geprüft."
-                        contentItem: Text {
+                        contentItem: Body {
                             leftPadding: confirmBox.indicator.width + confirmBox.spacing
                             text: confirmBox.text
                             color: DesignSystem.textPrimary
-                            font.pixelSize: DesignSystem.fontBody
                             verticalAlignment: Text.AlignVCenter
                         }
                     }

@@ -23,11 +23,10 @@ CheckBox {
             font.weight: Font.Bold
         }
     }
-    contentItem: Text {
+    contentItem: Body {
         leftPadding: control.indicator.width + control.spacing
         text: control.text
         color: DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontBody
         verticalAlignment: Text.AlignVCenter
         wrapMode: Text.WordWrap
     }

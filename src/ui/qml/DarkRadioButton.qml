@@ -24,11 +24,10 @@ RadioButton {
             visible: control.checked
         }
     }
-    contentItem: Text {
+    contentItem: Body {
         leftPadding: control.indicator.width + control.spacing
         text: control.text
         color: DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontBody
         verticalAlignment: Text.AlignVCenter
         wrapMode: Text.WordWrap
     }

@@ -6,27 +6,27 @@ import Kestrava
 // A decision with its key hint; marked when it is the group's current decision.
 Button {
     id: control
-    property string decision
+    property int decision: -1
     property string keyHint
     property bool selected: false
     focusPolicy: Qt.NoFocus
-    Accessible.name: Texts.decisionAccessibleLabel(decision, selected)
+    readonly property string label: ViewModel.review.decisionLabels[decision] ?? ""
+    Accessible.name: (selected ? ViewModel.review.selectedDecisionLabels[decision] : label) ?? ""
     implicitHeight: 54
     implicitWidth: 170
     contentItem: ColumnLayout {
         spacing: 0
         Text {
             Layout.alignment: Qt.AlignHCenter
-            text: Texts.decisionLabel(control.decision)
+            text: control.label
             color: control.selected ? "#101114" : DesignSystem.textPrimary
             font.pixelSize: DesignSystem.fontBody + 1
             font.weight: Font.DemiBold
         }
-        Text {
+        Caption {
             Layout.alignment: Qt.AlignHCenter
             text: control.keyHint
             color: control.selected ? "#101114" : DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
         }
     }
     background: Rectangle {

@@ -6,7 +6,7 @@ import Kestrava
 // The three decisions and the undo, with their keys; in a series, one decision for all of it.
 Rectangle {
     id: dock
-    readonly property string current: ViewModel.review.currentGroup.decision ?? ""
+    readonly property int current: ViewModel.review.currentGroup.decision
     implicitHeight: 84
     color: DesignSystem.surface
     RowLayout {
@@ -33,8 +33,8 @@ Rectangle {
             Layout.maximumWidth: implicitWidth
             Layout.minimumWidth: 110
             objectName: "keepButton"
-            decision: "keep"; keyHint: "↑"
-            selected: dock.current === "keep"
+            decision: Decision.Keep; keyHint: "↑"
+            selected: dock.current === Decision.Keep
             enabled: !ViewModel.review.isCommittingDecision
             onClicked: ViewModel.compare.active ? ViewModel.compare.decide(Decision.Keep) : ViewModel.review.classify(Decision.Keep)
         }
@@ -43,8 +43,8 @@ Rectangle {
             Layout.maximumWidth: implicitWidth
             Layout.minimumWidth: 110
             objectName: "maybeButton"
-            decision: "maybe"; keyHint: "→"
-            selected: dock.current === "maybe"
+            decision: Decision.Maybe; keyHint: "→"
+            selected: dock.current === Decision.Maybe
             enabled: !ViewModel.review.isCommittingDecision
             onClicked: ViewModel.compare.active ? ViewModel.compare.decide(Decision.Maybe) : ViewModel.review.classify(Decision.Maybe)
         }
@@ -53,8 +53,8 @@ Rectangle {
             Layout.maximumWidth: implicitWidth
             Layout.minimumWidth: 110
             objectName: "deleteButton"
-            decision: "delete"; keyHint: "↓"
-            selected: dock.current === "delete"
+            decision: Decision.Delete; keyHint: "↓"
+            selected: dock.current === Decision.Delete
             enabled: !ViewModel.review.isCommittingDecision
             onClicked: ViewModel.compare.active ? ViewModel.compare.decide(Decision.Delete) : ViewModel.review.classify(Decision.Delete)
         }

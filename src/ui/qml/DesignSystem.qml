@@ -26,8 +26,10 @@ QtObject {
     readonly property color reject: "#e0605d"
     readonly property color open: "#3a3e46"
 
-    function decisionColor(decision) {
-        return decision === "keep" ? keep : decision === "maybe" ? maybe : decision === "delete" ? reject : open
+    // Indexed by `Decision`, like the review's labels; no decision is `open`.
+    readonly property list<color> decisionColors: [keep, maybe, reject]
+    function decisionColor(decision: int): color {
+        return decision >= 0 && decision < decisionColors.length ? decisionColors[decision] : open
     }
 
     readonly property int spacingXS: 4

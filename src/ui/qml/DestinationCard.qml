@@ -18,10 +18,9 @@ Card {
             ColumnLayout {
                 Layout.fillWidth: true
                 spacing: 2
-                Text {
+                Caption {
                     text: "Zielbasis"
                     color: DesignSystem.textSecondary
-                    font.pixelSize: DesignSystem.fontCaption
                 }
                 Text {
                     objectName: "destinationBaseText"
@@ -42,10 +41,9 @@ Card {
             Layout.fillWidth: true
             text: ViewModel.destinationBaseWarning
         }
-        Text {
+        Caption {
             text: "Name des Ergebnisordners"
             color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontCaption
         }
         TextField {
             id: nameField

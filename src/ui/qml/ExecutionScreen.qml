@@ -11,26 +11,21 @@ Item {
         anchors.centerIn: parent
         width: Math.min(parent.width - 2 * DesignSystem.spacingXL, 980)
         spacing: DesignSystem.spacingL
-        Text {
+        Heading {
+            level: 1
             text: "Dateien werden organisiert"
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontTitle + 4
-            font.weight: Font.Bold
         }
-        Text {
+        Lead {
             objectName: "progressTitle"
             Layout.fillWidth: true
             visible: text.length > 0
             text: ViewModel.execution.progressTitle
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontHeading
             wrapMode: Text.WordWrap
         }
-        Text {
+        Lead {
             objectName: "phaseText"
             text: ViewModel.execution.phaseText
             color: DesignSystem.accent
-            font.pixelSize: DesignSystem.fontHeading
         }
         GridLayout {
             Layout.fillWidth: true
@@ -71,11 +66,9 @@ Item {
             value: ViewModel.execution.progressFraction
             indeterminate: !ViewModel.execution.hasProgress
         }
-        Text {
+        Caption {
             Layout.fillWidth: true
             text: ViewModel.execution.currentFileName
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideMiddle
         }
         Flow {

@@ -5,8 +5,7 @@ import Kestrava
 // exiting, gone), the overlay only follows it.
 Rectangle {
     id: overlay
-    readonly property var feedback: ViewModel.review.decisionFeedback
-    readonly property bool present: (feedback.id ?? "").length > 0
+    readonly property bool present: ViewModel.review.decisionFeedback.id.length > 0
     visible: present || opacity > 0
     opacity: present && !ViewModel.review.feedbackIsExiting ? 1 : 0
     scale: present && !ViewModel.review.feedbackIsExiting ? 1 : 0.96
@@ -14,17 +13,14 @@ Rectangle {
     Behavior on scale { enabled: !Shell.reducedMotion; NumberAnimation { duration: 160 } }
     radius: 22
     color: Qt.rgba(0.08, 0.09, 0.1, 0.88)
-    border.color: DesignSystem.decisionColor(feedback.decision ?? "")
+    border.color: DesignSystem.decisionColor(ViewModel.review.decisionFeedback.decision)
     border.width: 2
     implicitWidth: label.implicitWidth + 40
     implicitHeight: 44
-    Text {
+    Heading {
         id: label
         objectName: "feedbackTitle"
         anchors.centerIn: parent
-        text: overlay.feedback.title ?? ""
-        color: DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontHeading
-        font.weight: Font.DemiBold
+        text: ViewModel.review.decisionFeedback.title
     }
 }

@@ -22,11 +22,8 @@ Dialog {
     }
     contentItem: ColumnLayout {
         spacing: DesignSystem.spacingM
-        Text {
+        Heading {
             text: Help.shortcutsText
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontHeading
-            font.weight: Font.DemiBold
         }
         ScrollView {
             id: scroller
@@ -46,10 +43,9 @@ Dialog {
                         required property var modelData
                         Layout.fillWidth: true
                         spacing: DesignSystem.spacingXS
-                        Text {
+                        Caption {
                             text: section.modelData.title
                             color: DesignSystem.textSecondary
-                            font.pixelSize: DesignSystem.fontCaption
                             font.weight: Font.DemiBold
                         }
                         Repeater {
@@ -59,18 +55,16 @@ Dialog {
                                 required property var modelData
                                 Layout.fillWidth: true
                                 spacing: DesignSystem.spacingM
-                                Text {
+                                Body {
                                     Layout.preferredWidth: 170
                                     text: shortcut.modelData.keys
                                     color: DesignSystem.accent
-                                    font.pixelSize: DesignSystem.fontBody
                                     wrapMode: Text.WordWrap
                                 }
-                                Text {
+                                Body {
                                     Layout.fillWidth: true
                                     text: shortcut.modelData.action
                                     color: DesignSystem.textPrimary
-                                    font.pixelSize: DesignSystem.fontBody
                                     wrapMode: Text.WordWrap
                                 }
                             }

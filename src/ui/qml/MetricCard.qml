@@ -20,22 +20,20 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: DesignSystem.spacingM
         spacing: DesignSystem.spacingXS
-        Text {
+        Heading {
+            level: 2
             objectName: "metricValue"
             text: card.value
             color: card.accentColor
-            font.pixelSize: DesignSystem.fontTitle
-            font.weight: Font.DemiBold
             // Long values ("1,2 GB von 40 GB") continue on a second line, between words.
             wrapMode: Text.WordWrap
             maximumLineCount: 2
             elide: Text.ElideRight
             Layout.fillWidth: true
         }
-        Text {
+        Caption {
             text: card.label
             color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontCaption
             Layout.fillWidth: true
             wrapMode: Text.WordWrap
         }

@@ -24,7 +24,7 @@ Rectangle {
         anchors.bottom: parent.bottom
         anchors.margins: 6
     }
-    Text {
+    Body {
         id: label
         anchors.left: parent.left
         anchors.right: parent.right
@@ -33,7 +33,6 @@ Rectangle {
         anchors.rightMargin: DesignSystem.spacingM
         text: banner.text
         color: DesignSystem.textPrimary
-        font.pixelSize: DesignSystem.fontBody
         wrapMode: Text.WordWrap
     }
 }

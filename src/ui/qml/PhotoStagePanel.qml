@@ -16,7 +16,7 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: zoomed ? 0 : DesignSystem.spacingL
         Accessible.role: Accessible.Graphic
-        Accessible.name: ViewModel.review.currentGroup.fileName ?? ""
+        Accessible.name: ViewModel.review.currentGroup.fileName
     }
 
     Binding {
@@ -33,13 +33,11 @@ Rectangle {
         when: panel.controller !== null
     }
 
-    Text {
+    Lead {
         objectName: "previewStatus"
         anchors.centerIn: parent
         text: panel.controller ? panel.controller.statusText : ""
         visible: text.length > 0
-        color: DesignSystem.textSecondary
-        font.pixelSize: DesignSystem.fontHeading
     }
 
     // Why a key press does nothing right now.
@@ -53,13 +51,12 @@ Rectangle {
         color: Qt.rgba(0, 0, 0, 0.6)
         implicitWidth: guardText.implicitWidth + 24
         implicitHeight: 28
-        Text {
+        Caption {
             id: guardText
             objectName: "inputGuardText"
             anchors.centerIn: parent
             text: parent.guard
             color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontCaption
         }
     }
 
@@ -72,12 +69,11 @@ Rectangle {
         color: Qt.rgba(0, 0, 0, 0.6)
         implicitWidth: zoomText.implicitWidth + 20
         implicitHeight: 24
-        Text {
+        Caption {
             id: zoomText
             anchors.centerIn: parent
             text: "100 % · Z zum Einpassen"
             color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontCaption
         }
     }
 

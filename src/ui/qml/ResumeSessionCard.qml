@@ -10,17 +10,12 @@ Card {
         id: column
         width: parent.width
         spacing: DesignSystem.spacingM
-        Text {
+        Heading {
             text: "Weitermachen, wo du aufgehört hast?"
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontHeading
-            font.weight: Font.DemiBold
         }
-        Text {
+        Body {
             Layout.fillWidth: true
             text: ViewModel.session.resumableSessionDescription
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontBody
             wrapMode: Text.WordWrap
         }
         RowLayout {

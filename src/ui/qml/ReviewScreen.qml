@@ -73,7 +73,7 @@ Item {
         y: screen.inspectorBeside ? 0 : stageArea.y
         height: screen.inspectorBeside ? screen.height : stageArea.height
         visible: ViewModel.inspectorVisible
-        path: ViewModel.review.currentGroup.previewPath ?? ""
+        path: ViewModel.review.currentGroup.previewPath
     }
 
     // Focus check: fit ↔ 100 % at the pointer. Arrow keys stay with the decisions.

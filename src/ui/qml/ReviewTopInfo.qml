@@ -10,7 +10,7 @@ Rectangle {
     readonly property var group: ViewModel.review.currentGroup
     readonly property bool comparing: ViewModel.compare.active
     // The candidate is always still open: no decision badge while comparing.
-    readonly property string decision: comparing ? "" : (group.decision ?? "")
+    readonly property int decision: comparing ? -1 : group.decision
     implicitHeight: 76
     color: DesignSystem.surface
 
@@ -41,14 +41,14 @@ Rectangle {
                 Layout.fillWidth: true
                 Layout.preferredWidth: Math.ceil(nameMetrics.advanceWidth) + 1
                 Layout.maximumWidth: Math.ceil(nameMetrics.advanceWidth) + 1
-                text: bar.comparing ? ViewModel.compare.candidateFileName : (bar.group.fileName ?? "")
+                text: bar.comparing ? ViewModel.compare.candidateFileName : bar.group.fileName
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontHeading + 1
                 font.weight: Font.DemiBold
                 elide: Text.ElideMiddle
             }
             Rectangle {
-                visible: bar.decision.length > 0
+                visible: bar.decision >= 0
                 radius: 10
                 color: DesignSystem.decisionColor(bar.decision)
                 implicitWidth: badge.implicitWidth + 16
@@ -56,7 +56,7 @@ Rectangle {
                 Text {
                     id: badge
                     anchors.centerIn: parent
-                    text: Texts.decisionLabel(bar.decision)
+                    text: bar.group.decisionLabel
                     color: "#101114"
                     font.pixelSize: DesignSystem.fontCaption
                     font.weight: Font.DemiBold
@@ -104,9 +104,7 @@ Rectangle {
 
         Text {
             Layout.fillWidth: true
-            text: bar.comparing ? ViewModel.compare.candidateDetailsText
-                  : (bar.group.folder ?? "") + (bar.group.totalBytes !== undefined ? "  ·  " + Texts.byteCount(bar.group.totalBytes) : "")
-                  + ((bar.group.memberPaths ?? []).length > 0 ? "  ·  " + Texts.fileCountText(bar.group.memberPaths.length) : "")
+            text: bar.comparing ? ViewModel.compare.candidateDetailsText : bar.group.detailText
             color: DesignSystem.textSecondary
             font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideLeft
@@ -116,20 +114,19 @@ Rectangle {
             spacing: DesignSystem.spacingM
             Text {
                 objectName: "positionText"
-                text: bar.comparing ? ViewModel.compare.candidatePositionText
-                      : Texts.positionText(ViewModel.review.currentIndex, ViewModel.review.reviewGroupCount)
+                text: bar.comparing ? ViewModel.compare.candidatePositionText : ViewModel.review.positionText
                 color: DesignSystem.textPrimary
                 font.pixelSize: DesignSystem.fontCaption
             }
             Repeater {
-                model: ["keep", "maybe", "delete"]
+                model: [Decision.Keep, Decision.Maybe, Decision.Delete]
                 RowLayout {
                     id: count
-                    required property string modelData
+                    required property int modelData
                     spacing: 5
                     Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(count.modelData) }
                     Text {
-                        text: (ViewModel.review.decisionCounts[count.modelData] ?? 0) + " " + Texts.decisionLabel(count.modelData)
+                        text: (ViewModel.review.decisionCounts[count.modelData] ?? 0) + " " + ViewModel.review.decisionLabels[count.modelData]
                         color: DesignSystem.textSecondary
                         font.pixelSize: DesignSystem.fontCaption
                     }

@@ -13,34 +13,26 @@ Item {
             Layout.alignment: Qt.AlignHCenter
             running: visible
         }
-        Text {
+        Heading {
+            level: 2
             Layout.alignment: Qt.AlignHCenter
-            text: Texts.folderName(ViewModel.sourceFolder)
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontTitle
-            font.weight: Font.DemiBold
+            text: ViewModel.sourceFolderName
             elide: Text.ElideMiddle
             Layout.maximumWidth: parent.width
         }
-        Text {
+        Lead {
             Layout.alignment: Qt.AlignHCenter
             text: "Wir sehen uns den Ordner an"
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontHeading
         }
-        Text {
+        Body {
             Layout.alignment: Qt.AlignHCenter
             text: "Fotos werden vorbereitet"
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontBody
         }
-        Text {
+        Caption {
             Layout.alignment: Qt.AlignHCenter
             Layout.fillWidth: true
             horizontalAlignment: Text.AlignHCenter
             text: "Noch werden keine Bilder geöffnet und keine Dateien verändert."
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
             wrapMode: Text.WordWrap
         }
     }

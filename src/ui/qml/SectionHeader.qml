@@ -12,11 +12,10 @@ RowLayout {
         width: 28; height: 28; radius: 14
         color: DesignSystem.cardRaised
         border.color: DesignSystem.border
-        Text {
+        Body {
             anchors.centerIn: parent
             text: header.number
             color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontBody
             font.weight: Font.DemiBold
         }
     }

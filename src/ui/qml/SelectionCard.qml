@@ -35,12 +35,9 @@ AbstractButton {
             spacing: DesignSystem.spacingS
             RowLayout {
                 Layout.fillWidth: true
-                Text {
+                Heading {
                     Layout.fillWidth: true
                     text: control.title
-                    color: DesignSystem.textPrimary
-                    font.pixelSize: DesignSystem.fontHeading
-                    font.weight: Font.DemiBold
                     wrapMode: Text.WordWrap
                 }
                 Rectangle {
@@ -50,20 +47,17 @@ AbstractButton {
                     border.width: 2
                 }
             }
-            Text {
+            Body {
                 Layout.fillWidth: true
                 text: control.description
-                color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontBody
                 wrapMode: Text.WordWrap
                 lineHeight: 1.15
             }
-            Text {
+            Caption {
                 Layout.fillWidth: true
                 visible: !control.enabled && control.disabledNote.length > 0
                 text: control.disabledNote
                 color: DesignSystem.maybe
-                font.pixelSize: DesignSystem.fontCaption
                 wrapMode: Text.WordWrap
             }
             Item { Layout.fillHeight: true }

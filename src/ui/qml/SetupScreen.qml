@@ -27,22 +27,17 @@ Item {
 
                 ColumnLayout {
                     spacing: DesignSystem.spacingS
-                    Text {
+                    Heading {
+                        level: 1
                         text: "Sortierung einrichten"
-                        color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontTitle + 4
-                        font.weight: Font.Bold
                     }
-                    Text {
+                    Lead {
                         text: "Einmal festlegen. Danach zählt nur dein Blick."
                         color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontHeading
                     }
-                    Text {
+                    Body {
                         Layout.fillWidth: true
                         text: "Wir haben die technischen Optionen auf drei verständliche Entscheidungen reduziert."
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                 }
@@ -54,17 +49,17 @@ Item {
                     columnSpacing: DesignSystem.spacingM
                     rowSpacing: DesignSystem.spacingM
                     Repeater {
-                        model: ["both", "jpeg", "raw"]
+                        model: ViewModel.loading.reviewChoices
                         SelectionCard {
-                            required property string modelData
-                            objectName: "reviewChoice_" + modelData
+                            required property var modelData
+                            objectName: "reviewChoice_" + modelData.name
                             Layout.fillWidth: true
                             Layout.fillHeight: true
-                            title: Texts.reviewChoiceTitle(modelData)
-                            description: Texts.reviewChoiceDescription(modelData)
-                            selected: ViewModel.loading.selectedReviewChoice === modelData
-                            enabled: Texts.reviewChoiceAvailable(modelData, ViewModel.loading.jpegAvailableCount, ViewModel.loading.rawAvailableCount)
-                            onClicked: ViewModel.loading.chooseFormatReview(modelData)
+                            title: modelData.title
+                            description: modelData.description
+                            selected: ViewModel.loading.selectedReviewChoice === modelData.value
+                            enabled: modelData.available
+                            onClicked: ViewModel.loading.chooseFormatReview(modelData.value)
                         }
                     }
                 }
@@ -76,17 +71,17 @@ Item {
                     columnSpacing: DesignSystem.spacingM
                     rowSpacing: DesignSystem.spacingM
                     Repeater {
-                        model: ["safeCopy", "moveOriginals", "organizeAndTrash"]
+                        model: ViewModel.setup.operationModeChoices
                         SelectionCard {
-                            required property string modelData
-                            objectName: "mode_" + modelData
+                            required property var modelData
+                            objectName: "mode_" + modelData.name
                             Layout.fillWidth: true
                             Layout.fillHeight: true
-                            title: Texts.operationModeTitle(modelData)
-                            description: Texts.operationModeDescription(modelData)
-                            selected: ViewModel.selectedOperationMode === modelData
+                            title: modelData.title
+                            description: modelData.description
+                            selected: ViewModel.selectedOperationMode === modelData.value
                             disabledNote: "Für diese Testgruppe vorübergehend gesperrt"
-                            onClicked: ViewModel.selectOperationMode(modelData)
+                            onClicked: ViewModel.selectOperationMode(modelData.value)
                         }
                     }
                 }

@@ -9,18 +9,15 @@ Card {
         id: column
         width: parent.width
         spacing: DesignSystem.spacingM
-        Text {
+        Heading {
             text: "Zusammenfassung"
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontHeading
-            font.weight: Font.DemiBold
         }
         Repeater {
             model: [
-                { label: "Ordner", value: Texts.folderName(ViewModel.sourceFolder) },
-                { label: "Ansicht", value: Texts.reviewChoiceTitle(ViewModel.loading.selectedReviewChoice) },
-                { label: "Modus", value: Texts.operationModeTitle(ViewModel.selectedOperationMode) },
-                { label: "Zielbasis", value: Texts.folderName(ViewModel.destinationBaseFolder) },
+                { label: "Ordner", value: ViewModel.sourceFolderName },
+                { label: "Ansicht", value: ViewModel.loading.selectedReviewChoiceTitle },
+                { label: "Modus", value: ViewModel.execution.modeTitle },
+                { label: "Zielbasis", value: ViewModel.destinationBaseFolderName },
                 { label: "Ergebnisordner", value: ViewModel.runFolderName }
             ]
             ColumnLayout {
@@ -28,16 +25,13 @@ Card {
                 required property var modelData
                 Layout.fillWidth: true
                 spacing: 2
-                Text {
+                Caption {
                     text: entry.modelData.label
-                    color: DesignSystem.textMuted
-                    font.pixelSize: DesignSystem.fontCaption
                 }
-                Text {
+                Body {
                     Layout.fillWidth: true
                     text: entry.modelData.value.length > 0 ? entry.modelData.value : "–"
                     color: DesignSystem.textPrimary
-                    font.pixelSize: DesignSystem.fontBody
                     elide: Text.ElideMiddle
                 }
             }
@@ -47,11 +41,10 @@ Card {
             Layout.fillWidth: true
             text: ViewModel.loading.skippedEntriesNote
         }
-        Text {
+        Caption {
             Layout.fillWidth: true
             text: "Es wird erst nach deiner ausdrücklichen Bestätigung etwas organisiert."
             color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontCaption
             wrapMode: Text.WordWrap
         }
         PrimaryButton {

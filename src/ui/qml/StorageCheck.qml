@@ -11,12 +11,11 @@ RowLayout {
         color: ViewModel.execution.isCheckingStorage || !ViewModel.execution.hasStorageEstimate ? DesignSystem.textMuted
              : (check.insufficient ? DesignSystem.reject : DesignSystem.keep)
     }
-    Text {
+    Body {
         objectName: "storageCheckText"
         Layout.fillWidth: true
         text: ViewModel.execution.storageCheckText
         color: check.insufficient ? DesignSystem.reject : DesignSystem.textSecondary
-        font.pixelSize: DesignSystem.fontBody
         wrapMode: Text.WordWrap
     }
 }

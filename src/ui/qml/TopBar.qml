@@ -23,25 +23,18 @@ Rectangle {
                 font.weight: Font.Bold
             }
         }
-        Text {
+        Heading {
             text: "Kestrava"
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontHeading
-            font.weight: Font.DemiBold
         }
-        Text {
+        Body {
             text: "Deine Auswahl. Sicher organisiert."
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontBody
             Layout.fillWidth: true
             elide: Text.ElideRight
         }
-        Text {
+        Caption {
             visible: ViewModel.route === AppRoute.Reviewing || ViewModel.route === AppRoute.Setup
                      || ViewModel.route === AppRoute.Confirmation
             text: ViewModel.session.savedStatusText
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
         }
     }
 }

@@ -14,20 +14,16 @@ Item {
         visible: screen.staging
         width: Math.min(parent.width - 80, 620)
         spacing: DesignSystem.spacingM
-        Text {
+        Heading {
+            level: 2
             objectName: "stagingTitle"
             Layout.alignment: Qt.AlignHCenter
             text: ViewModel.execution.progressTitle.length > 0 ? ViewModel.execution.progressTitle : "Sicherheitsablage wird vorbereitet"
-            color: DesignSystem.textPrimary
-            font.pixelSize: DesignSystem.fontTitle
-            font.weight: Font.DemiBold
         }
-        Text {
+        Body {
             Layout.alignment: Qt.AlignHCenter
             visible: ViewModel.execution.hasProgress
             text: ViewModel.execution.phaseProgressText
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontBody
         }
         ProgressTrack {
             Layout.fillWidth: true
@@ -46,26 +42,21 @@ Item {
             width: Math.min(scroll.availableWidth - 2 * DesignSystem.spacingL, 780)
             spacing: DesignSystem.spacingL
             Item { Layout.preferredHeight: DesignSystem.spacingS }
-            Text {
+            Heading {
+                level: 1
                 text: "Sicherheitskopien sind bereit."
-                color: DesignSystem.textPrimary
-                font.pixelSize: DesignSystem.fontTitle + 4
-                font.weight: Font.Bold
             }
-            Text {
+            Lead {
                 objectName: "confirmationLead"
                 Layout.fillWidth: true
                 text: ViewModel.trash.trashConfirmationLead
-                color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontHeading
                 wrapMode: Text.WordWrap
             }
-            Text {
+            Body {
                 objectName: "trashFilesTitle"
                 Layout.fillWidth: true
                 text: ViewModel.trash.trashFilesTitle
                 color: DesignSystem.textPrimary
-                font.pixelSize: DesignSystem.fontBody
                 font.weight: Font.DemiBold
             }
             ListView {
@@ -75,12 +66,11 @@ Item {
                 clip: true
                 model: ViewModel.trash.trashFileNames
                 ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
-                delegate: Text {
+                delegate: Caption {
                     required property string modelData
                     width: ListView.view.width
                     text: modelData
                     color: DesignSystem.textSecondary
-                    font.pixelSize: DesignSystem.fontCaption
                     elide: Text.ElideMiddle
                 }
             }
@@ -92,52 +82,41 @@ Item {
                     id: body
                     width: parent.width
                     spacing: DesignSystem.spacingM
-                    Text {
+                    Heading {
                         text: "Jetzt folgt der einzige destruktive Schritt"
-                        color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontHeading
-                        font.weight: Font.DemiBold
                     }
-                    Text {
+                    Body {
                         objectName: "volumeLine"
                         Layout.fillWidth: true
                         text: ViewModel.trash.volumeLine
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
                     Repeater {
                         model: ViewModel.trash.sourceVolumeLines
-                        Text {
+                        Caption {
                             required property string modelData
                             Layout.fillWidth: true
                             text: modelData
                             color: DesignSystem.textSecondary
-                            font.pixelSize: DesignSystem.fontCaption
                             elide: Text.ElideRight
                         }
                     }
-                    Text {
+                    Body {
                         objectName: "manualReviewText"
                         Layout.fillWidth: true
                         visible: ViewModel.trash.manualReviewCount > 0
                         text: ViewModel.trash.manualReviewText
                         color: DesignSystem.maybe
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
-                    Text {
+                    Body {
                         Layout.fillWidth: true
                         text: ViewModel.trash.trashSafetyText
-                        color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontBody
                         wrapMode: Text.WordWrap
                     }
-                    Text {
+                    Caption {
                         Layout.fillWidth: true
                         text: ViewModel.trash.trashGuaranteeText
-                        color: DesignSystem.textMuted
-                        font.pixelSize: DesignSystem.fontCaption
                         wrapMode: Text.WordWrap
                     }
                     DarkCheckBox {
@@ -147,11 +126,10 @@ Item {
                         checked: ViewModel.trashCommitConfirmationAccepted
                         onToggled: ViewModel.trashCommitConfirmationAccepted = checked
                         text: "Ich habe geprüft, welcher Modus und welche Volumes verwendet werden, und möchte die Originale jetzt in den Papierkorb verschieben."
-                        contentItem: Text {
+                        contentItem: Body {
                             leftPadding: commitBox.indicator.width + commitBox.spacing
                             text: commitBox.text
                             color: DesignSystem.textPrimary
-                            font.pixelSize: DesignSystem.fontBody
                             wrapMode: Text.WordWrap
                             verticalAlignment: Text.AlignVCenter
                         }

@@ -21,11 +21,9 @@ Item {
             font.weight: Font.Bold
             lineHeight: 1.05
         }
-        Text {
+        Lead {
             Layout.fillWidth: true
             text: "Entscheide mit den Pfeiltasten. Kestrava hält JPEG und RAW zusammen und organisiert alles sicher für dich."
-            color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontHeading
             wrapMode: Text.WordWrap
             lineHeight: 1.2
         }
@@ -58,10 +56,8 @@ Item {
             Layout.fillWidth: true
             visible: ViewModel.session.showResumeChoice
         }
-        Text {
+        Caption {
             text: "Lokal · kein Upload · automatisch gesichert"
-            color: DesignSystem.textMuted
-            font.pixelSize: DesignSystem.fontCaption
         }
     }
 }

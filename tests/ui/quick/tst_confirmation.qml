@@ -33,25 +33,25 @@ Item {
         }
 
         function test_trashModeStagesFirst() {
-            openConfirmation("safeCopy", "both", "delete")
+            openConfirmation("safeCopy", ReviewChoice.Both, "delete")
             const execute = findChild(confirmation.item, "executeButton")
             compare(execute.text, "Sortierung ausführen")
-            ViewModel.selectOperationMode("organizeAndTrash")
+            ViewModel.selectOperationMode(OperationMode.OrganizeAndTrash)
             compare(execute.text, "Sicherheitsablage vorbereiten")
             verify(findChild(confirmation.item, "destructiveConfirmation").visible)
-            ViewModel.selectOperationMode("safeCopy")
+            ViewModel.selectOperationMode(OperationMode.SafeCopy)
             compare(execute.text, "Sortierung ausführen")
             verify(!findChild(confirmation.item, "destructiveConfirmation").visible)
         }
 
         function test_backToReview() {
-            openConfirmation("safeCopy", "both", "delete")
+            openConfirmation("safeCopy", ReviewChoice.Both, "delete")
             mouseClick(findChild(confirmation.item, "returnToReviewButton"))
             compare(ViewModel.route, AppRoute.Reviewing)
         }
 
         function test_enterActivatesTheFocusedButton() {
-            openConfirmation("safeCopy", "both", "delete")
+            openConfirmation("safeCopy", ReviewChoice.Both, "delete")
             findChild(confirmation.item, "returnToReviewButton").forceActiveFocus()
             keyClick(Qt.Key_Return)
             compare(ViewModel.route, AppRoute.Reviewing)
@@ -59,7 +59,7 @@ Item {
 
         // Reviewing the JPEGs alone, the RAWs move too: the confirmation counts and names them.
         function test_scopeNamesTheFilesCarriedWithoutAReview() {
-            openConfirmation("moveOriginals", "jpeg", "keep")
+            openConfirmation("moveOriginals", ReviewChoice.Jpeg, "keep")
             const lines = findChild(confirmation.item, "runScopeLines")
             let shown = []
             for (let i = 0; i < lines.count; ++i)
@@ -70,7 +70,7 @@ Item {
         }
 
         function test_trashCommitStaysLockedUntilEverythingIsReady() {
-            openConfirmation("safeCopy", "both", "delete")
+            openConfirmation("safeCopy", ReviewChoice.Both, "delete")
             trash.active = true
             const commit = findChild(trash.item, "commitTrashButton")
             const box = findChild(trash.item, "trashCommitConfirmation")

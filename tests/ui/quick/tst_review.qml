@@ -38,12 +38,12 @@ Item {
         function test_arrowKeysDecideAndLeftTakesBack() {
             compare(ViewModel.review.currentIndex, 0)
             decideWith(Qt.Key_Up)
-            compare(ViewModel.review.decisionCounts.keep, 1)
+            compare(ViewModel.review.decisionCounts[Decision.Keep], 1)
             compare(ViewModel.review.currentIndex, 1)
             decideWith(Qt.Key_Down)
-            compare(ViewModel.review.decisionCounts["delete"], 1)
+            compare(ViewModel.review.decisionCounts[Decision.Delete], 1)
             decideWith(Qt.Key_Left)
-            compare(ViewModel.review.decisionCounts["delete"], 0)
+            compare(ViewModel.review.decisionCounts[Decision.Delete], 0)
             compare(ViewModel.review.currentIndex, 1)
         }
 
@@ -69,7 +69,7 @@ Item {
         function test_dockButtonsDecideLikeTheKeys() {
             mouseClick(findChild(loader.item, "maybeButton"))
             verify(Rig.waitForSettled(60000))
-            compare(ViewModel.review.decisionCounts.maybe, 1)
+            compare(ViewModel.review.decisionCounts[Decision.Maybe], 1)
             compare(ViewModel.review.currentIndex, 1)
         }
 
@@ -88,7 +88,7 @@ Item {
             compare(ViewModel.review.currentIndex, last)
             tryCompare(findChild(loader.item, "previewStatus"), "text", "Keine Vorschau verfügbar", 60000)
             decideWith(Qt.Key_Down)
-            compare(ViewModel.review.decisionCounts["delete"], 1)
+            compare(ViewModel.review.decisionCounts[Decision.Delete], 1)
         }
 
         function test_enterAnswersAnAlert() {

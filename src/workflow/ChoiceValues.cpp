@@ -1,0 +1,4 @@
+// Gives the choice namespaces their meta-objects.
+#include "ChoiceValues.h"
+
+#include "moc_ChoiceValues.cpp"
