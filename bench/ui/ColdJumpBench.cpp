@@ -19,7 +19,7 @@ int coldJump(int shots)
     WorkflowServices services;
     services.timings.completionDelay = std::chrono::hours(1);
     App app(services);
-    app.review(folder.path(), QStringLiteral("both"), destination.path());
+    app.review(folder.path(), FormatReviewChoice::both, destination.path());
     auto* controller = app.window->findChild<ReviewPreviewController*>();
     if (!controller)
         return 1;

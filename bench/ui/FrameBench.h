@@ -90,12 +90,12 @@ struct App {
         waitFor([&] { return window->isExposed(); });
     }
 
-    void review(const QString& folder, const QString& choice, const QString& destination)
+    void review(const QString& folder, FormatReviewChoice choice, const QString& destination)
     {
         viewModel->loading()->load(folder);
         waitFor([&] { return viewModel->route() == AppRoute::setup; });
         viewModel->loading()->chooseFormatReview(choice);
-        viewModel->selectOperationMode(QStringLiteral("safeCopy"));
+        viewModel->selectOperationMode(SortOperationMode::safeCopy);
         viewModel->setDestinationBaseFolder(destination);
         viewModel->updateRunFolderName(QStringLiteral("Bench"));
         viewModel->loading()->startReviewing();

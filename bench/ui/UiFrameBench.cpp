@@ -55,7 +55,7 @@ int timeline(int groups)
 {
     QTemporaryDir destination;
     App app(syntheticScan(groups));
-    app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
+    app.review(QStringLiteral("/nonexistent"), FormatReviewChoice::jpeg, destination.path());
     const QList<ReviewGroup> list = app.viewModel->review()->effectiveReviewGroups();
     QElapsedTimer clock;
     clock.start();
@@ -89,7 +89,7 @@ int audit(int groups)
 {
     QTemporaryDir destination;
     App app(syntheticScan(groups));
-    app.review(QStringLiteral("/nonexistent"), QStringLiteral("jpeg"), destination.path());
+    app.review(QStringLiteral("/nonexistent"), FormatReviewChoice::jpeg, destination.path());
     QQuickWindow* auditWindow = openAuditWindow(app);
     QQuickItem* list = findItem(auditWindow->contentItem(), QStringLiteral("auditList"));
     if (!list) {
@@ -180,7 +180,7 @@ int keys(int shots, int intervalMs)
     WorkflowServices services;
     services.timings.completionDelay = std::chrono::hours(1);
     App app(services);
-    app.review(folder.path(), QStringLiteral("both"), destination.path());
+    app.review(folder.path(), FormatReviewChoice::both, destination.path());
     int refused = 0;
     const QList<double> samples = pressKeys(app, shots, intervalMs, &refused);
     report("key press to next picture on screen", samples);
@@ -215,7 +215,7 @@ int keysWhileAuditScrolls(int shots, int rows, int intervalMs)
     WorkflowServices services;
     services.timings.completionDelay = std::chrono::hours(1);
     App app(services);
-    app.review(folder.path(), QStringLiteral("both"), destination.path());
+    app.review(folder.path(), FormatReviewChoice::both, destination.path());
     QQuickWindow* auditWindow = openAuditWindow(app);
     QQuickItem* list = auditWindow ? findItem(auditWindow->contentItem(), QStringLiteral("auditList")) : nullptr;
     if (!list) {
@@ -309,8 +309,8 @@ int open(int shots)
     app.viewModel->loading()->load(folder.path());
     waitFor([&] { return app.viewModel->route() == AppRoute::setup; });
     const double scannedMs = clock.nsecsElapsed() / 1e6;
-    app.viewModel->loading()->chooseFormatReview(QStringLiteral("both"));
-    app.viewModel->selectOperationMode(QStringLiteral("safeCopy"));
+    app.viewModel->loading()->chooseFormatReview(FormatReviewChoice::both);
+    app.viewModel->selectOperationMode(SortOperationMode::safeCopy);
     app.viewModel->setDestinationBaseFolder(destination.path());
     app.viewModel->updateRunFolderName(QStringLiteral("Bench"));
     const qint64 started = clock.nsecsElapsed();

@@ -63,7 +63,7 @@ std::unique_ptr<KestravaViewModel> reviewOf(int groups)
     viewModel->loading()->load(QStringLiteral("/bench"));
     while (viewModel->route() != AppRoute::setup)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    viewModel->loading()->chooseFormatReview(QStringLiteral("jpeg"));
+    viewModel->loading()->chooseFormatReview(FormatReviewChoice::jpeg);
     return viewModel;
 }
 
