@@ -26,10 +26,9 @@ ColumnLayout {
                 checked: ViewModel.setup.groupByDate
                 onToggled: ViewModel.setup.updateGroupByDate(checked)
             }
-            Text {
+            Caption {
                 text: "Ereignisname (optional)"
                 color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontCaption
             }
             TextField {
                 id: eventField
@@ -45,10 +44,9 @@ ColumnLayout {
                     border.color: eventField.activeFocus ? DesignSystem.accent : DesignSystem.border
                 }
             }
-            Text {
+            Caption {
                 text: "Prüfung der Kopien"
                 color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontCaption
             }
             Repeater {
                 model: ViewModel.setup.verificationChoices
@@ -61,10 +59,9 @@ ColumnLayout {
                     onClicked: ViewModel.setup.updateVerificationMode(modelData.value)
                 }
             }
-            Text {
+            Caption {
                 text: ViewModel.series.gapLabel
                 color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontCaption
             }
             RowLayout {
                 spacing: DesignSystem.spacingM
@@ -86,11 +83,10 @@ ColumnLayout {
                 checked: ViewModel.setup.writeRatingSidecars
                 onToggled: ViewModel.setup.writeRatingSidecars = checked
             }
-            Text {
+            Caption {
                 visible: ViewModel.setup.writeRatingSidecars
                 text: ViewModel.setup.keepRatingStarsLabel
                 color: DesignSystem.textSecondary
-                font.pixelSize: DesignSystem.fontCaption
             }
             RowLayout {
                 visible: ViewModel.setup.writeRatingSidecars

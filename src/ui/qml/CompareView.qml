@@ -51,7 +51,7 @@ Rectangle {
                         font: label.font
                         text: label.text
                     }
-                    Text {
+                    Caption {
                         id: label
                         anchors.centerIn: parent
                         width: parent.width - 20
@@ -60,7 +60,6 @@ Rectangle {
                         text: side.index === 0 ? ViewModel.compare.referenceCaption + " · F übernimmt rechts"
                                                : ViewModel.compare.candidateCaption + " · ↑ → ↓ entscheiden · ← zurück · Esc schließt"
                         color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontCaption
                     }
                 }
             }

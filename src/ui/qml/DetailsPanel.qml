@@ -34,12 +34,7 @@ Rectangle {
             width: scroller.width
             height: Math.max(implicitHeight, scroller.height)
             spacing: DesignSystem.spacingM
-            Text {
-                text: "Inspector"
-                color: DesignSystem.textPrimary
-                font.pixelSize: DesignSystem.fontHeading
-                font.weight: Font.DemiBold
-            }
+            Heading { text: "Inspector" }
             Repeater {
                 model: inspector.lines
                 ColumnLayout {
@@ -47,16 +42,11 @@ Rectangle {
                     required property var modelData
                     Layout.fillWidth: true
                     spacing: 2
-                    Text {
-                        text: detail.modelData.label
-                        color: DesignSystem.textMuted
-                        font.pixelSize: DesignSystem.fontCaption
-                    }
-                    Text {
+                    Caption { text: detail.modelData.label }
+                    Body {
                         Layout.fillWidth: true
                         text: detail.modelData.value
                         color: DesignSystem.textPrimary
-                        font.pixelSize: DesignSystem.fontBody
                         elide: Text.ElideRight
                     }
                 }
@@ -66,25 +56,18 @@ Rectangle {
                 Layout.fillWidth: true
                 spacing: 2
                 visible: panel.scoreText.length > 0
-                Text {
-                    text: "Schärfe"
-                    color: DesignSystem.textMuted
-                    font.pixelSize: DesignSystem.fontCaption
-                }
-                Text {
+                Caption { text: "Schärfe" }
+                Body {
                     Layout.fillWidth: true
                     text: panel.scoreText + (panel.sharpestText.length > 0 ? " · " + panel.sharpestText : "")
                     color: DesignSystem.textPrimary
-                    font.pixelSize: DesignSystem.fontBody
                     wrapMode: Text.WordWrap
                 }
             }
             Item { Layout.fillHeight: true }
-            Text {
+            Caption {
                 Layout.fillWidth: true
                 text: "↑ Behalten · → Vielleicht · ↓ Aussortiert · ← zurück · Z 100 % · P Peaking"
-                color: DesignSystem.textMuted
-                font.pixelSize: DesignSystem.fontCaption
                 wrapMode: Text.WordWrap
             }
         }

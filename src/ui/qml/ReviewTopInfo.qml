@@ -53,29 +53,26 @@ Rectangle {
                 color: DesignSystem.decisionColor(bar.decision)
                 implicitWidth: badge.implicitWidth + 16
                 implicitHeight: 20
-                Text {
+                Caption {
                     id: badge
                     anchors.centerIn: parent
                     text: bar.group.decisionLabel
                     color: "#101114"
-                    font.pixelSize: DesignSystem.fontCaption
                     font.weight: Font.DemiBold
                 }
             }
-            Text {
+            Caption {
                 objectName: "seriesPosition"
                 visible: text.length > 0
                 text: bar.comparing ? ViewModel.compare.candidateSeriesText : ViewModel.series.positionText
                 color: DesignSystem.accent
-                font.pixelSize: DesignSystem.fontCaption
                 font.weight: Font.DemiBold
             }
-            Text {
+            Caption {
                 objectName: "seriesSharpest"
                 visible: text.length > 0
                 text: bar.comparing ? ViewModel.compare.candidateSharpestText : ViewModel.series.sharpestText
                 color: DesignSystem.keep
-                font.pixelSize: DesignSystem.fontCaption
             }
             Item { Layout.fillWidth: true }
         }
@@ -102,21 +99,19 @@ Rectangle {
             }
         }
 
-        Text {
+        Caption {
             Layout.fillWidth: true
             text: bar.comparing ? ViewModel.compare.candidateDetailsText : bar.group.detailText
             color: DesignSystem.textSecondary
-            font.pixelSize: DesignSystem.fontCaption
             elide: Text.ElideLeft
         }
         RowLayout {
             Layout.alignment: Qt.AlignRight
             spacing: DesignSystem.spacingM
-            Text {
+            Caption {
                 objectName: "positionText"
                 text: bar.comparing ? ViewModel.compare.candidatePositionText : ViewModel.review.positionText
                 color: DesignSystem.textPrimary
-                font.pixelSize: DesignSystem.fontCaption
             }
             Repeater {
                 model: [Decision.Keep, Decision.Maybe, Decision.Delete]
@@ -125,10 +120,9 @@ Rectangle {
                     required property int modelData
                     spacing: 5
                     Rectangle { width: 8; height: 8; radius: 4; color: DesignSystem.decisionColor(count.modelData) }
-                    Text {
+                    Caption {
                         text: (ViewModel.review.decisionCounts[count.modelData] ?? 0) + " " + ViewModel.review.decisionLabels[count.modelData]
                         color: DesignSystem.textSecondary
-                        font.pixelSize: DesignSystem.fontCaption
                     }
                 }
             }
