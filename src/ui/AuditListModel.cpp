@@ -19,6 +19,20 @@ namespace {
 // individual notifications.
 constexpr qsizetype resetThreshold = 2000;
 
+// The decision a filter narrows to; none for the filters that are not about one decision.
+std::optional<PhotoDecision> decisionShownBy(AuditFilter::Value filter)
+{
+    switch (filter) {
+    case AuditFilter::Keep: return PhotoDecision::keep;
+    case AuditFilter::Maybe: return PhotoDecision::maybe;
+    case AuditFilter::Delete: return PhotoDecision::del;
+    case AuditFilter::All:
+    case AuditFilter::Open:
+    case AuditFilter::Series: break;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 AuditListModel::AuditListModel(QObject* parent) : QAbstractListModel(parent) {}
@@ -84,7 +98,7 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
         });
         // Dates read late or another gap: the bursts themselves moved, so does their filter.
         viewModel_.follow(viewModel->series(), &SeriesStage::seriesChanged, this, [this] {
-            if (filter_ == u"series"_s)
+            if (filter_ == AuditFilter::Series)
                 applyVisible(computeVisible());
         });
     }
@@ -100,15 +114,17 @@ void AuditListModel::setViewModel(KestravaViewModel* viewModel)
 
 QList<AuditFilterOption> AuditListModel::filterOptions()
 {
-    QList<AuditFilterOption> options{{u"all"_s, u"Alle"_s}, {u"open"_s, u"Offen"_s}};
-    for (PhotoDecision decision : {PhotoDecision::keep, PhotoDecision::maybe, PhotoDecision::del})
-        options.append({rawValue(decision), decisionLabel(decision)});
+    QList<AuditFilterOption> options{{AuditFilter::All, u"all"_s, u"Alle"_s}, {AuditFilter::Open, u"open"_s, u"Offen"_s}};
+    for (AuditFilter::Value filter : {AuditFilter::Keep, AuditFilter::Maybe, AuditFilter::Delete}) {
+        const PhotoDecision decision = *decisionShownBy(filter);
+        options.append({filter, rawValue(decision), decisionLabel(decision)});
+    }
     // Bursts stay in review order, so each series reads as one block.
-    options.append({u"series"_s, u"Serien"_s});
+    options.append({AuditFilter::Series, u"series"_s, u"Serien"_s});
     return options;
 }
 
-void AuditListModel::setFilter(const QString& filter)
+void AuditListModel::setFilter(AuditFilter::Value filter)
 {
     if (filter_ == filter)
         return;
@@ -288,7 +304,7 @@ void AuditListModel::refreshDecisions()
         if (const int position = visiblePosition(i); position >= 0)
             emit dataChanged(index(position), index(position), {DecisionRole});
     // Under a decision filter a changed row may now belong in the list or out of it.
-    if (filter_ != u"all"_s)
+    if (filter_ != AuditFilter::All)
         applyVisible(computeVisible());
 }
 
@@ -306,13 +322,13 @@ QString AuditListModel::seriesNote(int groupIndex) const
 bool AuditListModel::accepts(int allIndex) const
 {
     const Row& row = all_[allIndex];
-    if (filter_ == u"series"_s) {
+    if (filter_ == AuditFilter::Series) {
         if (seriesNote(allIndex).isEmpty())
             return false;
-    } else if (filter_ == u"open"_s) {
+    } else if (filter_ == AuditFilter::Open) {
         if (row.decision)
             return false;
-    } else if (filter_ != u"all"_s && (!row.decision || rawValue(*row.decision) != filter_)) {
+    } else if (const auto shown = decisionShownBy(filter_); shown && row.decision != shown) {
         return false;
     }
     return WindowWording::matchesSearch(row.memberNames, searchText_);

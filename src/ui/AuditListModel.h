@@ -19,14 +19,34 @@
 
 namespace kestrava {
 
-// One choice of the filter: the key `filter` takes and its German label.
+// Which rows the list shows. QML sets `filter` to one of these, so a misspelt filter is an
+// error the engine reports, not a list that silently stays empty.
+namespace AuditFilter {
+Q_NAMESPACE
+QML_NAMED_ELEMENT(AuditFilter)
+
+enum Value {
+    All,
+    Open, // undecided
+    Keep,
+    Maybe,
+    Delete,
+    Series, // groups in a burst
+};
+Q_ENUM_NS(Value)
+
+} // namespace AuditFilter
+
+// One choice of the filter: its value, a stable name for finding its control, its German label.
 struct AuditFilterOption {
     Q_GADGET
-    Q_PROPERTY(QString key MEMBER key)
+    Q_PROPERTY(int value MEMBER value)
+    Q_PROPERTY(QString name MEMBER name)
     Q_PROPERTY(QString label MEMBER label)
 
 public:
-    QString key;
+    int value = AuditFilter::All;
+    QString name;
     QString label;
     friend bool operator==(const AuditFilterOption&, const AuditFilterOption&) = default;
 };
@@ -35,8 +55,7 @@ class AuditListModel : public QAbstractListModel {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QObject* viewModel READ viewModelObject WRITE setViewModelObject NOTIFY viewModelChanged)
-    // "all", "open" (undecided), "keep", "maybe", "delete" or "series" (groups in a burst).
-    Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
+    Q_PROPERTY(kestrava::AuditFilter::Value filter READ filter WRITE setFilter NOTIFY filterChanged)
     // The filter's choices in order.
     Q_PROPERTY(QList<kestrava::AuditFilterOption> filterOptions READ filterOptions CONSTANT)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
@@ -71,8 +90,8 @@ public:
     void setViewModel(KestravaViewModel* viewModel);
     QObject* viewModelObject() const;
     void setViewModelObject(QObject* viewModel);
-    const QString& filter() const { return filter_; }
-    void setFilter(const QString& filter);
+    AuditFilter::Value filter() const { return filter_; }
+    void setFilter(AuditFilter::Value filter);
     static QList<AuditFilterOption> filterOptions();
     const QString& searchText() const { return searchText_; }
     void setSearchText(const QString& text);
@@ -126,7 +145,7 @@ private:
     void onCommittingChanged();
 
     ViewModelLink viewModel_;
-    QString filter_ = QStringLiteral("all");
+    AuditFilter::Value filter_ = AuditFilter::All;
     QString searchText_;
     QList<Row> all_;
     QList<int> visible_; // ascending indices into all_

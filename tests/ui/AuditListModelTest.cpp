@@ -87,13 +87,42 @@ TEST_F(AuditFixture, aDecisionChangesOneRowWithoutReset)
     EXPECT_EQ(rig.viewModel->review()->decisionCount(PhotoDecision::maybe), 1);
 }
 
+TEST_F(AuditFixture, eachFilterShowsExactlyItsRows)
+{
+    model.decide(1, PhotoDecision::keep);
+    settle();
+    model.decide(2, PhotoDecision::maybe);
+    settle();
+    model.decide(4, PhotoDecision::del);
+    settle();
+    model.decide(6, PhotoDecision::maybe);
+    settle();
+    const QList<ReviewGroup> groups = rig.viewModel->review()->effectiveReviewGroups();
+    const auto shown = [&](AuditFilter::Value filter) {
+        model.setFilter(filter);
+        QList<int> indices;
+        for (int row = 0; row < model.rowCount(); ++row) {
+            const QString id = roleText(model, row, AuditListModel::GroupIdRole);
+            for (int i = 0; i < groups.size(); ++i)
+                if (groups[i].id == id)
+                    indices.append(i);
+        }
+        return indices;
+    };
+    EXPECT_EQ(shown(AuditFilter::Keep), (QList<int>{1}));
+    EXPECT_EQ(shown(AuditFilter::Maybe), (QList<int>{2, 6}));
+    EXPECT_EQ(shown(AuditFilter::Delete), (QList<int>{4}));
+    EXPECT_EQ(shown(AuditFilter::Open), (QList<int>{0, 3, 5, 7}));
+    EXPECT_EQ(shown(AuditFilter::All), (QList<int>{0, 1, 2, 3, 4, 5, 6, 7}));
+}
+
 TEST_F(AuditFixture, underAFilterAChangedRowLeavesTheListAlone)
 {
     model.decide(1, PhotoDecision::keep);
     settle();
     model.decide(5, PhotoDecision::keep);
     settle();
-    model.setFilter(u"keep"_s);
+    model.setFilter(AuditFilter::Keep);
     ASSERT_EQ(model.rowCount(), 2);
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
@@ -187,7 +216,7 @@ TEST(AuditSeriesFilter, listsEachBurstAsOneBlockInReviewOrder)
     model.decide(2, PhotoDecision::del);
     ASSERT_TRUE(waitUntil([&] { return !rig.viewModel->review()->isCommittingDecision(); }));
 
-    model.setFilter(u"series"_s);
+    model.setFilter(AuditFilter::Series);
     const QList<ReviewGroup> groups = rig.viewModel->review()->effectiveReviewGroups();
     const QList<int> expected{1, 2, 3, 5, 6};
     ASSERT_EQ(model.rowCount(), expected.size());

@@ -64,11 +64,11 @@ Rectangle {
                         required property var modelData
                         required property int index
                         // Not checkable: a click on the chosen filter must not take its mark away.
-                        readonly property bool selected: header.model && header.model.filter === modelData.key // qmllint disable unqualified
-                        objectName: "filter_" + modelData.key
+                        readonly property bool selected: header.model && header.model.filter === modelData.value // qmllint disable unqualified
+                        objectName: "filter_" + modelData.name
                         text: modelData.label
                         focusPolicy: Qt.TabFocus
-                        onClicked: header.model.filter = modelData.key // qmllint disable unqualified
+                        onClicked: header.model.filter = modelData.value // qmllint disable unqualified
                         Accessible.role: Accessible.RadioButton
                         Accessible.checked: selected
                         contentItem: Body {

@@ -71,6 +71,8 @@ Item {
             verify(Rig.waitForSettled(60000))
             compare(ViewModel.review.decisionCounts[Decision.Delete], 1)
             compare(row.currentItem.decision, Decision.Delete)
+            mouseClick(auditItem("filter_delete"))
+            compare(listAt(0).count, 1, "the rejected shot alone")
             mouseClick(auditItem("filter_open"))
             const list = listAt(0)
             compare(list.count, 5, "the rejected shot is left out")
