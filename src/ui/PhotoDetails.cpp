@@ -68,10 +68,9 @@ void PhotoDetails::setPath(const QString& path)
         .then(this, [this, path](const std::optional<QList<PhotoMetadata::Line>>& result) {
             if (path != path_ || !result)
                 return;
-            QVariantList list;
+            lines_.clear();
             for (const auto& line : *result)
-                list.append(QVariantMap{{QStringLiteral("label"), line.label}, {QStringLiteral("value"), line.value}});
-            lines_ = list;
+                lines_.append({line.label, line.value});
             emit linesChanged();
             setReading(false);
         });

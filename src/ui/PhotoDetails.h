@@ -10,7 +10,7 @@
 
 #include <QFuture>
 #include <QObject>
-#include <QVariantList>
+#include <QList>
 #include <QtQml/qqmlregistration.h>
 
 #include <atomic>
@@ -19,12 +19,25 @@
 
 namespace kestrava {
 
+// One fact of the inspector: "Kamera", "SONY ILCE-7M3".
+struct DetailLine {
+    Q_GADGET
+    QML_VALUE_TYPE(detailLine)
+    Q_PROPERTY(QString label MEMBER label)
+    Q_PROPERTY(QString value MEMBER value)
+
+public:
+    QString label;
+    QString value;
+    friend bool operator==(const DetailLine&, const DetailLine&) = default;
+};
+
 class PhotoDetails : public QObject {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QString path READ path WRITE setPath NOTIFY pathChanged)
-    // [{label, value}, …] in display order; empty until read.
-    Q_PROPERTY(QVariantList lines READ lines NOTIFY linesChanged)
+    // In display order; empty until read.
+    Q_PROPERTY(QList<kestrava::DetailLine> lines READ lines NOTIFY linesChanged)
     Q_PROPERTY(bool isReading READ isReading NOTIFY isReadingChanged)
 
 public:
@@ -42,7 +55,7 @@ public:
 
     const QString& path() const { return path_; }
     void setPath(const QString& path);
-    const QVariantList& lines() const { return lines_; }
+    const QList<DetailLine>& lines() const { return lines_; }
     bool isReading() const { return isReading_; }
 
 signals:
@@ -57,7 +70,7 @@ private:
     // Counts path changes; a read still waiting for its slot compares it with its own.
     std::shared_ptr<std::atomic<quint64>> generation_ = std::make_shared<std::atomic<quint64>>(0);
     QString path_;
-    QVariantList lines_;
+    QList<DetailLine> lines_;
     bool isReading_ = false;
 };
 

@@ -131,11 +131,10 @@ TEST(PhotoDetails, readsTheCaptureDateOffTheGuiThreadAndDropsStaleResults)
     inspector.setPath(tree.path(u"gibt-es-nicht.jpg"_s));
     inspector.setPath(jpeg);
     ASSERT_TRUE(waitUntil([&] { return !inspector.isReading(); }));
-    const QVariantMap first = inspector.lines().value(0).toMap();
-    EXPECT_EQ(first.value(u"label"_s).toString(), u"Aufnahmedatum"_s);
-    EXPECT_EQ(first.value(u"value"_s).toString(), date.toString(u"dd.MM.yyyy, HH:mm:ss"_s));
-    const QVariantMap pixels = inspector.lines().value(7).toMap();
-    EXPECT_EQ(pixels.value(u"value"_s).toString(), u"640 × 427"_s);
+    const DetailLine first = inspector.lines().value(0);
+    EXPECT_EQ(first.label, u"Aufnahmedatum"_s);
+    EXPECT_EQ(first.value, date.toString(u"dd.MM.yyyy, HH:mm:ss"_s));
+    EXPECT_EQ(inspector.lines().value(7).value, u"640 × 427"_s);
 }
 
 TEST(AppShell, nothingIsOpenedUnderARunningSortAndTheRunKeepsItsResult)

@@ -39,7 +39,7 @@ Rectangle {
                 model: inspector.lines
                 ColumnLayout {
                     id: detail
-                    required property var modelData
+                    required property detailLine modelData
                     Layout.fillWidth: true
                     spacing: 2
                     Caption { text: detail.modelData.label }
