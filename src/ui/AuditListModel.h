@@ -40,6 +40,7 @@ Q_ENUM_NS(Value)
 // One choice of the filter: its value, a stable name for finding its control, its German label.
 struct AuditFilterOption {
     Q_GADGET
+    QML_VALUE_TYPE(auditFilterOption)
     Q_PROPERTY(int value MEMBER value)
     Q_PROPERTY(QString name MEMBER name)
     Q_PROPERTY(QString label MEMBER label)

@@ -61,7 +61,7 @@ Rectangle {
                     model: header.model ? header.model.filterOptions : []
                     Button {
                         id: segment
-                        required property var modelData
+                        required property auditFilterOption modelData
                         required property int index
                         // Not checkable: a click on the chosen filter must not take its mark away.
                         readonly property bool selected: header.model && header.model.filter === modelData.value // qmllint disable unqualified
