@@ -24,6 +24,8 @@ struct SessionStageForeign { Q_GADGET QML_FOREIGN(kestrava::SessionStage) QML_AN
 struct SetupStageForeign { Q_GADGET QML_FOREIGN(kestrava::SetupStage) QML_ANONYMOUS };
 struct ExecutionStageForeign { Q_GADGET QML_FOREIGN(kestrava::ExecutionStage) QML_ANONYMOUS };
 struct TrashStageForeign { Q_GADGET QML_FOREIGN(kestrava::TrashStage) QML_ANONYMOUS };
+struct SeriesStageForeign { Q_GADGET QML_FOREIGN(kestrava::SeriesStage) QML_ANONYMOUS };
+struct CompareStageForeign { Q_GADGET QML_FOREIGN(kestrava::CompareStage) QML_ANONYMOUS };
 
 struct ViewModelSingleton {
     Q_GADGET
