@@ -81,10 +81,12 @@ FocusPipeline& FocusPipeline::shared()
         options.cacheFolder = options.previews->cacheFolder();
         auto* made = new FocusPipeline(std::move(options));
         sharedPipeline = made;
-        // Registered after the preview pipeline's, so run before it: a measure waiting for its
-        // preview is answered by the still open preview pipeline, or by its closing.
+        // The previews first: every measure still waiting for one is then answered at once.
         if (QCoreApplication::instance())
-            qAddPostRoutine(&FocusPipeline::endShared);
+            qAddPostRoutine([] {
+                PreviewPipeline::endShared();
+                FocusPipeline::endShared();
+            });
         return made;
     }();
     return *instance;

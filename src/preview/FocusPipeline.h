@@ -60,7 +60,8 @@ public:
     // On the shared preview pipeline, caching beside its previews. Never deleted, only
     // closed, by endShared() or at the latest when the application object goes.
     static FocusPipeline& shared();
-    // Closes the process-wide pipeline, if one was made (see PreviewPipeline::endShared).
+    // Closes the process-wide pipeline, if one was made (see PreviewPipeline::endShared); after
+    // the preview pipeline's end, so that no measure waits for a preview.
     static void endShared();
 
     // Ends every open request with no map and waits up to `bound` for the measures running;

@@ -114,8 +114,8 @@ int main(int argc, char** argv)
     // Previews still decoding or being written to the cache when the process tears down the
     // image libraries crash it on its way out: they end while everything is still there.
     QObject::connect(&app, &QCoreApplication::aboutToQuit, [] {
-        FocusPipeline::endShared();
         PreviewPipeline::endShared();
+        FocusPipeline::endShared();
     });
 
     QQmlApplicationEngine engine;

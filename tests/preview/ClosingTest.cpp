@@ -68,8 +68,9 @@ TEST(PipelineClosing, closingWhileDecodingAndWritingTheCacheAnswersEverythingAnd
         }
         // Round by round a little later, so the end meets decodes, measures and cache writes.
         QThread::usleep(unsigned(round % 10) * 3000);
-        focus.close(std::chrono::seconds(20));
+        // In the application's order: the previews first, so no measure waits for one.
         previews.close(std::chrono::seconds(20));
+        focus.close(std::chrono::seconds(20));
 
         for (auto& future : pending)
             EXPECT_TRUE(future.isFinished());

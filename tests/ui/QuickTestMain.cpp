@@ -138,8 +138,8 @@ public slots:
     {
         quickRig.release();
         // As the application does when it quits.
-        FocusPipeline::endShared();
         PreviewPipeline::endShared();
+        FocusPipeline::endShared();
     }
 
 private:
