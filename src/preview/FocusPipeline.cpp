@@ -1,6 +1,10 @@
 #include "FocusPipeline.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QPromise>
+
+#include <atomic>
 
 namespace kestrava {
 
@@ -36,6 +40,11 @@ FocusPipeline::FocusPipeline(Options options)
 
 FocusPipeline::~FocusPipeline()
 {
+    close(std::chrono::milliseconds::max());
+}
+
+void FocusPipeline::close(std::chrono::milliseconds bound)
+{
     std::vector<quint64> tickets;
     {
         std::lock_guard lock(mutex_);
@@ -45,12 +54,24 @@ FocusPipeline::~FocusPipeline()
     for (const quint64 ticket : tickets)
         previews_.decodeSlots().withdraw(ticket);
     startWaiting(); // ends the jobs that never started
+    const QDeadlineTimer deadline = bound == std::chrono::milliseconds::max() ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                                                             : QDeadlineTimer(bound);
     // Previews still on their way come back through the pool; wait for each to be answered.
     std::unique_lock lock(mutex_);
-    idle_.wait(lock, [this] { return outstanding_ == 0; });
+    const auto answered = [this] { return outstanding_ == 0; };
+    if (deadline.isForever())
+        idle_.wait(lock, answered);
+    else
+        idle_.wait_until(lock, deadline.deadline<std::chrono::steady_clock>(), answered);
     lock.unlock();
-    pool_.waitForDone();
+    pool_.waitForDone(int(deadline.remainingTime()));
 }
+
+namespace {
+
+std::atomic<FocusPipeline*> sharedPipeline{nullptr};
+
+} // namespace
 
 FocusPipeline& FocusPipeline::shared()
 {
@@ -58,9 +79,24 @@ FocusPipeline& FocusPipeline::shared()
         Options options;
         options.previews = &PreviewPipeline::shared();
         options.cacheFolder = options.previews->cacheFolder();
-        return new FocusPipeline(std::move(options));
+        auto* made = new FocusPipeline(std::move(options));
+        sharedPipeline = made;
+        // The previews first: every measure still waiting for one is then answered at once.
+        if (QCoreApplication::instance())
+            qAddPostRoutine([] {
+                PreviewPipeline::endShared();
+                FocusPipeline::endShared();
+            });
+        return made;
     }();
     return *instance;
+}
+
+void FocusPipeline::endShared()
+{
+    constexpr std::chrono::seconds longestWait{20};
+    if (FocusPipeline* pipeline = sharedPipeline.load())
+        pipeline->close(longestWait);
 }
 
 QFuture<FocusResult> FocusPipeline::focus(const FileUrl& url, int maxPixelSize)
@@ -96,6 +132,14 @@ QFuture<QImage> FocusPipeline::peaking(const QImage& shown, const FileUrl& url, 
     auto promise = std::make_shared<QPromise<QImage>>();
     promise->start();
     QFuture<QImage> future = promise->future();
+    {
+        std::lock_guard lock(mutex_);
+        if (closing_) {
+            promise->addResult(QImage()); // no overlay; a closed pipeline starts no thread again
+            promise->finish();
+            return future;
+        }
+    }
     constexpr int aheadOfBackgroundWork = 10;
     pool_.start(
         [this, promise, shown, url, maxPixelSize, colour] {

@@ -24,6 +24,7 @@
 #include <QSet>
 #include <QThreadPool>
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -51,13 +52,21 @@ public:
     };
 
     explicit FocusPipeline(Options options);
-    // Ends every open request with no map and waits for the measures running.
+    // Closes the pipeline, waiting as long as the running measures take.
     ~FocusPipeline();
     FocusPipeline(const FocusPipeline&) = delete;
     FocusPipeline& operator=(const FocusPipeline&) = delete;
 
-    // On the shared preview pipeline, caching beside its previews. Never destroyed.
+    // On the shared preview pipeline, caching beside its previews. Never deleted, only
+    // closed, by endShared() or at the latest when the application object goes.
     static FocusPipeline& shared();
+    // Closes the process-wide pipeline, if one was made (see PreviewPipeline::endShared); after
+    // the preview pipeline's end, so that no measure waits for a preview.
+    static void endShared();
+
+    // Ends every open request with no map and waits up to `bound` for the measures running;
+    // later requests end with nothing at once. Idempotent.
+    void close(std::chrono::milliseconds bound);
 
     // The focus map of the preview of `url` at `maxPixelSize`, as the preview pipeline gives it
     // for the screen. nullopt when the file cannot be rendered or the request was cancelled.

@@ -4,6 +4,8 @@
 #include "platform/FileSystemError.h"
 #include "platform/VolumeInfo.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QPromise>
 #include <QScopeGuard>
@@ -96,6 +98,11 @@ PreviewPipeline::PreviewPipeline(Options options)
 
 PreviewPipeline::~PreviewPipeline()
 {
+    close(std::chrono::milliseconds::max());
+}
+
+void PreviewPipeline::close(std::chrono::milliseconds bound)
+{
     closing_ = true;
     // A read still waiting for its slot is answered now, while the workers its answer runs on
     // still exist.
@@ -111,17 +118,25 @@ PreviewPipeline::~PreviewPipeline()
             abandon(entry);
         inFlight_.clear();
     });
+    const QDeadlineTimer deadline = bound == std::chrono::milliseconds::max() ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                                                             : QDeadlineTimer(bound);
     // Completions hop worker → actor → disk executor; drain in that order, twice for stragglers.
     for (int round = 0; round < 2; ++round) {
-        workers_.waitForDone();
-        actor_.waitForDone();
-        diskExecutor_.waitForDone();
+        workers_.waitForDone(int(deadline.remainingTime()));
+        actor_.waitForDone(int(deadline.remainingTime()));
+        diskExecutor_.waitForDone(int(deadline.remainingTime()));
     }
 }
 
+namespace {
+
+std::atomic<PreviewPipeline*> sharedPipeline{nullptr};
+
+} // namespace
+
 PreviewPipeline& PreviewPipeline::shared()
 {
-    // Never destroyed: renders may still be finishing while the process exits.
+    // Never deleted, only closed: see endShared().
     static PreviewPipeline* const instance = [] {
         Options options;
         // The disk cache only saves time: where the cache folder cannot be made (a home folder
@@ -130,9 +145,24 @@ PreviewPipeline& PreviewPipeline::shared()
             options.cacheFolder = AppPaths::previewCacheFolder();
         } catch (const FileSystemError&) {
         }
-        return new PreviewPipeline(std::move(options));
+        auto* made = new PreviewPipeline(std::move(options));
+        sharedPipeline = made;
+        // Renders still running when static destructors unload the image libraries crash the
+        // process on its way out; the application object's end is the last safe moment.
+        if (QCoreApplication::instance())
+            qAddPostRoutine(&PreviewPipeline::endShared);
+        return made;
     }();
     return *instance;
+}
+
+void PreviewPipeline::endShared()
+{
+    // A RAW decode takes a few seconds at most; beyond this something hangs, and quitting
+    // matters more than a clean end.
+    constexpr std::chrono::seconds longestWait{20};
+    if (PreviewPipeline* pipeline = sharedPipeline.load())
+        pipeline->close(longestWait);
 }
 
 PreviewResult PreviewPipeline::findInMemory(const QString& key)
@@ -153,6 +183,11 @@ QFuture<PreviewResult> PreviewPipeline::preview(const FileUrl& url, int maxPixel
     auto promise = std::make_shared<QPromise<PreviewResult>>();
     promise->start();
     QFuture<PreviewResult> future = promise->future();
+    if (closing_) {
+        // Not through the actor: a closed pipeline starts no thread again.
+        resolve<PreviewResult>(promise, std::nullopt);
+        return future;
+    }
     actor_.start([this, path = url.path(), maxPixelSize, priority, promise] { handleRequest(path, maxPixelSize, priority, promise); });
     return future;
 }
@@ -203,6 +238,8 @@ void PreviewPipeline::prefetch(const QList<FileUrl>& urls, int maxPixelSize)
 
 void PreviewPipeline::dropInFlight(const FileUrl& url, int maxPixelSize)
 {
+    if (closing_)
+        return; // nothing is in flight any more
     actor_.start([this, path = url.path(), maxPixelSize] {
         const auto it = inFlight_.find(previewCacheKey(path, maxPixelSize));
         if (it == inFlight_.end())
@@ -344,6 +381,8 @@ void PreviewPipeline::scheduleDiskSave(const QString& key, const PreviewPayload&
     ++pendingDiskSaves_;
     diskExecutor_.start([this, key, payload] {
         const auto done = qScopeGuard([this] { --pendingDiskSaves_; });
+        if (closing_)
+            return; // a skipped save costs one render next time; waiting for it costs the quit
         yieldToRenders();
         if (!didPruneDiskCache_) {
             diskCacheBytes_ = disk_.prune();

@@ -34,6 +34,7 @@
 #include <QUuid>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -68,13 +69,24 @@ public:
     static constexpr int thumbnailPixelSize = 512;
 
     explicit PreviewPipeline(Options options);
-    // Cancels running renders and waits for the workers to wind down.
+    // Closes the pipeline, waiting as long as the running renders take.
     ~PreviewPipeline();
     PreviewPipeline(const PreviewPipeline&) = delete;
     PreviewPipeline& operator=(const PreviewPipeline&) = delete;
 
     // The process-wide pipeline with the user's preview cache folder and the default renderer.
+    // Closed by endShared() or, at the latest, when the application object goes.
     static PreviewPipeline& shared();
+    // Closes the process-wide pipeline, if one was made, before the process tears down the
+    // libraries its threads use. The object itself stays: other parts of the process still
+    // hold its decode slots, and a late request is answered with nothing instead of crashing.
+    static void endShared();
+
+    // Every request not yet answered ends with nothing, queued disk-cache writes are skipped,
+    // and the threads are waited for up to `bound` each (a decode or a cache write in flight
+    // cannot stop half-way; a cache write leaves at worst its hidden temporary, never half an
+    // entry). Later requests are answered with nothing at once. Idempotent.
+    void close(std::chrono::milliseconds bound);
 
     // A preview of at most `maxPixelSize` on its longer side; nullopt when the file cannot be
     // rendered, or when a more urgent request for the same preview superseded this one while

@@ -14,6 +14,28 @@ PreviewStageItem::PreviewStageItem(QQuickItem* parent) : QQuickItem(parent)
 
 void PreviewStageItem::setImage(const QImage& image)
 {
+    standIn_ = false;
+    pendingZoom_ = false;
+    replaceImage(image);
+}
+
+void PreviewStageItem::showPicture(const QImage& image, bool standIn)
+{
+    const bool samePicture = image.cacheKey() == image_.cacheKey() && image.isNull() == image_.isNull();
+    // Another photo's stand-in, or no picture at all: the waiting zoom was for the photo left.
+    if (image.isNull() || (standIn && !samePicture))
+        pendingZoom_ = false;
+    standIn_ = standIn;
+    replaceImage(image);
+    if (standIn || !pendingZoom_)
+        return;
+    pendingZoom_ = false;
+    const QRectF fitted = imageRect();
+    toggleZoom(fitted.topLeft() + QPointF(pendingAt_.x() * fitted.width(), pendingAt_.y() * fitted.height()));
+}
+
+void PreviewStageItem::replaceImage(const QImage& image)
+{
     if (image.cacheKey() == image_.cacheKey() && image.isNull() == image_.isNull())
         return;
     // A new picture starts fitted: 100 % is a per-photo inspection.
@@ -89,6 +111,11 @@ void PreviewStageItem::setPartner(PreviewStageItem* partner)
 void PreviewStageItem::toggleZoom(QPointF at)
 {
     const QRectF before = imageRect();
+    if (standIn_ && !before.isEmpty()) {
+        pendingZoom_ = !pendingZoom_;
+        pendingAt_ = QPointF((at.x() - before.left()) / before.width(), (at.y() - before.top()) / before.height());
+        return;
+    }
     toggleZoomHere(at);
     if (!partner_ || partner_->zoomed_ == zoomed_ || before.isEmpty())
         return;

@@ -37,6 +37,8 @@ public:
     QImage overlay() const { return overlay_; }
     void setOverlay(const QImage& overlay);
     bool zoomed() const { return zoomed_; }
+    // A 100 % asked for while a stand-in shows, waiting for the picture it stands in for.
+    bool zoomPending() const { return pendingZoom_; }
     double contentScale() const;
     QRectF imageRect() const;
     PreviewStageItem* partner() const { return partner_; }
@@ -50,6 +52,11 @@ public:
     Q_INVOKABLE bool hasPointer() const;
     Q_INVOKABLE void panBy(double dx, double dy);
     Q_INVOKABLE void resetZoom();
+    // Shows `image`, which with `standIn` set only stands in for the picture (the camera's
+    // small thumbnail while the preview renders): zooming it would inspect a blur and be
+    // undone by the picture's arrival, so a zoom asked for meanwhile is kept and applied, on
+    // the same spot, to the picture that follows. Setting `image` directly shows a picture.
+    Q_INVOKABLE void showPicture(const QImage& image, bool standIn);
 
     // The geometry alone, for tests: the picture's rectangle for a stage of `stage` size.
     static double fitScale(QSizeF stage, QSizeF picture);
@@ -77,12 +84,16 @@ private:
     // The zoom and the pan of this stage alone, without its partner.
     void toggleZoomHere(QPointF at);
     void moveTo(QPointF offset);
+    void replaceImage(const QImage& image);
 
     QImage image_;
     bool textureDirty_ = false;
     QImage overlay_;
     bool overlayDirty_ = false;
     bool zoomed_ = false;
+    bool standIn_ = false;
+    bool pendingZoom_ = false;
+    QPointF pendingAt_; // relative to the fitted stand-in, 0..1 on each axis
     QPointF offset_; // top-left of the picture in item coordinates while zoomed
     QPointF lastPointer_{-1, -1};
     QPointF dragStart_;

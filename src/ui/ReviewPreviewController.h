@@ -29,6 +29,8 @@ class ReviewPreviewController : public QObject {
     Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
     Q_PROPERTY(QImage image READ image NOTIFY imageChanged)
     Q_PROPERTY(bool hasImage READ hasImage NOTIFY imageChanged)
+    // `image` is the camera's thumbnail standing in while the preview renders.
+    Q_PROPERTY(bool showsThumbnail READ showsThumbnail NOTIFY imageChanged)
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY statusChanged)
     Q_PROPERTY(bool didFail READ didFail NOTIFY statusChanged)
     Q_PROPERTY(QString statusText READ statusText NOTIFY statusChanged)
@@ -52,6 +54,7 @@ public:
     QImage image() const { return loader_->image(); }
     // The preview itself is on screen: a stand-in thumbnail is not the picture a decision needs.
     bool hasImage() const { return !loader_->image().isNull() && !loader_->showsThumbnail(); }
+    bool showsThumbnail() const { return !loader_->image().isNull() && loader_->showsThumbnail(); }
     bool isLoading() const { return loader_->isLoading(); }
     bool didFail() const { return loader_->didFail(); }
     QString statusText() const;

@@ -10,6 +10,8 @@
 #include "WindowPlacement.h"
 #include "model/KestravaError.h"
 #include "platform/DeliveredLater.h"
+#include "preview/FocusPipeline.h"
+#include "preview/PreviewPipeline.h"
 #include "session/SessionStore.h"
 #include "workflow/KestravaViewModel.h"
 
@@ -108,6 +110,13 @@ int main(int argc, char** argv)
     KestravaViewModel viewModel(services);
     AppShell shell(&viewModel);
     desktop->setFailureHandler([&shell](const QString& message) { shell.showAlert(message); });
+
+    // Previews still decoding or being written to the cache when the process tears down the
+    // image libraries crash it on its way out: they end while everything is still there.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] {
+        PreviewPipeline::endShared();
+        FocusPipeline::endShared();
+    });
 
     QQmlApplicationEngine engine;
     configureEngine(engine, &viewModel, &shell);

@@ -5,6 +5,7 @@
 // Screens that read the view model are made in init() (a Loader) and destroyed in cleanup().
 
 #include "UiRig.h"
+#include "preview/FocusPipeline.h"
 #include "preview/PreviewPipeline.h"
 #include "ui/UiEngine.h"
 
@@ -136,12 +137,9 @@ public slots:
     void cleanupTestCase()
     {
         quickRig.release();
-        // The process-wide preview pipeline is never destroyed, and prefetches a view model
-        // started may still be rendering: let them end before the process tears down the
-        // libraries they use.
-        PreviewPipeline& previews = PreviewPipeline::shared();
-        waitUntil([&] { return previews.snapshot().inFlightPriorities.isEmpty(); }, 60000);
-        previews.waitForDiskCache();
+        // As the application does when it quits.
+        PreviewPipeline::endShared();
+        FocusPipeline::endShared();
     }
 
 private:

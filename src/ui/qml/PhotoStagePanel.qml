@@ -19,11 +19,17 @@ Rectangle {
         Accessible.name: ViewModel.review.currentGroup.fileName
     }
 
-    Binding {
-        target: stageItem
-        property: "image"
-        value: panel.controller ? panel.controller.image : null
-        when: panel.controller !== null
+    // The picture, or the camera's thumbnail standing in for it: the stage keeps a zoom asked
+    // for over the thumbnail for the picture.
+    function showCurrent() {
+        if (panel.controller)
+            stageItem.showPicture(panel.controller.image, panel.controller.showsThumbnail)
+    }
+    onControllerChanged: showCurrent()
+    Component.onCompleted: showCurrent()
+    Connections {
+        target: panel.controller
+        function onImageChanged() { panel.showCurrent() }
     }
 
     Binding {
@@ -33,11 +39,21 @@ Rectangle {
         when: panel.controller !== null
     }
 
-    Lead {
-        objectName: "previewStatus"
+    // Over the thumbnail as well as over the empty stage: on a backdrop, it reads on any picture.
+    Rectangle {
         anchors.centerIn: parent
-        text: panel.controller ? panel.controller.statusText : ""
-        visible: text.length > 0
+        visible: statusText.text.length > 0
+        radius: 18
+        color: Qt.rgba(0, 0, 0, 0.65)
+        implicitWidth: statusText.implicitWidth + 40
+        implicitHeight: statusText.implicitHeight + 20
+        Lead {
+            id: statusText
+            objectName: "previewStatus"
+            anchors.centerIn: parent
+            text: panel.controller ? panel.controller.statusText : ""
+            color: DesignSystem.textPrimary
+        }
     }
 
     // Why a key press does nothing right now.
