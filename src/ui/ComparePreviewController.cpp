@@ -1,7 +1,6 @@
 #include "ComparePreviewController.h"
-#include "platform/DeliveredLater.h"
+#include "PeakingRequest.h"
 
-#include "preview/FocusPipeline.h"
 #include "workflow/KestravaViewModel.h"
 
 #include <QPointer>
@@ -27,20 +26,13 @@ void ComparePreviewController::updatePeaking()
     if (!viewModel_ || !viewModel_->series()->peaking())
         return;
     PhotoPreviewLoader* loaders[2] = {reference_, candidate_};
-    for (int pane = 0; pane < 2; ++pane) {
-        const QImage shown = loaders[pane]->image();
-        const std::optional<FileUrl> url = loaders[pane]->requestedURL();
-        if (shown.isNull() || !url)
-            continue;
-        const qint64 key = shown.cacheKey();
-        PhotoPreviewLoader* loader = loaders[pane];
-        deliveredLater(FocusPipeline::shared().peaking(shown, *url, loader->targetPixelSize()), this).then(this, [this, pane, key, loader](const QImage& overlay) {
-            if (loader->image().cacheKey() != key || !viewModel_ || !viewModel_->series()->peaking())
+    for (int pane = 0; pane < 2; ++pane)
+        requestPeaking(loaders[pane], this, [this, pane](const QImage& overlay) {
+            if (!viewModel_ || !viewModel_->series()->peaking())
                 return;
             peaking_[pane] = overlay;
             emit peakingChanged();
         });
-    }
 }
 
 void ComparePreviewController::setViewModelObject(QObject* object)

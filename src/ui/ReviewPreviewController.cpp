@@ -1,4 +1,5 @@
 #include "ReviewPreviewController.h"
+#include "PeakingRequest.h"
 #include "platform/DeliveredLater.h"
 
 #include "workflow/WindowWording.h"
@@ -140,14 +141,11 @@ void ReviewPreviewController::updatePeaking()
     // An overlay belongs to one picture: it never outlives it, even for the frame until the
     // next one is measured.
     setPeakingImage({});
-    const QImage shown = loader_->image();
-    const std::optional<FileUrl> url = loader_->requestedURL();
     // A stand-in thumbnail has no focus worth showing, and its overlay would be cached as the photo's.
-    if (!viewModel_ || !viewModel_->series()->peaking() || !hasImage() || !url)
+    if (!viewModel_ || !viewModel_->series()->peaking() || !hasImage())
         return;
-    const qint64 key = shown.cacheKey();
-    deliveredLater(FocusPipeline::shared().peaking(shown, *url, loader_->targetPixelSize()), this).then(this, [this, key](const QImage& overlay) {
-        if (loader_->image().cacheKey() == key && viewModel_ && viewModel_->series()->peaking())
+    requestPeaking(loader_, this, [this](const QImage& overlay) {
+        if (viewModel_ && viewModel_->series()->peaking())
             setPeakingImage(overlay);
     });
 }

@@ -1,8 +1,6 @@
 #include "CompareStage.h"
 
 #include "KestravaViewModel.h"
-#include "WindowWording.h"
-#include "model/Text.h"
 
 #include <QFileInfo>
 
@@ -64,16 +62,10 @@ QString CompareStage::candidatePositionText() const
 
 QString CompareStage::candidateDetailsText() const
 {
+    // The single view's line for the same shot: one wording, and the photos found by index
+    // rather than by a walk over the whole shoot on every score that arrives.
     const auto shot = group(candidate_);
-    if (!shot)
-        return {};
-    qint64 bytes = 0;
-    for (const PhotoItem& photo : viewModel_.loading()->photos())
-        if (shot->memberURLs.contains(photo.sourceURL))
-            bytes += photo.fileSize;
-    const QString separator = QStringLiteral("  ·  ");
-    return shot->previewURL.parent().path() + separator + text::formatByteCount(bytes) + separator
-        + WindowWording::fileCountText(shot->memberURLs.size());
+    return shot ? viewModel_.review()->detailText(*shot) : QString();
 }
 
 QString CompareStage::candidateSeriesText() const

@@ -89,6 +89,8 @@ public:
     int reviewGroupCount() const;
     std::optional<ReviewGroup> currentGroup() const;
     CurrentGroup currentGroupValue() const;
+    // "folder  ·  size  ·  files" of `group`, as the top line shows it.
+    QString detailText(const ReviewGroup& group) const;
     QString positionText() const;
     int classifiedCount() const { return run().tally.classified(); }
     int undecidedGroupCount() const { return reviewGroupCount() - classifiedCount(); }

@@ -133,20 +133,28 @@ CurrentGroup ReviewStage::currentGroupValue() const
     const auto group = currentGroup();
     if (!group)
         return {};
-    CurrentGroup value{.id = group->id, .fileName = group->previewURL.fileName(), .previewPath = group->previewURL.path()};
+    CurrentGroup value;
+    value.id = group->id;
+    value.fileName = group->previewURL.fileName();
+    value.previewPath = group->previewURL.path();
     if (const auto decided = decision(*group)) {
         value.decision = int(*decided);
         value.decisionLabel = decisionLabel(*decided);
     }
+    value.detailText = detailText(*group);
+    return value;
+}
+
+QString ReviewStage::detailText(const ReviewGroup& group) const
+{
     std::optional<qint64> bytes;
-    if (photo(*group)) {
+    if (photo(group)) {
         bytes = 0;
-        for (const FileUrl& member : group->memberURLs)
+        for (const FileUrl& member : group.memberURLs)
             if (const qsizetype i = run().index.photoIndex(member); i >= 0)
                 *bytes += run().photos[i].fileSize;
     }
-    value.detailText = WindowWording::groupDetailText(group->previewURL.parent().path(), bytes, group->memberURLs.size());
-    return value;
+    return WindowWording::groupDetailText(group.previewURL.parent().path(), bytes, group.memberURLs.size());
 }
 
 QString ReviewStage::positionText() const
