@@ -1,6 +1,9 @@
 #include "FocusMeasure.h"
 
+#include <QColor>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -17,6 +20,44 @@ constexpr double sharpestShare = 0.10;
 // this multiple of the sharpest tiles' Laplacian deviation.
 constexpr int peakingFloor = 32;
 constexpr double peakingDeviations = 1.5;
+
+// Marks are drawn in whichever of these stands out most against the detail they mark: red
+// vanishes on a red telephone box, green on foliage. The first wins where none is in the way.
+constexpr std::array<QRgb, 3> peakingPalette = {0xffff2020u, 0xff20eb40u, 0xff00c8ffu};
+// A colourful pixel within this many degrees of hue hides a mark of that hue, less the further
+// off. Below this saturation a pixel reads as grey and hides none.
+constexpr double hidingHueDistance = 75;
+constexpr float hidingSaturation = 0.3f;
+
+double hueDistance(double a, double b)
+{
+    const double d = std::fabs(a - b);
+    return std::min(d, 360 - d);
+}
+
+// Weighs every third marked pixel in every third row by how colourful and bright it is, and
+// takes the palette's colour those pixels hide least.
+QRgb peakingColourAgainst(const QImage& image, const QImage& marks)
+{
+    std::array<double, peakingPalette.size()> hidden {};
+    std::array<double, peakingPalette.size()> paletteHue {};
+    for (std::size_t i = 0; i < peakingPalette.size(); ++i)
+        paletteHue[i] = QColor::fromRgb(peakingPalette[i]).hsvHueF() * 360;
+    for (int y = 1; y + 1 < marks.height(); y += 3) {
+        const QRgb* row = reinterpret_cast<const QRgb*>(marks.constScanLine(y));
+        for (int x = 1; x + 1 < marks.width(); x += 3) {
+            if (row[x] == 0)
+                continue;
+            float hue = 0, saturation = 0, value = 0;
+            QColor::fromRgb(image.pixel(x, y)).getHsvF(&hue, &saturation, &value);
+            if (hue < 0 || saturation < hidingSaturation)
+                continue;
+            for (std::size_t i = 0; i < peakingPalette.size(); ++i)
+                hidden[i] += saturation * value * std::max(0.0, 1 - hueDistance(hue * 360, paletteHue[i]) / hidingHueDistance);
+        }
+    }
+    return peakingPalette[std::size_t(std::min_element(hidden.cbegin(), hidden.cend()) - hidden.cbegin())];
+}
 
 // Luminance rows of 0...255, whatever the image's format.
 class LumaRows {
@@ -175,7 +216,9 @@ QImage focusPeaking(const QImage& image, const FocusMap& focus, QColor colour)
     }
     const FocusMap measured = focus.isValid() && focus.imageSize == image.size() ? focus : measureFocus(image);
     const int threshold = std::max(peakingFloor, int(std::lround(peakingDeviations * std::sqrt(double(measured.score)))));
-    const QRgb mark = qPremultiply(colour.rgba());
+    // Without a colour given, marks go in as opaque white and take their colour once the
+    // marked detail is known.
+    const QRgb mark = colour.isValid() ? qPremultiply(colour.rgba()) : QRgb(0xffffffffu);
     // Every pixel is written exactly once: filling the overlay first would cost another pass
     // over its 11 MB at 2048 px.
     std::fill_n(reinterpret_cast<QRgb*>(overlay.scanLine(0)), w, QRgb(0));
@@ -187,6 +230,13 @@ QImage focusPeaking(const QImage& image, const FocusMap& focus, QColor colour)
         for (int x = 1; x + 1 < w; ++x)
             out[x] = (laplacian[x] > threshold || laplacian[x] < -threshold) ? mark : QRgb(0);
     });
+    if (!colour.isValid()) {
+        const QRgb chosen = peakingColourAgainst(image, overlay);
+        for (int y = 1; y + 1 < h; ++y) {
+            QRgb* out = reinterpret_cast<QRgb*>(overlay.scanLine(y));
+            std::replace(out, out + w, mark, chosen);
+        }
+    }
     return overlay;
 }
 

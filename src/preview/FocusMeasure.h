@@ -36,7 +36,8 @@ FocusMap measureFocus(const QImage& image);
 // (Format_ARGB32_Premultiplied) with `colour` on every pixel whose Laplacian stands out, both
 // against a fixed floor (so a frame soft everywhere shows nothing) and against the sharpest
 // tiles of `focus`, the map of this image (so only the crispest detail lights up). Without a
-// valid map it is measured first.
-QImage focusPeaking(const QImage& image, const FocusMap& focus = {}, QColor colour = QColor(255, 32, 32));
+// valid map it is measured first. Without a valid `colour`, the marks take red, green or
+// cyan, whichever the marked detail's own colours hide least.
+QImage focusPeaking(const QImage& image, const FocusMap& focus = {}, QColor colour = QColor());
 
 } // namespace kestrava

@@ -76,7 +76,7 @@ public:
     // The focus-peaking overlay (focusPeaking) of `shown`, the preview of `url` at
     // `maxPixelSize` the screen displays, on a thread of this pipeline ahead of its background
     // work, using the map in memory when there is one. Takes no decode slot: the user waits.
-    QFuture<QImage> peaking(const QImage& shown, const FileUrl& url, int maxPixelSize, QColor colour = QColor(255, 32, 32));
+    QFuture<QImage> peaking(const QImage& shown, const FileUrl& url, int maxPixelSize, QColor colour = QColor());
     // Every request not yet measuring ends with no map (the session closed, the folder
     // changed). Requests made afterwards run normally.
     void cancelPending();

@@ -1,6 +1,7 @@
 #include "CompareStage.h"
 
 #include "KestravaViewModel.h"
+#include "WindowWording.h"
 
 #include <QFileInfo>
 
@@ -57,7 +58,7 @@ QString CompareStage::candidateFileName() const
 
 QString CompareStage::candidatePositionText() const
 {
-    return active_ ? positionWording(candidate_, viewModel_.review()->reviewGroupCount()) : QString();
+    return active_ ? WindowWording::positionText(candidate_, viewModel_.review()->reviewGroupCount()) : QString();
 }
 
 QString CompareStage::candidateDetailsText() const
@@ -202,13 +203,6 @@ bool CompareStage::undo()
 QString CompareStage::nothingToUndoWording()
 {
     return QStringLiteral("In diesem Vergleich ist noch nichts entschieden, das sich zurücknehmen ließe.");
-}
-
-QString CompareStage::positionWording(int index, int count)
-{
-    if (count <= 0 || index < 0)
-        return {};
-    return QStringLiteral("Motiv %1 von %2").arg(qMin(index, count - 1) + 1).arg(count);
 }
 
 QString CompareStage::captionWording(bool reference, const QString& shotName)

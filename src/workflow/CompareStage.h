@@ -31,7 +31,7 @@ class CompareStage : public QObject {
     // What the top line and the inspector say while comparing: the candidate, the frame the
     // keys decide. Empty while the view is closed.
     Q_PROPERTY(QString candidateFileName READ candidateFileName NOTIFY textsChanged)
-    // "Motiv 12 von 120"
+    // "12 / 120", worded as the single view words its place
     Q_PROPERTY(QString candidatePositionText READ candidatePositionText NOTIFY textsChanged)
     // Folder, size and file count of the candidate's group.
     Q_PROPERTY(QString candidateDetailsText READ candidateDetailsText NOTIFY textsChanged)
@@ -85,8 +85,6 @@ public:
 
     static QString nothingToCompareWording();
     static QString nothingToUndoWording();
-    // "Motiv 12 von 120" for the zero-based `index` of `count` groups.
-    static QString positionWording(int index, int count);
     // "Favorit: IMG_0012" / "Kandidat: IMG_0015"; empty without a name.
     static QString captionWording(bool reference, const QString& shotName);
 

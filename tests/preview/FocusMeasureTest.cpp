@@ -134,6 +134,34 @@ TEST(FocusPeaking, marksTheSharpSubjectAndLeavesSoftPartsClear)
     EXPECT_LT(markedShare(focusPeaking(soft), QRect(QPoint(0, 0), sceneSize)), 0.005) << "a frame soft everywhere shows no edges in focus";
 }
 
+TEST(FocusPeaking, marksInAColourTheMarkedDetailDoesNotHide)
+{
+    const QImage sharp = detailedScene(sceneSize);
+    const QImage grey = pasted(softened(sharp, 4), sharp, centre);
+    // The same picture with every pixel in one hue, its brightness kept: the same edges light up.
+    const auto tinted = [&](int hue) {
+        QImage image = grey.convertToFormat(QImage::Format_RGB32);
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                image.setPixel(x, y, QColor::fromHsv(hue, 220, qGray(grey.pixel(x, y))).rgb());
+        return image;
+    };
+    const auto markHue = [](const QImage& overlay) {
+        for (int y = 0; y < overlay.height(); ++y)
+            for (int x = 0; x < overlay.width(); ++x)
+                if (qAlpha(overlay.pixel(x, y)) != 0)
+                    return QColor::fromRgb(overlay.pixel(x, y)).hsvHue();
+        return -1;
+    };
+    const auto apart = [](int a, int b) { return std::min(std::abs(a - b), 360 - std::abs(a - b)); };
+    EXPECT_EQ(markHue(focusPeaking(grey)), 0) << "red where nothing in the picture hides it";
+    for (const int hue : {0, 120, 190}) {
+        const int mark = markHue(focusPeaking(tinted(hue)));
+        ASSERT_GE(mark, 0);
+        EXPECT_GE(apart(mark, hue), 90) << "marks on detail of hue " << hue << " drawn at hue " << mark;
+    }
+}
+
 TEST(FocusMeasure, realPhotosScoreBelowThemselvesUnderAGaussianBlur)
 {
     const QString folder = cameraTestData();

@@ -77,7 +77,7 @@ TEST_F(Comparing, theCandidateBecomesTheReferenceAndEscapeCloses)
     EXPECT_TRUE(compare().referenceCaption().endsWith(shotName(1)));
     EXPECT_TRUE(compare().candidateCaption().endsWith(shotName(2)));
     EXPECT_EQ(compare().candidateFileName(), rig.vm().loading()->reviewGroups()[2].previewURL.fileName());
-    EXPECT_EQ(compare().candidatePositionText(), QStringLiteral("Motiv 3 von 6"));
+    EXPECT_EQ(compare().candidatePositionText(), QStringLiteral("3 / 6"));
     compare().close();
     EXPECT_FALSE(compare().active());
     EXPECT_TRUE(compare().candidateCaption().isEmpty());

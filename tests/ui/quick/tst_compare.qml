@@ -46,7 +46,7 @@ Item {
             tryVerify(function() { return paneShowsAPicture("compareCandidate") }, 60000, "no candidate picture")
             // The top line and the captions name the candidate, the frame the keys decide.
             compare(findChild(loader.item, "currentFileName").text, ViewModel.compare.candidateFileName)
-            compare(findChild(loader.item, "positionText").text, "Motiv " + (current + 2) + " von " + ViewModel.review.reviewGroupCount)
+            compare(findChild(loader.item, "positionText").text, (current + 2) + " / " + ViewModel.review.reviewGroupCount)
             verify(findChild(loader.item, "candidateCaption").text.indexOf(ViewModel.compare.candidateCaption) === 0)
             verify(findChild(loader.item, "referenceCaption").text.indexOf("Favorit: ") === 0)
             compare(findChild(loader.item, "inspectorDetails").path, ViewModel.compare.candidatePath)
