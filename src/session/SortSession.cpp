@@ -4,6 +4,8 @@
 #include "model/PhotoModelJson.h"
 #include "trash/TrashJson.h"
 
+#include <QJsonArray>
+
 #include <limits>
 
 namespace kestrava {
@@ -89,6 +91,10 @@ QJsonObject toJson(const SortSession& s)
         o.insert("skippedEntryCount"_L1, s.skippedEntryCount);
     if (s.seriesGapMilliseconds != defaultSeriesGap.count())
         o.insert("seriesGapMilliseconds"_L1, s.seriesGapMilliseconds);
+    if (s.unsupportedFileCount != 0)
+        o.insert("unsupportedFileCount"_L1, s.unsupportedFileCount);
+    if (!s.unsupportedFileExamples.isEmpty())
+        o.insert("unsupportedFileExamples"_L1, QJsonArray::fromStringList(s.unsupportedFileExamples));
     json::putOptional(o, "selectedReviewChoice"_L1, s.selectedReviewChoice,
                       [](FormatReviewChoice c) { return rawValue(c); });
     o.insert("pairingWasTransferred"_L1, s.pairingWasTransferred);
@@ -138,6 +144,19 @@ SortSession sortSessionFromJson(const QJsonObject& o)
     s.passThroughPhotos = optionalPhotos(o, "passThroughPhotos"_L1);
     s.ignoredPhotoCount = optionalIntField(o, "ignoredPhotoCount"_L1, 0);
     s.skippedEntryCount = optionalIntField(o, "skippedEntryCount"_L1, 0);
+    s.unsupportedFileCount = optionalIntField(o, "unsupportedFileCount"_L1, 0);
+    if (s.unsupportedFileCount < 0)
+        throw DecodingError(u"unsupportedFileCount: %1 ist negativ"_s.arg(s.unsupportedFileCount));
+    if (o.contains("unsupportedFileExamples"_L1)) {
+        const QJsonValue examples = o.value("unsupportedFileExamples"_L1);
+        if (!examples.isArray())
+            throw DecodingError(u"unsupportedFileExamples: keine Liste"_s);
+        for (const QJsonValue& name : examples.toArray()) {
+            if (!name.isString())
+                throw DecodingError(u"unsupportedFileExamples: Eintrag ist kein Text"_s);
+            s.unsupportedFileExamples.append(name.toString());
+        }
+    }
     s.selectedReviewChoice = json::optionalEnum<FormatReviewChoice>(o, "selectedReviewChoice"_L1);
     s.pairingWasTransferred = json::optionalBool(o, "pairingWasTransferred"_L1).value_or(false);
     s.pairingChoiceResolved = json::optionalBool(o, "pairingChoiceResolved"_L1).value_or(true);

@@ -35,6 +35,8 @@
 //   verificationMode        "fileSize" | "sha256"
 //   seriesGapMilliseconds   integer 100...60000, the longest pause within a burst; left out
 //                           when it is the default 1000, which a document without it means
+//   unsupportedFileCount    integer, files of formats the scan does not take; left out when 0
+//   unsupportedFileExamples array of string, the first few of their names; left out when empty
 //   executionRecords        object: source path → ExecutionRecord
 //   trashPreparation        object, left out when unset
 //   lastEventSequence       integer: last event folded into this document
@@ -101,6 +103,11 @@ struct SortSession {
     // Entries the scan could not take (undecodable names, unreadable sub-folders); they stay
     // in the source folder whatever the run does. Written only when not 0.
     int skippedEntryCount = 0;
+    // Regular files the scan left out as not a supported photo format, and the names of the
+    // first few: the confirmation names them, also when the session is resumed. Written only
+    // when not 0 (and not empty).
+    int unsupportedFileCount = 0;
+    QStringList unsupportedFileExamples;
     std::optional<FormatReviewChoice> selectedReviewChoice;
     bool pairingWasTransferred = false;
     bool pairingChoiceResolved = true;

@@ -143,6 +143,17 @@ QByteArray encodeSortSession(const SortSession& s)
         w.key("trashPreparation"_L1);
         w.object(toJson(*s.trashPreparation));
     }
+    if (s.unsupportedFileCount != 0) {
+        w.key("unsupportedFileCount"_L1);
+        w.integer(s.unsupportedFileCount);
+    }
+    if (!s.unsupportedFileExamples.isEmpty()) {
+        w.key("unsupportedFileExamples"_L1);
+        w.beginArray();
+        for (const QString& name : s.unsupportedFileExamples)
+            w.string(name);
+        w.endArray();
+    }
     w.key("updatedAt"_L1);
     w.date(s.updatedAt);
     w.key("verificationMode"_L1);

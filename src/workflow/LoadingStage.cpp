@@ -231,6 +231,8 @@ void LoadingStage::restore(const SortSession& session)
         run().skippedEntryCount = session.skippedEntryCount;
         emit skippedEntryCountChanged();
     }
+    run().unsupportedFileCount = session.unsupportedFileCount;
+    run().unsupportedFileExamples = session.unsupportedFileExamples;
     setSelectedReviewChoice(session.selectedReviewChoice);
     setFlag(run().showFormatChoice, !session.pairingChoiceResolved && offersFormatChoice(jpegs, raws),
             &LoadingStage::showFormatChoiceChanged);

@@ -73,6 +73,8 @@ std::optional<SortSession> KestravaViewModel::makeSessionSnapshot(std::optional<
     snapshot.passThroughPhotos = core_.run.passThroughPhotos;
     snapshot.ignoredPhotoCount = core_.run.ignoredPhotoCount;
     snapshot.skippedEntryCount = core_.run.skippedEntryCount;
+    snapshot.unsupportedFileCount = core_.run.unsupportedFileCount;
+    snapshot.unsupportedFileExamples = core_.run.unsupportedFileExamples;
     snapshot.selectedReviewChoice = core_.run.selectedReviewChoice;
     snapshot.pairingWasTransferred = core_.run.pairingWasTransferred;
     snapshot.pairingChoiceResolved = !core_.run.showFormatChoice;

@@ -43,6 +43,8 @@ SortSession makeFullSession()
     session.passThroughPhotos[0].sourceURL = FileUrl::fromLocalPath(u"/Fotos/Reise/Video, \"lang\".jpg"_s);
     session.ignoredPhotoCount = 12;
     session.skippedEntryCount = 3;
+    session.unsupportedFileCount = 4;
+    session.unsupportedFileExamples = {u"IMG_0001.CRW"_s, u"Notiz \"neu\".txt"_s};
     session.selectedReviewChoice = FormatReviewChoice::both;
     session.pairingWasTransferred = true;
     session.pairingChoiceResolved = false;

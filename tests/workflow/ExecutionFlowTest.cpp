@@ -179,12 +179,20 @@ TEST(ExecutionFlow, confirmationNamesEveryFileTheMoveTakesAndWhatStaysOut)
                            QStringLiteral("Nicht Teil der Sortierung: 1 nicht lesbarer Eintrag – bleibt unverändert im Quellordner"),
                            QStringLiteral("Nicht Teil der Sortierung: 3 Dateien in nicht unterstützten Formaten (z. B. IMG_0001.CRW)")}));
 
+    // A resumed session is not scanned again: it still names what stays out.
+    const QStringList lines = execution.runScopeLines();
+    rig.restart();
+    ASSERT_TRUE(waitFor([&] { return rig.vm().sessionStage()->hasResumableSession(); }));
+    rig.vm().sessionStage()->resumeSavedSession();
+    const ExecutionStage& resumed = *rig.vm().execution();
+    EXPECT_EQ(resumed.runScopeLines(), lines);
+
     rig.vm().setDestructiveConfirmationAccepted(true);
-    ASSERT_TRUE(waitFor([&] { return execution.canExecute(); }));
+    ASSERT_TRUE(waitFor([&] { return resumed.canExecute(); }));
     rig.vm().execution()->applySort();
     waitForRunEnd(rig);
     ASSERT_EQ(rig.vm().route(), AppRoute::completed) << rig.vm().alertText().toStdString();
-    EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), execution.runScope().filesInRun());
+    EXPECT_EQ(filesBelow(rig.vm().destinationFolderPath()).size(), resumed.runScope().filesInRun());
     EXPECT_TRUE(filesBelow(rig.photoFolder).isEmpty());
 }
 
