@@ -35,25 +35,42 @@ double hueDistance(double a, double b)
     return std::min(d, 360 - d);
 }
 
-// Weighs every third marked pixel in every third row by how colourful and bright it is, and
-// takes the palette's colour those pixels hide least.
-QRgb peakingColourAgainst(const QImage& image, const QImage& marks)
+// Looks at the sharpest tenth of the tiles, where the marks will be, weighing every fourth
+// pixel in every fourth row by how colourful and bright it is, and takes the palette's colour
+// those pixels hide least. Known before the marks are drawn, so each overlay pixel is written once.
+QRgb peakingColourAgainst(const QImage& image, const FocusMap& focus)
 {
+    constexpr int sampleStep = 4;
     std::array<double, peakingPalette.size()> hidden {};
     std::array<double, peakingPalette.size()> paletteHue {};
     for (std::size_t i = 0; i < peakingPalette.size(); ++i)
         paletteHue[i] = QColor::fromRgb(peakingPalette[i]).hsvHueF() * 360;
-    for (int y = 1; y + 1 < marks.height(); y += 3) {
-        const QRgb* row = reinterpret_cast<const QRgb*>(marks.constScanLine(y));
-        for (int x = 1; x + 1 < marks.width(); x += 3) {
-            if (row[x] == 0)
+    std::vector<float> sorted(focus.values.cbegin(), focus.values.cend());
+    if (sorted.empty())
+        return peakingPalette[0];
+    const std::size_t take = std::max<std::size_t>(1, std::size_t(std::ceil(double(sorted.size()) * sharpestShare)));
+    std::nth_element(sorted.begin(), sorted.begin() + std::ptrdiff_t(take - 1), sorted.end(), std::greater<>());
+    const float sharpEnough = sorted[take - 1];
+    const int columns = focus.tiles.width();
+    const int rows = focus.tiles.height();
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            if (focus.at(column, row) < sharpEnough)
                 continue;
-            float hue = 0, saturation = 0, value = 0;
-            QColor::fromRgb(image.pixel(x, y)).getHsvF(&hue, &saturation, &value);
-            if (hue < 0 || saturation < hidingSaturation)
-                continue;
-            for (std::size_t i = 0; i < peakingPalette.size(); ++i)
-                hidden[i] += saturation * value * std::max(0.0, 1 - hueDistance(hue * 360, paletteHue[i]) / hidingHueDistance);
+            // The last column and row take the remainder of the image.
+            const int right = column + 1 == columns ? image.width() : (column + 1) * focus.tileSize;
+            const int bottom = row + 1 == rows ? image.height() : (row + 1) * focus.tileSize;
+            for (int y = row * focus.tileSize; y < bottom; y += sampleStep) {
+                for (int x = column * focus.tileSize; x < right; x += sampleStep) {
+                    float hue = 0, saturation = 0, value = 0;
+                    QColor::fromRgb(image.pixel(x, y)).getHsvF(&hue, &saturation, &value);
+                    if (hue < 0 || saturation < hidingSaturation)
+                        continue;
+                    for (std::size_t i = 0; i < peakingPalette.size(); ++i)
+                        hidden[i] += saturation * value
+                            * std::max(0.0, 1 - hueDistance(hue * 360, paletteHue[i]) / hidingHueDistance);
+                }
+            }
         }
     }
     return peakingPalette[std::size_t(std::min_element(hidden.cbegin(), hidden.cend()) - hidden.cbegin())];
@@ -216,9 +233,7 @@ QImage focusPeaking(const QImage& image, const FocusMap& focus, QColor colour)
     }
     const FocusMap measured = focus.isValid() && focus.imageSize == image.size() ? focus : measureFocus(image);
     const int threshold = std::max(peakingFloor, int(std::lround(peakingDeviations * std::sqrt(double(measured.score)))));
-    // Without a colour given, marks go in as opaque white and take their colour once the
-    // marked detail is known.
-    const QRgb mark = colour.isValid() ? qPremultiply(colour.rgba()) : QRgb(0xffffffffu);
+    const QRgb mark = colour.isValid() ? qPremultiply(colour.rgba()) : peakingColourAgainst(image, measured);
     // Every pixel is written exactly once: filling the overlay first would cost another pass
     // over its 11 MB at 2048 px.
     std::fill_n(reinterpret_cast<QRgb*>(overlay.scanLine(0)), w, QRgb(0));
@@ -230,13 +245,6 @@ QImage focusPeaking(const QImage& image, const FocusMap& focus, QColor colour)
         for (int x = 1; x + 1 < w; ++x)
             out[x] = (laplacian[x] > threshold || laplacian[x] < -threshold) ? mark : QRgb(0);
     });
-    if (!colour.isValid()) {
-        const QRgb chosen = peakingColourAgainst(image, overlay);
-        for (int y = 1; y + 1 < h; ++y) {
-            QRgb* out = reinterpret_cast<QRgb*>(overlay.scanLine(y));
-            std::replace(out, out + w, mark, chosen);
-        }
-    }
     return overlay;
 }
 

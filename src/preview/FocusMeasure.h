@@ -37,7 +37,7 @@ FocusMap measureFocus(const QImage& image);
 // against a fixed floor (so a frame soft everywhere shows nothing) and against the sharpest
 // tiles of `focus`, the map of this image (so only the crispest detail lights up). Without a
 // valid map it is measured first. Without a valid `colour`, the marks take red, green or
-// cyan, whichever the marked detail's own colours hide least.
+// cyan, whichever the colours of the sharpest tiles hide least.
 QImage focusPeaking(const QImage& image, const FocusMap& focus = {}, QColor colour = QColor());
 
 } // namespace kestrava
