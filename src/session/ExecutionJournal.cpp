@@ -38,10 +38,6 @@ struct ExecutionJournal::Shared {
     // On the store's thread.
     void write(const ExecutionRecord& record)
     {
-        if (failed.load(std::memory_order_acquire)) {
-            notSaved(record);
-            return;
-        }
         qint64 sequence = 0;
         try {
             sequence = store->appendEvent(executionEvent(record), after, sessionID);
@@ -78,6 +74,10 @@ ExecutionJournal::~ExecutionJournal()
 
 void ExecutionJournal::append(ExecutionRecord record)
 {
+    // The record before is written by now, as a rule: a file takes longer than a line. Waiting
+    // for it keeps the journal at most one record behind the files, so that a failure stops
+    // the run at the next record and no file goes unrecorded beyond that one.
+    last_.waitForFinished();
     if (shared_->failed.load(std::memory_order_acquire)) {
         shared_->notSaved(std::move(record));
         std::rethrow_exception(shared_->failure);

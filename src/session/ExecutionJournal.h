@@ -4,16 +4,17 @@
 // costs the caller neither a write nor a flush: the store writes the records on its own
 // thread, in the order they were handed over, and calls `acknowledge` there for each one as
 // soon as its event is durable, before the next is written. Only then may the record count:
-// be shown as done, counted in the run's outcome.
+// be shown as done, counted in the run's outcome. The journal runs at most one record behind:
+// a hand-over first waits for the record before it, which a file's work has usually outlasted.
 //
 // Each record gets a flush of its own. Grouping the records that happen to wait together
 // under one flush would save little (the flushes run beside the copying, and the file system
 // commits them together with the copies' own) and would make the durable steps a run takes
 // depend on the timing of its threads, so that no kill at a chosen step could be repeated.
 //
-// The first record that cannot be written ends the journal: no record after it is written,
-// and each later hand-over throws that failure. The run stops there and tells the user which
-// records were not saved; a later record written meanwhile would make that list wrong.
+// The first record that cannot be written ends the journal: the next hand-over throws that
+// failure, and no record after it is written. The run stops there and tells the user which
+// records were not saved.
 
 #include "SessionStore.h"
 
@@ -38,8 +39,9 @@ public:
     ExecutionJournal(const ExecutionJournal&) = delete;
     ExecutionJournal& operator=(const ExecutionJournal&) = delete;
 
-    // Queues `record` and returns. Once a record has failed, throws that failure instead (the
-    // store's error: FileSystemError or SessionStoreError), and `record` is not written.
+    // Waits for the record handed over before, then queues `record` and returns. When a record
+    // has failed, throws that failure instead (the store's error: FileSystemError or
+    // SessionStoreError), and `record` is not written.
     void append(ExecutionRecord record);
     // Whether a record could not be written. From any thread.
     bool hasFailed() const;
