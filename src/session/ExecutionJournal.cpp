@@ -3,6 +3,7 @@
 #include "SessionStoreState.h"
 
 #include <QMutex>
+#include <QThreadPool>
 
 #include <atomic>
 #include <exception>
@@ -16,13 +17,21 @@ struct ExecutionJournal::Shared {
     qint64 after = 0; // the store's thread only
 
     std::atomic<bool> failed{false};
-    std::exception_ptr failure; // written once, before `failed` is set
+    std::exception_ptr failure; // written once, under `mutex`, before `failed` is set
 
     mutable QMutex mutex;
     QList<ExecutionRecord> unsaved;
 
+    // The text log's lines are written on a thread of their own, each after its record's
+    // event is durable: its flush then shares the file system's commit with the next event's
+    // instead of costing a commit of its own. Last, so that it ends before what it uses.
+    QThreadPool textLog;
+
+    Shared() { textLog.setMaxThreadCount(1); }
+
     void fail(std::exception_ptr error)
     {
+        QMutexLocker guard(&mutex);
         if (failed.load(std::memory_order_acquire))
             return;
         failure = std::move(error);
@@ -48,13 +57,15 @@ struct ExecutionJournal::Shared {
         }
         after = sequence;
         acknowledge(record, sequence);
-        try {
-            // The text log is for people and is never replayed; the record counts without it,
-            // but the run still stops, since the user's log would miss it.
-            store->appendExecutionLogLines(sessionID, {record});
-        } catch (...) {
-            fail(std::current_exception());
-        }
+        textLog.start([this, record] {
+            try {
+                // The text log is for people and is never replayed; the record counts without
+                // it, but the run still stops, since the user's log would miss it.
+                store->appendExecutionLogLines(sessionID, {record});
+            } catch (...) {
+                fail(std::current_exception());
+            }
+        });
     }
 };
 
@@ -70,6 +81,7 @@ ExecutionJournal::ExecutionJournal(SessionStore& store, QUuid sessionID, qint64 
 ExecutionJournal::~ExecutionJournal()
 {
     last_.waitForFinished();
+    shared_->textLog.waitForDone();
 }
 
 void ExecutionJournal::append(ExecutionRecord record)
@@ -94,6 +106,7 @@ void ExecutionJournal::waitUntilDurable()
 {
     // The store's thread runs its work in order: the last record done, all are.
     last_.waitForFinished();
+    shared_->textLog.waitForDone();
     if (hasFailed())
         std::rethrow_exception(shared_->failure);
 }

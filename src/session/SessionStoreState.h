@@ -77,7 +77,8 @@ struct SessionStore::State {
     // Returns the last number given. A crash in the middle may leave the first few whole.
     qint64 appendEvents(QList<SessionEvent>& events, qint64 after, const QUuid& id);
     qint64 appendEvent(SessionEvent event, qint64 after, const QUuid& id);
-    // One line per record in the text log, with one write and one flush.
+    // One line per record in the text log, with one write and one flush. Touches nothing of
+    // the store's thread: ExecutionJournal writes the text log from a thread of its own.
     void appendExecutionLogLines(const QUuid& id, const QList<ExecutionRecord>& records);
 
     void replayInto(SortSession& session);
