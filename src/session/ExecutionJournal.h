@@ -1,20 +1,23 @@
 #pragma once
 
 // The execution records of one run, journaled while the run goes on. Handing a record over
-// costs the caller neither a write nor a flush: the store writes the records on its own
-// thread, in the order they were handed over, and calls `acknowledge` there for each one as
-// soon as its event is durable, before the next is written. Only then may the record count:
-// be shown as done, counted in the run's outcome. The journal runs at most one record behind:
-// a hand-over first waits for the record before it, which a file's work has usually outlasted.
+// costs the caller neither a write nor a flush: the store writes the records' events on its
+// own thread, in the order they were handed over, and calls `acknowledge` there for each one
+// as soon as its event is durable, before the next is written. Only then may the record
+// count: be shown as done, counted in the run's outcome. The journal runs at most one record
+// behind: a hand-over first waits for the event before it, which a file's work has usually
+// outlasted. Each record's line of the text log follows on a thread of its own once the event
+// is durable, so that its flush shares the file system's commit with the next event's.
 //
-// Each record gets a flush of its own. Grouping the records that happen to wait together
+// Each record gets flushes of its own. Grouping the records that happen to wait together
 // under one flush would save little (the flushes run beside the copying, and the file system
 // commits them together with the copies' own) and would make the durable steps a run takes
 // depend on the timing of its threads, so that no kill at a chosen step could be repeated.
 //
-// The first record that cannot be written ends the journal: the next hand-over throws that
-// failure, and no record after it is written. The run stops there and tells the user which
-// records were not saved.
+// The first record whose event cannot be written ends the journal: the next hand-over throws
+// that failure, and no record after it is written. The run stops there and tells the user
+// which records were not saved. A text-log line that cannot be written fails the journal
+// too, noticed at one of the next two hand-overs; its record counts, its event being durable.
 
 #include "SessionStore.h"
 
