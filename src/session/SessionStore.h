@@ -89,6 +89,13 @@ public:
     // execution log. A failure of the text log is thrown although the event is already durable.
     QFuture<qint64> appendExecution(ExecutionRecord record, qint64 after, QUuid sessionID);
 
+    // Journals an execution event for each of `records`, numbered in their order, with one
+    // write and one flush of the event log and one of the text log: the cost of one record
+    // for a whole plan. On a failed write or flush none of them is in the log; a crash in the
+    // middle may leave the first few, as single appends one after another would. Returns the
+    // sequence numbers in the order of `records`.
+    QFuture<QList<qint64>> appendExecutions(QList<ExecutionRecord> records, qint64 after, QUuid sessionID);
+
     // The incomplete session with the latest `updatedAt` after its events were replayed, or
     // nullopt. Unreadable, undecodable, future-version and damaged-log sessions are skipped
     // silently; completed ones are never returned. Equal dates: the first in file-name order.
@@ -99,6 +106,7 @@ public:
     QFuture<SortSession> loadSession(QUuid sessionID);
 
 private:
+    friend class ExecutionJournal; // journals a run's records on the store's thread
     struct State;
     std::unique_ptr<State> state_;
 };

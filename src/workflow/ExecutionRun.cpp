@@ -2,10 +2,12 @@
 
 #include "WindowWording.h"
 #include "execution/StoragePreflight.h"
+#include "session/ExecutionJournal.h"
 #include "session/SessionStore.h"
 #include "trash/TrashTransactionCoordinator.h"
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 
 namespace kestrava::ExecutionRun {
 
@@ -24,6 +26,15 @@ QString snapshotFailedMessage()
     return QStringLiteral("Die Sitzung konnte nicht sicher angelegt werden.");
 }
 
+QString unsavedRecordsMessage(const QList<ExecutionRecord>& records)
+{
+    QStringList names;
+    for (const ExecutionRecord& record : records)
+        names.append(u'„' + QFileInfo(record.sourcePath).fileName() + u'“');
+    return QStringLiteral("Nicht gespeichert, beim Fortsetzen wird erneut geprüft: ") + names.join(QStringLiteral(", "))
+        + u'.';
+}
+
 qint64 journalRecord(SessionStore* store, const QUuid& sessionID, qint64 after, const ExecutionRecord& record)
 {
     if (!store)
@@ -35,13 +46,22 @@ qint64 journalRecord(SessionStore* store, const QUuid& sessionID, qint64 after, 
 void journalPlan(SessionStore* store, const QUuid& sessionID, qint64 after, const SortExecutionPlan& plan,
                  const QMap<QString, ExecutionRecord>& journaled, const RecordSink& sink)
 {
+    QList<ExecutionRecord> promises;
     for (const PlannedAction& action : plan.actions) {
         const auto known = journaled.constFind(action.id);
         if (known != journaled.constEnd() && known->destinationPath == action.destinationURL.path())
             continue; // a resumed plan keeps its recorded names: nothing new to promise
-        const ExecutionRecord pending{action.id, action.destinationURL.path(), ExecutionActionStatus::pending, 0, {}};
-        after = std::max(after, journalRecord(store, sessionID, after, pending));
-        sink(pending, after);
+        promises.append(ExecutionRecord{action.id, action.destinationURL.path(), ExecutionActionStatus::pending, 0, {}});
+    }
+    if (promises.isEmpty())
+        return;
+    // One flush for the whole plan: the copying waits for it, and nothing needs its records
+    // one by one (a crash in the middle leaves the first few, which promise nothing yet).
+    const QList<qint64> sequences =
+        store ? store->appendExecutions(promises, after, sessionID).result() : QList<qint64>(promises.size(), 0);
+    for (qsizetype index = 0; index < promises.size(); ++index) {
+        after = std::max(after, sequences[index]);
+        sink(promises[index], after);
     }
 }
 
@@ -141,6 +161,11 @@ ExecutionOutcome run(const ExecutionRequest& request, const ProgressSink& progre
         return outcome;
     }
 
+    // The records are made durable on the store's thread while the files go on; each reaches
+    // `records` from there once it is.
+    std::optional<ExecutionJournal> journal;
+    if (request.store)
+        journal.emplace(*request.store, request.sessionID, sequence, records);
     ResumableSortExecutor::ExecutionHandlers handlers;
     handlers.progress = progress;
     QMap<QString, ExecutionRecord> journaled = request.records;
@@ -149,18 +174,41 @@ ExecutionOutcome run(const ExecutionRequest& request, const ProgressSink& progre
         const auto known = journaled.constFind(record.sourcePath);
         if (known != journaled.constEnd() && *known == record)
             return;
-        track(record, journalRecord(request.store, request.sessionID, sequence, record));
+        if (journal)
+            journal->append(record); // throws once a record failed: the run stops there
+        else
+            records(record, 0);
         journaled.insert(record.sourcePath, record);
     };
-    handlers.isCanceled = [cancellation] { return cancellation && cancellation->isCanceled(); };
+    // A failed record stops the run before its next file, not only at its next record.
+    handlers.isCanceled = [&] {
+        return (cancellation && cancellation->isCanceled()) || (journal && journal->hasFailed());
+    };
+    std::optional<QString> failure;
     try {
         FileOps& ops = request.fileOps ? *request.fileOps : FileOps::system();
         outcome.result = ResumableSortExecutor::executeSynchronously(plan, !request.stageTrash, handlers, ops);
     } catch (const QException& error) {
-        outcome.failure = failureText(error);
-        return outcome;
+        failure = failureText(error);
     } catch (...) {
-        outcome.failure = unknownFailureText();
+        failure = unknownFailureText();
+    }
+    if (journal) {
+        // Nothing is reported, and no safety copy staged, before every record counts.
+        try {
+            journal->waitUntilDurable();
+        } catch (const QException& error) {
+            failure = failureText(error);
+        } catch (...) {
+            failure = unknownFailureText();
+        }
+        outcome.unsavedRecords = journal->unsaved();
+    }
+    if (failure) {
+        outcome.result.reset();
+        outcome.failure = outcome.unsavedRecords.isEmpty()
+            ? *failure
+            : *failure + QLatin1Char(' ') + unsavedRecordsMessage(outcome.unsavedRecords);
         return outcome;
     }
 

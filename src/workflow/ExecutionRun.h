@@ -45,12 +45,16 @@ struct ExecutionOutcome {
     std::optional<QString> failure;
     // Messages of trash groups refused as a whole (they were neither staged nor journaled).
     QStringList refusedGroups;
+    // Records of files the run handled whose journal line could not be written (the run
+    // stopped there): the journal still holds their earlier state.
+    QList<ExecutionRecord> unsavedRecords;
     bool snapshotSaved = false;
 };
 
 namespace ExecutionRun {
 
-// Hands each journaled record to the GUI with the sequence number the store gave it.
+// Hands each journaled record to the GUI with the sequence number the store gave it, once it
+// is durable, in plan order; from the run's thread or the store's.
 using RecordSink = std::function<void(const ExecutionRecord& record, qint64 sequence)>;
 using ProgressSink = std::function<void(const SortProgress& progress)>;
 
@@ -60,17 +64,23 @@ QString planNotSavedPrefix();
 QString stagingRefusedPrefix();
 // "Die Sitzung konnte nicht sicher angelegt werden."; the run's alert adds the store's cause.
 QString snapshotFailedMessage();
+// "Nicht gespeichert, beim Fortsetzen wird erneut geprüft: „a.jpg“, „b.jpg“.", added to the
+// store's message when a journal write stopped the run.
+QString unsavedRecordsMessage(const QList<ExecutionRecord>& records);
 
 // Journals `record` and waits until it is durable. Returns the sequence number (0 without a
 // store). Throws the store's error.
 qint64 journalRecord(SessionStore* store, const QUuid& sessionID, qint64 after, const ExecutionRecord& record);
 
 // Journals a pending record for every action whose record is not journaled yet (or differs),
-// so that a crash before its first file still finds the planned names. Throws the store's error.
+// so that a crash before its first file still finds the planned names; all with one flush,
+// and returns once they are durable. Throws the store's error.
 void journalPlan(SessionStore* store, const QUuid& sessionID, qint64 after, const SortExecutionPlan& plan,
                  const QMap<QString, ExecutionRecord>& journaled, const RecordSink& sink);
 
-// Never throws: every failure ends in the outcome.
+// Never throws: every failure ends in the outcome. The outcome comes only after every record
+// of the run is durable; a record that cannot be written stops the run before its next file,
+// with the store's message and without a result.
 ExecutionOutcome run(const ExecutionRequest& request, const ProgressSink& progress, const RecordSink& records,
                      const std::shared_ptr<const CancellationFlag>& cancellation);
 
