@@ -1,7 +1,9 @@
 #include "PreviewStageItem.h"
 
+#include <QCoreApplication>
 #include <QQuickWindow>
 #include <QSGImageNode>
+#include <QSGRendererInterface>
 
 namespace kestrava {
 
@@ -48,6 +50,22 @@ void PreviewStageItem::replaceImage(const QImage& image)
         emit zoomChanged();
     emit geometryUpdated();
     update();
+    if (!image_.isNull())
+        presentNow();
+}
+
+void PreviewStageItem::presentNow()
+{
+    QQuickWindow* shown = window();
+    if (!shown || !shown->rendererInterface()
+        || shown->rendererInterface()->graphicsApi() != QSGRendererInterface::Software)
+        return;
+    // The software scene graph renders on the platform's update timer: with no vsync to wait
+    // for, the offscreen and X11 platforms hold each frame back by an idle time (5 ms) so that
+    // changes coalesce. A new picture is what the user pressed the key for, so its frame is
+    // asked for at once, behind the events already queued; everything else keeps coalescing.
+    // The timer's own request that follows finds nothing left to show and swaps nothing.
+    QCoreApplication::postEvent(shown, new QEvent(QEvent::UpdateRequest));
 }
 
 void PreviewStageItem::setOverlay(const QImage& overlay)

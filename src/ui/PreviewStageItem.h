@@ -85,6 +85,8 @@ private:
     void toggleZoomHere(QPointF at);
     void moveTo(QPointF offset);
     void replaceImage(const QImage& image);
+    // Asks for the frame now rather than after the platform's idle time (software rendering).
+    void presentNow();
 
     QImage image_;
     bool textureDirty_ = false;
