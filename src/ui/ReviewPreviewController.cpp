@@ -20,6 +20,7 @@ ReviewPreviewController::ReviewPreviewController(PhotoPreviewLoader* loader, QOb
     loader_->setShowsThumbnails(true);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::updatePeaking);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::imageChanged);
+    connect(loader_, &PhotoPreviewLoader::fittedImageChanged, this, &ReviewPreviewController::fittedImageChanged);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::statusChanged);
     connect(loader_, &PhotoPreviewLoader::isLoadingChanged, this, &ReviewPreviewController::statusChanged);
     connect(loader_, &PhotoPreviewLoader::didFailChanged, this, &ReviewPreviewController::statusChanged);
@@ -58,6 +59,14 @@ void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
     }
     emit viewModelChanged();
     sync();
+}
+
+void ReviewPreviewController::setFitBox(QSize box)
+{
+    if (box == loader_->fitBox())
+        return;
+    loader_->setFitBox(box);
+    emit fitBoxChanged();
 }
 
 void ReviewPreviewController::setActive(bool active)
