@@ -110,8 +110,17 @@ void ReviewPreviewController::sync()
     const int current = viewModel_->review()->currentIndex();
     for (int i = current + 1; i < groups.size() && i <= current + prefetchGroups; ++i)
         next.append(groups[i].previewURL);
-    if (!next.isEmpty())
-        loader_->prefetch(next);
+    if (next.isEmpty())
+        return;
+    // After the frame that shows this photo, which the stage has asked for already: started
+    // now, the next decodes would take the processor from that frame on a two-core machine.
+    QMetaObject::invokeMethod(
+        this,
+        [this, next, key] {
+            if (key == groupKey_)
+                loader_->prefetch(next);
+        },
+        Qt::QueuedConnection);
 }
 
 void ReviewPreviewController::loadCandidate()
