@@ -11,8 +11,8 @@ namespace kestrava {
 
 namespace {
 
-// Copies for the photo on screen, the few prefetched after it and a few the user may go back to.
-constexpr qsizetype fittedCopiesKept = 2 * PreviewPipeline::prefetchCount;
+// Copies for the photo on screen, the few prefetched after it and one or two the user may go back to.
+constexpr qsizetype fittedCopiesKept = PreviewPipeline::prefetchCount + 2;
 
 // The bilinear resampling the scene graph applied to the full preview on every frame, done
 // once: the fitted picture looks exactly as it did, pixel for pixel as sharp. (An area average
