@@ -245,9 +245,11 @@ TEST(PhotoPreviewLoader, aPreviewInMemoryIsOnShowAtOnceAndReportedOnlyAfterLoadR
 {
     LoaderFixture f;
     const FileUrl a = f.file("a.jpg");
+    // Written once: a file written again is another picture to the caches.
+    const FileUrl b = f.file("b.jpg");
     f.loader->load(a, f.recorder());
     ASSERT_TRUE(f.waitUntilNotLoading());
-    f.loader->load(f.file("b.jpg"), f.recorder());
+    f.loader->load(b, f.recorder());
     ASSERT_TRUE(f.waitUntilNotLoading());
     f.reports.clear();
 
@@ -261,7 +263,7 @@ TEST(PhotoPreviewLoader, aPreviewInMemoryIsOnShowAtOnceAndReportedOnlyAfterLoadR
 
     // Moving on before that report arrives drops it.
     f.reports.clear();
-    f.loader->load(f.file("b.jpg"), f.recorder());
+    f.loader->load(b, f.recorder());
     f.loader->clear();
     QCoreApplication::processEvents();
     EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"b.jpg", PreviewLoadState::loading}}));
