@@ -130,11 +130,14 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
     // Where the time goes: until the decision is written and the review moves on, until the
     // next picture is handed to the stage, until the frame with it is on screen.
     QList<double> written, pictured, framed;
+    // And the frame itself: waiting for the render loop (with polishing), synchronizing the
+    // scene graph, rendering it, and flushing the backing store to the window.
+    QList<double> waited, synced, rendered, flushed;
     for (int i = 0; i + 1 < std::min(count, app.viewModel->review()->reviewGroupCount()); ++i) {
         // A key every 150 ms by default, as a brisk photographer presses them.
         const qint64 due = clock.nsecsElapsed() + qint64(intervalMs) * 1'000'000;
         const int before = app.viewModel->review()->currentIndex();
-        qint64 movedAt = -1, imageAt = -1, shownAt = -1;
+        qint64 movedAt = -1, imageAt = -1, shownAt = -1, animatedAt = -1, syncedAt = -1, renderedAt = -1;
         auto moveConnection = QObject::connect(app.viewModel->review(), &ReviewStage::currentIndexChanged, app.window, [&] {
             if (movedAt < 0)
                 movedAt = clock.nsecsElapsed();
@@ -147,6 +150,20 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
             if (imageAt >= 0 && shownAt < 0)
                 shownAt = clock.nsecsElapsed();
         });
+        // Direct: with a threaded render loop these come from the render thread.
+        const QList<QMetaObject::Connection> stepConnections{
+            QObject::connect(app.window, &QQuickWindow::afterAnimating, app.window, [&] {
+                if (imageAt >= 0 && shownAt < 0)
+                    animatedAt = clock.nsecsElapsed();
+            }, Qt::DirectConnection),
+            QObject::connect(app.window, &QQuickWindow::afterSynchronizing, app.window, [&] {
+                if (imageAt >= 0 && shownAt < 0)
+                    syncedAt = clock.nsecsElapsed();
+            }, Qt::DirectConnection),
+            QObject::connect(app.window, &QQuickWindow::afterRendering, app.window, [&] {
+                if (imageAt >= 0 && shownAt < 0)
+                    renderedAt = clock.nsecsElapsed();
+            }, Qt::DirectConnection)};
         const qint64 pressed = clock.nsecsElapsed();
         QTest::keyClick(app.window, Qt::Key_Up);
         if (app.viewModel->review()->currentIndex() == before)
@@ -155,6 +172,14 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
         QObject::disconnect(moveConnection);
         QObject::disconnect(imageConnection);
         QObject::disconnect(frameConnection);
+        for (const QMetaObject::Connection& c : stepConnections)
+            QObject::disconnect(c);
+        if (shownAt >= 0 && animatedAt >= imageAt && syncedAt >= animatedAt && renderedAt >= syncedAt) {
+            waited.append((animatedAt - imageAt) / 1e6);
+            synced.append((syncedAt - animatedAt) / 1e6);
+            rendered.append((renderedAt - syncedAt) / 1e6);
+            flushed.append((shownAt - renderedAt) / 1e6);
+        }
         if (shownAt >= 0) {
             samples.append((shownAt - pressed) / 1e6);
             if (movedAt >= 0) {
@@ -169,6 +194,10 @@ QList<double> pressKeys(App& app, int count, int intervalMs, int* refused)
     report("  of which the decision written", written);
     report("  of which the picture handed to the stage", pictured);
     report("  of which the frame on screen", framed);
+    report("    waiting for the frame, polishing", waited);
+    report("    synchronizing the scene graph", synced);
+    report("    rendering", rendered);
+    report("    flushing to the window", flushed);
     return samples;
 }
 

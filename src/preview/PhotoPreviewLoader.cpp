@@ -1,11 +1,46 @@
 #include "PhotoPreviewLoader.h"
 
+#include "platform/DeliveredLater.h"
+
 #include <QGuiApplication>
+#include <QPainter>
 #include <QScreen>
+#include <QtConcurrent>
 
 namespace kestrava {
 
-PhotoPreviewLoader::PhotoPreviewLoader(PreviewPipeline& pipeline, QObject* parent) : QObject(parent), pipeline_(pipeline) {}
+namespace {
+
+// Copies for the photo on screen, the few prefetched after it and one or two the user may go back to.
+constexpr qsizetype fittedCopiesKept = PreviewPipeline::prefetchCount + 2;
+
+// The bilinear resampling the scene graph applied to the full preview on every frame, done
+// once: the fitted picture looks exactly as it did, pixel for pixel as sharp. (An area average
+// would alias less but looks softer at these ratios, and costs five times as much.)
+QImage fittedCopy(const QImage& image, QSize size)
+{
+    QImage copy(size, image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
+    if (image.hasAlphaChannel())
+        copy.fill(Qt::transparent);
+    QPainter painter(&copy);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(QRectF(QPointF(), QSizeF(size)), image);
+    return copy;
+}
+
+} // namespace
+
+PhotoPreviewLoader::PhotoPreviewLoader(PreviewPipeline& pipeline, QObject* parent) : QObject(parent), pipeline_(pipeline)
+{
+    fitter_.setMaxThreadCount(1);
+}
+
+PhotoPreviewLoader::~PhotoPreviewLoader()
+{
+    // A fit still running captured nothing of this object but its result is delivered here.
+    ++*fitEpoch_;
+    fitter_.waitForDone();
+}
 
 int PhotoPreviewLoader::targetPixelSizeFor(QSizeF visibleFrame, qreal scale)
 {
@@ -111,7 +146,81 @@ void PhotoPreviewLoader::finishLoad(const FileUrl& url, const PreviewResult& res
 
 void PhotoPreviewLoader::prefetch(const QList<FileUrl>& urls)
 {
-    pipeline_.prefetch(urls, targetPixelSize());
+    const int size = targetPixelSize();
+    if (fitBox_.isEmpty()) {
+        pipeline_.prefetch(urls, size);
+        return;
+    }
+    // As the pipeline prefetches, with each preview fitted as soon as it is there.
+    for (qsizetype i = 0; i < std::min<qsizetype>(urls.size(), PreviewPipeline::prefetchCount); ++i) {
+        deliveredLater(pipeline_.preview(urls[i], size, PreviewPipeline::prefetchTopPriority - int(i)), this)
+            .then(this, [this](const PreviewResult& result) {
+                if (result)
+                    fit(result->image);
+            });
+    }
+}
+
+QSize PhotoPreviewLoader::fittedSize(QSize picture, QSize box)
+{
+    if (picture.isEmpty() || box.isEmpty() || (picture.width() <= box.width() && picture.height() <= box.height()))
+        return {};
+    return picture.scaled(box, Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
+}
+
+void PhotoPreviewLoader::setFitBox(QSize box)
+{
+    if (box == fitBox_)
+        return;
+    fitBox_ = box;
+    ++*fitEpoch_;
+    fittedCopies_.clear();
+    fittedOrder_.clear();
+    fitting_.clear();
+    if (!fitted_.isNull()) {
+        fitted_ = QImage();
+        emit fittedImageChanged();
+    }
+    if (!showsThumbnail_ && !image_.isNull())
+        fit(image_);
+}
+
+bool PhotoPreviewLoader::hasFittedCopy(const FileUrl& url)
+{
+    const PreviewResult preview = pipeline_.cachedPreview(url, targetPixelSize());
+    return preview && fittedCopies_.contains(preview->image.cacheKey());
+}
+
+void PhotoPreviewLoader::fit(const QImage& image)
+{
+    const QSize size = fittedSize(image.size(), fitBox_);
+    const qint64 key = image.cacheKey();
+    if (!size.isValid() || fittedCopies_.contains(key) || fitting_.contains(key))
+        return;
+    fitting_.insert(key);
+    const quint64 epoch = *fitEpoch_;
+    auto scaled = QtConcurrent::run(&fitter_, [image, size, epoch, current = fitEpoch_] {
+        return *current == epoch ? fittedCopy(image, size) : QImage();
+    });
+    deliveredLater(scaled, this).then(this, [this, key, epoch](const QImage& copy) {
+        if (*fitEpoch_ != epoch || copy.isNull())
+            return;
+        fitting_.remove(key);
+        keepFitted(key, copy);
+        if (image_.cacheKey() == key && !showsThumbnail_ && fitted_.cacheKey() != copy.cacheKey()) {
+            fitted_ = copy;
+            emit fittedImageChanged();
+        }
+    });
+}
+
+void PhotoPreviewLoader::keepFitted(qint64 key, const QImage& copy)
+{
+    fittedCopies_.insert(key, copy);
+    fittedOrder_.removeOne(key);
+    fittedOrder_.append(key);
+    while (fittedOrder_.size() > fittedCopiesKept)
+        fittedCopies_.remove(fittedOrder_.takeFirst());
 }
 
 void PhotoPreviewLoader::clear()
@@ -162,7 +271,19 @@ void PhotoPreviewLoader::setImage(QImage image)
     if (image.isNull() && image_.isNull())
         return;
     image_ = std::move(image);
+    // Both before either is announced: whoever hears of one finds the other belonging to it.
+    QImage fitted = showsThumbnail_ || image_.isNull() ? QImage() : fittedCopies_.value(image_.cacheKey());
+    const bool fittedChanged = fitted.cacheKey() != fitted_.cacheKey() || fitted.isNull() != fitted_.isNull();
+    fitted_ = std::move(fitted);
+    if (fittedCopies_.contains(image_.cacheKey())) {
+        fittedOrder_.removeOne(image_.cacheKey());
+        fittedOrder_.append(image_.cacheKey());
+    }
     emit imageChanged();
+    if (fittedChanged)
+        emit fittedImageChanged();
+    if (fitted_.isNull() && !showsThumbnail_ && !image_.isNull())
+        fit(image_);
 }
 
 void PhotoPreviewLoader::setLoading(bool loading)

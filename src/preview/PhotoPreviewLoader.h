@@ -9,12 +9,17 @@
 #include "PreviewPipeline.h"
 
 #include <QFutureWatcher>
+#include <QHash>
 #include <QImage>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
+#include <QThreadPool>
 #include <QUrl>
 
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace kestrava {
@@ -25,6 +30,7 @@ enum class PreviewLoadState { loading, shown, failed };
 class PhotoPreviewLoader : public QObject {
     Q_OBJECT
     Q_PROPERTY(QImage image READ image NOTIFY imageChanged)
+    Q_PROPERTY(QImage fittedImage READ fittedImage NOTIFY fittedImageChanged)
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
     Q_PROPERTY(bool didFail READ didFail NOTIFY didFailChanged)
     Q_PROPERTY(int targetPixelSize READ targetPixelSize CONSTANT)
@@ -37,8 +43,23 @@ public:
     using ReadyCallback = std::function<void(const FileUrl& url, PreviewLoadState state)>;
 
     explicit PhotoPreviewLoader(PreviewPipeline& pipeline = PreviewPipeline::shared(), QObject* parent = nullptr);
+    ~PhotoPreviewLoader() override;
 
     QImage image() const { return image_; }
+    // `image` scaled down to the fit box, so that the screen draws the fitted picture as it is
+    // instead of resampling the full preview in every frame. Made on a worker thread when a
+    // prefetched preview arrives, so a prepared photo comes with it; otherwise just after the
+    // preview is shown. Null until then, for stand-in thumbnails, and for pictures that fit
+    // the box as they are. `image` itself stays at full size (100 % and focus peaking).
+    QImage fittedImage() const { return fitted_; }
+    // The box the screen fits the picture into, in device pixels. Empty (the default): no
+    // fitted copies. A new box drops the copies made for the old one.
+    void setFitBox(QSize box);
+    QSize fitBox() const { return fitBox_; }
+    // Whether the fitted copy of `url`'s preview in memory is ready (tests).
+    bool hasFittedCopy(const FileUrl& url);
+    // The size of `picture` fitted into `box`; invalid where it fits as it is.
+    static QSize fittedSize(QSize picture, QSize box);
     bool isLoading() const { return isLoading_; }
     bool didFail() const { return didFail_; }
     std::optional<FileUrl> requestedURL() const { return requestedURL_; }
@@ -71,6 +92,7 @@ public:
 
 signals:
     void imageChanged();
+    void fittedImageChanged();
     void isLoadingChanged();
     void didFailChanged();
 
@@ -79,6 +101,9 @@ private:
     void startThumbnail(const FileUrl& url, int size);
     void cancelLoad();
     void setImage(QImage image);
+    // Starts the fitted copy of `image` unless it is there or on its way.
+    void fit(const QImage& image);
+    void keepFitted(qint64 key, const QImage& copy);
     void setLoading(bool loading);
     void setDidFail(bool failed);
 
@@ -96,6 +121,17 @@ private:
     bool showsThumbnails_ = false;
     bool showsThumbnail_ = false;
     std::optional<int> targetOverride_;
+
+    QSize fitBox_;
+    QImage fitted_;
+    // Fitted copies by the cache key of the preview they were made from, oldest first.
+    QHash<qint64, QImage> fittedCopies_;
+    QList<qint64> fittedOrder_;
+    QSet<qint64> fitting_;
+    // Counts fit boxes: a copy for a box given up is not worth making any more.
+    std::shared_ptr<std::atomic<quint64>> fitEpoch_ = std::make_shared<std::atomic<quint64>>(0);
+    // One fit at a time: they are only ever a few pictures ahead of the user.
+    QThreadPool fitter_;
 };
 
 } // namespace kestrava

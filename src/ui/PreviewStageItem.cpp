@@ -1,7 +1,11 @@
 #include "PreviewStageItem.h"
 
+#include <QCoreApplication>
 #include <QQuickWindow>
 #include <QSGImageNode>
+#include <QSGRendererInterface>
+
+#include <cmath>
 
 namespace kestrava {
 
@@ -16,26 +20,31 @@ void PreviewStageItem::setImage(const QImage& image)
 {
     standIn_ = false;
     pendingZoom_ = false;
-    replaceImage(image);
+    replaceImage(image, QImage());
 }
 
-void PreviewStageItem::showPicture(const QImage& image, bool standIn)
+void PreviewStageItem::showPicture(const QImage& image, bool standIn, const QImage& fitted)
 {
     const bool samePicture = image.cacheKey() == image_.cacheKey() && image.isNull() == image_.isNull();
     // Another photo's stand-in, or no picture at all: the waiting zoom was for the photo left.
     if (image.isNull() || (standIn && !samePicture))
         pendingZoom_ = false;
     standIn_ = standIn;
-    replaceImage(image);
+    replaceImage(image, fitted);
     if (standIn || !pendingZoom_)
         return;
     pendingZoom_ = false;
-    const QRectF fitted = imageRect();
-    toggleZoom(fitted.topLeft() + QPointF(pendingAt_.x() * fitted.width(), pendingAt_.y() * fitted.height()));
+    const QRectF onStage = imageRect();
+    toggleZoom(onStage.topLeft() + QPointF(pendingAt_.x() * onStage.width(), pendingAt_.y() * onStage.height()));
 }
 
-void PreviewStageItem::replaceImage(const QImage& image)
+void PreviewStageItem::replaceImage(const QImage& image, const QImage& fitted)
 {
+    if (fitted.cacheKey() != fitted_.cacheKey() || fitted.isNull() != fitted_.isNull()) {
+        fitted_ = fitted;
+        textureDirty_ = true;
+        update();
+    }
     if (image.cacheKey() == image_.cacheKey() && image.isNull() == image_.isNull())
         return;
     // A new picture starts fitted: 100 % is a per-photo inspection.
@@ -48,6 +57,22 @@ void PreviewStageItem::replaceImage(const QImage& image)
         emit zoomChanged();
     emit geometryUpdated();
     update();
+    if (!image_.isNull())
+        presentNow();
+}
+
+void PreviewStageItem::presentNow()
+{
+    QQuickWindow* shown = window();
+    if (!shown || !shown->rendererInterface()
+        || shown->rendererInterface()->graphicsApi() != QSGRendererInterface::Software)
+        return;
+    // The software scene graph renders on the platform's update timer: with no vsync to wait
+    // for, the offscreen and X11 platforms hold each frame back by an idle time (5 ms) so that
+    // changes coalesce. A new picture is what the user pressed the key for, so its frame is
+    // asked for at once, behind the events already queued; everything else keeps coalescing.
+    // The timer's own request that follows finds nothing left to show and swaps nothing.
+    QCoreApplication::postEvent(shown, new QEvent(QEvent::UpdateRequest));
 }
 
 void PreviewStageItem::setOverlay(const QImage& overlay)
@@ -58,6 +83,49 @@ void PreviewStageItem::setOverlay(const QImage& overlay)
     overlayDirty_ = true;
     emit overlayChanged();
     update();
+}
+
+bool PreviewStageItem::fittedCopyFits() const
+{
+    if (fitted_.isNull() || image_.isNull())
+        return false;
+    const QSizeF onScreen = imageRect().size() * pixelScale();
+    return std::abs(fitted_.width() - onScreen.width()) <= 1.0 && std::abs(fitted_.height() - onScreen.height()) <= 1.0;
+}
+
+QImage PreviewStageItem::drawnPicture() const
+{
+    return !zoomed_ && fittedCopyFits() ? fitted_ : image_;
+}
+
+QRectF PreviewStageItem::drawnRect() const
+{
+    const QRectF fitted = imageRect();
+    if (zoomed_ || !fittedCopyFits())
+        return fitted;
+    // On whole device pixels and at the copy's own size, the frame copies its pixels one to one.
+    const double s = pixelScale();
+    return {QPointF(std::round(fitted.x() * s) / s, std::round(fitted.y() * s) / s), QSizeF(fitted_.size()) / s};
+}
+
+void PreviewStageItem::updateFitBox()
+{
+    // Zoomed, the stage grows over its margins; the fitted view comes back to the box it had.
+    if (zoomed_)
+        return;
+    const double s = pixelScale();
+    const QSize box(qRound(width() * s), qRound(height() * s));
+    if (box == fitBox_)
+        return;
+    fitBox_ = box;
+    emit fitBoxChanged();
+}
+
+void PreviewStageItem::itemChange(ItemChange change, const ItemChangeData& value)
+{
+    QQuickItem::itemChange(change, value);
+    if (change == ItemSceneChange || change == ItemDevicePixelRatioHasChanged)
+        updateFitBox();
 }
 
 double PreviewStageItem::pixelScale() const
@@ -195,6 +263,7 @@ void PreviewStageItem::geometryChange(const QRectF& newGeometry, const QRectF& o
 {
     QQuickItem::geometryChange(newGeometry, oldGeometry);
     layoutFit();
+    updateFitBox();
     update();
 }
 
@@ -245,16 +314,23 @@ QSGNode* PreviewStageItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*)
         textureDirty_ = true;
         overlayDirty_ = true;
     }
-    if (textureDirty_) {
-        node->setTexture(window()->createTextureFromImage(image_));
+    const bool fittedCopy = !zoomed_ && fittedCopyFits();
+    const QImage& drawn = fittedCopy ? fitted_ : image_;
+    if (textureDirty_ || drawn.cacheKey() != uploadedKey_) {
+        node->setTexture(window()->createTextureFromImage(drawn));
+        uploadedKey_ = drawn.cacheKey();
         textureDirty_ = false;
     }
     // Fitted pictures are resampled smoothly; at 100 % every pixel is shown as it is.
     node->setFiltering(zoomed_ ? QSGTexture::Nearest : QSGTexture::Linear);
-    const QRectF target = imageRect().intersected(boundingRect());
-    const QRectF full = imageRect();
-    const double s = contentScale();
-    const QRectF source((target.x() - full.x()) / s, (target.y() - full.y()) / s, target.width() / s, target.height() / s);
+    QRectF target = drawnRect();
+    QRectF source(QPointF(), QSizeF(drawn.size()));
+    if (!fittedCopy) {
+        const QRectF full = imageRect();
+        target = full.intersected(boundingRect());
+        const double s = contentScale();
+        source = QRectF((target.x() - full.x()) / s, (target.y() - full.y()) / s, target.width() / s, target.height() / s);
+    }
     node->setRect(target);
     node->setSourceRect(source);
 
@@ -279,7 +355,8 @@ QSGNode* PreviewStageItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*)
     }
     over->setFiltering(zoomed_ ? QSGTexture::Nearest : QSGTexture::Linear);
     over->setRect(target);
-    over->setSourceRect(source);
+    // The overlay has the full picture's pixels, whichever copy is drawn under it.
+    over->setSourceRect(fittedCopy ? QRectF(QPointF(), QSizeF(overlay_.size())) : source);
     return node;
 }
 

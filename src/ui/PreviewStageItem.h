@@ -25,6 +25,9 @@ class PreviewStageItem : public QQuickItem {
     // Logical pixels per preview pixel at the current zoom.
     Q_PROPERTY(double scale READ contentScale NOTIFY zoomChanged)
     Q_PROPERTY(QRectF imageRect READ imageRect NOTIFY geometryUpdated)
+    // The box, in device pixels, a fitted picture is drawn into: what a copy of the picture
+    // made for the fitted view should fit. Follows the stage while it is fitted.
+    Q_PROPERTY(QSize fitBox READ fitBox NOTIFY fitBoxChanged)
     // Another stage that zooms and pans with this one (the two panes of the compare view): a
     // zoom here zooms it on the same spot of its picture, a pan here moves it by as much.
     Q_PROPERTY(kestrava::PreviewStageItem* partner READ partner WRITE setPartner NOTIFY partnerChanged)
@@ -56,7 +59,14 @@ public:
     // small thumbnail while the preview renders): zooming it would inspect a blur and be
     // undone by the picture's arrival, so a zoom asked for meanwhile is kept and applied, on
     // the same spot, to the picture that follows. Setting `image` directly shows a picture.
-    Q_INVOKABLE void showPicture(const QImage& image, bool standIn);
+    // `fitted` is `image` already scaled to `fitBox`: drawn instead of `image` while the
+    // stage is fitted and the copy still has the size the picture takes on screen, so that a
+    // frame copies pixels instead of resampling the full preview. It belongs to `image` alone:
+    // a picture shown without one is drawn from the full preview.
+    Q_INVOKABLE void showPicture(const QImage& image, bool standIn, const QImage& fitted = QImage());
+    QSize fitBox() const { return fitBox_; }
+    // What the next frame draws: the fitted copy or the full picture.
+    QImage drawnPicture() const;
 
     // The geometry alone, for tests: the picture's rectangle for a stage of `stage` size.
     static double fitScale(QSizeF stage, QSizeF picture);
@@ -68,10 +78,12 @@ signals:
     void zoomChanged();
     void geometryUpdated();
     void partnerChanged();
+    void fitBoxChanged();
 
 protected:
     QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData*) override;
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
+    void itemChange(ItemChange change, const ItemChangeData& value) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -84,9 +96,18 @@ private:
     // The zoom and the pan of this stage alone, without its partner.
     void toggleZoomHere(QPointF at);
     void moveTo(QPointF offset);
-    void replaceImage(const QImage& image);
+    void replaceImage(const QImage& image, const QImage& fitted);
+    bool fittedCopyFits() const;
+    void updateFitBox();
+    // Where the drawn picture lands, in item coordinates, and which part of it.
+    QRectF drawnRect() const;
+    // Asks for the frame now rather than after the platform's idle time (software rendering).
+    void presentNow();
 
     QImage image_;
+    QImage fitted_;
+    QSize fitBox_;
+    qint64 uploadedKey_ = 0;
     bool textureDirty_ = false;
     QImage overlay_;
     bool overlayDirty_ = false;

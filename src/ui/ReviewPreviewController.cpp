@@ -20,6 +20,7 @@ ReviewPreviewController::ReviewPreviewController(PhotoPreviewLoader* loader, QOb
     loader_->setShowsThumbnails(true);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::updatePeaking);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::imageChanged);
+    connect(loader_, &PhotoPreviewLoader::fittedImageChanged, this, &ReviewPreviewController::fittedImageChanged);
     connect(loader_, &PhotoPreviewLoader::imageChanged, this, &ReviewPreviewController::statusChanged);
     connect(loader_, &PhotoPreviewLoader::isLoadingChanged, this, &ReviewPreviewController::statusChanged);
     connect(loader_, &PhotoPreviewLoader::didFailChanged, this, &ReviewPreviewController::statusChanged);
@@ -58,6 +59,14 @@ void ReviewPreviewController::setViewModel(KestravaViewModel* viewModel)
     }
     emit viewModelChanged();
     sync();
+}
+
+void ReviewPreviewController::setFitBox(QSize box)
+{
+    if (box == loader_->fitBox())
+        return;
+    loader_->setFitBox(box);
+    emit fitBoxChanged();
 }
 
 void ReviewPreviewController::setActive(bool active)
@@ -101,8 +110,17 @@ void ReviewPreviewController::sync()
     const int current = viewModel_->review()->currentIndex();
     for (int i = current + 1; i < groups.size() && i <= current + prefetchGroups; ++i)
         next.append(groups[i].previewURL);
-    if (!next.isEmpty())
-        loader_->prefetch(next);
+    if (next.isEmpty())
+        return;
+    // After the frame that shows this photo, which the stage has asked for already: started
+    // now, the next decodes would take the processor from that frame on a two-core machine.
+    QMetaObject::invokeMethod(
+        this,
+        [this, next, key] {
+            if (key == groupKey_)
+                loader_->prefetch(next);
+        },
+        Qt::QueuedConnection);
 }
 
 void ReviewPreviewController::loadCandidate()

@@ -29,6 +29,10 @@ class ReviewPreviewController : public QObject {
     Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
     Q_PROPERTY(QImage image READ image NOTIFY imageChanged)
     Q_PROPERTY(bool hasImage READ hasImage NOTIFY imageChanged)
+    // `image` already scaled to the stage's fit box (null until made): what the fitted stage draws.
+    Q_PROPERTY(QImage fittedImage READ fittedImage NOTIFY fittedImageChanged)
+    // The stage's fit box in device pixels, which the fitted copies are made for.
+    Q_PROPERTY(QSize fitBox READ fitBox WRITE setFitBox NOTIFY fitBoxChanged)
     // `image` is the camera's thumbnail standing in while the preview renders.
     Q_PROPERTY(bool showsThumbnail READ showsThumbnail NOTIFY imageChanged)
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY statusChanged)
@@ -52,6 +56,9 @@ public:
     bool active() const { return active_; }
     void setActive(bool active);
     QImage image() const { return loader_->image(); }
+    QImage fittedImage() const { return loader_->fittedImage(); }
+    QSize fitBox() const { return loader_->fitBox(); }
+    void setFitBox(QSize box);
     // The preview itself is on screen: a stand-in thumbnail is not the picture a decision needs.
     bool hasImage() const { return !loader_->image().isNull() && !loader_->showsThumbnail(); }
     bool showsThumbnail() const { return !loader_->image().isNull() && loader_->showsThumbnail(); }
@@ -66,6 +73,8 @@ signals:
     void viewModelChanged();
     void activeChanged();
     void imageChanged();
+    void fittedImageChanged();
+    void fitBoxChanged();
     void statusChanged();
     void peakingImageChanged();
 

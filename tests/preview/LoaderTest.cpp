@@ -245,9 +245,11 @@ TEST(PhotoPreviewLoader, aPreviewInMemoryIsOnShowAtOnceAndReportedOnlyAfterLoadR
 {
     LoaderFixture f;
     const FileUrl a = f.file("a.jpg");
+    // Written once: a file written again is another picture to the caches.
+    const FileUrl b = f.file("b.jpg");
     f.loader->load(a, f.recorder());
     ASSERT_TRUE(f.waitUntilNotLoading());
-    f.loader->load(f.file("b.jpg"), f.recorder());
+    f.loader->load(b, f.recorder());
     ASSERT_TRUE(f.waitUntilNotLoading());
     f.reports.clear();
 
@@ -261,7 +263,7 @@ TEST(PhotoPreviewLoader, aPreviewInMemoryIsOnShowAtOnceAndReportedOnlyAfterLoadR
 
     // Moving on before that report arrives drops it.
     f.reports.clear();
-    f.loader->load(f.file("b.jpg"), f.recorder());
+    f.loader->load(b, f.recorder());
     f.loader->clear();
     QCoreApplication::processEvents();
     EXPECT_EQ(f.reports, (QList<QPair<QString, PreviewLoadState>>{{"b.jpg", PreviewLoadState::loading}}));
@@ -274,4 +276,37 @@ TEST(PhotoPreviewLoader, targetSizeFollowsTheScreenWithinBounds)
     EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({1440, 900}, 1), 1440);
     EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({800, 600}, 1), 1024);
     EXPECT_EQ(PhotoPreviewLoader::targetPixelSizeFor({900, 1600}, 1.25), 2000);
+}
+
+TEST(PhotoPreviewLoader, aPrefetchedPhotoComesWithItsCopyForTheFitBox)
+{
+    LoaderFixture f;
+    f.loader->setFitBox(QSize(400, 300));
+    const FileUrl a = f.file("a.jpg");
+    const FileUrl b = f.file("b.jpg");
+    f.loader->prefetch({a, b});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.loader->hasFittedCopy(a) && f.loader->hasFittedCopy(b); }, patienceMs));
+    f.loader->load(b, f.recorder());
+    EXPECT_FALSE(f.loader->isLoading());
+    EXPECT_EQ(f.loader->image().size(), QSize(1024, 512)) << "100 % and focus peaking keep the full preview";
+    EXPECT_EQ(f.loader->fittedImage().size(), QSize(400, 200));
+}
+
+TEST(PhotoPreviewLoader, aNewFitBoxReplacesTheCopyOfThePictureOnShow)
+{
+    LoaderFixture f;
+    f.loader->setFitBox(QSize(400, 300));
+    f.loader->load(f.file("a.jpg"), f.recorder());
+    ASSERT_TRUE(f.waitUntilNotLoading());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !f.loader->fittedImage().isNull(); }, patienceMs));
+    EXPECT_EQ(f.loader->fittedImage().size(), QSize(400, 200));
+
+    f.loader->setFitBox(QSize(200, 200));
+    EXPECT_TRUE(f.loader->fittedImage().isNull()) << "a copy for the old box is drawn at the wrong size";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !f.loader->fittedImage().isNull(); }, patienceMs));
+    EXPECT_EQ(f.loader->fittedImage().size(), QSize(200, 100));
+
+    // A box the picture fits as it is needs no copy.
+    f.loader->setFitBox(QSize(2000, 2000));
+    EXPECT_FALSE(QTest::qWaitFor([&] { return !f.loader->fittedImage().isNull(); }, 200));
 }

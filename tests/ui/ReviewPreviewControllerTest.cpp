@@ -136,6 +136,19 @@ TEST_F(ControllerFixture, rendersTheCurrentGroupAndPrefetchesUpToFourAfterIt)
     EXPECT_TRUE(controller->hasImage());
 }
 
+TEST_F(ControllerFixture, thePhotosAfterThisOneAreRequestedOnlyOnceItsFrameCouldBeDrawn)
+{
+    start();
+    ASSERT_TRUE(pictureReady());
+    ASSERT_TRUE(pipelineIdle());
+    renderer.hold();
+    vm().review()->showGroupInMainReview(vm().review()->effectiveReviewGroups().at(1).id);
+    ASSERT_TRUE(controller->hasImage()) << "the prefetched picture is shown at once";
+    // A decode started now would take the processor from the frame that shows the picture.
+    EXPECT_TRUE(pipeline->snapshot().inFlightPriorities.isEmpty());
+    EXPECT_TRUE(waitUntil([&] { return !pipeline->snapshot().inFlightPriorities.isEmpty(); }));
+}
+
 TEST_F(ControllerFixture, anUnreadableFileFallsBackToTheGroupsOtherFileAndNoneLeftSaysSo)
 {
     // Group 0: the preferred file is damaged, its partner is fine.

@@ -20,16 +20,25 @@ Rectangle {
     }
 
     // The picture, or the camera's thumbnail standing in for it: the stage keeps a zoom asked
-    // for over the thumbnail for the picture.
+    // for over the thumbnail for the picture. With the picture its copy at the fitted size.
     function showCurrent() {
         if (panel.controller)
-            stageItem.showPicture(panel.controller.image, panel.controller.showsThumbnail)
+            stageItem.showPicture(panel.controller.image, panel.controller.showsThumbnail,
+                                  panel.controller.fittedImage)
     }
     onControllerChanged: showCurrent()
     Component.onCompleted: showCurrent()
     Connections {
         target: panel.controller
         function onImageChanged() { panel.showCurrent() }
+        function onFittedImageChanged() { panel.showCurrent() }
+    }
+    // The loader makes the copies the fitted stage draws for the box the stage has.
+    Binding {
+        target: panel.controller
+        property: "fitBox"
+        value: stageItem.fitBox
+        when: panel.controller !== null
     }
 
     Binding {
