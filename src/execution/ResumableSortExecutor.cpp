@@ -110,6 +110,9 @@ SortResult executeSynchronously(const SortExecutionPlan& plan, bool includeDelet
             }
             continue;
         }
+        // The next copy's source is read from the disk while this one is written and hashed.
+        if (index + 1 < order.size() && plan.actions[order[index + 1]].kind == PlannedActionKind::copy)
+            prefetch(plan.actions[order[index + 1]].item.sourceURL, ops);
         ExecutionRecord record = ActionRunner::recordFor(action);
         std::optional<UnfinishedCopy> copy = runner.startCopying(action, record);
         // A failed first half has its record at once, so it must wait for the earlier ones.

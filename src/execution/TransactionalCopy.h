@@ -82,6 +82,11 @@ qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress = {});
 // checked against the medium rather than against the memory it was written from.
 QByteArray sha256(const FileUrl& url, FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
 
+// Asks the kernel to start reading a file the run copies next, so that its first chunk is in
+// memory when the copy begins and the disk does not idle between files. A hint: a file that
+// cannot be opened is left to its copy to report.
+void prefetch(const FileUrl& source, FileOps& ops = FileOps::system());
+
 // -1 when unknown.
 qint64 fileSize(const FileUrl& url, FileOps& ops = FileOps::system());
 

@@ -74,33 +74,35 @@ TEST(Verification, aCopyTheKernelGivesUpOnIsFinishedFromWhereItStopped)
 
 TEST(Verification, damagedCopyPassesFileSizeButFailsSha256AndLeavesNothing)
 {
-    TempTree tree;
-    // Three chunks and a bit: large enough that source and read-back are hashed on a second
-    // thread, with every buffer of the ring reused.
-    QByteArray content(Executor::chunkSize * 3 + 12345, '\0');
-    for (qsizetype i = 0; i < content.size(); ++i)
-        content[i] = char(i * 7 + i / 4096);
-    tree.write("src/big.cr2", content);
-    const QList<PhotoItem> items{photoAt(tree.path("src"), "big.cr2")};
+    // One chunk, and three chunks and a bit: the source is hashed on a second thread while it
+    // is written, with every buffer of the ring reused for the larger one.
+    for (const qint64 size : {Executor::chunkSize - 1, Executor::chunkSize * 3 + 12345}) {
+        TempTree tree;
+        QByteArray content(size, '\0');
+        for (qsizetype i = 0; i < content.size(); ++i)
+            content[i] = char(i * 7 + i / 4096);
+        tree.write("src/big.cr2", content);
+        const QList<PhotoItem> items{photoAt(tree.path("src"), "big.cr2")};
 
-    DamagingFileOps damaging;
-    const auto hashed = Executor::buildPlan(items, optionsFor(tree.path("sha"), SortOperationMode::safeCopy,
-                                                              VerificationMode::sha256), {});
-    const SortResult strict = Executor::executeSynchronously(hashed, true, {}, damaging);
-    EXPECT_EQ(strict.errors, QStringList{"Die Kopie von „big.cr2“ konnte nicht verifiziert werden."});
-    EXPECT_EQ(filesBelow(tree.path("sha")), QStringList{});
+        DamagingFileOps damaging;
+        const auto hashed = Executor::buildPlan(items, optionsFor(tree.path("sha"), SortOperationMode::safeCopy,
+                                                                  VerificationMode::sha256), {});
+        const SortResult strict = Executor::executeSynchronously(hashed, true, {}, damaging);
+        EXPECT_EQ(strict.errors, QStringList{"Die Kopie von „big.cr2“ konnte nicht verifiziert werden."}) << size;
+        EXPECT_EQ(filesBelow(tree.path("sha")), QStringList{}) << size;
 
-    const auto sized = Executor::buildPlan(items, optionsFor(tree.path("size"), SortOperationMode::safeCopy), {});
-    const SortResult lenient = Executor::executeSynchronously(sized, true, {}, damaging);
-    EXPECT_TRUE(lenient.errors.isEmpty());
-    EXPECT_EQ(lenient.records[0].verifiedSize, content.size());
+        const auto sized = Executor::buildPlan(items, optionsFor(tree.path("size"), SortOperationMode::safeCopy), {});
+        const SortResult lenient = Executor::executeSynchronously(sized, true, {}, damaging);
+        EXPECT_TRUE(lenient.errors.isEmpty()) << size;
+        EXPECT_EQ(lenient.records[0].verifiedSize, content.size()) << size;
 
-    // The undamaged path: the sha256 copy is byte-identical, and the digest helper agrees.
-    const SortResult clean = Executor::executeSynchronously(hashed, true, {});
-    ASSERT_TRUE(clean.errors.isEmpty());
-    const QString copy = tree.path("sha/RAW/Behalten/big.cr2");
-    EXPECT_EQ(readFile(copy), content);
-    EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(copy)), Sha256::hash(content));
+        // The undamaged path: the sha256 copy is byte-identical, and the digest helper agrees.
+        const SortResult clean = Executor::executeSynchronously(hashed, true, {});
+        ASSERT_TRUE(clean.errors.isEmpty()) << size;
+        const QString copy = tree.path("sha/RAW/Behalten/big.cr2");
+        EXPECT_EQ(readFile(copy), content) << size;
+        EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(copy)), Sha256::hash(content)) << size;
+    }
 }
 
 TEST(Verification, existingDestinationNeedsTheExpectedSize)
