@@ -121,10 +121,11 @@ TEST(Verification, existingDestinationNeedsTheExpectedSize)
     EXPECT_EQ(Executor::fileSize(FileUrl::fromLocalPath(tree.path("dst/none.jpg"))), -1);
 }
 
-// The read-back reads past the cache in whole aligned chunks where the file system allows it,
-// and through the cache where it refuses: either way the digest covers every byte exactly once,
-// whether the file ends inside a block, on a block or chunk boundary, or is hashed on a second
-// thread. A read refused past the cache falls back to the cached one.
+// The read-back drops the file's cached pages and reads through the cache; pages that stay (a
+// mapping holds them) would be read from memory, so such a file is read past the cache, in
+// whole aligned chunks, where the file system allows it. Either way the digest covers every
+// byte exactly once, whether the file ends inside a block, on a block or chunk boundary, or is
+// hashed on a second thread. A read refused past the cache falls back to the cached one.
 TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
 {
     TempTree tree;
@@ -142,17 +143,24 @@ TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
     } refusing;
     // Past the cache, nothing is read that the storage would refuse (such as on from the
     // unaligned end of the file), which would silently cost the cached reading.
-    class CountsRefusals : public FileOps {
+    class CountsReads : public FileOps {
     public:
         ssize_t read(int fd, void* buffer, size_t count) override
         {
+            if (::fcntl(fd, F_GETFL) & O_DIRECT)
+                ++pastTheCache;
             const ssize_t got = FileOps::read(fd, buffer, count);
             if (got < 0 && errno == EINVAL)
                 ++refusals;
             return got;
         }
         int refusals = 0;
+        int pastTheCache = 0;
     } counting;
+    const bool canReadPastTheCache = [&] {
+        const int fd = ::open(QFile::encodeName(tree.write("probe", "x")).constData(), O_RDONLY | O_DIRECT);
+        return fd >= 0 && ::close(fd) == 0;
+    }();
     for (const qint64 size : {qint64(0), qint64(1), qint64(4095), qint64(4096), chunk - 1, chunk, chunk + 1, 3 * chunk + 5}) {
         QByteArray bytes(size, Qt::Uninitialized);
         for (qint64 i = 0; i < size; ++i)
@@ -162,5 +170,20 @@ TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
         EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), counting), expected) << size;
         EXPECT_EQ(counting.refusals, 0) << size;
         EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), refusing), expected) << size;
+        if (size > 0) {
+            QFile held(path);
+            ASSERT_TRUE(held.open(QIODevice::ReadOnly));
+            const uchar* pages = held.map(0, size);
+            ASSERT_NE(pages, nullptr);
+            volatile uchar touched = 0;
+            for (qint64 at = 0; at < size; at += 4096)
+                touched = touched + pages[at];
+            counting.pastTheCache = 0;
+            EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), counting), expected) << size;
+            EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), refusing), expected) << size;
+            if (canReadPastTheCache)
+                EXPECT_GT(counting.pastTheCache, 0) << size;
+            EXPECT_EQ(counting.refusals, 0) << size;
+        }
     }
 }
