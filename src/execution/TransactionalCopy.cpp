@@ -2,6 +2,7 @@
 
 #include "BackgroundHasher.h"
 #include "ChunkPool.h"
+#include "ChunkReading.h"
 #include "ResultPermissions.h"
 #include "ResumableSortError.h"
 
@@ -13,38 +14,18 @@
 #include <QFile>
 #include <QUuid>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cmath>
 #include <fcntl.h>
 #include <memory>
-#include <optional>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace kestrava::ResumableSortExecutor {
 
 namespace {
 
 using Op = FileSystemError::Operation;
-
-// Three chunk buffers while a second thread hashes: one being hashed, one being written, one
-// being read into. 12 MiB per copy whatever the file size; one buffer without that thread.
-constexpr int bufferCount = 3;
-
-struct Buffers {
-    std::array<ChunkPool::Chunk, bufferCount> memory;
-    explicit Buffers(int count)
-    {
-        for (int i = 0; i < count; ++i)
-            memory[size_t(i)] = ChunkPool::acquire();
-    }
-    char* operator[](qint64 index) { return memory[size_t(index % bufferCount)].get(); }
-};
 
 QByteArray encoded(const QString& path)
 {
@@ -62,26 +43,6 @@ bool isKnown(const QDateTime& date)
     return date.isValid() && date != distantPast();
 }
 
-// Reads up to a whole chunk (a short read is not the end of the file; only 0 is). Reading
-// past the cache (`direct`), only the file's end gives a short read, and reading on from its
-// unaligned end would be refused: the chunk ends there.
-qint64 readChunk(int fd, char* buffer, const QString& pathForErrors, FileOps& ops, bool direct = false)
-{
-    qint64 filled = 0;
-    while (filled < chunkSize && !(direct && filled > 0)) {
-        const ssize_t got = ops.read(fd, buffer + filled, size_t(chunkSize - filled));
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            throw FileSystemError(Op::read, pathForErrors, errno);
-        }
-        if (got == 0)
-            break;
-        filled += got;
-    }
-    return filled;
-}
-
 // The temporary file's name means nothing to the user; errors name the destination instead.
 [[noreturn]] void rethrowForDestination(const FileSystemError& error, const FileUrl& destination)
 {
@@ -94,72 +55,6 @@ qint64 readChunk(int fd, char* buffer, const QString& pathForErrors, FileOps& op
 bool worthASecondThreadForCopying(qint64 size)
 {
     return size > 0;
-}
-
-// Reading back, there is nothing to overlap the hashing with unless another chunk follows.
-bool worthASecondThreadForReadingBack(qint64 size)
-{
-    return size > chunkSize;
-}
-
-// Streams an open file through a background hasher: the next chunk is read while the
-// previous one is hashed.
-QByteArray hashOpenFile(int fd, qint64 size, const QString& pathForErrors, FileOps& ops, const ChunkProgress& progress,
-                        bool direct = false)
-{
-    // Hashed on this thread, a chunk is done with before the next read: one buffer does.
-    const bool threaded = worthASecondThreadForReadingBack(size);
-    Buffers buffers(threaded ? bufferCount : 1);
-    BackgroundHasher hasher(threaded);
-    for (qint64 index = 0;; ++index) {
-        const qint64 slot = threaded ? index : 0;
-        if (threaded && index >= bufferCount)
-            hasher.waitUntilHashed(index - bufferCount);
-        const qint64 got = readChunk(fd, buffers[slot], pathForErrors, ops, direct);
-        if (got == 0)
-            break;
-        hasher.submit(buffers[slot], size_t(got));
-        if (progress)
-            progress(SortPhase::verifying, got);
-        if (got < chunkSize)
-            break; // the end of the file: a whole chunk is read unless it ends
-    }
-    return hasher.finalize();
-}
-
-// Whether any page of the open file is in the page cache: its mapping, never touched, asks the
-// cache without reading. Unknown counts as cached.
-bool anyPageCached(int fd, qint64 size)
-{
-    if (size <= 0)
-        return false;
-    void* mapping = ::mmap(nullptr, size_t(size), PROT_READ, MAP_SHARED, fd, 0);
-    if (mapping == MAP_FAILED)
-        return true;
-    const long pageSize = ::sysconf(_SC_PAGESIZE);
-    std::vector<unsigned char> resident(size_t((size + pageSize - 1) / pageSize));
-    const bool known = ::mincore(mapping, size_t(size), resident.data()) == 0;
-    ::munmap(mapping, size_t(size));
-    return !known || std::any_of(resident.begin(), resident.end(), [](unsigned char page) { return page & 1; });
-}
-
-// Past the cache, where the file system allows it; nothing when it refuses, to open the file
-// that way or to read it so.
-std::optional<QByteArray> hashPastTheCache(const FileUrl& url, qint64 size, FileOps& ops, const ChunkProgress& progress)
-{
-    const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC | O_DIRECT);
-    if (fd < 0)
-        return std::nullopt;
-    UniqueFd file(fd, ops);
-    try {
-        const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress, true);
-        file.close(url.path());
-        return digest;
-    } catch (const FileSystemError& error) {
-        if (error.errorNumber() != EINVAL)
-            throw;
-        return std::nullopt;
-    }
 }
 
 timespec toTimespec(const QDateTime& date)
@@ -192,34 +87,6 @@ qint64 fileSize(const FileUrl& url, FileOps& ops)
     if (ops.lstat(encoded(url.path()), &info) != 0)
         return -1;
     return qint64(info.st_size);
-}
-
-QByteArray sha256(const FileUrl& url, FileOps& ops, const ChunkProgress& progress)
-{
-    const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        throw FileSystemError(Op::open, url.path(), errno);
-    UniqueFd file(fd, ops);
-    struct stat info {};
-    const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
-    // Dropping the cached pages makes the next reads come from the medium, and reading through
-    // the cache then lets the kernel stream the whole file in large requests ahead of the
-    // hashing (measured: faster than reading past the cache a chunk at a time, with less of
-    // the disk's time). Only pages that are clean and not mapped are dropped, which is why
-    // copies are flushed before they are hashed, and why the cache is asked afterwards: a page
-    // still there would be read from memory, so such a file is read past the cache instead.
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-    if (anyPageCached(file.get(), size))
-        if (std::optional<QByteArray> digest = hashPastTheCache(url, size, ops, progress))
-            return *digest;
-    // A file system that cannot read past its cache (tmpfs, some card drivers) is read through it.
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_WILLNEED);
-    const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress);
-    // What was read back is not needed again; kept, it would crowd out the sources read ahead.
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-    file.close(url.path());
-    return digest;
 }
 
 void validateSource(const PhotoItem& item, FileOps& ops)
@@ -309,8 +176,8 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
             throw FileSystemError(Op::open, source, errno);
         input = UniqueFd(fd, ops);
     }
-    // The whole file is asked for at once: the disk streams it while the first chunk is
-    // written and hashed, instead of waiting for one read-ahead window per read.
+    // Asked for ahead of the reads: the disk streams the file while the first chunk is written
+    // and hashed, instead of waiting for one read-ahead window per read.
     ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_WILLNEED);
 
@@ -363,7 +230,7 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         // thread for large files) while they are written, so the source digest describes
         // exactly what was copied.
         const bool threaded = hashing && worthASecondThreadForCopying(qint64(sourceInfo.st_size));
-        Buffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);
+        ChunkBuffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);
         std::optional<BackgroundHasher> sourceHasher;
         if (hashing)
             sourceHasher.emplace(threaded);
