@@ -10,7 +10,10 @@
 // the disk. Disk use: the sources plus one copy at a time; everything is removed at the end.
 //
 // execution_bench [--dir DIR] [--total-mb 2000] [--files 400] [--small 10000] [--big-mb 1024]
-//                 [--rounds 2] [--only copies|sha256|size|moves|memory]   (sha256, size: that copy alone, for profiling)
+//                 [--rounds 2] [--only copies|sha256|size|passes|moves|memory]
+//   (sha256, size: that copy alone, for profiling; passes: each pass of a verified copy alone, the floor)
+
+#include "SinglePasses.h"
 
 #include "execution/ResumableSortExecutor.h"
 
@@ -262,7 +265,8 @@ int main(int argc, char** argv)
 
     const qint64 fileSize = totalMB * 1000 * 1000 / fileCount;
     const bool oneCopyAlone = only == QLatin1String("sha256") || only == QLatin1String("size");
-    for (int i = 0; i < (wanted("copies") || oneCopyAlone ? fileCount : 0); ++i)
+    const bool passesAlone = only == QLatin1String("passes");
+    for (int i = 0; i < (wanted("copies") || oneCopyAlone || passesAlone ? fileCount : 0); ++i)
         writeRandomFile(QString("%1/IMG_%2.CR2").arg(source).arg(i, 4, 10, QLatin1Char('0')), fileSize, quint32(i + 1));
     const QList<PhotoItem> items = photosBelow(source);
     std::printf("%d files, %.0f MB in total, in %s\n", fileCount, double(fileSize * fileCount) / 1e6, qPrintable(work.path()));
@@ -337,6 +341,8 @@ int main(int argc, char** argv)
                         qPrintable(copy.text()), mb / copy.wall, qPrintable(loadAverage()));
         }
     }
+    if (passesAlone)
+        reportSinglePasses(filesBelow(source), work.path());
     QDir(source).removeRecursively();
 
     if (wanted("moves") && smallCount > 0) {
