@@ -176,10 +176,11 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
             throw FileSystemError(Op::open, source, errno);
         input = UniqueFd(fd, ops);
     }
+    ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     // Asked for ahead of the reads: the disk streams the file while the first chunk is written
     // and hashed, instead of waiting for one read-ahead window per read.
-    ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-    ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_WILLNEED);
+    if (hashing)
+        ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_WILLNEED);
 
     UnfinishedCopy copy;
     copy.ops_ = &ops;

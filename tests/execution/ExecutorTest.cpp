@@ -115,7 +115,8 @@ TEST(SortExecutor, changedSourceFailsOnlyThatFile)
     f.items[2].modificationDate = f.items[2].modificationDate.addMSecs(-1000); // exactly 1.0 s: tolerated
     ASSERT_TRUE(QFile::remove(f.src + "/piped.jpg"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(f.src + "/piped.jpg").constData(), 0600), 0);
-    const SortResult result = Executor::executeSynchronously(f.plan(), true, {});
+    const SortResult result =
+        Executor::executeSynchronously(f.plan(SortOperationMode::safeCopy, VerificationMode::sha256), true, {});
 
     EXPECT_EQ(result.organizedCount, 2);
     EXPECT_EQ(result.errors, (QStringList{"Die Quelldatei „grown.jpg“ wurde seit der Bewertung verändert.",
