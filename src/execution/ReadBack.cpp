@@ -8,14 +8,10 @@
 
 #include <QFile>
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <optional>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
 namespace kestrava::ResumableSortExecutor {
 
@@ -76,30 +72,16 @@ QByteArray hashOpenFile(int fd, qint64 size, const QString& pathForErrors, FileO
     return hasher.finalize();
 }
 
-// Whether any page of the open file is in the page cache: its mapping, never touched, asks the
-// cache without reading. Unknown counts as cached.
-bool anyPageCached(int fd, qint64 size)
-{
-    if (size <= 0)
-        return false;
-    void* mapping = ::mmap(nullptr, size_t(size), PROT_READ, MAP_SHARED, fd, 0);
-    if (mapping == MAP_FAILED)
-        return true;
-    const long pageSize = ::sysconf(_SC_PAGESIZE);
-    std::vector<unsigned char> resident(size_t((size + pageSize - 1) / pageSize));
-    const bool known = ::mincore(mapping, size_t(size), resident.data()) == 0;
-    ::munmap(mapping, size_t(size));
-    return !known || std::any_of(resident.begin(), resident.end(), [](unsigned char page) { return page & 1; });
-}
-
 // Past the cache, where the file system allows it; nothing when it refuses, to open the file
 // that way or to read it so.
-std::optional<QByteArray> hashPastTheCache(const FileUrl& url, qint64 size, FileOps& ops, const ChunkProgress& progress)
+std::optional<QByteArray> hashPastTheCache(const FileUrl& url, FileOps& ops, const ChunkProgress& progress)
 {
     const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC | O_DIRECT);
     if (fd < 0)
         return std::nullopt;
     UniqueFd file(fd, ops);
+    struct stat info {};
+    const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
     try {
         const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress, true);
         file.close(url.path());
@@ -115,28 +97,27 @@ std::optional<QByteArray> hashPastTheCache(const FileUrl& url, qint64 size, File
 
 QByteArray sha256(const FileUrl& url, FileOps& ops, const ChunkProgress& progress)
 {
+    // Straight from the medium where the file system reads past its cache: nothing is copied
+    // through the cache or dropped from it, and pages the cache still holds (mapped, dirty)
+    // cannot stand in for the medium. Measured against dropping the pages and reading through
+    // the cache: as fast or faster for 5 and 25 MB files, with a fifth less processor time.
+    if (std::optional<QByteArray> digest = hashPastTheCache(url, ops, progress))
+        return *digest;
+    // A file system that refuses (tmpfs, some card drivers) is read through its cache once the
+    // cached pages are dropped. Only clean pages are dropped, which is why copies are flushed
+    // before they are hashed.
     const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         throw FileSystemError(Op::open, url.path(), errno);
     UniqueFd file(fd, ops);
-    struct stat info {};
-    const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
-    // Dropping the cached pages makes the next reads come from the medium, and reading through
-    // the cache then lets the kernel read ahead in large requests while the chunks already read
-    // are hashed (measured: faster than reading past the cache a chunk at a time, and with less
-    // of the disk's time). Only pages that are clean and not mapped are dropped, which is why
-    // copies are flushed before they are hashed, and why the cache is asked afterwards: a page
-    // still there would be read from memory, so such a file is read past the cache instead.
     ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-    if (anyPageCached(file.get(), size))
-        if (std::optional<QByteArray> digest = hashPastTheCache(url, size, ops, progress))
-            return *digest;
-    // A file system that cannot read past its cache (tmpfs, some card drivers) is read through it.
+    // Then ask for the whole file at once: the disk streams it while the first chunk is
+    // hashed, instead of one read-ahead window per read.
     ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_WILLNEED);
+    struct stat info {};
+    const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
     const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress);
-    // What was read back is not needed again; kept, it would crowd out the sources read ahead.
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
     file.close(url.path());
     return digest;
 }

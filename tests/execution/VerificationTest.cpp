@@ -121,11 +121,11 @@ TEST(Verification, existingDestinationNeedsTheExpectedSize)
     EXPECT_EQ(Executor::fileSize(FileUrl::fromLocalPath(tree.path("dst/none.jpg"))), -1);
 }
 
-// The read-back drops the file's cached pages and reads through the cache; pages that stay (a
-// mapping holds them) would be read from memory, so such a file is read past the cache, in
-// whole aligned chunks, where the file system allows it. Either way the digest covers every
-// byte exactly once, whether the file ends inside a block, on a block or chunk boundary, or is
-// hashed on a second thread. A read refused past the cache falls back to the cached one.
+// The read-back reads past the cache in whole aligned chunks where the file system allows it,
+// and through the cache where it refuses: either way the digest covers every byte exactly once,
+// whether the file ends inside a block, on a block or chunk boundary, or is hashed on a second
+// thread. Pages a mapping keeps in the cache, which no dropping removes, never stand in for
+// the medium. A read refused past the cache falls back to the cached one.
 TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
 {
     TempTree tree;
@@ -181,8 +181,9 @@ TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
             counting.pastTheCache = 0;
             EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), counting), expected) << size;
             EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), refusing), expected) << size;
-            if (canReadPastTheCache)
+            if (canReadPastTheCache) {
                 EXPECT_GT(counting.pastTheCache, 0) << size;
+            }
             EXPECT_EQ(counting.refusals, 0) << size;
         }
     }
