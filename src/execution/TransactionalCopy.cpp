@@ -50,11 +50,14 @@ bool isKnown(const QDateTime& date)
 }
 
 // While a copy is written, a second thread hashing the same chunk takes the digest off the path
-// that reads and writes: even a one-chunk file is written while it is hashed. The thread costs
-// tens of microseconds, a 4 MiB chunk about two milliseconds to hash.
+// that reads and writes: even a one-chunk photo is written while it is hashed. Starting the
+// thread costs tens of microseconds, hashing a megabyte about half a millisecond: below that
+// (sidecars, small previews) the thread would cost more than it hides.
+constexpr qint64 threadedCopyHashingMinimum = 1024 * 1024;
+
 bool worthASecondThreadForCopying(qint64 size)
 {
-    return size > 0;
+    return size >= threadedCopyHashingMinimum;
 }
 
 timespec toTimespec(const QDateTime& date)
@@ -228,7 +231,7 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         }();
 
         // The source is read once: with sha256 the bytes just read are hashed (on a second
-        // thread for large files) while they are written, so the source digest describes
+        // thread for photos) while they are written, so the source digest describes
         // exactly what was copied.
         const bool threaded = hashing && worthASecondThreadForCopying(qint64(sourceInfo.st_size));
         ChunkBuffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);

@@ -74,9 +74,9 @@ TEST(Verification, aCopyTheKernelGivesUpOnIsFinishedFromWhereItStopped)
 
 TEST(Verification, damagedCopyPassesFileSizeButFailsSha256AndLeavesNothing)
 {
-    // One chunk, and three chunks and a bit: the source is hashed on a second thread while it
-    // is written, with every buffer of the ring reused for the larger one.
-    for (const qint64 size : {Executor::chunkSize - 1, Executor::chunkSize * 3 + 12345}) {
+    // A sidecar's size, hashed as it is read; one chunk, and three chunks and a bit, hashed on a
+    // second thread while they are written, with every buffer of the ring reused for the last.
+    for (const qint64 size : {qint64(5000), Executor::chunkSize - 1, Executor::chunkSize * 3 + 12345}) {
         TempTree tree;
         QByteArray content(size, '\0');
         for (qsizetype i = 0; i < content.size(); ++i)
