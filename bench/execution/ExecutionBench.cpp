@@ -10,7 +10,10 @@
 // the disk. Disk use: the sources plus one copy at a time; everything is removed at the end.
 //
 // execution_bench [--dir DIR] [--total-mb 2000] [--files 400] [--small 10000] [--big-mb 1024]
-//                 [--rounds 2] [--only copies|sha256|size|moves|memory]   (sha256, size: that copy alone, for profiling)
+//                 [--rounds 2] [--only copies|sha256|size|passes|moves|memory]
+//   (sha256, size: that copy alone, for profiling; passes: each pass of a verified copy alone, the floor)
+
+#include "SinglePasses.h"
 
 #include "execution/ResumableSortExecutor.h"
 
@@ -27,6 +30,8 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 using namespace kestrava;
@@ -78,13 +83,52 @@ void dropCache(const QString& root)
     }
 }
 
+// The disk's own counters (/sys/dev/block/MAJ:MIN/stat): sectors read and written and the time it
+// had requests in flight. Busy for the whole wall time means the disk is the limit, not the code.
+struct DiskCounters {
+    double readMB = 0;
+    double writtenMB = 0;
+    double busySeconds = 0;
+};
+
+QString diskStatPath;
+
+DiskCounters diskCounters()
+{
+    QFile file(diskStatPath);
+    if (diskStatPath.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return {};
+    const QList<QByteArray> fields = file.readAll().simplified().split(' ');
+    if (fields.size() < 10)
+        return {};
+    return {fields[2].toDouble() * 512 / 1e6, fields[6].toDouble() * 512 / 1e6, fields[9].toDouble() / 1e3};
+}
+
+QString diskStatFor(const QString& directory)
+{
+    struct stat info {};
+    if (::stat(QFile::encodeName(directory).constData(), &info) != 0)
+        return {};
+    return QString("/sys/dev/block/%1:%2/stat").arg(major(info.st_dev)).arg(minor(info.st_dev));
+}
+
+// What the disk did during the last timed section (its cleanup left out).
+DiskCounters lastTimedDisk;
+
+DiskCounters operator-(const DiskCounters& after, const DiskCounters& before)
+{
+    return {after.readMB - before.readMB, after.writtenMB - before.writtenMB, after.busySeconds - before.busySeconds};
+}
+
 double shell(const QString& command)
 {
+    const DiskCounters before = diskCounters();
     QElapsedTimer timer;
     timer.start();
     QProcess process;
     process.start("/bin/sh", {"-c", command});
     process.waitForFinished(-1);
+    lastTimedDisk = diskCounters() - before;
     if (process.exitCode() != 0)
         std::fprintf(stderr, "command failed: %s\n%s", qPrintable(command), process.readAllStandardError().constData());
     return double(timer.nsecsElapsed()) / 1e9;
@@ -121,6 +165,7 @@ double runExecutor(const QList<PhotoItem>& items, const QString& destination, So
     options.operationMode = mode;
     options.verificationMode = verification;
     const SortExecutionPlan plan = Executor::buildPlan(items, options, {});
+    const DiskCounters before = diskCounters();
     QElapsedTimer timer;
     timer.start();
     Executor::ExecutionHandlers handlers;
@@ -129,6 +174,7 @@ double runExecutor(const QList<PhotoItem>& items, const QString& destination, So
     // The plain tools' time ends with sync; so does ours, for a fair comparison of what is on disk.
     ::sync();
     const double seconds = double(timer.nsecsElapsed()) / 1e9;
+    lastTimedDisk = diskCounters() - before;
     if (!result.errors.isEmpty())
         std::fprintf(stderr, "executor errors: %s\n", qPrintable(result.errors.first()));
     return seconds;
@@ -141,6 +187,7 @@ struct Timing {
     double user = 0;
     double system = 0;
     long pageFaults = 0; // this process only
+    DiskCounters disk;
     void keepBest(const Timing& other)
     {
         if (other.wall < wall)
@@ -148,7 +195,9 @@ struct Timing {
     }
     QString text() const
     {
-        return QString::asprintf("%7.2f s (cpu %5.2f user %5.2f sys, %ld page faults)", wall, user, system, pageFaults);
+        return QString::asprintf("%7.2f s (cpu %5.2f user %5.2f sys, %ld page faults; disk %4.0f MB read %4.0f MB written, "
+                                 "busy %4.2f s)",
+                                 wall, user, system, pageFaults, disk.readMB, disk.writtenMB, disk.busySeconds);
     }
 };
 
@@ -168,6 +217,7 @@ Timing timed(Work work)
     ::getrusage(RUSAGE_CHILDREN, &childrenAfter);
     Timing timing;
     timing.wall = wall;
+    timing.disk = lastTimedDisk;
     timing.pageFaults = selfAfter.ru_minflt - selfBefore.ru_minflt + selfAfter.ru_majflt - selfBefore.ru_majflt;
     timing.user = seconds(selfAfter.ru_utime) - seconds(selfBefore.ru_utime) + seconds(childrenAfter.ru_utime)
         - seconds(childrenBefore.ru_utime);
@@ -208,13 +258,15 @@ int main(int argc, char** argv)
     QTemporaryDir work(base + "/kestrava-execution-bench-XXXXXX");
     if (!work.isValid())
         return 1;
+    diskStatPath = diskStatFor(work.path());
     const QString source = work.path() + "/src";
     const QString target = work.path() + "/dst";
     QDir().mkpath(source);
 
     const qint64 fileSize = totalMB * 1000 * 1000 / fileCount;
     const bool oneCopyAlone = only == QLatin1String("sha256") || only == QLatin1String("size");
-    for (int i = 0; i < (wanted("copies") || oneCopyAlone ? fileCount : 0); ++i)
+    const bool passesAlone = only == QLatin1String("passes");
+    for (int i = 0; i < (wanted("copies") || oneCopyAlone || passesAlone ? fileCount : 0); ++i)
         writeRandomFile(QString("%1/IMG_%2.CR2").arg(source).arg(i, 4, 10, QLatin1Char('0')), fileSize, quint32(i + 1));
     const QList<PhotoItem> items = photosBelow(source);
     std::printf("%d files, %.0f MB in total, in %s\n", fileCount, double(fileSize * fileCount) / 1e6, qPrintable(work.path()));
@@ -289,6 +341,8 @@ int main(int argc, char** argv)
                         qPrintable(copy.text()), mb / copy.wall, qPrintable(loadAverage()));
         }
     }
+    if (passesAlone)
+        reportSinglePasses(filesBelow(source), work.path());
     QDir(source).removeRecursively();
 
     if (wanted("moves") && smallCount > 0) {

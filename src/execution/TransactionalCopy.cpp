@@ -2,6 +2,7 @@
 
 #include "BackgroundHasher.h"
 #include "ChunkPool.h"
+#include "ChunkReading.h"
 #include "ResultPermissions.h"
 #include "ResumableSortError.h"
 
@@ -13,7 +14,6 @@
 #include <QFile>
 #include <QUuid>
 
-#include <array>
 #include <cerrno>
 #include <cmath>
 #include <fcntl.h>
@@ -26,20 +26,6 @@ namespace kestrava::ResumableSortExecutor {
 namespace {
 
 using Op = FileSystemError::Operation;
-
-// Three chunk buffers while a second thread hashes: one being hashed, one being written, one
-// being read into. 12 MiB per copy whatever the file size; one buffer without that thread.
-constexpr int bufferCount = 3;
-
-struct Buffers {
-    std::array<ChunkPool::Chunk, bufferCount> memory;
-    explicit Buffers(int count)
-    {
-        for (int i = 0; i < count; ++i)
-            memory[size_t(i)] = ChunkPool::acquire();
-    }
-    char* operator[](qint64 index) { return memory[size_t(index % bufferCount)].get(); }
-};
 
 QByteArray encoded(const QString& path)
 {
@@ -57,64 +43,21 @@ bool isKnown(const QDateTime& date)
     return date.isValid() && date != distantPast();
 }
 
-// Reads up to a whole chunk (a short read is not the end of the file; only 0 is). Reading
-// past the cache (`direct`), only the file's end gives a short read, and reading on from its
-// unaligned end would be refused: the chunk ends there.
-qint64 readChunk(int fd, char* buffer, const QString& pathForErrors, FileOps& ops, bool direct = false)
-{
-    qint64 filled = 0;
-    while (filled < chunkSize && !(direct && filled > 0)) {
-        const ssize_t got = ops.read(fd, buffer + filled, size_t(chunkSize - filled));
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            throw FileSystemError(Op::read, pathForErrors, errno);
-        }
-        if (got == 0)
-            break;
-        filled += got;
-    }
-    return filled;
-}
-
 // The temporary file's name means nothing to the user; errors name the destination instead.
 [[noreturn]] void rethrowForDestination(const FileSystemError& error, const FileUrl& destination)
 {
     throw FileSystemError(error.operation(), destination.path(), error.errorNumber());
 }
 
-// Hashing on a second thread pays only when there are enough chunks to overlap; below that the
-// hand-offs cost more than they gain (measured: many-file runs got slower on a busy machine).
-constexpr qint64 threadedHashingMinimum = 3 * chunkSize;
+// While a copy is written, a second thread hashing the same chunk takes the digest off the path
+// that reads and writes: even a one-chunk photo is written while it is hashed. Starting the
+// thread costs tens of microseconds, hashing a megabyte about half a millisecond: below that
+// (sidecars, small previews) the thread would cost more than it hides.
+constexpr qint64 threadedCopyHashingMinimum = 1024 * 1024;
 
-bool worthASecondThread(qint64 size)
+bool worthASecondThreadForCopying(qint64 size)
 {
-    return size >= threadedHashingMinimum;
-}
-
-// Streams an open file through a background hasher: the next chunk is read while the
-// previous one is hashed.
-QByteArray hashOpenFile(int fd, qint64 size, const QString& pathForErrors, FileOps& ops, const ChunkProgress& progress,
-                        bool direct = false)
-{
-    // Hashed on this thread, a chunk is done with before the next read: one buffer does.
-    const bool threaded = worthASecondThread(size);
-    Buffers buffers(threaded ? bufferCount : 1);
-    BackgroundHasher hasher(threaded);
-    for (qint64 index = 0;; ++index) {
-        const qint64 slot = threaded ? index : 0;
-        if (threaded && index >= bufferCount)
-            hasher.waitUntilHashed(index - bufferCount);
-        const qint64 got = readChunk(fd, buffers[slot], pathForErrors, ops, direct);
-        if (got == 0)
-            break;
-        hasher.submit(buffers[slot], size_t(got));
-        if (progress)
-            progress(SortPhase::verifying, got);
-        if (got < chunkSize)
-            break; // the end of the file: a whole chunk is read unless it ends
-    }
-    return hasher.finalize();
+    return size >= threadedCopyHashingMinimum;
 }
 
 timespec toTimespec(const QDateTime& date)
@@ -132,48 +75,21 @@ timespec toTimespec(const QDateTime& date)
 
 } // namespace
 
+void prefetch(const FileUrl& source, FileOps& ops)
+{
+    const int fd = ops.open(encoded(source.path()), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0)
+        return;
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_WILLNEED);
+    ops.close(fd);
+}
+
 qint64 fileSize(const FileUrl& url, FileOps& ops)
 {
     struct stat info {};
     if (ops.lstat(encoded(url.path()), &info) != 0)
         return -1;
     return qint64(info.st_size);
-}
-
-QByteArray sha256(const FileUrl& url, FileOps& ops, const ChunkProgress& progress)
-{
-    // Straight from the medium where the file system reads past its cache: nothing is copied
-    // through the cache or dropped from it, which on a busy machine was most of the read-back's
-    // processor time. A file system that refuses is read through the cache below.
-    if (const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC | O_DIRECT); fd >= 0) {
-        UniqueFd file(fd, ops);
-        struct stat info {};
-        const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
-        try {
-            const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress, true);
-            file.close(url.path());
-            return digest;
-        } catch (const FileSystemError& error) {
-            if (error.errorNumber() != EINVAL)
-                throw;
-        }
-    }
-    const int fd = ops.open(encoded(url.path()), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        throw FileSystemError(Op::open, url.path(), errno);
-    UniqueFd file(fd, ops);
-    // Dropping the cached pages makes the next reads come from the medium. It only drops
-    // clean pages, which is why copies are flushed before they are hashed.
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-    // Then ask for the whole file at once: the disk streams it while the first chunk is
-    // hashed, instead of one read-ahead window per read.
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_WILLNEED);
-    struct stat info {};
-    const qint64 size = ops.fstat(file.get(), &info) == 0 ? qint64(info.st_size) : 0;
-    const QByteArray digest = hashOpenFile(file.get(), size, url.path(), ops, progress);
-    file.close(url.path());
-    return digest;
 }
 
 void validateSource(const PhotoItem& item, FileOps& ops)
@@ -264,6 +180,10 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         input = UniqueFd(fd, ops);
     }
     ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    // Asked for ahead of the reads: the disk streams the file while the first chunk is written
+    // and hashed, instead of waiting for one read-ahead window per read.
+    if (hashing)
+        ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_WILLNEED);
 
     UnfinishedCopy copy;
     copy.ops_ = &ops;
@@ -311,10 +231,10 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
         }();
 
         // The source is read once: with sha256 the bytes just read are hashed (on a second
-        // thread for large files) while they are written, so the source digest describes
+        // thread for photos) while they are written, so the source digest describes
         // exactly what was copied.
-        const bool threaded = hashing && worthASecondThread(qint64(sourceInfo.st_size));
-        Buffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);
+        const bool threaded = hashing && worthASecondThreadForCopying(qint64(sourceInfo.st_size));
+        ChunkBuffers buffers(threaded ? bufferCount : copiedByKernel ? 0 : 1);
         std::optional<BackgroundHasher> sourceHasher;
         if (hashing)
             sourceHasher.emplace(threaded);

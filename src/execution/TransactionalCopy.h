@@ -78,9 +78,15 @@ UnfinishedCopy startCopy(const PhotoItem& item, const FileUrl& destination, Veri
                          ResultMode mode = ResultMode::userDefault);
 qint64 finishCopy(UnfinishedCopy copy, const ChunkProgress& progress = {});
 
-// Digest of the file as stored: its cached pages are dropped before reading, so a copy is
-// checked against the medium rather than against the memory it was written from.
+// Digest of the file as stored: read past the cache where the file system allows it, else with
+// its cached pages dropped first, so a copy is checked against the medium rather than against
+// the memory it was written from.
 QByteArray sha256(const FileUrl& url, FileOps& ops = FileOps::system(), const ChunkProgress& progress = {});
+
+// Asks the kernel to start reading a file the run copies next, so that its first chunk is in
+// memory when the copy begins and the disk does not idle between files. A hint: a file that
+// cannot be opened is left to its copy to report.
+void prefetch(const FileUrl& source, FileOps& ops = FileOps::system());
 
 // -1 when unknown.
 qint64 fileSize(const FileUrl& url, FileOps& ops = FileOps::system());

@@ -107,13 +107,20 @@ TEST(SortExecutor, changedSourceFailsOnlyThatFile)
     f.add("touched.jpg", "xx");
     f.add("tolerated.jpg", "yy");
     f.add("fine.jpg", "zz");
+    // Replaced by a pipe since: a source that is read ahead of its copy must not hold up the
+    // run (a pipe opened for reading waits for a writer).
+    f.add("piped.jpg", "pp");
     f.items[0].fileSize = 3;
     f.items[1].modificationDate = f.items[1].modificationDate.addMSecs(1001);
     f.items[2].modificationDate = f.items[2].modificationDate.addMSecs(-1000); // exactly 1.0 s: tolerated
-    const SortResult result = Executor::executeSynchronously(f.plan(), true, {});
+    ASSERT_TRUE(QFile::remove(f.src + "/piped.jpg"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(f.src + "/piped.jpg").constData(), 0600), 0);
+    const SortResult result =
+        Executor::executeSynchronously(f.plan(SortOperationMode::safeCopy, VerificationMode::sha256), true, {});
 
     EXPECT_EQ(result.organizedCount, 2);
     EXPECT_EQ(result.errors, (QStringList{"Die Quelldatei „grown.jpg“ wurde seit der Bewertung verändert.",
+                                          "Die Quelldatei „piped.jpg“ wurde seit der Bewertung verändert.",
                                           "Die Quelldatei „touched.jpg“ wurde seit der Bewertung verändert."}));
     EXPECT_EQ(filesBelow(f.out), (QStringList{"JPEG/Behalten/fine.jpg", "JPEG/Behalten/tolerated.jpg"}));
     EXPECT_EQ(result.records[1].sourcePath, f.src + "/grown.jpg");

@@ -74,33 +74,35 @@ TEST(Verification, aCopyTheKernelGivesUpOnIsFinishedFromWhereItStopped)
 
 TEST(Verification, damagedCopyPassesFileSizeButFailsSha256AndLeavesNothing)
 {
-    TempTree tree;
-    // Three chunks and a bit: large enough that source and read-back are hashed on a second
-    // thread, with every buffer of the ring reused.
-    QByteArray content(Executor::chunkSize * 3 + 12345, '\0');
-    for (qsizetype i = 0; i < content.size(); ++i)
-        content[i] = char(i * 7 + i / 4096);
-    tree.write("src/big.cr2", content);
-    const QList<PhotoItem> items{photoAt(tree.path("src"), "big.cr2")};
+    // A sidecar's size, hashed as it is read; one chunk, and three chunks and a bit, hashed on a
+    // second thread while they are written, with every buffer of the ring reused for the last.
+    for (const qint64 size : {qint64(5000), Executor::chunkSize - 1, Executor::chunkSize * 3 + 12345}) {
+        TempTree tree;
+        QByteArray content(size, '\0');
+        for (qsizetype i = 0; i < content.size(); ++i)
+            content[i] = char(i * 7 + i / 4096);
+        tree.write("src/big.cr2", content);
+        const QList<PhotoItem> items{photoAt(tree.path("src"), "big.cr2")};
 
-    DamagingFileOps damaging;
-    const auto hashed = Executor::buildPlan(items, optionsFor(tree.path("sha"), SortOperationMode::safeCopy,
-                                                              VerificationMode::sha256), {});
-    const SortResult strict = Executor::executeSynchronously(hashed, true, {}, damaging);
-    EXPECT_EQ(strict.errors, QStringList{"Die Kopie von „big.cr2“ konnte nicht verifiziert werden."});
-    EXPECT_EQ(filesBelow(tree.path("sha")), QStringList{});
+        DamagingFileOps damaging;
+        const auto hashed = Executor::buildPlan(items, optionsFor(tree.path("sha"), SortOperationMode::safeCopy,
+                                                                  VerificationMode::sha256), {});
+        const SortResult strict = Executor::executeSynchronously(hashed, true, {}, damaging);
+        EXPECT_EQ(strict.errors, QStringList{"Die Kopie von „big.cr2“ konnte nicht verifiziert werden."}) << size;
+        EXPECT_EQ(filesBelow(tree.path("sha")), QStringList{}) << size;
 
-    const auto sized = Executor::buildPlan(items, optionsFor(tree.path("size"), SortOperationMode::safeCopy), {});
-    const SortResult lenient = Executor::executeSynchronously(sized, true, {}, damaging);
-    EXPECT_TRUE(lenient.errors.isEmpty());
-    EXPECT_EQ(lenient.records[0].verifiedSize, content.size());
+        const auto sized = Executor::buildPlan(items, optionsFor(tree.path("size"), SortOperationMode::safeCopy), {});
+        const SortResult lenient = Executor::executeSynchronously(sized, true, {}, damaging);
+        EXPECT_TRUE(lenient.errors.isEmpty()) << size;
+        EXPECT_EQ(lenient.records[0].verifiedSize, content.size()) << size;
 
-    // The undamaged path: the sha256 copy is byte-identical, and the digest helper agrees.
-    const SortResult clean = Executor::executeSynchronously(hashed, true, {});
-    ASSERT_TRUE(clean.errors.isEmpty());
-    const QString copy = tree.path("sha/RAW/Behalten/big.cr2");
-    EXPECT_EQ(readFile(copy), content);
-    EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(copy)), Sha256::hash(content));
+        // The undamaged path: the sha256 copy is byte-identical, and the digest helper agrees.
+        const SortResult clean = Executor::executeSynchronously(hashed, true, {});
+        ASSERT_TRUE(clean.errors.isEmpty()) << size;
+        const QString copy = tree.path("sha/RAW/Behalten/big.cr2");
+        EXPECT_EQ(readFile(copy), content) << size;
+        EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(copy)), Sha256::hash(content)) << size;
+    }
 }
 
 TEST(Verification, existingDestinationNeedsTheExpectedSize)
@@ -122,7 +124,8 @@ TEST(Verification, existingDestinationNeedsTheExpectedSize)
 // The read-back reads past the cache in whole aligned chunks where the file system allows it,
 // and through the cache where it refuses: either way the digest covers every byte exactly once,
 // whether the file ends inside a block, on a block or chunk boundary, or is hashed on a second
-// thread. A read refused past the cache falls back to the cached one.
+// thread. Pages a mapping keeps in the cache, which no dropping removes, never stand in for
+// the medium. A read refused past the cache falls back to the cached one.
 TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
 {
     TempTree tree;
@@ -140,17 +143,24 @@ TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
     } refusing;
     // Past the cache, nothing is read that the storage would refuse (such as on from the
     // unaligned end of the file), which would silently cost the cached reading.
-    class CountsRefusals : public FileOps {
+    class CountsReads : public FileOps {
     public:
         ssize_t read(int fd, void* buffer, size_t count) override
         {
+            if (::fcntl(fd, F_GETFL) & O_DIRECT)
+                ++pastTheCache;
             const ssize_t got = FileOps::read(fd, buffer, count);
             if (got < 0 && errno == EINVAL)
                 ++refusals;
             return got;
         }
         int refusals = 0;
+        int pastTheCache = 0;
     } counting;
+    const bool canReadPastTheCache = [&] {
+        const int fd = ::open(QFile::encodeName(tree.write("probe", "x")).constData(), O_RDONLY | O_DIRECT);
+        return fd >= 0 && ::close(fd) == 0;
+    }();
     for (const qint64 size : {qint64(0), qint64(1), qint64(4095), qint64(4096), chunk - 1, chunk, chunk + 1, 3 * chunk + 5}) {
         QByteArray bytes(size, Qt::Uninitialized);
         for (qint64 i = 0; i < size; ++i)
@@ -160,5 +170,21 @@ TEST(Verification, readBackDigestCoversEveryByteWhateverTheFileSize)
         EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), counting), expected) << size;
         EXPECT_EQ(counting.refusals, 0) << size;
         EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), refusing), expected) << size;
+        if (size > 0) {
+            QFile held(path);
+            ASSERT_TRUE(held.open(QIODevice::ReadOnly));
+            const uchar* pages = held.map(0, size);
+            ASSERT_NE(pages, nullptr);
+            volatile uchar touched = 0;
+            for (qint64 at = 0; at < size; at += 4096)
+                touched = touched + pages[at];
+            counting.pastTheCache = 0;
+            EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), counting), expected) << size;
+            EXPECT_EQ(Executor::sha256(FileUrl::fromLocalPath(path), refusing), expected) << size;
+            if (canReadPastTheCache) {
+                EXPECT_GT(counting.pastTheCache, 0) << size;
+            }
+            EXPECT_EQ(counting.refusals, 0) << size;
+        }
     }
 }
