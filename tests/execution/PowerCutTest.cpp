@@ -77,7 +77,7 @@ void cutAndResume(SortOperationMode mode)
     const PowerCutScenario scenario = resumedAfterEachCut<Run>(
         run, mode, [](const Run& done, const std::string& when) { done.expectEveryPhotoOnce(when); });
     using Loss = PowerCutFileOps::AppendLoss;
-    const int steps = cutAtEveryStep(scenario, {{Loss::dropped, Loss::torn, Loss::zeroed}, true, maxCuts});
+    const int steps = cutAtEveryStep(scenario, {{Loss::dropped, Loss::torn, Loss::zeroed}, true, maxCuts, {}});
     std::printf("%s: %d steps\n", qPrintable(rawValue(mode)), steps);
 }
 
