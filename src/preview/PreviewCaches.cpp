@@ -9,8 +9,16 @@
 #include <QImageWriter>
 #include <QUuid>
 
+#include <QScopeGuard>
+
 #include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace kestrava {
@@ -118,28 +126,76 @@ qint64 DiskPreviewCache::save(const QString& key, const PreviewPayload& payload)
     return bytes;
 }
 
+namespace {
+
+// A save writes its temporary and renames it within moments; one this old was left by a
+// process that ended mid-write and would otherwise lie there for ever.
+constexpr qint64 staleTemporaryNs = qint64(3600) * 1000000000;
+
+qint64 modifiedNs(const struct stat& info)
+{
+    return qint64(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+}
+
+bool isTemporary(const char* name)
+{
+    const std::size_t length = std::strlen(name);
+    return name[0] == '.' && length > 4 && std::strcmp(name + length - 4, ".tmp") == 0;
+}
+
+// Calls `visit(name, info)` for every regular file directly in the open folder.
+template <typename Visit>
+void forEachFile(DIR* folder, Visit visit)
+{
+    ::rewinddir(folder);
+    while (const dirent* entry = ::readdir(folder)) {
+        struct stat info {};
+        if (::fstatat(::dirfd(folder), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode))
+            visit(entry->d_name, info);
+    }
+}
+
+} // namespace
+
 qint64 DiskPreviewCache::prune() const
 {
     if (!enabled())
         return 0;
+    // Read straight from the folder, and only counted unless there is something to delete: a
+    // full cache holds over 100,000 files, and a QFileInfo for each once cost about 100 MB of
+    // the process's peak memory, which the allocator then kept.
+    DIR* folder = ::opendir(QFile::encodeName(folder_).constData());
+    if (!folder)
+        return 0;
+    const auto closeFolder = qScopeGuard([folder] { ::closedir(folder); });
+    timespec now {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const qint64 nowNs = qint64(now.tv_sec) * 1000000000 + now.tv_nsec;
+    qint64 total = 0;
+    forEachFile(folder, [&](const char* name, const struct stat& info) {
+        if (isTemporary(name) && nowNs - modifiedNs(info) > staleTemporaryNs && ::unlinkat(::dirfd(folder), name, 0) == 0)
+            return;
+        total += qint64(info.st_size);
+    });
+    if (total <= byteLimit_)
+        return total;
+
     struct Entry {
-        QString path;
+        qint64 modified;
         qint64 size;
-        QDateTime modified;
+        std::string name;
     };
     std::vector<Entry> entries;
-    qint64 total = 0;
-    const QFileInfoList infos = QDir(folder_).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
-    for (const QFileInfo& info : infos) {
-        const QDateTime modified = info.lastModified();
-        entries.push_back({info.absoluteFilePath(), info.size(), modified.isValid() ? modified : QDateTime::fromSecsSinceEpoch(0)});
-        total += info.size();
-    }
+    total = 0;
+    forEachFile(folder, [&](const char* name, const struct stat& info) {
+        entries.push_back({modifiedNs(info), qint64(info.st_size), name});
+        total += qint64(info.st_size);
+    });
     std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.modified < b.modified; });
     for (const Entry& entry : entries) {
         if (total <= byteLimit_)
             break;
-        QFile::remove(entry.path);
+        ::unlinkat(::dirfd(folder), entry.name.c_str(), 0);
         // Counted as gone even when the deletion failed: the estimate must not stall pruning.
         total -= entry.size;
     }

@@ -54,7 +54,8 @@ public:
     std::optional<PreviewPayload> load(const QString& key) const;
     // Writes key.jpg through a temporary file and a rename; the bytes written, 0 on any failure.
     qint64 save(const QString& key, const PreviewPayload& payload) const;
-    // Deletes the oldest files until the folder holds at most the byte limit; the total kept.
+    // Deletes the oldest files until the folder holds at most the byte limit, and temporaries
+    // of saves that never finished once an hour old; the total kept.
     qint64 prune() const;
 
 private:

@@ -110,5 +110,14 @@ TEST(DiskPreviewCache, pruneKeepsTheNewestFilesWithinTheLimit)
     std::sort(all.begin(), all.end());
     for (qint64 t : times)
         EXPECT_GE(t, all[15]);
+
+    // Under the limit nothing goes but the temporaries of saves a process never finished.
+    const QString abandoned = tree.write(QStringLiteral("Previews/.k1-a.tmp"), QByteArray(10, 'x'));
+    setModificationTime(abandoned, QDateTime::currentSecsSinceEpoch() - 2 * 3600);
+    const QString inFlight = tree.write(QStringLiteral("Previews/.k2-b.tmp"), QByteArray(10, 'x'));
+    EXPECT_EQ(DiskPreviewCache(folder, 1 << 30).prune(), 1000000 + 10);
+    EXPECT_FALSE(QFile::exists(abandoned));
+    EXPECT_TRUE(QFile::exists(inFlight));
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 10);
     EXPECT_EQ(DiskPreviewCache(tree.path("nowhere")).prune(), 0);
 }
