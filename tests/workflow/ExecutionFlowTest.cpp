@@ -17,15 +17,8 @@ namespace {
 // A shoot whose files exist with the size and date the scan reports, each with its own bytes.
 QList<PhotoItem> realShoot(const QString& folder, int pairs, int singles = 0)
 {
-    QList<PhotoItem> items = shoot(folder, pairs, singles);
-    for (const PhotoItem& item : items) {
-        QByteArray bytes = item.relativePath.toUtf8();
-        bytes.append(QByteArray(int(item.fileSize) - bytes.size(), 'x'));
-        writeFile(item.sourceURL.path(), bytes);
-        QFile file(item.sourceURL.path());
-        EXPECT_TRUE(file.open(QIODevice::ReadWrite));
-        EXPECT_TRUE(file.setFileTime(item.modificationDate, QFileDevice::FileModificationTime));
-    }
+    const QList<PhotoItem> items = shoot(folder, pairs, singles);
+    writeFiles(items);
     return items;
 }
 

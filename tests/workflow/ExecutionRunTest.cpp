@@ -73,15 +73,9 @@ struct RunRig {
         for (int i = 0; i < files; ++i)
             names << u"SOLO_%1.JPG"_s.arg(i + 1);
         items = photosNamed(source, names);
-        for (PhotoItem& item : items) {
+        for (PhotoItem& item : items)
             item.decision = PhotoDecision::keep;
-            QByteArray bytes = item.relativePath.toUtf8();
-            bytes.append(QByteArray(int(item.fileSize) - bytes.size(), 'x'));
-            writeFile(item.sourceURL.path(), bytes);
-            QFile file(item.sourceURL.path());
-            EXPECT_TRUE(file.open(QIODevice::ReadWrite));
-            EXPECT_TRUE(file.setFileTime(item.modificationDate, QFileDevice::FileModificationTime));
-        }
+        writeFiles(items);
         SortSession session;
         session.id = sessionID;
         session.createdAt = session.updatedAt = QDateTime(QDate(2026, 3, 1), QTime(9, 0), Qt::UTC);

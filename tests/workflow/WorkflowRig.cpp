@@ -34,6 +34,18 @@ QList<PhotoItem> shoot(const QString& folder, int pairs, int singles)
     return photosNamed(folder, names);
 }
 
+void writeFiles(const QList<PhotoItem>& items)
+{
+    for (const PhotoItem& item : items) {
+        QByteArray bytes = item.relativePath.toUtf8();
+        bytes.append(QByteArray(int(item.fileSize) - bytes.size(), 'x'));
+        writeFile(item.sourceURL.path(), bytes);
+        QFile file(item.sourceURL.path());
+        EXPECT_TRUE(file.open(QIODevice::ReadWrite));
+        EXPECT_TRUE(file.setFileTime(item.modificationDate, QFileDevice::FileModificationTime));
+    }
+}
+
 WorkflowRig::WorkflowRig(Persistence persistence_, WorkflowTimings timings_)
     : persistence(persistence_), timings(timings_)
 {

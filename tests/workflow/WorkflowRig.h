@@ -18,6 +18,8 @@ namespace kestrava::test {
 QList<PhotoItem> photosNamed(const QString& folder, const QStringList& relativePaths);
 // `pairs` JPEG+RAW shots followed by `singles` lone JPEGs, in scanner order.
 QList<PhotoItem> shoot(const QString& folder, int pairs, int singles = 0);
+// Writes each photo's file with the size and date the scan reports and bytes of its own.
+void writeFiles(const QList<PhotoItem>& items);
 
 struct WorkflowRig {
     enum class Persistence { none, store };
