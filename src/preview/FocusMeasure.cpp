@@ -16,6 +16,12 @@ namespace {
 
 // Share of the tiles, the sharpest first, that make the score.
 constexpr double sharpestShare = 0.10;
+
+// How many of `tiles` tiles that share is: the score's, and the tiles peaking looks at.
+std::size_t sharpestTileCount(std::size_t tiles)
+{
+    return std::max<std::size_t>(1, std::size_t(std::ceil(double(tiles) * sharpestShare)));
+}
 // Peaking marks a pixel when its Laplacian exceeds both this floor (on 0...255 luminance) and
 // this multiple of the sharpest tiles' Laplacian deviation.
 constexpr int peakingFloor = 32;
@@ -48,7 +54,7 @@ QRgb peakingColourAgainst(const QImage& image, const FocusMap& focus)
     std::vector<float> sorted(focus.values.cbegin(), focus.values.cend());
     if (sorted.empty())
         return peakingPalette[0];
-    const std::size_t take = std::max<std::size_t>(1, std::size_t(std::ceil(double(sorted.size()) * sharpestShare)));
+    const std::size_t take = sharpestTileCount(sorted.size());
     std::nth_element(sorted.begin(), sorted.begin() + std::ptrdiff_t(take - 1), sorted.end(), std::greater<>());
     const float sharpEnough = sorted[take - 1];
     const int columns = focus.tiles.width();
@@ -211,7 +217,7 @@ FocusMap measureFocus(const QImage& image)
         map.values[qsizetype(tile)] = float(std::max(0.0, double(squares[tile]) / n - mean * mean));
     }
     std::vector<float> sorted(map.values.cbegin(), map.values.cend());
-    const std::size_t take = std::max<std::size_t>(1, std::size_t(std::ceil(double(sorted.size()) * sharpestShare)));
+    const std::size_t take = sharpestTileCount(sorted.size());
     std::partial_sort(sorted.begin(), sorted.begin() + std::ptrdiff_t(take), sorted.end(), std::greater<>());
     double total = 0;
     for (std::size_t i = 0; i < take; ++i)

@@ -146,18 +146,15 @@ void PhotoPreviewLoader::finishLoad(const FileUrl& url, const PreviewResult& res
 
 void PhotoPreviewLoader::prefetch(const QList<FileUrl>& urls)
 {
-    const int size = targetPixelSize();
-    if (fitBox_.isEmpty()) {
-        pipeline_.prefetch(urls, size);
+    const QList<QFuture<PreviewResult>> started = pipeline_.prefetch(urls, targetPixelSize());
+    if (fitBox_.isEmpty())
         return;
-    }
-    // As the pipeline prefetches, with each preview fitted as soon as it is there.
-    for (qsizetype i = 0; i < std::min<qsizetype>(urls.size(), PreviewPipeline::prefetchCount); ++i) {
-        deliveredLater(pipeline_.preview(urls[i], size, PreviewPipeline::prefetchTopPriority - int(i)), this)
-            .then(this, [this](const PreviewResult& result) {
-                if (result)
-                    fit(result->image);
-            });
+    // Each preview is fitted as soon as it is there.
+    for (const QFuture<PreviewResult>& preview : started) {
+        deliveredLater(preview, this).then(this, [this](const PreviewResult& result) {
+            if (result)
+                fit(result->image);
+        });
     }
 }
 

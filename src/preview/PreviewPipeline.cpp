@@ -230,10 +230,12 @@ QFuture<QImage> PreviewPipeline::thumbnail(const FileUrl& url, int previewPixelS
     return future;
 }
 
-void PreviewPipeline::prefetch(const QList<FileUrl>& urls, int maxPixelSize)
+QList<QFuture<PreviewResult>> PreviewPipeline::prefetch(const QList<FileUrl>& urls, int maxPixelSize)
 {
+    QList<QFuture<PreviewResult>> started;
     for (qsizetype i = 0; i < std::min<qsizetype>(urls.size(), prefetchCount); ++i)
-        preview(urls[i], maxPixelSize, prefetchTopPriority - int(i));
+        started.append(preview(urls[i], maxPixelSize, prefetchTopPriority - int(i)));
+    return started;
 }
 
 void PreviewPipeline::dropInFlight(const FileUrl& url, int maxPixelSize)

@@ -101,8 +101,9 @@ public:
     // The preview when the memory cache holds it, answered on the calling thread at once: a
     // photo prepared in advance reaches the screen without a trip through the pipeline's threads.
     PreviewResult cachedPreview(const FileUrl& url, int maxPixelSize);
-    // Starts renders for the first five URLs at priorities 50 down to 46; returns at once.
-    void prefetch(const QList<FileUrl>& urls, int maxPixelSize);
+    // Starts renders for the first five URLs at priorities 50 down to 46; returns at once, with
+    // their futures for a caller that does something with each preview once it is there.
+    QList<QFuture<PreviewResult>> prefetch(const QList<FileUrl>& urls, int maxPixelSize);
     // Cancels and forgets the render for this preview, if one is running: the user moved on.
     void dropInFlight(const FileUrl& url, int maxPixelSize);
 
