@@ -1,6 +1,7 @@
 // A run whose records are journaled beside the copying: what counts when, what a journal that
 // fails in the middle leaves, and that the next run finishes from there.
 
+#include "PrivateTmpfs.h"
 #include "WorkflowRig.h"
 #include "session/SessionStore.h"
 #include "workflow/ExecutionRun.h"
@@ -8,7 +9,9 @@
 #include <QDirIterator>
 #include <QMutex>
 #include <QThread>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace kestrava;
 using namespace kestrava::test;
@@ -61,13 +64,15 @@ struct RunRig {
     QString source = tree.mkdir(u"Fotos"_s);
     QString result = tree.path(u"Ziel/Ergebnis"_s);
     StoreDiskOps storeOps;
-    SessionStore store{tree.path(u"Sessions"_s), storeOps};
+    SessionStore store;
     QList<PhotoItem> items;
     QUuid sessionID = QUuid::createUuid();
     QMutex mutex;
     QList<ExecutionRecord> acknowledged;
 
-    explicit RunRig(int files)
+    // `storeFolder`: where the session store keeps its files; beside the photos by default.
+    explicit RunRig(int files, const QString& storeFolder = {})
+        : store(storeFolder.isEmpty() ? tree.path(u"Sessions"_s) : storeFolder, storeOps)
     {
         QStringList names;
         for (int i = 0; i < files; ++i)
@@ -180,4 +185,57 @@ TEST(ExecutionRun, aRecordThatCannotBeJournaledStopsTheRunAtTheNextFileAndTheNex
     ASSERT_EQ(files.size(), 8) << "every photo exactly once";
     for (const PhotoItem& item : std::as_const(rig.items))
         EXPECT_EQ(files.value(item.relativePath), readFile(item.sourceURL.path())) << item.relativePath.toStdString();
+}
+
+// The same on a real full disk: the session store's own small volume fills up while the run
+// goes on, the records after that cannot be written, and once space is freed the next run
+// finishes with every photo exactly once and every record durable.
+TEST(ExecutionRun, aSessionVolumeThatFillsUpInTheMiddleStopsTheRunAndTheNextRunFinishesIt)
+{
+    TempTree outer;
+    const QString volume = outer.mkdir(u"Sitzungen"_s);
+    const int result = inChildWithTmpfs(volume, "size=64k,mode=0700", [&]() -> int {
+        RunRig rig(24, volume);
+        // Everything taken but four pages: the plan fits, the records after it soon do not.
+        const QByteArray filler = QFile::encodeName(volume + u"/filler"_s);
+        const int fd = ::open(filler.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        const QByteArray page(4096, 'f');
+        off_t written = 0;
+        while (::write(fd, page.constData(), size_t(page.size())) == page.size())
+            written += page.size();
+        if (fd < 0 || ::ftruncate(fd, written - 4 * page.size()) != 0)
+            return 1;
+        ::close(fd);
+
+        const ExecutionOutcome stopped = rig.run();
+        if (stopped.result || !stopped.failure)
+            return 2;
+        const QList<ExecutionRecord> counted = rig.acknowledgedWith(ExecutionActionStatus::completed);
+        if (counted.isEmpty() || counted.size() >= rig.items.size())
+            return 3; // the disk must fill in the middle of the run, not before or after it
+        QList<ExecutionRecord> journaledDone;
+        for (const ExecutionRecord& record : rig.stored().executionRecords)
+            if (record.status == ExecutionActionStatus::completed)
+                journaledDone.append(record);
+        if (journaledDone.size() < counted.size())
+            return 4; // a record counted that the journal does not hold
+
+        ::unlink(filler.constData());
+        const ExecutionOutcome finished = rig.run();
+        if (!finished.result || !finished.result->errors.isEmpty())
+            return 5;
+        for (const ExecutionRecord& record : rig.stored().executionRecords)
+            if (record.status != ExecutionActionStatus::completed)
+                return 6;
+        const QMap<QString, QByteArray> files = rig.resultFiles();
+        if (files.size() != rig.items.size())
+            return 7;
+        for (const PhotoItem& item : std::as_const(rig.items))
+            if (files.value(item.relativePath) != readFile(item.sourceURL.path()))
+                return 8;
+        return 0;
+    });
+    if (result == tmpfsRefused)
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    EXPECT_EQ(result, 0);
 }
